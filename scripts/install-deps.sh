@@ -1,0 +1,24 @@
+#!/bin/sh
+# Installs what building, running and testing Dorvane needs on Debian 12.
+# Only packages that are missing are installed; run as root or with sudo.
+set -eu
+
+PACKAGES="cmake ninja-build g++ pkg-config
+qt6-base-dev libqt6sql6-sqlite libqt6sql6-odbc
+libsqlite3-dev sqlite3 libgtest-dev
+unixodbc odbc-postgresql postgresql-15
+xvfb xauth x11-apps imagemagick"
+
+missing=""
+for p in $PACKAGES; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+[ -z "$missing" ] && exit 0
+
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+echo "Installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -q
+# shellcheck disable=SC2086
+$SUDO apt-get install -y -q --no-install-recommends $missing

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "repository/DbError.h"
+
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace dorvane {
+
+struct Dialect;
+
+enum class BackendKind { Sqlite, Odbc };
+
+// A connection opened from one of the suite's connection strings:
+//   "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=FILE;"  -> SQLite file FILE
+//   "PROVIDER=MSDASQL;DSN=NAME"                             -> ODBC data source NAME
+// A missing database file is never created; opening it fails with a
+// description that names it. Every failing call throws DbError.
+class Connection {
+public:
+    Connection();
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    void Open(const QString& connectionString);
+    // The side databases are opened by path, as the suite's own tools do.
+    void OpenFile(const QString& path);
+    void Close();
+    bool IsOpen() const;
+
+    BackendKind backend() const;
+    const Dialect& dialect() const;
+    const QString& connectionString() const { return m_connectionString; }
+
+    void BeginTrans();
+    void CommitTrans();
+    void RollbackTrans();
+    bool InTransaction() const { return m_inTransaction; }
+
+    // Runs a statement that returns no rows; returns the number of rows
+    // it affected (-1 when the driver cannot tell).
+    qint64 Execute(const QString& sql);
+
+    // Column names of a table as the database reports them, cached per
+    // connection; no rows are read.
+    QStringList TableColumns(const QString& table);
+
+    // Creates a new, empty SQLite database file (write-ahead journal).
+    // Fails when the file exists already or cannot be created.
+    static void CreateDatabaseFile(const QString& path);
+
+    // For the data layer itself (Recordset and the per-backend helpers).
+    QSqlDatabase& database();
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+    QString m_connectionString;
+    bool m_inTransaction = false;
+};
+
+} // namespace dorvane

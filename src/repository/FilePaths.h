@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+namespace dorvane {
+
+// Turns a path built the Windows way ("...\Tutorial\Database\Tutorial.mdb")
+// into a native one: backslashes become slashes, and a component that does
+// not exist in its exact case resolves to the one existing entry that
+// matches it case-insensitively. Every file-system call goes through here.
+QString NativePath(const QString& windowsPath);
+
+} // namespace dorvane

@@ -1,0 +1,71 @@
+#include "startup/Startup.h"
+
+#include "startup/Registry.h"
+
+namespace dorvane {
+
+QString ModeName(RepositoryMode mode)
+{
+    switch (mode) {
+    case RepositoryMode::Tutorial: return QStringLiteral("Tutorial");
+    case RepositoryMode::Local: return QStringLiteral("Local");
+    case RepositoryMode::Server: break;
+    }
+    return QStringLiteral("Server");
+}
+
+StartupPlan PlanStartup()
+{
+    const QString jet = QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;");
+    const qint32 isLocal = SettingDword(QStringLiteral("IsLocalDatabase"));
+    const QString activeDb = SettingString(QStringLiteral("ActiveDB"));
+
+    StartupPlan plan;
+    if (activeDb == QLatin1String("Tutorial")) {
+        // The tutorial keeps its side databases below the installation
+        // folder; the letter case of the file names is the suite's own.
+        plan.mode = RepositoryMode::Tutorial;
+        const QString exePath = SettingString(QStringLiteral("ExePath"));
+        plan.connectionString =
+            jet + QStringLiteral("Data Source=") + exePath + QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb") + QStringLiteral(";");
+        plan.sharedResourcePath = exePath + QStringLiteral("\\Tutorial");
+        plan.userDataPath = plan.sharedResourcePath + QStringLiteral("\\database\\UserData.mdb");
+        plan.testDataPath = plan.sharedResourcePath + QStringLiteral("\\TestData.mdb");
+    } else {
+        if (isLocal != 0) {
+            plan.mode = RepositoryMode::Local;
+            plan.connectionString = jet + QStringLiteral("Data Source=") + SettingString(QStringLiteral("LocalDatabasePath")) +
+                                    QStringLiteral("\\") + SettingString(QStringLiteral("LocalDatabaseName")) + QStringLiteral(";");
+        } else {
+            plan.mode = RepositoryMode::Server;
+            plan.connectionString = QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN"));
+        }
+        plan.sharedResourcePath = SettingString(QStringLiteral("SharedResourcePath"));
+        plan.testDataPath = plan.sharedResourcePath + QStringLiteral("\\testdata.mdb");
+        plan.userDataPath = SettingString(QStringLiteral("ExePath")) + QStringLiteral("\\UserData.mdb");
+    }
+    plan.installationPath = SettingString(QStringLiteral("ExePath"));
+    return plan;
+}
+
+void Session::Open(const StartupPlan& startupPlan)
+{
+    plan = startupPlan;
+    repository.Open(plan.connectionString);
+    if (plan.mode == RepositoryMode::Tutorial) {
+        userData.OpenFile(plan.userDataPath);
+        testData.OpenFile(plan.testDataPath);
+    } else {
+        testData.OpenFile(plan.testDataPath);
+        userData.OpenFile(plan.userDataPath);
+    }
+}
+
+void Session::Close()
+{
+    testData.Close();
+    repository.Close();
+    userData.Close();
+}
+
+} // namespace dorvane

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "repository/Connection.h"
+#include "repository/Interaction.h"
+
+#include <gtest/gtest.h>
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace dorvane::test {
+
+// The backends a repository test runs on: "sqlite" always, "odbc" when
+// DORVANE_TEST_DSN names an ODBC data source (PostgreSQL through psqlODBC).
+std::vector<std::string> TestBackends();
+QString TestDsn();
+
+// A fresh, empty database on one backend: a new SQLite file in a temporary
+// folder, or the test data source with every table dropped.
+class TestDatabase {
+public:
+    explicit TestDatabase(const std::string& backend);
+    ~TestDatabase();
+
+    const std::string& backend() const { return m_backend; }
+    bool isOdbc() const { return m_backend == "odbc"; }
+    // The suite's connection string for it.
+    QString connectionString() const { return m_connectionString; }
+    // A folder that lives as long as this object.
+    QString tempPath() const { return m_dir.path(); }
+
+private:
+    std::string m_backend;
+    QTemporaryDir m_dir;
+    QString m_connectionString;
+};
+
+// Records every message and answers questions from a queue (Ok when empty
+// for Ok boxes; a question with no queued answer fails the test).
+class ScriptedMessages : public MessageSink {
+public:
+    Answer Show(const QString& text, Buttons buttons) override;
+    void Queue(Answer answer) { m_answers.push_back(answer); }
+
+    QStringList shown;
+
+private:
+    std::deque<Answer> m_answers;
+};
+
+// Prints the database's description when a statement fails.
+#define DB_ASSERT(statement)                                                       \
+    try {                                                                          \
+        statement;                                                                 \
+    } catch (const ::dorvane::DbError& e) {                                        \
+        FAIL() << #statement << " failed: " << e.description().toStdString();      \
+    }
+
+} // namespace dorvane::test
+
+// Lets GoogleTest print QStrings.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+QT_END_NAMESPACE
