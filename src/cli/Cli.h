@@ -1,0 +1,59 @@
+#pragma once
+
+#include "repository/Interaction.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+namespace dorvane::cli {
+
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;
+
+struct Command;
+
+// What a command handler gets: its own arguments (the words after the
+// command name) and where its messages go.
+struct CommandContext {
+    const Command& command;
+    QStringList arguments;
+    MessageSink& messages;
+};
+
+struct Command {
+    QString name;
+    QString arguments; // as shown in the usage, e.g. "FILE | --dsn NAME"
+    QString summary;   // one line
+    int (*run)(const CommandContext& context);
+};
+
+// Every command of the tool, in the order the help lists them.
+const std::vector<Command>& Commands();
+const Command* FindCommand(const QString& name);
+
+// The tool's usage: the global options and one line per command.
+QString Usage();
+// "usage: dorvanectl NAME ARGUMENTS"
+QString CommandUsage(const Command& command);
+
+// Prints the command's usage to standard error and returns the failure
+// status: for handlers given arguments they cannot use.
+int WrongArguments(const CommandContext& context);
+
+// Runs the tool on its arguments (program name excluded); returns the exit
+// status.
+int Run(const QStringList& arguments);
+
+// Standard output and standard error, one line per call.
+void PrintLine(const QString& line);
+void PrintErrorLine(const QString& line);
+
+// The command handlers, one file each area.
+int RunCreateRepository(const CommandContext& context);
+int RunCreateInstallation(const CommandContext& context);
+int RunCreateSharedFolder(const CommandContext& context);
+int RunInfo(const CommandContext& context);
+
+} // namespace dorvane::cli

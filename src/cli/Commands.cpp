@@ -1,0 +1,164 @@
+#include "cli/Cli.h"
+
+#include "cli/TerminalMessages.h"
+#include "startup/Registry.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace dorvane::cli {
+
+namespace {
+
+void Write(std::FILE* stream, const QString& line)
+{
+    const QByteArray bytes = (line + u'\n').toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+int RunHelp(const CommandContext& context)
+{
+    if (context.arguments.isEmpty()) {
+        PrintLine(Usage());
+        return kExitSuccess;
+    }
+    if (context.arguments.size() == 1) {
+        if (const Command* command = FindCommand(context.arguments.first())) {
+            PrintLine(CommandUsage(*command));
+            PrintLine(QStringLiteral("  ") + command->summary);
+            return kExitSuccess;
+        }
+        PrintErrorLine(QStringLiteral("Unknown command: ") + context.arguments.first());
+        PrintErrorLine(Usage());
+        return kExitFailure;
+    }
+    return WrongArguments(context);
+}
+
+const QString kProgram = QStringLiteral("dorvanectl");
+const QString kRegistryOption = QStringLiteral("--registry");
+
+} // namespace
+
+const std::vector<Command>& Commands()
+{
+    static const std::vector<Command> commands = {
+        {QStringLiteral("info"), QString(),
+         QStringLiteral("Show the repository chosen by the settings, open it and count its environments"), RunInfo},
+        {QStringLiteral("create-repository"), QStringLiteral("FILE | --dsn NAME"),
+         QStringLiteral("Create an empty repository with the reference data, as a new file or on an ODBC data source"),
+         RunCreateRepository},
+        {QStringLiteral("create-installation"), QStringLiteral("DIR"),
+         QStringLiteral("Create the installation files below DIR (the ExePath setting): backup template, user data and "
+                        "the tutorial"),
+         RunCreateInstallation},
+        {QStringLiteral("create-shared-folder"), QStringLiteral("DIR"),
+         QStringLiteral("Create a shared resource folder: testdata.mdb, Apps and Environments\\Backups"),
+         RunCreateSharedFolder},
+        {QStringLiteral("help"), QStringLiteral("[COMMAND]"), QStringLiteral("Show this help, or one command's usage"),
+         RunHelp},
+    };
+    return commands;
+}
+
+const Command* FindCommand(const QString& name)
+{
+    for (const Command& command : Commands()) {
+        if (command.name == name)
+            return &command;
+    }
+    return nullptr;
+}
+
+QString CommandUsage(const Command& command)
+{
+    QString usage = QStringLiteral("usage: ") + kProgram + u' ' + command.name;
+    if (!command.arguments.isEmpty())
+        usage += u' ' + command.arguments;
+    return usage;
+}
+
+QString Usage()
+{
+    qsizetype width = 0;
+    for (const Command& command : Commands())
+        width = std::max(width, (command.name + u' ' + command.arguments).size());
+
+    QStringList lines;
+    lines << QStringLiteral("usage: %1 [--registry FILE] COMMAND [ARGUMENTS]").arg(kProgram) << QString()
+          << QStringLiteral("Options:")
+          << QStringLiteral("  --registry FILE  read the settings from FILE instead of $ZENTRIX_REGISTRY or "
+                            "/etc/zentrix/zentrix.reg")
+          << QStringLiteral("  --help           show this help") << QString() << QStringLiteral("Commands:");
+    for (const Command& command : Commands()) {
+        const QString synopsis = (command.name + u' ' + command.arguments).trimmed();
+        lines << QStringLiteral("  ") + synopsis.leftJustified(width + 2) + command.summary;
+    }
+    return lines.join(u'\n');
+}
+
+int WrongArguments(const CommandContext& context)
+{
+    PrintErrorLine(CommandUsage(context.command));
+    return kExitFailure;
+}
+
+void PrintLine(const QString& line) { Write(stdout, line); }
+void PrintErrorLine(const QString& line) { Write(stderr, line); }
+
+int Run(const QStringList& arguments)
+{
+    // Global options come before the command.
+    qsizetype i = 0;
+    for (; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+            PrintLine(Usage());
+            return kExitSuccess;
+        }
+        if (argument == kRegistryOption) {
+            if (i + 1 >= arguments.size()) {
+                PrintErrorLine(QStringLiteral("--registry needs a file name"));
+                PrintErrorLine(Usage());
+                return kExitFailure;
+            }
+            SetSettingsFileOverride(arguments.at(++i));
+            continue;
+        }
+        if (argument.startsWith(kRegistryOption + u'=')) {
+            SetSettingsFileOverride(argument.mid(kRegistryOption.size() + 1));
+            continue;
+        }
+        if (argument.startsWith(u'-')) {
+            PrintErrorLine(QStringLiteral("Unknown option: ") + argument);
+            PrintErrorLine(Usage());
+            return kExitFailure;
+        }
+        break;
+    }
+
+    if (i >= arguments.size()) {
+        PrintErrorLine(Usage());
+        return kExitFailure;
+    }
+    const Command* command = FindCommand(arguments.at(i));
+    if (!command) {
+        PrintErrorLine(QStringLiteral("Unknown command: ") + arguments.at(i));
+        PrintErrorLine(Usage());
+        return kExitFailure;
+    }
+
+    const QStringList commandArguments = arguments.mid(i + 1);
+    if (commandArguments == QStringList{QStringLiteral("--help")}) {
+        PrintLine(CommandUsage(*command));
+        PrintLine(QStringLiteral("  ") + command->summary);
+        return kExitSuccess;
+    }
+    TerminalMessages messages;
+    return command->run(CommandContext{*command, commandArguments, messages});
+}
+
+} // namespace dorvane::cli

@@ -1,0 +1,46 @@
+#include "cli/Cli.h"
+
+#include "repository/Globals.h"
+#include "repository/Recordset.h"
+#include "startup/Startup.h"
+
+namespace dorvane::cli {
+
+// Chooses and opens the repository exactly as the desktop program starts
+// up, and says what it chose.
+int RunInfo(const CommandContext& context)
+{
+    if (!context.arguments.isEmpty())
+        return WrongArguments(context);
+
+    const StartupPlan plan = PlanStartup();
+    PrintLine(QStringLiteral("mode: ") + ModeName(plan.mode));
+    PrintLine(QStringLiteral("connection: ") + plan.connectionString);
+    PrintLine(QStringLiteral("shared-resource-path: ") + plan.sharedResourcePath);
+    PrintLine(QStringLiteral("test-data: ") + plan.testDataPath);
+    PrintLine(QStringLiteral("user-data: ") + plan.userDataPath);
+    PrintLine(QStringLiteral("installation-path: ") + plan.installationPath);
+
+    Session session;
+    try {
+        session.Open(plan);
+    } catch (const DbError& e) {
+        context.messages.Inform(kCouldNotOpenDatabase + e.description());
+        return kExitFailure;
+    }
+
+    qint32 environments = 0;
+    try {
+        Recordset rs(QStringLiteral("SELECT * FROM tEnvironment"), session.repository);
+        environments = CountRecords(&rs);
+        rs.Close();
+    } catch (const DbError& e) {
+        context.messages.Inform(QStringLiteral("Error while counting environments: ") + e.description());
+        return kExitFailure;
+    }
+    session.Close();
+    PrintLine(QStringLiteral("environments: ") + QString::number(environments));
+    return kExitSuccess;
+}
+
+} // namespace dorvane::cli

@@ -1,0 +1,52 @@
+#include "cli/Cli.h"
+
+#include "repository/Installation.h"
+
+namespace dorvane::cli {
+
+namespace {
+
+int Report(const CommandContext& context, const SetupResult& result, const QString& done)
+{
+    context.messages.Inform(result.ok ? done : result.message);
+    return result.ok ? kExitSuccess : kExitFailure;
+}
+
+// A single argument that is a path, not an option.
+bool OnePath(const CommandContext& context)
+{
+    return context.arguments.size() == 1 && !context.arguments.first().isEmpty() &&
+           !context.arguments.first().startsWith(u'-');
+}
+
+} // namespace
+
+int RunCreateRepository(const CommandContext& context)
+{
+    const QStringList& args = context.arguments;
+    if (args.size() == 2 && args.first() == QLatin1String("--dsn") && !args.at(1).isEmpty()) {
+        return Report(context, CreateRepositoryOnDataSource(args.at(1)),
+                      QStringLiteral("Repository created on data source ") + args.at(1));
+    }
+    if (!OnePath(context))
+        return WrongArguments(context);
+    return Report(context, CreateRepositoryFile(args.first()), QStringLiteral("Repository created: ") + args.first());
+}
+
+int RunCreateInstallation(const CommandContext& context)
+{
+    if (!OnePath(context))
+        return WrongArguments(context);
+    return Report(context, CreateInstallation(context.arguments.first()),
+                  QStringLiteral("Installation created: ") + context.arguments.first());
+}
+
+int RunCreateSharedFolder(const CommandContext& context)
+{
+    if (!OnePath(context))
+        return WrongArguments(context);
+    return Report(context, CreateSharedFolder(context.arguments.first()),
+                  QStringLiteral("Shared folder created: ") + context.arguments.first());
+}
+
+} // namespace dorvane::cli

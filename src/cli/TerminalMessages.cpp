@@ -1,0 +1,56 @@
+#include "cli/TerminalMessages.h"
+
+#include "cli/Cli.h"
+
+#include <QByteArray>
+
+namespace dorvane::cli {
+
+namespace {
+
+QString ReadLine(std::FILE* input, bool& atEnd)
+{
+    QByteArray line;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, input)) {
+        line += buffer;
+        if (line.endsWith('\n'))
+            break;
+    }
+    atEnd = line.isEmpty();
+    return QString::fromLocal8Bit(line).trimmed();
+}
+
+} // namespace
+
+Answer TerminalMessages::Show(const QString& text, Buttons buttons)
+{
+    if (buttons == Buttons::Ok) {
+        PrintErrorLine(text);
+        return Answer::Ok;
+    }
+
+    const bool withCancel = buttons == Buttons::YesNoCancel;
+    const QString prompt = withCancel ? QStringLiteral(" [y/n/c] ") : QStringLiteral(" [y/n] ");
+    const Answer fallback = withCancel ? Answer::Cancel : Answer::No;
+    for (;;) {
+        const QByteArray question = (text + prompt).toLocal8Bit();
+        std::fwrite(question.constData(), 1, static_cast<size_t>(question.size()), stderr);
+        std::fflush(stderr);
+
+        bool atEnd = false;
+        const QString reply = ReadLine(m_input, atEnd).toLower();
+        if (atEnd) {
+            PrintErrorLine(QString());
+            return fallback;
+        }
+        if (reply == QLatin1String("y") || reply == QLatin1String("yes"))
+            return Answer::Yes;
+        if (reply == QLatin1String("n") || reply == QLatin1String("no"))
+            return Answer::No;
+        if (withCancel && (reply == QLatin1String("c") || reply == QLatin1String("cancel")))
+            return Answer::Cancel;
+    }
+}
+
+} // namespace dorvane::cli
