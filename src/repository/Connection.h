@@ -3,6 +3,7 @@
 #include "repository/DbError.h"
 
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
 
@@ -11,6 +12,7 @@
 namespace dorvane {
 
 struct Dialect;
+struct TableInfo;
 
 enum class BackendKind { Sqlite, Odbc };
 
@@ -55,6 +57,11 @@ public:
 
     // For the data layer itself (Recordset and the per-backend helpers).
     QSqlDatabase& database();
+    // What the catalogue says about the table a statement names (bare,
+    // [bracketed] or "quoted"), read once per connection.
+    std::shared_ptr<const TableInfo> tableInfo(const QString& tableRef);
+    // A statement prepared once on this connection and kept for reuse.
+    QSqlQuery& preparedStatement(const QString& sql);
 
 private:
     struct Private;

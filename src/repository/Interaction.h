@@ -43,6 +43,14 @@ public:
     virtual void End() = 0;
 };
 
+// Starts another program of the suite without waiting for it.
+class ProgramLauncher {
+public:
+    virtual ~ProgramLauncher() = default;
+    // False when the program could not be started.
+    virtual bool StartDetached(const QString& program) = 0;
+};
+
 class BusyScope {
 public:
     explicit BusyScope(BusyIndicator* indicator) : m_indicator(indicator)

@@ -35,6 +35,11 @@ public:
     // A folder that lives as long as this object.
     QString tempPath() const { return m_dir.path(); }
 
+    // Column types for a test's own tables: an auto-number integer primary
+    // key whose values are never reused, and case-insensitive text.
+    QString autoKeyType() const;
+    QString textType() const;
+
 private:
     std::string m_backend;
     QTemporaryDir m_dir;

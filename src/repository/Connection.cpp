@@ -1,0 +1,432 @@
+#include "repository/Connection.h"
+
+#include "repository/Dialect.h"
+#include "repository/FilePaths.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QUrl>
+
+#include <sqlite3.h>
+
+#include <atomic>
+
+namespace dorvane {
+
+namespace {
+
+const char* const kClosedText = "Operation is not allowed when the object is closed.";
+const char* const kOpenText = "Operation is not allowed when the object is open.";
+const char* const kNestedText = "Cannot start more transactions on this session.";
+const char* const kNoTransactionText = "No transaction is active.";
+const char* const kNoProviderText = "Provider cannot be found. It may not be properly installed.";
+
+constexpr int kBusyTimeoutMs = 5000;
+constexpr qsizetype kStatementCacheLimit = 256;
+
+QString nextConnectionName()
+{
+    static std::atomic<quint64> counter{0};
+    return QStringLiteral("dorvane-%1").arg(++counter);
+}
+
+struct Setting {
+    QString key;     // lower case
+    QString value;
+    qsizetype valueStart = 0;  // where the value begins in the connection string
+};
+
+// Splits "key=value;key=value" at semicolons outside quoted values.
+QList<Setting> parseSettings(const QString& text)
+{
+    QList<Setting> settings;
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    while (i < n) {
+        const qsizetype eq = text.indexOf(QLatin1Char('='), i);
+        const qsizetype semi = text.indexOf(QLatin1Char(';'), i);
+        if (eq < 0 || (semi >= 0 && semi < eq)) {
+            i = semi < 0 ? n : semi + 1;
+            continue;
+        }
+        Setting s;
+        s.key = text.mid(i, eq - i).trimmed().toLower();
+        qsizetype v = eq + 1;
+        while (v < n && text.at(v).isSpace())
+            ++v;
+        s.valueStart = v;
+        if (v < n && (text.at(v) == QLatin1Char('"') || text.at(v) == QLatin1Char('\''))) {
+            const QChar quote = text.at(v);
+            const qsizetype close = text.indexOf(quote, v + 1);
+            const qsizetype end = close < 0 ? n : close;
+            s.value = text.mid(v + 1, end - v - 1);
+            const qsizetype next = text.indexOf(QLatin1Char(';'), end);
+            i = next < 0 ? n : next + 1;
+        } else {
+            const qsizetype end = semi < 0 ? n : semi;
+            s.value = text.mid(v, end - v).trimmed();
+            i = end + 1;
+        }
+        settings << s;
+    }
+    return settings;
+}
+
+const Setting* findSetting(const QList<Setting>& settings, const char* key)
+{
+    for (const Setting& s : settings) {
+        if (s.key == QLatin1String(key))
+            return &s;
+    }
+    return nullptr;
+}
+
+bool isDdl(const QString& sql)
+{
+    const QString head = sql.trimmed().left(6).toUpper();
+    return head.startsWith(QLatin1String("CREATE")) || head.startsWith(QLatin1String("DROP")) ||
+           head.startsWith(QLatin1String("ALTER"));
+}
+
+sqlite3* sqliteHandle(const QSqlDatabase& db)
+{
+    const QVariant v = db.driver() ? db.driver()->handle() : QVariant();
+    if (v.isValid() && qstrcmp(v.typeName(), "sqlite3*") == 0)
+        return *static_cast<sqlite3* const*>(v.constData());
+    return nullptr;
+}
+
+// Refuses a file that is not an SQLite database before SQLite sees it.
+void checkDatabaseFile(const QString& givenPath, const QString& nativePath)
+{
+    const QFileInfo info(nativePath);
+    if (!info.exists() || info.isDir())
+        throw DbError(QStringLiteral("Could not find file '%1'.").arg(givenPath));
+    QFile file(nativePath);
+    if (!file.open(QIODevice::ReadOnly))
+        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(givenPath, file.errorString()));
+    const QByteArray header = file.read(100);
+    const QByteArray signature = header.mid(4, 15);
+    if (signature == "Standard Jet DB" || signature == "Standard ACE DB") {
+        throw DbError(QStringLiteral("'%1' is a Microsoft Access (Jet) database file. Dorvane opens SQLite "
+                                     "databases only: the file must be converted to SQLite first.")
+                          .arg(givenPath));
+    }
+    if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0"))) {
+        throw DbError(QStringLiteral("Unrecognized database format '%1': the file is not an SQLite database.")
+                          .arg(givenPath));
+    }
+}
+
+} // namespace
+
+struct Connection::Private {
+    QString name;
+    QSqlDatabase db;
+    const Dialect* dialect = nullptr;
+    QHash<QString, std::shared_ptr<const TableInfo>> tables;
+    QHash<QString, std::shared_ptr<QSqlQuery>> statements;
+
+    void requireOpen() const
+    {
+        if (!db.isValid() || !db.isOpen())
+            throw DbError(QString::fromLatin1(kClosedText));
+    }
+
+    void forgetMetadata()
+    {
+        statements.clear();
+        tables.clear();
+    }
+
+    void release()
+    {
+        forgetMetadata();
+        if (db.isValid())
+            db.close();
+        db = QSqlDatabase();
+        if (!name.isEmpty())
+            QSqlDatabase::removeDatabase(name);
+        name.clear();
+        dialect = nullptr;
+    }
+
+    // Runs a statement of the data layer's own; throws the database's text.
+    void run(const QString& sql)
+    {
+        QSqlQuery q(db);
+        if (!q.exec(sql))
+            throw DbError(ErrorDescription(q.lastError()));
+    }
+
+    void openSqlite(const QString& givenPath)
+    {
+        const QString path = NativePath(givenPath);
+        checkDatabaseFile(givenPath, path);
+
+        name = nextConnectionName();
+        db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        if (!db.isValid()) {
+            release();
+            throw DbError(QString::fromLatin1(kNoProviderText));
+        }
+        // mode=rw: SQLite itself never creates the file, even if it vanished
+        // since it was checked.
+        QUrl uri = QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
+        uri.setQuery(QStringLiteral("mode=rw"));
+        db.setDatabaseName(uri.toString(QUrl::FullyEncoded));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+        if (!db.open()) {
+            const QString text = ErrorDescription(db.lastError());
+            release();
+            throw DbError(text);
+        }
+        dialect = &SqliteDialect();
+        try {
+            run(QStringLiteral("PRAGMA foreign_keys = OFF"));
+        } catch (...) {
+            release();
+            throw;
+        }
+    }
+
+    void openOdbc(const QString& dsn)
+    {
+        name = nextConnectionName();
+        db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), name);
+        if (!db.isValid()) {
+            release();
+            throw DbError(QString::fromLatin1(kNoProviderText));
+        }
+        // Qt puts "DSN=" in front of the name unless the text names a driver
+        // or server itself; then it must carry its own "DSN=".
+        const bool complete = dsn.contains(QLatin1String("DRIVER="), Qt::CaseInsensitive) ||
+                              dsn.contains(QLatin1String("SERVER="), Qt::CaseInsensitive);
+        db.setDatabaseName(complete ? QLatin1String("DSN=") + dsn : dsn);
+        if (!db.open()) {
+            const QString text = ErrorDescription(db.lastError());
+            release();
+            throw DbError(text);
+        }
+        dialect = &PostgresDialect();
+    }
+};
+
+Connection::Connection() : d(std::make_unique<Private>()) {}
+
+Connection::~Connection()
+{
+    try {
+        Close();
+    } catch (...) {
+        // Nothing sensible to report while being destroyed.
+    }
+}
+
+void Connection::Open(const QString& connectionString)
+{
+    if (IsOpen())
+        throw DbError(QString::fromLatin1(kOpenText));
+    d->release();
+
+    const QList<Setting> settings = parseSettings(connectionString);
+    const Setting* provider = findSetting(settings, "provider");
+    const QString providerName = provider ? provider->value : QString();
+
+    if (providerName.startsWith(QLatin1String("Microsoft.Jet.OLEDB."), Qt::CaseInsensitive) ||
+        providerName.startsWith(QLatin1String("Microsoft.ACE.OLEDB."), Qt::CaseInsensitive)) {
+        const Setting* source = findSetting(settings, "data source");
+        d->openSqlite(source ? source->value : QString());
+    } else if (providerName.isEmpty() || providerName.compare(QLatin1String("MSDASQL"), Qt::CaseInsensitive) == 0 ||
+               providerName.startsWith(QLatin1String("MSDASQL."), Qt::CaseInsensitive)) {
+        // Everything after "DSN=" goes to the driver manager as written.
+        const Setting* dsn = findSetting(settings, "dsn");
+        d->openOdbc(dsn ? connectionString.mid(dsn->valueStart) : QString());
+    } else {
+        throw DbError(QString::fromLatin1(kNoProviderText));
+    }
+    m_connectionString = connectionString;
+    m_inTransaction = false;
+}
+
+void Connection::OpenFile(const QString& path)
+{
+    if (IsOpen())
+        throw DbError(QString::fromLatin1(kOpenText));
+    d->release();
+    d->openSqlite(path);
+    m_connectionString = path;
+    m_inTransaction = false;
+}
+
+void Connection::Close()
+{
+    if (m_inTransaction && IsOpen()) {
+        try {
+            RollbackTrans();
+        } catch (const DbError&) {
+            // Closing ends the transaction anyway.
+        }
+    }
+    m_inTransaction = false;
+    d->release();
+    m_connectionString.clear();
+}
+
+bool Connection::IsOpen() const { return d->db.isValid() && d->db.isOpen(); }
+
+BackendKind Connection::backend() const { return dialect().backend; }
+
+const Dialect& Connection::dialect() const
+{
+    d->requireOpen();
+    return *d->dialect;
+}
+
+QSqlDatabase& Connection::database()
+{
+    d->requireOpen();
+    return d->db;
+}
+
+void Connection::BeginTrans()
+{
+    d->requireOpen();
+    if (m_inTransaction)
+        throw DbError(QString::fromLatin1(kNestedText));
+    if (d->dialect->beginSql) {
+        d->run(QString::fromLatin1(d->dialect->beginSql));
+    } else if (!d->db.transaction()) {
+        throw DbError(ErrorDescription(d->db.lastError()));
+    }
+    m_inTransaction = true;
+}
+
+void Connection::CommitTrans()
+{
+    d->requireOpen();
+    if (!m_inTransaction)
+        throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->dialect->commitSql) {
+        try {
+            d->run(QString::fromLatin1(d->dialect->commitSql));
+        } catch (const DbError&) {
+            // SQLite may have ended the transaction itself.
+            if (sqlite3* h = sqliteHandle(d->db))
+                m_inTransaction = sqlite3_get_autocommit(h) == 0;
+            throw;
+        }
+    } else if (!d->db.commit()) {
+        throw DbError(ErrorDescription(d->db.lastError()));
+    }
+    m_inTransaction = false;
+}
+
+void Connection::RollbackTrans()
+{
+    d->requireOpen();
+    if (!m_inTransaction)
+        throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->dialect->rollbackSql) {
+        try {
+            d->run(QString::fromLatin1(d->dialect->rollbackSql));
+        } catch (const DbError&) {
+            // After some failures SQLite has rolled back already: done.
+            sqlite3* h = sqliteHandle(d->db);
+            if (!h || sqlite3_get_autocommit(h) == 0)
+                throw;
+        }
+    } else if (!d->db.rollback()) {
+        throw DbError(ErrorDescription(d->db.lastError()));
+    }
+    m_inTransaction = false;
+}
+
+qint64 Connection::Execute(const QString& sql)
+{
+    d->requireOpen();
+    const QString text = d->dialect->Translate(sql);
+    // A changed table invalidates what is known about it, and SQLite will
+    // not drop a table while statements on it are kept prepared.
+    if (isDdl(text))
+        d->forgetMetadata();
+    QSqlQuery q(d->db);
+    q.setForwardOnly(true);
+    if (!q.exec(text))
+        throw DbError(ErrorDescription(q.lastError()));
+    const qint64 affected = q.numRowsAffected();
+    q.finish();
+    return affected;
+}
+
+QStringList Connection::TableColumns(const QString& table) { return tableInfo(table)->columns; }
+
+std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)
+{
+    d->requireOpen();
+    const QString cacheKey = tableRef.startsWith(QLatin1Char('"')) ? tableRef : tableRef.toLower();
+    if (auto found = d->tables.constFind(cacheKey); found != d->tables.constEnd())
+        return *found;
+
+    auto info = std::make_shared<TableInfo>(d->dialect->ReadTableInfo(d->db, tableRef));
+    if (info->columns.isEmpty()) {
+        // Let the database say why, in its own words; no row is read.
+        QSqlQuery probe(d->db);
+        probe.setForwardOnly(true);
+        if (!probe.exec(QLatin1String("SELECT * FROM ") + d->dialect->Translate(tableRef) +
+                        QLatin1String(" WHERE 1 = 0")))
+            throw DbError(ErrorDescription(probe.lastError()));
+        throw DbError(QStringLiteral("The table '%1' has no columns that can be read.").arg(UnquoteName(tableRef)));
+    }
+    d->tables.insert(cacheKey, info);
+    return info;
+}
+
+QSqlQuery& Connection::preparedStatement(const QString& sql)
+{
+    d->requireOpen();
+    if (auto found = d->statements.constFind(sql); found != d->statements.constEnd())
+        return **found;
+    if (d->statements.size() >= kStatementCacheLimit)
+        d->statements.clear();
+    auto q = std::make_shared<QSqlQuery>(d->db);
+    q->setForwardOnly(true);
+    if (!q->prepare(sql))
+        throw DbError(ErrorDescription(q->lastError()));
+    d->statements.insert(sql, q);
+    return *q;
+}
+
+void Connection::CreateDatabaseFile(const QString& path)
+{
+    const QString native = NativePath(path);
+    if (QFileInfo::exists(native))
+        throw DbError(QStringLiteral("Database '%1' already exists.").arg(path));
+
+    sqlite3* handle = nullptr;
+    const QByteArray file = QFile::encodeName(native);
+    int rc = sqlite3_open_v2(file.constData(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    QString error;
+    if (rc == SQLITE_OK) {
+        // The write-ahead journal is a property of the file: every later
+        // connection uses it, and a writer no longer blocks a reader of the
+        // same file.
+        char* message = nullptr;
+        rc = sqlite3_exec(handle, "PRAGMA journal_mode=WAL; PRAGMA user_version = 0;", nullptr, nullptr, &message);
+        if (rc != SQLITE_OK)
+            error = QString::fromUtf8(message ? message : sqlite3_errmsg(handle));
+        sqlite3_free(message);
+    } else {
+        error = handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QString::fromUtf8(sqlite3_errstr(rc));
+    }
+    sqlite3_close(handle);
+    if (!error.isEmpty()) {
+        QFile::remove(native);
+        throw DbError(QStringLiteral("Could not create database '%1': %2").arg(path, error));
+    }
+}
+
+} // namespace dorvane

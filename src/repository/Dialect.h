@@ -1,0 +1,93 @@
+#pragma once
+
+#include "repository/Connection.h"
+
+#include <QBitArray>
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <vector>
+
+class QSqlDatabase;
+class QSqlError;
+
+namespace dorvane {
+
+// How the data layer treats a column's values.
+enum class ColumnKind { Integer, Text, Other };
+
+// What the data layer knows about one table: read from the database's
+// catalogue once per connection, never from the table's rows.
+struct TableInfo {
+    QString tableRef;                // the table as the SQL text names it, e.g. tApp or [My Table]
+    QStringList columns;             // as the database names them
+    std::vector<ColumnKind> kinds;   // one per column
+    int keyIndex = -1;               // the table's own auto-number key, -1 when it has none
+    QHash<QString, int> index;       // lower-case column name -> position
+    // INSERT statements by the set of columns they write: the copy engine
+    // adds its rows one record set at a time.
+    mutable QHash<QBitArray, QString> insertSql;
+
+    int IndexOf(const QString& column) const { return index.value(column.toLower(), -1); }
+    bool HasKey() const { return keyIndex >= 0; }
+    const QString& Key() const { return columns.at(keyIndex); }
+};
+
+// The per-backend facts of the data layer: one instance per backend.
+struct Dialect {
+    enum class KeyReadBack { LastInsertId, Returning };
+    enum class Brackets { Keep, FoldToIdentifier };
+
+    BackendKind backend;
+    const char* name;
+    // How the key of a new row is learnt after its INSERT.
+    KeyReadBack keyReadBack;
+    // How a Jet [bracketed] name is written: SQLite accepts brackets;
+    // PostgreSQL folds unquoted names to lower case, and so must we.
+    Brackets brackets;
+    // Statements that open, commit and roll back a transaction; nullptr
+    // where the driver's own transaction calls are used (ODBC autocommit).
+    const char* beginSql;
+    const char* commitSql;
+    const char* rollbackSql;
+
+    // Adapts Jet SQL text: "DELETE * FROM" -> "DELETE FROM" and [name]
+    // quoting. Text inside '...' literals (and "..." names) is never touched.
+    QString Translate(const QString& jetSql) const;
+
+    // A column name of the catalogue, quoted for a generated statement.
+    static QString QuoteColumn(const QString& column);
+
+    QString InsertSql(const TableInfo& table, const std::vector<int>& columns) const;
+    QString UpdateSql(const TableInfo& table, const std::vector<int>& columns) const;
+    QString DeleteSql(const TableInfo& table) const;
+    QString SelectByKeySql(const TableInfo& table) const;
+
+    // Reads a table's columns, their kinds and its primary key from the
+    // catalogue. Returns no columns when the table does not exist.
+    TableInfo ReadTableInfo(QSqlDatabase& db, const QString& tableRef) const;
+};
+
+const Dialect& SqliteDialect();
+const Dialect& PostgresDialect();
+
+// The database's own description of an error (its text, else Qt's).
+QString ErrorDescription(const QSqlError& error);
+
+// The table a single-table "SELECT ... FROM <table> ..." reads, as written
+// (bare, [bracketed] or "quoted"); empty when there is none.
+QString TableRefOf(const QString& selectSql);
+// The table's name without its quoting.
+QString UnquoteName(const QString& tableRef);
+
+// Values as the data layer hands them out: Null is an invalid QVariant,
+// integers fitting 32 bits are int, booleans are -1 / 0.
+QVariant NormaliseRead(const QVariant& value);
+// A value assigned to a column of the given kind, as it is bound and kept.
+QVariant NormaliseAssigned(const QVariant& value, ColumnKind kind);
+// A Null of the column's kind, for binding.
+QVariant TypedNull(ColumnKind kind);
+
+} // namespace dorvane
