@@ -1,7 +1,14 @@
 #include "mainwindow/QtInteraction.h"
 
 #include <QApplication>
+#include <QDate>
+#include <QFileInfo>
+#include <QLocale>
 #include <QMessageBox>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
+#include <QProcess>
+#include <QTextDocument>
 
 namespace dorvane {
 
@@ -48,6 +55,42 @@ void QtBusyIndicator::Begin()
 void QtBusyIndicator::End()
 {
     QApplication::restoreOverrideCursor();
+}
+
+bool QtProgramLauncher::StartDetached(const QString& program)
+{
+    return QProcess::startDetached(program, {}, QFileInfo(program).absolutePath());
+}
+
+QString QtReportPrinter::ReportHtml(const QString& title, const QStringList& headers, const QVector<QStringList>& rows)
+{
+    QString html = QStringLiteral("<html><body><h2>") + title.toHtmlEscaped() + QStringLiteral("</h2><p>") +
+                   QLocale().toString(QDate::currentDate(), QLocale::LongFormat).toHtmlEscaped() +
+                   QStringLiteral("</p><table border=\"1\" cellspacing=\"0\" cellpadding=\"4\" width=\"100%\"><tr>");
+    for (const QString& header : headers)
+        html += QStringLiteral("<th align=\"left\">") + header.toHtmlEscaped() + QStringLiteral("</th>");
+    html += QStringLiteral("</tr>");
+    for (const QStringList& row : rows) {
+        html += QStringLiteral("<tr>");
+        for (const QString& cell : row)
+            html += QStringLiteral("<td>") + cell.toHtmlEscaped() + QStringLiteral("</td>");
+        html += QStringLiteral("</tr>");
+    }
+    html += QStringLiteral("</table><p>") + QString::number(rows.size()) + QStringLiteral(" entries</p></body></html>");
+    return html;
+}
+
+void QtReportPrinter::Preview(const QString& title, const QStringList& headers, const QVector<QStringList>& rows)
+{
+    QTextDocument document;
+    document.setHtml(ReportHtml(title, headers, rows));
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(title);
+    QPrintPreviewDialog preview(&printer, m_parent);
+    preview.setWindowTitle(title);
+    QObject::connect(&preview, &QPrintPreviewDialog::paintRequested, &preview,
+                     [&document](QPrinter* target) { document.print(target); });
+    preview.exec();
 }
 
 } // namespace dorvane

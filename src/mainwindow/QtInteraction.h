@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mainwindow/frmMainForm.h"
 #include "repository/Interaction.h"
 
 class QWidget;
@@ -24,6 +25,26 @@ class QtBusyIndicator : public BusyIndicator {
 public:
     void Begin() override;
     void End() override;
+};
+
+// Starts a program with QProcess, not waiting for it.
+class QtProgramLauncher : public ProgramLauncher {
+public:
+    bool StartDetached(const QString& program) override;
+};
+
+// A print preview of a list, from which it can be printed or saved as PDF.
+class QtReportPrinter : public ReportPrinter {
+public:
+    explicit QtReportPrinter(QWidget* parent = nullptr) : m_parent(parent) {}
+    void setParent(QWidget* parent) { m_parent = parent; }
+    void Preview(const QString& title, const QStringList& headers, const QVector<QStringList>& rows) override;
+
+    // The report as HTML, as it is printed.
+    static QString ReportHtml(const QString& title, const QStringList& headers, const QVector<QStringList>& rows);
+
+private:
+    QWidget* m_parent;
 };
 
 } // namespace dorvane

@@ -1,60 +1,99 @@
 #include "mainwindow/frmMainForm.h"
 
+#include "applications/ApplicationRecords.h"
+#include "applications/VersionRecords.h"
+#include "lists/NameDescGrids.h"
 #include "mainwindow/QtInteraction.h"
+#include "repository/DbError.h"
+#include "repository/FilePaths.h"
 #include "startup/Startup.h"
+#include "users/UserRecords.h"
 
 #include <QCloseEvent>
-#include <QHBoxLayout>
-#include <QLabel>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTabWidget>
-#include <QVBoxLayout>
+#include <QTableView>
 
 namespace dorvane {
 
-namespace {
-
-QTabWidget* innerTabs(const char* objectName, std::initializer_list<std::pair<const char*, const char*>> pages)
+int FindListItem(qint32 key, const QListWidget* list)
 {
-    auto* tabs = new QTabWidget;
-    tabs->setObjectName(QString::fromLatin1(objectName));
-    for (const auto& [name, caption] : pages) {
-        auto* page = new QWidget;
-        page->setObjectName(QString::fromLatin1(name));
-        tabs->addTab(page, QString::fromLatin1(caption));
+    for (int i = 0; i < list->count(); ++i) {
+        if (list->item(i)->data(Qt::UserRole).toInt() == key)
+            return i;
     }
-    return tabs;
+    return -1;
 }
 
-} // namespace
+int FindComboItem(qint32 key, const QComboBox* combo)
+{
+    for (int i = 0; i < combo->count(); ++i) {
+        if (combo->itemData(i).toInt() == key)
+            return i;
+    }
+    return -1;
+}
 
-frmMainForm::frmMainForm(Session& session, MessageSink& messages, QWidget* parent)
-    : QMainWindow(parent), m_session(session), m_messages(messages)
+int FindItemByText(const QListWidget* list, const QString& text)
+{
+    for (int i = 0; i < list->count(); ++i) {
+        if (list->item(i)->text() == text)
+            return i;
+    }
+    return -1;
+}
+
+qint32 ItemKey(const QListWidget* list, int index)
+{
+    if (index < 0 || index >= list->count())
+        return 0;
+    return list->item(index)->data(Qt::UserRole).toInt();
+}
+
+qint32 ComboKey(const QComboBox* combo, int index)
+{
+    if (index < 0 || index >= combo->count())
+        return 0;
+    return combo->itemData(index).toInt();
+}
+
+frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLauncher& launcher, ReportPrinter& printer,
+                         QWidget* parent)
+    : QMainWindow(parent),
+      m_session(session),
+      m_messages(messages),
+      m_launcher(launcher),
+      m_printer(printer),
+      m_currentUserKey(std::make_unique<class CurrentUserKey>()),
+      m_users(std::make_unique<UserRecords>(*m_currentUserKey)),
+      m_roles(std::make_unique<NameDescGrid>(NameDescGridKind::Roles, messages)),
+      m_projects(std::make_unique<NameDescGrid>(NameDescGridKind::Projects, messages)),
+      m_keywords(std::make_unique<NameDescGrid>(NameDescGridKind::Keywords, messages))
 {
     setObjectName(QStringLiteral("frmMainForm"));
     setWindowTitle(kProgramTitle);
-
-    m_mainTab = new QTabWidget;
-    m_mainTab->setObjectName(QStringLiteral("SSMainTab"));
-
-    m_optionsTab = innerTabs("SSOptionsTab", {{"tabKeywords", "&Keywords"}, {"tabRoles", "&Roles"}, {"tabProjects", "&Projects"}});
-    m_appTab = innerTabs("SSAppTab", {{"tabAppDefinition", "&Definition"}, {"tabAppVersions", "&Versions"}});
-    m_environTab = innerTabs("SSEnvironTab", {{"tabEnvironDefinition", "&Definition"},
-                                              {"tabEnvironConfiguration", "&Configuration"},
-                                              {"tabEnvironUsers", "&Users"}});
-
-    auto* usersContent = new QWidget;
-    usersContent->setObjectName(QStringLiteral("tabUsers"));
-    m_mainTab->addTab(makePage(usersContent, UsersPage), QStringLiteral("Users"));
-    m_mainTab->addTab(makePage(m_optionsTab, OptionsPage), QStringLiteral("Options"));
-    m_mainTab->addTab(makePage(m_appTab, ApplicationsPage), QStringLiteral("Applications"));
-    m_mainTab->addTab(makePage(m_environTab, EnvironmentsPage), QStringLiteral("Environments"));
-    setCentralWidget(m_mainTab);
+    BuildMainFormControls(this, c);
 
     const StartupPlan& plan = m_session.plan;
     statusBar()->showMessage(ModeName(plan.mode) + QStringLiteral(" repository: ") + plan.connectionString);
-    resize(900, 640);
+
+    connectShell();
+    connectUsers();
+    connectGrids();
+    connectApplications();
+    connectVersions();
+
+    // The editors start empty: nothing to save or delete yet.
+    for (QPushButton* b : {c.cmdUserSave, c.cmdUserDelete, c.cmdAppSave, c.cmdAppDelete, c.cmdVersionSave,
+                           c.cmdVersionSaveAs, c.cmdVersionDelete, c.cmdAttributes})
+        b->setEnabled(false);
+    for (int page : {1, 2})
+        c.SSAppTab->setTabEnabled(page, false);
+    resize(980, 660);
 }
 
 frmMainForm::~frmMainForm()
@@ -62,34 +101,321 @@ frmMainForm::~frmMainForm()
     Unload();
 }
 
-QWidget* frmMainForm::makePage(QWidget* content, int index)
+bool frmMainForm::UserDirty() const { return m_users->UserDirty(); }
+bool frmMainForm::KeywordDirty() const { return m_keywords->Dirty(); }
+bool frmMainForm::RoleDirty() const { return m_roles->Dirty(); }
+bool frmMainForm::ProjectDirty() const { return m_projects->Dirty(); }
+qint32 frmMainForm::CurrentUserKey() const { return m_currentUserKey->Get(); }
+
+void frmMainForm::connectShell()
 {
-    auto* page = new QWidget;
-    auto* layout = new QVBoxLayout(page);
-    layout->addWidget(content, 1);
+    for (int i = 0; i < c.cmdExit.size(); ++i)
+        connect(c.cmdExit[i], &QPushButton::clicked, this, [this, i] { cmdExit_Click(i); });
+    connect(c.SSMainTab, &QTabWidget::currentChanged, this, &frmMainForm::SSMainTab_Click);
 
-    auto* exit = new QPushButton(QStringLiteral("E&xit"));
-    exit->setObjectName(QStringLiteral("cmdExit_%1").arg(index));
-    exit->setProperty("index", index);
-    exit->setToolTip(QStringLiteral("Leave Dorvane"));
-    connect(exit, &QPushButton::clicked, this, [this, index] { cmdExitClick(index); });
-    m_exitButtons.append(exit);
-
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    buttons->addWidget(exit);
-    layout->addLayout(buttons);
-    return page;
+    connect(c.cmdUserPrint, &QPushButton::clicked, this, [this] { printList(QStringLiteral("Registered Users"), c.lbUserList); });
+    connect(c.cmdAppPrint, &QPushButton::clicked, this, [this] { printList(QStringLiteral("Applications"), c.lbAppList); });
+    connect(c.cmdVersionPrint, &QPushButton::clicked, this, [this] {
+        printList(QStringLiteral("Versions of ") + c.txtAppName->text(), c.lbVersionList);
+    });
+    connect(c.cmdEnvironPrint, &QPushButton::clicked, this, [this] { printList(QStringLiteral("Environments"), c.lbEnvironList); });
+    connect(c.cmdRolePrint, &QPushButton::clicked, this, [this] { printGrid(QStringLiteral("Roles"), *m_roles); });
+    connect(c.cmdProjectPrint, &QPushButton::clicked, this, [this] { printGrid(QStringLiteral("Projects"), *m_projects); });
+    connect(c.cmdKeywordPrint, &QPushButton::clicked, this, [this] {
+        printGrid(QStringLiteral("Keywords of ") + c.txtAppName->text(), *m_keywords);
+    });
 }
 
-void frmMainForm::cmdExitClick(int /*index*/)
+void frmMainForm::SSMainTab_Click(int index)
 {
-    // The editors' save prompts run here before the window is unloaded.
+    switch (index) {
+    case UsersPage: c.txtUserID->setFocus(); break;
+    case ApplicationsPage: c.txtAppName->setFocus(); break;
+    case EnvironmentsPage: c.txtEnvironName->setFocus(); break;
+    default: break;
+    }
+}
+
+void frmMainForm::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        Form_Activate();
+}
+
+void frmMainForm::Form_Activate()
+{
+    EditLoading = false;
+    if (FirstActivate) {
+        RefreshAllLists();
+        FirstActivate = false;
+    }
+    if (nEnvironCount == 0 && !LumenoStarted) {
+        m_launcher.StartDetached(NativePath(m_session.plan.installationPath + QStringLiteral("\\Lumeno.exe")));
+        LumenoStarted = true;
+    }
+}
+
+// ---------------------------------------------------------------- loaders
+
+void frmMainForm::fillList(QListWidget* list, const ListEntries& entries)
+{
+    for (const ListEntry& entry : entries) {
+        auto* item = new QListWidgetItem(entry.text, list);
+        item->setData(Qt::UserRole, entry.key);
+    }
+}
+
+void frmMainForm::fillCombo(QComboBox* combo, const ListEntries& entries)
+{
+    for (const ListEntry& entry : entries)
+        combo->addItem(entry.text, entry.key);
+}
+
+void frmMainForm::RefreshAllLists()
+{
+    RefreshAppList();
+    RefreshRoleGrid();
+    RefreshKeywordGrid();
+    RefreshProjectGrid();
+    RefreshUserList();
+    RefreshEnvironUsers();
+    RefreshReferenceLists();
+    RefreshEnvironList();
+}
+
+void frmMainForm::RefreshAppList()
+{
+    EditLoading = true;
+    c.lbAppList->clear();
+    c.cbEnvironApp->clear();
+    try {
+        const ListEntries entries = AppEntries(m_session.repository);
+        fillList(c.lbAppList, entries);
+        fillCombo(c.cbEnvironApp, entries);
+        c.cbEnvironApp->setCurrentIndex(-1);
+    } catch (const DbError&) {
+        // A loader that fails ends; the lists keep what they had.
+    }
+    EditLoading = false;
+}
+
+void frmMainForm::RefreshRoleGrid()
+{
+    dorvane::RefreshRoleGrid(*m_roles, m_session.repository, m_messages);
+}
+
+void frmMainForm::RefreshProjectGrid()
+{
+    dorvane::RefreshProjectGrid(*m_projects, m_session.repository, m_messages);
+}
+
+void frmMainForm::RefreshKeywordGrid()
+{
+    dorvane::RefreshKeywordGrid(*m_keywords, m_session.repository, m_messages, CurrentAppKey);
+}
+
+void frmMainForm::RefreshUserList()
+{
+    EditLoading = true;
+    c.lbUserList->clear();
+    c.lbEnvironUserList->clear();
+    for (const UserListItem& user : ReadUserList(m_session.repository, m_messages)) {
+        for (QListWidget* list : {c.lbUserList, c.lbEnvironUserList}) {
+            auto* item = new QListWidgetItem(user.Text, list);
+            item->setData(Qt::UserRole, user.Key);
+        }
+    }
+    EditLoading = false;
+}
+
+void frmMainForm::RefreshEnvironUsers()
+{
+    EditLoading = true;
+    c.lbEnvironUsers->clear();
+    try {
+        fillList(c.lbEnvironUsers,
+                 EnvironUserEntries(m_session.repository, ItemKey(c.lbEnvironList, c.lbEnvironList->currentRow())));
+    } catch (const DbError&) {
+    }
+    EditLoading = false;
+}
+
+void frmMainForm::RefreshReferenceLists()
+{
+    c.cbPlatform->clear();
+    c.cbEnvironTestTool->clear();
+    c.cbEmulator->clear();
+    c.cbEnvironEmulator->clear();
+    try {
+        fillCombo(c.cbPlatform, PlatformEntries(m_session.repository));
+        fillCombo(c.cbEnvironTestTool, TestToolEntries(m_session.repository));
+        const ListEntries emulators = EmulatorEntries(m_session.repository);
+        fillCombo(c.cbEmulator, emulators);
+        fillCombo(c.cbEnvironEmulator, emulators);
+    } catch (const DbError&) {
+    }
+    for (QComboBox* combo : {c.cbPlatform, c.cbEnvironTestTool, c.cbEmulator, c.cbEnvironEmulator})
+        combo->setCurrentIndex(-1);
+}
+
+void frmMainForm::RefreshEnvironList()
+{
+    EditLoading = true;
+    c.lbEnvironList->clear();
+    ListEntries entries;
+    try {
+        entries = EnvironmentEntries(m_session.repository);
+    } catch (const DbError&) {
+    }
+    fillList(c.lbEnvironList, entries);
+    nEnvironCount = static_cast<qint16>(entries.size());
+    EditLoading = false;
+}
+
+void frmMainForm::RefreshEnvironAppVerList()
+{
+    c.lbEnvironAppVerList->clear();
+    try {
+        fillList(c.lbEnvironAppVerList,
+                 EnvironAppVerEntries(m_session.repository, ItemKey(c.lbEnvironList, c.lbEnvironList->currentRow())));
+    } catch (const DbError&) {
+    }
+    ConfigDirty = false;
+}
+
+void frmMainForm::RefreshVersionList()
+{
+    c.lbVersionList->clear();
+    try {
+        fillList(c.lbVersionList, VersionListEntries(m_session.repository, CurrentAppKey));
+    } catch (const DbError&) {
+    }
+}
+
+void frmMainForm::RefreshVersionProcesses(qint32 versionKey)
+{
+    const QList<QComboBox*> combos = {c.cbVersionLoadProcess, c.cbVersionLoginProcess, c.cbVersionLogoutProcess,
+                                      c.cbVersionTerminateProcess, c.cbVersionRecoverProcess};
+    for (QComboBox* combo : combos)
+        combo->clear();
+    try {
+        const ListEntries entries = VersionProcessEntries(m_session.repository, versionKey);
+        for (QComboBox* combo : combos)
+            fillCombo(combo, entries);
+    } catch (const DbError&) {
+    }
+    for (QComboBox* combo : combos)
+        combo->setCurrentIndex(-1);
+}
+
+void frmMainForm::RefreshVersionWindows(qint32 versionKey)
+{
+    const QList<QComboBox*> combos = {c.cbVersionInitialWindow, c.cbVersionMainWindow};
+    for (QComboBox* combo : combos)
+        combo->clear();
+    try {
+        const ListEntries entries = VersionWindowEntries(m_session.repository, versionKey);
+        for (QComboBox* combo : combos)
+            fillCombo(combo, entries);
+    } catch (const DbError&) {
+    }
+    for (QComboBox* combo : combos)
+        combo->setCurrentIndex(-1);
+}
+
+void frmMainForm::RefreshMapTypes()
+{
+    c.cbVersionMapType->clear();
+    try {
+        fillCombo(c.cbVersionMapType, MapTypeEntries(m_session.repository, CurrentPlatformKey));
+    } catch (const DbError&) {
+    }
+    c.cbVersionMapType->setCurrentIndex(-1);
+}
+
+// ---------------------------------------------------------------- prompts
+
+namespace {
+
+// The prompt of an editor with a selection list: Yes saves and puts the
+// list's selection back as it was.
+template <typename Save>
+bool listEditorExitCancel(MessageSink& messages, const QString& prompt, QListWidget* list, bool& saveOk, Save save)
+{
+    switch (messages.Show(prompt, Buttons::YesNoCancel)) {
+    case Answer::Cancel: return true;
+    case Answer::Yes: {
+        const int index = list->currentRow();
+        save();
+        list->setCurrentRow(index);
+        return !saveOk;
+    }
+    default: return false;
+    }
+}
+
+} // namespace
+
+bool frmMainForm::UserExitCancel()
+{
+    if (!UserDirty())
+        return false;
+    return listEditorExitCancel(m_messages, QStringLiteral("Save changes to User record?"), c.lbUserList, SaveOk,
+                                [this] { cmdUserSave_Click(); });
+}
+
+bool frmMainForm::AppExitCancel()
+{
+    if (!AppDirty)
+        return false;
+    return listEditorExitCancel(m_messages, QStringLiteral("Save changes to this Application?"), c.lbAppList, SaveOk,
+                                [this] { cmdAppSave_Click(); });
+}
+
+bool frmMainForm::VersionExitCancel()
+{
+    if (!VersionDirty)
+        return false;
+    return listEditorExitCancel(m_messages, QStringLiteral("Save changes to this Version?"), c.lbVersionList, SaveOk,
+                                [this] { cmdVersionSave_Click(); });
+}
+
+bool frmMainForm::gridExitCancel(NameDescGrid& grid, QPushButton* saveButton, qint32 appKey)
+{
+    const bool stay = grid.ExitCancel(m_session.repository, m_messages, appKey);
+    saveButton->setEnabled(grid.Dirty());
+    return stay;
+}
+
+bool frmMainForm::KeywordExitCancel() { return gridExitCancel(*m_keywords, c.cmdKeywordSave, CurrentAppKey); }
+bool frmMainForm::ProjectExitCancel() { return gridExitCancel(*m_projects, c.cmdProjectSave, 0); }
+bool frmMainForm::RoleExitCancel() { return gridExitCancel(*m_roles, c.cmdRoleSave, 0); }
+
+bool frmMainForm::EnvironExitCancel()
+{
+    // The environment editors mark themselves changed once they exist;
+    // until then there is nothing to ask about.
+    if (!EnvironDirty && !ConfigDirty)
+        return false;
+    const Answer answer = m_messages.Show(QStringLiteral("Save changes to this Environment?"), Buttons::YesNoCancel);
+    return answer == Answer::Cancel;
+}
+
+void frmMainForm::cmdExit_Click(int /*index*/)
+{
+    // The version prompt comes before the environment prompt.
+    if (UserExitCancel() || AppExitCancel() || KeywordExitCancel() || ProjectExitCancel() || RoleExitCancel() ||
+        VersionExitCancel() || EnvironExitCancel())
+        return;
     close();
 }
 
+// ---------------------------------------------------------------- unloading
+
 void frmMainForm::closeEvent(QCloseEvent* event)
 {
+    // Closing by the title bar runs no save prompts.
     Unload();
     event->accept();
 }
@@ -100,6 +426,39 @@ void frmMainForm::Unload()
         return;
     m_unloaded = true;
     m_session.Close();
+}
+
+// ---------------------------------------------------------------- helpers
+
+void frmMainForm::focusField(const QString& objectName)
+{
+    if (objectName.isEmpty())
+        return;
+    if (auto* field = findChild<QWidget*>(objectName))
+        field->setFocus();
+}
+
+void frmMainForm::showDbError(const QString& prefix, const DbError& error)
+{
+    m_messages.Inform(prefix + error.description());
+}
+
+void frmMainForm::printList(const QString& title, const QListWidget* list)
+{
+    QVector<QStringList> rows;
+    for (int i = 0; i < list->count(); ++i)
+        rows.append({list->item(i)->text()});
+    m_printer.Preview(title, {title}, rows);
+}
+
+void frmMainForm::printGrid(const QString& title, NameDescGrid& grid)
+{
+    QVector<QStringList> rows;
+    const clsNameDescPair& list = grid.List();
+    for (int i = 0; i < list.Count(); ++i)
+        rows.append({list.GetValue(i, clsNameDescPair::NameField),
+                     list.GetValue(i, clsNameDescPair::DescriptionField)});
+    m_printer.Preview(title, {grid.Info().nameCaption, grid.Info().descriptionCaption}, rows);
 }
 
 } // namespace dorvane

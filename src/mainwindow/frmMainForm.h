@@ -1,50 +1,175 @@
 #pragma once
 
-#include <QMainWindow>
-#include <QVector>
+#include "mainwindow/MainFormControls.h"
+#include "mainwindow/ListQueries.h"
 
-class QPushButton;
-class QTabWidget;
+#include <QMainWindow>
+#include <QStringList>
+
+#include <memory>
+
+class QComboBox;
+class QListWidget;
 
 namespace dorvane {
 
+class ApplicationRecords;
+class CurrentUserKey;
 class MessageSink;
+class NameDescGrid;
+class ProgramLauncher;
+class UserRecords;
+class VersionRecords;
 struct Session;
 
+// Shows a list as a printable report (a print preview in the desktop
+// program, from which it can be printed or saved as PDF).
+class ReportPrinter {
+public:
+    virtual ~ReportPrinter() = default;
+    virtual void Preview(const QString& title, const QStringList& headers, const QVector<QStringList>& rows) = 0;
+};
+
+// Index of the first entry whose item data equals key, or -1.
+int FindListItem(qint32 key, const QListWidget* list);
+int FindComboItem(qint32 key, const QComboBox* combo);
+// Index of the first entry whose text equals text exactly, or -1.
+int FindItemByText(const QListWidget* list, const QString& text);
+// The key of an entry, or 0 without a selection.
+qint32 ItemKey(const QListWidget* list, int index);
+qint32 ComboKey(const QComboBox* combo, int index);
+
 // The program's one main window: a tab control whose pages hold the
-// editors. Unloading it closes the databases of the session.
+// editors, the loaders that fill its lists, the window-wide edit state and
+// the save prompts. Unloading it closes the databases of the session.
 class frmMainForm : public QMainWindow {
     Q_OBJECT
 public:
     enum Page { UsersPage = 0, OptionsPage = 1, ApplicationsPage = 2, EnvironmentsPage = 3 };
 
-    frmMainForm(Session& session, MessageSink& messages, QWidget* parent = nullptr);
+    frmMainForm(Session& session, MessageSink& messages, ProgramLauncher& launcher, ReportPrinter& printer,
+                QWidget* parent = nullptr);
     ~frmMainForm() override;
 
-    QTabWidget* SSMainTab() const { return m_mainTab; }
-    QTabWidget* SSOptionsTab() const { return m_optionsTab; }
-    QTabWidget* SSAppTab() const { return m_appTab; }
-    QTabWidget* SSEnvironTab() const { return m_environTab; }
-    // One exit button per page, by page index.
-    const QVector<QPushButton*>& cmdExit() const { return m_exitButtons; }
-
+    MainFormControls& ui() { return c; }
     bool IsUnloaded() const { return m_unloaded; }
+
+    // Window-wide edit state.
+    bool EditLoading = false;
+    bool SaveOk = false;
+    bool AppDirty = false;
+    bool VersionDirty = false;
+    bool EnvironDirty = false;
+    bool ConfigDirty = false;
+    bool FirstActivate = true;
+    bool LumenoStarted = false;
+    qint16 nEnvironCount = 0;
+    bool UserDirty() const;
+    bool KeywordDirty() const;
+    bool RoleDirty() const;
+    bool ProjectDirty() const;
+
+    // Application editor state.
+    qint32 CurrentAppKey = 0;
+    bool AppIsNew = true;
+    int AppListIndex = -1;
+    qint32 CurrentPlatformKey = 0;
+    QString AppFolderName;
+    bool AppIsHost = false;
+
+    // Version editor state.
+    qint32 CurrentVersionKey = 0;
+    bool VersionIsNew = true;
+    int VersionListIndex = -1;
+    QString VersionFolderName;
+
+    qint32 CurrentUserKey() const;
+
+    // The first activation: loads every list and starts Lumeno when the
+    // repository holds no environment.
+    void Form_Activate();
+
+    // Loaders.
+    void RefreshAllLists();
+    void RefreshAppList();
+    void RefreshRoleGrid();
+    void RefreshKeywordGrid();
+    void RefreshProjectGrid();
+    void RefreshUserList();
+    void RefreshEnvironUsers();
+    void RefreshReferenceLists();
+    void RefreshEnvironList();
+    void RefreshEnvironAppVerList();
+    void RefreshVersionList();
+    void RefreshVersionProcesses(qint32 versionKey);
+    void RefreshVersionWindows(qint32 versionKey);
+    void RefreshMapTypes();
+
+    // Save prompts: true when the user chose to stay.
+    bool UserExitCancel();
+    bool AppExitCancel();
+    bool KeywordExitCancel();
+    bool ProjectExitCancel();
+    bool RoleExitCancel();
+    bool EnvironExitCancel();
+    bool VersionExitCancel();
+
+    // Commands, as a click on the button runs them.
+    void cmdExit_Click(int index);
+    void cmdUserNew_Click();
+    void cmdUserSave_Click();
+    void cmdUserDelete_Click();
+    void lbUserList_Click();
+    void cmdRoleSave_Click();
+    void cmdProjectSave_Click();
+    void cmdKeywordSave_Click();
+    void cmdAppNew_Click();
+    void cmdAppSave_Click();
+    void lbAppList_Click();
+    void cbPlatform_Click();
+    void ClearAppFields();
+    void cmdVersionNew_Click();
+    void cmdVersionSave_Click();
+    void cmdVersionSaveAs_Click();
+    void lbVersionList_Click();
+    void ClearVersionFields();
+
+    NameDescGrid& rolesGrid() { return *m_roles; }
+    NameDescGrid& projectsGrid() { return *m_projects; }
+    NameDescGrid& keywordsGrid() { return *m_keywords; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
-    QWidget* makePage(QWidget* content, int index);
-    void cmdExitClick(int index);
+    void connectShell();
+    void connectUsers();
+    void connectGrids();
+    void connectApplications();
+    void connectVersions();
+    void SSMainTab_Click(int index);
     void Unload();
+    void showUserForm(const struct UserForm& form);
+    void deleteSelectedGridRow(NameDescGrid& grid, QTableView* view);
+    bool gridExitCancel(NameDescGrid& grid, QPushButton* saveButton, qint32 appKey);
+    void printList(const QString& title, const QListWidget* list);
+    void printGrid(const QString& title, NameDescGrid& grid);
+    void focusField(const QString& objectName);
+    void fillList(QListWidget* list, const ListEntries& entries);
+    void fillCombo(QComboBox* combo, const ListEntries& entries);
+    void showDbError(const QString& prefix, const class DbError& error);
 
     Session& m_session;
     MessageSink& m_messages;
-    QTabWidget* m_mainTab = nullptr;
-    QTabWidget* m_optionsTab = nullptr;
-    QTabWidget* m_appTab = nullptr;
-    QTabWidget* m_environTab = nullptr;
-    QVector<QPushButton*> m_exitButtons;
+    ProgramLauncher& m_launcher;
+    ReportPrinter& m_printer;
+    MainFormControls c;
+    std::unique_ptr<class CurrentUserKey> m_currentUserKey;
+    std::unique_ptr<UserRecords> m_users;
+    std::unique_ptr<NameDescGrid> m_roles;
+    std::unique_ptr<NameDescGrid> m_projects;
+    std::unique_ptr<NameDescGrid> m_keywords;
     bool m_unloaded = false;
 };
 

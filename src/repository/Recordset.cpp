@@ -304,7 +304,13 @@ struct Recordset::Private {
 
     QVariant bindable(const TableInfo& t, int column, const QVariant& value) const
     {
-        return value.isValid() ? value : TypedNull(t.kinds[size_t(column)]);
+        if (!value.isValid())
+            return TypedNull(t.kinds[size_t(column)]);
+        // Qt binds a null QString as NULL; here only an invalid QVariant is
+        // Null, and a text box's empty text is the empty string.
+        if (value.typeId() == QMetaType::QString && value.toString().isNull())
+            return QVariant(QStringLiteral(""));
+        return value;
     }
 
     void insertPending()

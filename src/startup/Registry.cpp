@@ -211,9 +211,17 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return nullptr;
-    const QByteArray bytes = file.read(kMaxFileSize + 1);
-    if (bytes.size() > kMaxFileSize)
-        return nullptr;
+    // Read in pieces up to the limit: the path may name a device or pipe
+    // that never ends.
+    QByteArray bytes;
+    while (!file.atEnd()) {
+        const QByteArray piece = file.read(64 * 1024);
+        if (piece.isEmpty())
+            break;
+        bytes += piece;
+        if (bytes.size() > kMaxFileSize)
+            return nullptr;
+    }
 
     QStringList lines = DecodeFile(bytes).split(u'\n');
     for (QString& line : lines) {

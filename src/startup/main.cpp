@@ -51,8 +51,11 @@ int main(int argc, char* argv[])
         return 1;
     }
 
-    dorvane::frmMainForm window(session, messages);
+    dorvane::QtProgramLauncher launcher;
+    dorvane::QtReportPrinter printer;
+    dorvane::frmMainForm window(session, messages, launcher, printer);
     messages.setParent(&window);
+    printer.setParent(&window);
     instance.Listen(&window);
     window.show();
     return app.exec();

@@ -1,36 +1,16 @@
-// The main window's pages and its unloading.
+// The main window's pages, first activation, exit and unloading.
 
-#include "mainwindow/frmMainForm.h"
-#include "repository/Connection.h"
-#include "startup/Startup.h"
-#include "support/TestSupport.h"
+#include "mainwindow/MainWindowFixture.h"
+#include "repository/Recordset.h"
 
-#include <gtest/gtest.h>
-
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTabWidget>
-#include <QTemporaryDir>
 
-namespace dorvane {
+namespace dorvane::test {
 namespace {
-
-class MainWindowTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_dir.isValid());
-        for (const char* name : {"repo.mdb", "testdata.mdb", "UserData.mdb"})
-            Connection::CreateDatabaseFile(m_dir.filePath(QString::fromLatin1(name)));
-        m_session.repository.Open(QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") +
-                                  m_dir.filePath(QStringLiteral("repo.mdb")) + QStringLiteral(";"));
-        m_session.testData.OpenFile(m_dir.filePath(QStringLiteral("testdata.mdb")));
-        m_session.userData.OpenFile(m_dir.filePath(QStringLiteral("UserData.mdb")));
-    }
-
-    QTemporaryDir m_dir;
-    Session m_session;
-    test::ScriptedMessages m_messages;
-};
 
 QStringList captions(const QTabWidget* tabs)
 {
@@ -40,68 +20,129 @@ QStringList captions(const QTabWidget* tabs)
     return result;
 }
 
-TEST_F(MainWindowTest, HasTheFourPagesWithTheirInnerTabs)
+QStringList texts(const QListWidget* list)
 {
-    frmMainForm window(m_session, m_messages);
-    EXPECT_EQ(window.objectName(), QStringLiteral("frmMainForm"));
-    EXPECT_EQ(window.windowTitle(), QStringLiteral("Dorvane"));
+    QStringList result;
+    for (int i = 0; i < list->count(); ++i)
+        result << list->item(i)->text();
+    return result;
+}
 
-    auto* main = window.findChild<QTabWidget*>(QStringLiteral("SSMainTab"));
-    ASSERT_NE(main, nullptr);
+using MainWindowTest = MainWindowFixture;
+
+TEST_P(MainWindowTest, HasTheFourPagesWithTheirInnerTabs)
+{
+    OpenWindow();
+    EXPECT_EQ(window->objectName(), QStringLiteral("frmMainForm"));
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Dorvane"));
+    QTabWidget* main = c().SSMainTab;
+    EXPECT_EQ(main->objectName(), QStringLiteral("SSMainTab"));
     EXPECT_EQ(captions(main), (QStringList{QStringLiteral("Users"), QStringLiteral("Options"),
                                           QStringLiteral("Applications"), QStringLiteral("Environments")}));
-
-    // Each inner tab control sits on its own page of the main tab control.
-    auto* options = window.findChild<QTabWidget*>(QStringLiteral("SSOptionsTab"));
-    auto* apps = window.findChild<QTabWidget*>(QStringLiteral("SSAppTab"));
-    auto* environs = window.findChild<QTabWidget*>(QStringLiteral("SSEnvironTab"));
-    ASSERT_TRUE(options && apps && environs);
-    EXPECT_TRUE(main->widget(frmMainForm::OptionsPage)->isAncestorOf(options));
-    EXPECT_TRUE(main->widget(frmMainForm::ApplicationsPage)->isAncestorOf(apps));
-    EXPECT_TRUE(main->widget(frmMainForm::EnvironmentsPage)->isAncestorOf(environs));
-    EXPECT_EQ(apps->count(), 2);
-    EXPECT_EQ(environs->count(), 3);
-    EXPECT_TRUE(captions(options).contains(QStringLiteral("&Roles")));
-    EXPECT_TRUE(captions(options).contains(QStringLiteral("&Projects")));
-    EXPECT_EQ(captions(apps).first(), QStringLiteral("&Definition"));
-    EXPECT_EQ(captions(environs).first(), QStringLiteral("&Definition"));
+    EXPECT_TRUE(main->widget(frmMainForm::OptionsPage)->isAncestorOf(c().SSOptionsTab));
+    EXPECT_TRUE(main->widget(frmMainForm::ApplicationsPage)->isAncestorOf(c().SSAppTab));
+    EXPECT_TRUE(main->widget(frmMainForm::EnvironmentsPage)->isAncestorOf(c().SSEnvironTab));
+    EXPECT_EQ(captions(c().SSAppTab).first(), QStringLiteral("&Definition"));
+    EXPECT_EQ(captions(c().SSEnvironTab).first(), QStringLiteral("&Definition"));
+    EXPECT_EQ(c().SSEnvironTab->count(), 3);
+    // A new application has no versions or keywords until it is saved.
+    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1));
+    EXPECT_FALSE(c().SSAppTab->isTabEnabled(2));
 }
 
-TEST_F(MainWindowTest, EveryPageHasAnExitButtonThatUnloadsTheWindow)
+TEST_P(MainWindowTest, PageChangesPutTheFocusInTheFirstField)
 {
-    for (int page = 0; page < 4; ++page) {
-        Session session;
-        session.repository.Open(m_session.repository.connectionString());
-        frmMainForm window(session, m_messages);
-        QTabWidget* main = window.SSMainTab();
-        ASSERT_EQ(window.cmdExit().size(), 4);
-        QPushButton* exit = window.cmdExit().at(page);
-        EXPECT_TRUE(main->widget(page)->isAncestorOf(exit)) << "page " << page;
-
-        window.show();
-        main->setCurrentIndex(page);
-        exit->click();
-        EXPECT_TRUE(window.IsUnloaded());
-        EXPECT_FALSE(window.isVisible());
-        EXPECT_FALSE(session.repository.IsOpen()) << "unloading leaves the repository open";
-    }
-    // Nothing changed anywhere: no prompt was shown.
-    EXPECT_TRUE(m_messages.shown.isEmpty());
+    OpenWindow();
+    window->activateWindow();
+    c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtAppName));
+    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
+    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtEnvironName));
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtUserID));
 }
 
-TEST_F(MainWindowTest, ClosingByTheTitleBarClosesTheDatabases)
+TEST_P(MainWindowTest, FirstActivationLoadsEveryListWithKeys)
 {
-    {
-        frmMainForm window(m_session, m_messages);
-        window.show();
-        window.close();
-        EXPECT_TRUE(window.IsUnloaded());
+    OpenWindow(RepositoryContent::Tutorial);
+    ASSERT_GT(c().lbAppList->count(), 0);
+    EXPECT_EQ(c().lbAppList->count(), c().cbEnvironApp->count());
+    // Every entry carries its row's key.
+    for (int i = 0; i < c().lbAppList->count(); ++i) {
+        Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") +
+                         QString::number(ItemKey(c().lbAppList, i)), repository());
+        ASSERT_FALSE(rs.Eof());
+        EXPECT_EQ(rs.Text(QStringLiteral("sAppName")), c().lbAppList->item(i)->text());
     }
-    EXPECT_FALSE(m_session.testData.IsOpen());
-    EXPECT_FALSE(m_session.repository.IsOpen());
-    EXPECT_FALSE(m_session.userData.IsOpen());
-    EXPECT_TRUE(m_messages.shown.isEmpty());
+    QStringList sorted = texts(c().lbAppList);
+    std::sort(sorted.begin(), sorted.end(), [](const QString& a, const QString& b) {
+        return a.compare(b, Qt::CaseInsensitive) < 0;
+    });
+    EXPECT_EQ(texts(c().lbAppList), sorted);
+
+    EXPECT_EQ(c().lbUserList->count(), c().lbEnvironUserList->count());
+    EXPECT_GT(c().lbEnvironList->count(), 0);
+    EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
+    // The placeholder emulator of key 0 is never listed.
+    EXPECT_EQ(FindComboItem(0, c().cbEmulator), -1);
+    EXPECT_EQ(FindComboItem(0, c().cbEnvironEmulator), -1);
+    EXPECT_GT(c().cbEmulator->count(), 0);
+    EXPECT_EQ(c().cbPlatform->count(), 4);
+    // A repository with environments never starts Lumeno.
+    EXPECT_TRUE(launcher.started.isEmpty());
+    EXPECT_FALSE(window->FirstActivate);
 }
+
+TEST_P(MainWindowTest, AnEmptyRepositoryStartsLumenoOncePerRun)
+{
+    OpenWindow();
+    EXPECT_EQ(window->nEnvironCount, 0);
+    ASSERT_EQ(launcher.started.size(), 1);
+    EXPECT_TRUE(launcher.started.first().endsWith(QStringLiteral("/Lumeno.exe")));
+    window->Form_Activate();
+    window->Form_Activate();
+    EXPECT_EQ(launcher.started.size(), 1);
+}
+
+TEST_P(MainWindowTest, ExitWithNothingChangedUnloadsAtOnceFromEveryPage)
+{
+    OpenWindow();
+    for (int page = 0; page < 4; ++page)
+        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(c().cmdExit.at(page))) << "page " << page;
+    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
+    c().cmdExit.at(frmMainForm::EnvironmentsPage)->click();
+    EXPECT_TRUE(window->IsUnloaded());
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_FALSE(session.testData.IsOpen());
+    EXPECT_FALSE(session.repository.IsOpen());
+    EXPECT_FALSE(session.userData.IsOpen());
+}
+
+TEST_P(MainWindowTest, ClosingByTheTitleBarAsksNothing)
+{
+    OpenWindow();
+    c().txtUserID->setText(QStringLiteral("changed"));
+    c().txtAppName->setText(QStringLiteral("changed"));
+    window->close();
+    EXPECT_TRUE(window->IsUnloaded());
+    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_FALSE(session.repository.IsOpen());
+}
+
+TEST_P(MainWindowTest, PrintButtonsPreviewTheirList)
+{
+    OpenWindow(RepositoryContent::Tutorial);
+    c().cmdAppPrint->click();
+    c().cmdUserPrint->click();
+    c().cmdEnvironPrint->click();
+    ASSERT_EQ(printer.titles.size(), 3);
+    EXPECT_EQ(printer.lastRows.size(), c().lbEnvironList->count());
+    EXPECT_EQ(printer.lastRows.first().first(), c().lbEnvironList->item(0)->text());
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()),
+                         [](const auto& info) { return info.param; });
 
 } // namespace
-} // namespace dorvane
+} // namespace dorvane::test

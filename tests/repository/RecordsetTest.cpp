@@ -166,9 +166,13 @@ TEST_P(RecordsetTest, NullEmptyAndLongTextStayApart)
         rs.SetValue(QStringLiteral("bItemActive"), true);
         rs.SetValue(QStringLiteral("iItemCount"), QStringLiteral("12"));
         rs.Update();
+        // An untouched text box's text is a null QString: still the empty text.
+        rs.AddNew();
+        rs.SetValue(QStringLiteral("sItemName"), QString());
+        rs.Update();
     }
     Recordset rs(QStringLiteral("SELECT * FROM tItem ORDER BY iItemKey"), conn);
-    ASSERT_EQ(rs.RecordCount(), 2);
+    ASSERT_EQ(rs.RecordCount(), 3);
     const QVariant empty = rs.Value(QStringLiteral("sItemName"));
     EXPECT_TRUE(empty.isValid());
     EXPECT_EQ(empty.typeId(), QMetaType::QString);
@@ -188,6 +192,10 @@ TEST_P(RecordsetTest, NullEmptyAndLongTextStayApart)
     EXPECT_EQ(count.typeId(), QMetaType::Int);
     EXPECT_EQ(count.toInt(), 12);
     EXPECT_EQ(rs.Value(QStringLiteral("iItemKey")).typeId(), QMetaType::Int);
+
+    rs.MoveNext();
+    EXPECT_FALSE(rs.IsNull(QStringLiteral("sItemName")));
+    EXPECT_EQ(rs.Value(QStringLiteral("sItemName")).toString(), QStringLiteral(""));
 }
 
 TEST_P(RecordsetTest, FieldNamesAreCaseInsensitive)

@@ -318,6 +318,9 @@ TEST_F(RegistryTest, MalformedFileReadsEverythingMissing)
     EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
     WriteBytes(QByteArray("\x00\x01\xFF\xFE\x00", 5));
     EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString());
+    // A device in the file's place: read up to a limit, never forever.
+    SetSettingsFileOverride(QStringLiteral("/dev/zero"));
+    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
 }
 
 TEST_F(RegistryTest, MalformedLinesAreSkipped)

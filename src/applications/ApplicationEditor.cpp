@@ -1,0 +1,217 @@
+// The application editor on the Applications page's Definition tab.
+
+#include "applications/ApplicationRecords.h"
+#include "mainwindow/frmMainForm.h"
+#include "repository/DbError.h"
+#include "startup/Startup.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QTabWidget>
+
+namespace dorvane {
+
+namespace {
+
+std::optional<qint32> selectedKey(const QComboBox* combo)
+{
+    if (combo->currentIndex() < 0)
+        return std::nullopt;
+    return ComboKey(combo, combo->currentIndex());
+}
+
+} // namespace
+
+void frmMainForm::connectApplications()
+{
+    const auto edited = [this] {
+        AppDirty = true;
+        c.cmdAppSave->setEnabled(true);
+    };
+    for (QLineEdit* box : {c.txtAppName, c.txtAppID, c.txtAppDesc})
+        connect(box, &QLineEdit::textChanged, this, edited);
+    connect(c.txtAppEnviron, &QPlainTextEdit::textChanged, this, edited);
+    connect(c.cbEmulator, &QComboBox::activated, this, [this] { AppDirty = true; });
+    connect(c.cbPlatform, &QComboBox::activated, this, &frmMainForm::cbPlatform_Click);
+    connect(c.cmdAppNew, &QPushButton::clicked, this, &frmMainForm::cmdAppNew_Click);
+    connect(c.cmdAppSave, &QPushButton::clicked, this, &frmMainForm::cmdAppSave_Click);
+    connect(c.lbAppList, &QListWidget::currentRowChanged, this, [this](int row) {
+        if (row >= 0)
+            lbAppList_Click();
+    });
+}
+
+void frmMainForm::lbAppList_Click()
+{
+    if (EditLoading)
+        return;
+    EditLoading = true;
+    if (AppDirty && AppExitCancel()) {
+        c.lbAppList->setCurrentRow(AppListIndex);
+        EditLoading = false;
+        return;
+    }
+    AppListIndex = c.lbAppList->currentRow();
+    CurrentAppKey = ItemKey(c.lbAppList, AppListIndex);
+
+    ApplicationRecords records(m_session.repository, m_messages, m_session.plan.sharedResourcePath);
+    const std::optional<ApplicationRecord> app = records.Open(CurrentAppKey);
+    if (!app) {
+        EditLoading = false;
+        return;
+    }
+    {
+        const QSignalBlocker blockName(c.txtAppName), blockEnviron(c.txtAppEnviron), blockId(c.txtAppID),
+            blockDesc(c.txtAppDesc);
+        c.txtAppName->setText(app->name);
+        c.txtAppEnviron->setPlainText(app->environ);
+        c.txtAppID->setText(app->id);
+        c.txtAppDesc->setText(app->description);
+    }
+    if (app->platformKey) {
+        CurrentPlatformKey = *app->platformKey;
+        c.cbPlatform->setEnabled(true);
+        c.cbPlatform->setCurrentIndex(FindComboItem(*app->platformKey, c.cbPlatform));
+        AppIsHost = app->AppIsHost;
+        c.cbEmulator->setEnabled(AppIsHost);
+        c.cbEmulator->setCurrentIndex(AppIsHost ? FindComboItem(app->emulatorKey, c.cbEmulator) : -1);
+    } else {
+        // An application written elsewhere without a platform: shown with
+        // the first platform, which cannot be changed here.
+        c.cbPlatform->setCurrentIndex(0);
+        c.cbPlatform->setEnabled(false);
+    }
+    AppFolderName = app->AppFolderName;
+
+    RefreshVersionList();
+    RefreshMapTypes();
+    ClearVersionFields();
+    RefreshKeywordGrid();
+
+    c.cmdAppDelete->setEnabled(true);
+    c.cmdAppSave->setEnabled(false);
+    c.SSAppTab->setTabEnabled(1, true);
+    c.SSAppTab->setTabEnabled(2, true);
+    AppIsNew = false;
+    AppDirty = false;
+    EditLoading = false;
+    c.txtAppName->setFocus();
+}
+
+void frmMainForm::cbPlatform_Click()
+{
+    if (EditLoading || c.cbPlatform->currentIndex() < 0)
+        return;
+    AppDirty = true;
+    c.cmdAppSave->setEnabled(true);
+    CurrentPlatformKey = ComboKey(c.cbPlatform, c.cbPlatform->currentIndex());
+    bool host = false;
+    try {
+        host = PlatformIsHost(m_session.repository, CurrentPlatformKey);
+    } catch (const DbError& e) {
+        showDbError(QStringLiteral("Error while reading platform: "), e);
+    }
+    if (host) {
+        c.cbEmulator->setEnabled(true);
+    } else {
+        c.cbEmulator->setCurrentIndex(-1);
+        c.cbEmulator->setEnabled(false);
+    }
+}
+
+void frmMainForm::ClearAppFields()
+{
+    EditLoading = true;
+    for (QLineEdit* box : {c.txtAppName, c.txtAppID, c.txtAppDesc}) {
+        const QSignalBlocker block(box);
+        box->clear();
+    }
+    {
+        const QSignalBlocker block(c.txtAppEnviron);
+        c.txtAppEnviron->clear();
+    }
+    c.cbPlatform->setCurrentIndex(-1);
+    c.cbPlatform->setEnabled(true);
+    c.cbEmulator->setCurrentIndex(-1);
+    {
+        const QSignalBlocker block(c.lbAppList);
+        c.lbAppList->setCurrentRow(-1);
+    }
+    AppListIndex = -1;
+    AppDirty = false;
+    AppIsNew = true;
+    EditLoading = false;
+}
+
+void frmMainForm::cmdAppNew_Click()
+{
+    ClearAppFields();
+    EditLoading = true;
+    CurrentAppKey = 0;
+    c.cmdAppDelete->setEnabled(false);
+    c.cmdAppSave->setEnabled(false);
+    c.SSAppTab->setTabEnabled(1, false);
+    c.SSAppTab->setTabEnabled(2, false);
+    cmdVersionNew_Click();
+    EditLoading = false;
+    c.txtAppName->setFocus();
+}
+
+void frmMainForm::cmdAppSave_Click()
+{
+    SaveOk = false;
+    ApplicationInput input;
+    input.name = c.txtAppName->text();
+    input.id = c.txtAppID->text();
+    input.description = c.txtAppDesc->text();
+    input.environ = c.txtAppEnviron->toPlainText();
+    input.platformKey = selectedKey(c.cbPlatform);
+    input.emulatorKey = selectedKey(c.cbEmulator);
+    input.emulatorText = c.cbEmulator->currentText();
+
+    ApplicationState state;
+    state.CurrentAppKey = CurrentAppKey;
+    state.AppIsNew = AppIsNew;
+    state.CurrentPlatformKey = CurrentPlatformKey;
+    state.AppFolderName = AppFolderName;
+    state.AppIsHost = AppIsHost;
+
+    ApplicationRecords records(m_session.repository, m_messages, m_session.plan.sharedResourcePath);
+    const ApplicationSaveOutcome outcome = records.Save(input, state);
+    CurrentAppKey = outcome.state.CurrentAppKey;
+    AppIsNew = outcome.state.AppIsNew;
+    CurrentPlatformKey = outcome.state.CurrentPlatformKey;
+    AppFolderName = outcome.state.AppFolderName;
+    AppIsHost = outcome.state.AppIsHost;
+    if (outcome.dirtyCleared)
+        AppDirty = false;
+
+    if (outcome.SaveOk) {
+        RefreshAppList();
+        EditLoading = true;
+        AppListIndex = FindListItem(CurrentAppKey, c.lbAppList);
+        c.lbAppList->setCurrentRow(AppListIndex);
+        EditLoading = false;
+        c.cmdAppSave->setEnabled(false);
+        AppDirty = false;
+        AppIsNew = false;
+        RefreshMapTypes();
+        RefreshVersionList();
+        c.cmdAppDelete->setEnabled(true);
+        c.SSAppTab->setTabEnabled(1, true);
+        c.SSAppTab->setTabEnabled(2, true);
+        RefreshKeywordGrid();
+    }
+    if (outcome.mainTab >= 0)
+        c.SSMainTab->setCurrentIndex(outcome.mainTab);
+    if (outcome.appTab >= 0)
+        c.SSAppTab->setCurrentIndex(outcome.appTab);
+    focusField(outcome.focusField);
+    SaveOk = outcome.SaveOk;
+}
+
+} // namespace dorvane

@@ -1,0 +1,207 @@
+// The version editor on the Applications page's Versions tab.
+
+#include "applications/VersionRecords.h"
+#include "mainwindow/frmMainForm.h"
+#include "startup/Startup.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QTabWidget>
+
+namespace dorvane {
+
+namespace {
+
+std::optional<qint32> selectedKey(const QComboBox* combo)
+{
+    if (combo->currentIndex() < 0)
+        return std::nullopt;
+    return ComboKey(combo, combo->currentIndex());
+}
+
+void selectKey(QComboBox* combo, const std::optional<qint32>& key)
+{
+    combo->setCurrentIndex(key && *key != 0 ? FindComboItem(*key, combo) : -1);
+}
+
+} // namespace
+
+void frmMainForm::connectVersions()
+{
+    connect(c.txtVersionID, &QLineEdit::textChanged, this, [this] {
+        c.cmdVersionSave->setEnabled(true);
+        if (!VersionIsNew)
+            c.cmdVersionSaveAs->setEnabled(true);
+        VersionDirty = true;
+    });
+    const auto edited = [this] {
+        c.cmdVersionSave->setEnabled(true);
+        VersionDirty = true;
+    };
+    connect(c.txtVersionDesc, &QLineEdit::textChanged, this, edited);
+    for (QComboBox* combo : {c.cbVersionMapType, c.cbVersionLoadProcess, c.cbVersionLoginProcess, c.cbVersionLogoutProcess,
+                             c.cbVersionTerminateProcess, c.cbVersionRecoverProcess, c.cbVersionInitialWindow,
+                             c.cbVersionMainWindow})
+        connect(combo, &QComboBox::activated, this, edited);
+    connect(c.cmdVersionNew, &QPushButton::clicked, this, &frmMainForm::cmdVersionNew_Click);
+    connect(c.cmdVersionSave, &QPushButton::clicked, this, &frmMainForm::cmdVersionSave_Click);
+    connect(c.cmdVersionSaveAs, &QPushButton::clicked, this, &frmMainForm::cmdVersionSaveAs_Click);
+    connect(c.lbVersionList, &QListWidget::currentRowChanged, this, [this](int row) {
+        if (row >= 0)
+            lbVersionList_Click();
+    });
+}
+
+void frmMainForm::lbVersionList_Click()
+{
+    if (EditLoading)
+        return;
+    EditLoading = true;
+    if (VersionDirty && VersionExitCancel()) {
+        c.lbVersionList->setCurrentRow(VersionListIndex);
+        EditLoading = false;
+        return;
+    }
+    VersionListIndex = c.lbVersionList->currentRow();
+    CurrentVersionKey = ItemKey(c.lbVersionList, VersionListIndex);
+
+    VersionRecords records(m_session.repository, m_messages, m_session.plan.sharedResourcePath);
+    const std::optional<VersionRecord> version = records.Open(CurrentVersionKey);
+    if (!version) {
+        EditLoading = false;
+        return;
+    }
+    const QList<QComboBox*> processCombos = {c.cbVersionLoadProcess, c.cbVersionLoginProcess, c.cbVersionLogoutProcess,
+                                             c.cbVersionTerminateProcess, c.cbVersionRecoverProcess};
+    const QList<QComboBox*> windowCombos = {c.cbVersionInitialWindow, c.cbVersionMainWindow};
+    for (QComboBox* combo : windowCombos) {
+        combo->clear();
+        fillCombo(combo, version->windows);
+    }
+    for (QComboBox* combo : processCombos) {
+        combo->clear();
+        fillCombo(combo, version->processes);
+    }
+    {
+        const QSignalBlocker blockId(c.txtVersionID), blockDesc(c.txtVersionDesc);
+        c.txtVersionID->setText(version->id);
+        c.txtVersionDesc->setText(version->description);
+    }
+    VersionFolderName = version->id;
+    c.cbVersionMapType->setCurrentIndex(FindComboItem(version->mapTypeKey, c.cbVersionMapType));
+    const VersionLinks& links = version->links;
+    selectKey(c.cbVersionLoadProcess, links.loadProcess);
+    selectKey(c.cbVersionLoginProcess, links.loginProcess);
+    selectKey(c.cbVersionLogoutProcess, links.logoutProcess);
+    selectKey(c.cbVersionTerminateProcess, links.terminateProcess);
+    selectKey(c.cbVersionRecoverProcess, links.recoverProcess);
+    selectKey(c.cbVersionInitialWindow, links.initialWindow);
+    selectKey(c.cbVersionMainWindow, links.mainWindow);
+
+    c.txtVersionID->setFocus();
+    c.cmdVersionDelete->setEnabled(true);
+    c.cmdVersionSave->setEnabled(false);
+    c.cmdVersionSaveAs->setEnabled(false);
+    c.cmdAttributes->setEnabled(AttributesEnabled(selectedKey(c.cbEmulator)));
+    VersionIsNew = false;
+    VersionDirty = false;
+    EditLoading = false;
+}
+
+void frmMainForm::ClearVersionFields()
+{
+    const bool wasLoading = EditLoading;
+    EditLoading = true;
+    for (QLineEdit* box : {c.txtVersionID, c.txtVersionDesc}) {
+        const QSignalBlocker block(box);
+        box->clear();
+    }
+    {
+        const QSignalBlocker block(c.lbVersionList);
+        c.lbVersionList->setCurrentRow(-1);
+    }
+    for (QComboBox* combo : {c.cbVersionMapType, c.cbVersionLoadProcess, c.cbVersionLoginProcess, c.cbVersionLogoutProcess,
+                             c.cbVersionTerminateProcess, c.cbVersionRecoverProcess, c.cbVersionInitialWindow,
+                             c.cbVersionMainWindow})
+        combo->setCurrentIndex(-1);
+    VersionListIndex = -1;
+    VersionDirty = false;
+    VersionIsNew = true;
+    for (QPushButton* b : {c.cmdVersionSave, c.cmdVersionSaveAs, c.cmdVersionDelete, c.cmdAttributes})
+        b->setEnabled(false);
+    EditLoading = wasLoading;
+}
+
+void frmMainForm::cmdVersionNew_Click()
+{
+    ClearVersionFields();
+    CurrentVersionKey = 0;
+    c.txtVersionID->setFocus();
+}
+
+namespace {
+
+VersionInput versionInput(const MainFormControls& c)
+{
+    VersionInput input;
+    input.id = c.txtVersionID->text();
+    input.description = c.txtVersionDesc->text();
+    input.mapTypeKey = selectedKey(c.cbVersionMapType);
+    input.links.loadProcess = selectedKey(c.cbVersionLoadProcess);
+    input.links.loginProcess = selectedKey(c.cbVersionLoginProcess);
+    input.links.logoutProcess = selectedKey(c.cbVersionLogoutProcess);
+    input.links.terminateProcess = selectedKey(c.cbVersionTerminateProcess);
+    input.links.recoverProcess = selectedKey(c.cbVersionRecoverProcess);
+    input.links.initialWindow = selectedKey(c.cbVersionInitialWindow);
+    input.links.mainWindow = selectedKey(c.cbVersionMainWindow);
+    return input;
+}
+
+} // namespace
+
+void frmMainForm::cmdVersionSave_Click()
+{
+    SaveOk = false;
+    VersionApplication app{CurrentAppKey, AppFolderName, AppIsHost, CurrentPlatformKey};
+    VersionState state{CurrentVersionKey, VersionIsNew, VersionFolderName};
+    VersionRecords records(m_session.repository, m_messages, m_session.plan.sharedResourcePath);
+    const VersionSaveOutcome outcome = records.Save(versionInput(c), app, state);
+    CurrentVersionKey = outcome.state.CurrentVersionKey;
+    VersionIsNew = outcome.state.VersionIsNew;
+    VersionFolderName = outcome.state.VersionFolderName;
+    if (outcome.dirtyCleared)
+        VersionDirty = false;
+    if (outcome.mainTab >= 0)
+        c.SSMainTab->setCurrentIndex(outcome.mainTab);
+    if (outcome.appTab >= 0)
+        c.SSAppTab->setCurrentIndex(outcome.appTab);
+    focusField(outcome.focusField);
+    if (outcome.SaveOk) {
+        RefreshVersionList();
+        ClearVersionFields();
+        SaveOk = true;
+    }
+}
+
+void frmMainForm::cmdVersionSaveAs_Click()
+{
+    VersionApplication app{CurrentAppKey, AppFolderName, AppIsHost, CurrentPlatformKey};
+    VersionState state{CurrentVersionKey, VersionIsNew, VersionFolderName};
+    VersionRecords records(m_session.repository, m_messages, m_session.plan.sharedResourcePath);
+    const VersionSaveOutcome outcome = records.SaveAs(versionInput(c), app, state);
+    CurrentVersionKey = outcome.state.CurrentVersionKey;
+    VersionIsNew = outcome.state.VersionIsNew;
+    VersionFolderName = outcome.state.VersionFolderName;
+    if (outcome.mainTab >= 0)
+        c.SSMainTab->setCurrentIndex(outcome.mainTab);
+    if (outcome.appTab >= 0)
+        c.SSAppTab->setCurrentIndex(outcome.appTab);
+    focusField(outcome.focusField);
+    if (outcome.SaveOk)
+        RefreshVersionList();
+}
+
+} // namespace dorvane

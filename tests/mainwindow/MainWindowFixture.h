@@ -1,0 +1,94 @@
+#pragma once
+
+// A main window on a fresh repository, for tests that drive the window as
+// an administrator does.
+
+#include "mainwindow/frmMainForm.h"
+#include "repository/Connection.h"
+#include "repository/Installation.h"
+#include "startup/Startup.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+
+#include <memory>
+
+namespace dorvane::test {
+
+class RecordingLauncher : public ProgramLauncher {
+public:
+    bool StartDetached(const QString& program) override
+    {
+        started << program;
+        return true;
+    }
+    QStringList started;
+};
+
+class RecordingPrinter : public ReportPrinter {
+public:
+    void Preview(const QString& title, const QStringList& headers, const QVector<QStringList>& rows) override
+    {
+        titles << title;
+        lastHeaders = headers;
+        lastRows = rows;
+    }
+    QStringList titles;
+    QStringList lastHeaders;
+    QVector<QStringList> lastRows;
+};
+
+// Parameterised by backend. The repository holds the reference data, or
+// the tutorial when a test asks for it; the shared resource folder and the
+// side databases live in a temporary folder.
+class MainWindowFixture : public ::testing::TestWithParam<std::string> {
+protected:
+    void SetUp() override { m_db = std::make_unique<TestDatabase>(GetParam()); }
+
+    void TearDown() override
+    {
+        window.reset();
+        session.Close();
+    }
+
+    // Builds the repository and opens the window on it; the window is shown
+    // and activated as at start-up, so every list is loaded.
+    void OpenWindow(RepositoryContent content = RepositoryContent::ReferenceData)
+    {
+        {
+            Connection setup;
+            setup.Open(m_db->connectionString());
+            BuildDatabase(setup, SchemaVariant::Repository, content);
+        }
+        const QString shared = m_db->tempPath() + QStringLiteral("/shared");
+        QDir().mkpath(shared + QStringLiteral("/Apps"));
+        Connection::CreateDatabaseFile(shared + QStringLiteral("/testdata.mdb"));
+        Connection::CreateDatabaseFile(m_db->tempPath() + QStringLiteral("/UserData.mdb"));
+
+        session.plan.connectionString = m_db->connectionString();
+        session.plan.sharedResourcePath = shared;
+        session.plan.testDataPath = shared + QStringLiteral("\\testdata.mdb");
+        session.plan.userDataPath = m_db->tempPath() + QStringLiteral("\\UserData.mdb");
+        session.plan.installationPath = m_db->tempPath();
+        session.Open(session.plan);
+
+        window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
+        window->show();
+        window->Form_Activate();
+    }
+
+    MainFormControls& c() { return window->ui(); }
+    Connection& repository() { return session.repository; }
+    QString sharedPath() const { return m_db->tempPath() + QStringLiteral("/shared"); }
+
+    std::unique_ptr<TestDatabase> m_db;
+    Session session;
+    ScriptedMessages messages;
+    RecordingLauncher launcher;
+    RecordingPrinter printer;
+    std::unique_ptr<frmMainForm> window;
+};
+
+} // namespace dorvane::test
