@@ -22,7 +22,9 @@ namespace {
 constexpr qint32 kTrue = -1;
 constexpr qint32 kFalse = 0;
 
-using Fields = std::initializer_list<std::pair<const char*, QVariant>>;
+// A vector, not an initializer_list: built with GCC 12 at -O0, the QVariants
+// of a long braced list were found overwritten before the row was written.
+using Fields = std::vector<std::pair<const char*, QVariant>>;
 
 // Adds and changes rows through record sets, as the program itself does,
 // and reads each new row's key back after the update.
@@ -30,7 +32,7 @@ class RowWriter {
 public:
     explicit RowWriter(Connection& connection) : m_connection(connection) {}
 
-    qint32 Add(const char* tableName, Fields fields)
+    qint32 Add(const char* tableName, const Fields& fields)
     {
         const TableDef& table = Table(tableName);
         // Only added to, so the selection is never read.
@@ -44,7 +46,7 @@ public:
 
     // Adds a row that must receive `expectedKey`: the program refers to
     // some reference rows by their key.
-    void AddWithKey(const char* tableName, qint32 expectedKey, Fields fields)
+    void AddWithKey(const char* tableName, qint32 expectedKey, const Fields& fields)
     {
         const qint32 key = Add(tableName, fields);
         if (key != expectedKey) {
@@ -55,7 +57,7 @@ public:
         }
     }
 
-    void Set(const char* tableName, qint32 key, Fields fields)
+    void Set(const char* tableName, qint32 key, const Fields& fields)
     {
         const TableDef& table = Table(tableName);
         Recordset rs(QStringLiteral("SELECT * FROM %1 WHERE %2=%3").arg(table.name, table.key).arg(key), m_connection);

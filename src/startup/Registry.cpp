@@ -228,8 +228,6 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
         if (line.endsWith(u'\r'))
             line.chop(1);
     }
-    if (lines.isEmpty())
-        return nullptr;
     const QString header = lines.first().trimmed();
     bool unicodeFile = false;
     if (header == kHeaderV5)
