@@ -1,0 +1,94 @@
+#include "copyengine/VersionTransfer.h"
+
+#include "copyengine/VersionBackup.h"
+#include "repository/Connection.h"
+#include "repository/Globals.h"
+#include "repository/Interaction.h"
+#include "repository/Recordset.h"
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+QString failurePrefix(VersionTransferKind kind)
+{
+    return kind == VersionTransferKind::Update
+               ? QStringLiteral("Error while updating environment application version: ")
+               : QStringLiteral("Error while copying environment application version: ");
+}
+
+// The checks; DbError goes to the caller's trap.
+bool passesChecks(VersionTransferKind kind, const VersionTransferRequest& request, Connection& connection,
+                  MessageSink& messages)
+{
+    const bool update = kind == VersionTransferKind::Update;
+    if (!request.ListedVersionKey) {
+        messages.Inform(QStringLiteral("Please select target application version from the list on the right"));
+        return false;
+    }
+    if (request.ChosenVersionText.isEmpty()) {
+        messages.Inform(update ? QStringLiteral("You must select a source version and a destination version to update")
+                               : QStringLiteral("You must select a source version and a destination version to Copy"));
+        return false;
+    }
+    Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + num(*request.ListedVersionKey),
+                      connection);
+    Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(version.Int(QStringLiteral("iVersionAppKey"))),
+                  connection);
+    if (app.Int(QStringLiteral("iAppKey")) != request.AppKey) {
+        messages.Inform(QStringLiteral("The source and destination versions must belong to the same application"));
+        return false;
+    }
+    // No window, or only the seeded system screen: the version is new.
+    Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") + num(request.ChosenVersionKey),
+                      connection);
+    if (CountRecords(&windows) > 1) {
+        messages.Inform(update ? QStringLiteral("You can only update an existing application version from a new (empty) one")
+                               : QStringLiteral("You can only Copy an existing application version to a new (empty) one"));
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool CheckVersionTransfer(VersionTransferKind kind, const VersionTransferRequest& request, Connection& connection,
+                          MessageSink& messages)
+{
+    try {
+        return passesChecks(kind, request, connection, messages);
+    } catch (const DbError& e) {
+        messages.Inform(failurePrefix(kind) + e.description());
+        return false;
+    }
+}
+
+VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTransferRequest& request,
+                                       Connection& connection, VersionBackup& backup, MessageSink& messages)
+{
+    VersionTransferOutcome outcome;
+    try {
+        if (!passesChecks(kind, request, connection, messages))
+            return outcome;
+        const qint32 listed = *request.ListedVersionKey;
+        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey))
+            return outcome;
+        if (kind == VersionTransferKind::Update) {
+            Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
+                                 num(request.EnvironKey) + QStringLiteral(" AND iEnvironVerKey=") + num(listed),
+                             connection);
+            detail.SetValue(QStringLiteral("iEnvironVerKey"), request.ChosenVersionKey);
+            detail.Update();
+            outcome.RefreshEnvironAppVerList = true;
+        }
+        outcome.Ok = true;
+        return outcome;
+    } catch (const DbError& e) {
+        messages.Inform(failurePrefix(kind) + e.description());
+        return outcome;
+    }
+}
+
+} // namespace dorvane

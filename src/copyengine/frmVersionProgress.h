@@ -1,0 +1,43 @@
+#pragma once
+
+#include "repository/Interaction.h"
+
+#include <QDialog>
+
+class QLabel;
+class QProgressBar;
+
+namespace dorvane {
+
+// The copy engine's progress window: what is being copied and how far.
+// It has no behaviour of its own; the engine writes into it.
+class frmVersionProgress : public QDialog, public ProgressSink {
+    Q_OBJECT
+public:
+    explicit frmVersionProgress(QWidget* parent = nullptr);
+
+    QLabel* lblAction() const { return m_action; }
+    QProgressBar* pbVersionProgress() const { return m_bar; }
+
+    void SetTitle(const QString& title) override;
+    void ShowWindow() override;
+    void SetAction(const QString& text) override;
+    void SetRange(float minimum, float maximum) override;
+    void SetValue(float value) override;
+    float Value() const override { return m_value; }
+    float Maximum() const override { return m_maximum; }
+    void Refresh() override;
+    void Yield() override;
+    void HideWindow() override;
+
+private:
+    void updateBar();
+
+    QLabel* m_action;
+    QProgressBar* m_bar;
+    float m_minimum = 0;
+    float m_maximum = 100;
+    float m_value = 0;
+};
+
+} // namespace dorvane
