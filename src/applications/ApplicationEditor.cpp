@@ -173,6 +173,7 @@ void frmMainForm::cmdAppSave_Click()
     input.emulatorKey = selectedKey(c.cbEmulator);
     input.emulatorText = c.cbEmulator->currentText();
 
+    const bool wasNew = AppIsNew;
     ApplicationState state;
     state.CurrentAppKey = CurrentAppKey;
     state.AppIsNew = AppIsNew;
@@ -204,7 +205,10 @@ void frmMainForm::cmdAppSave_Click()
         c.cmdAppDelete->setEnabled(true);
         c.SSAppTab->setTabEnabled(1, true);
         c.SSAppTab->setTabEnabled(2, true);
-        RefreshKeywordGrid();
+        // A new application has no keywords yet; a stored one keeps the
+        // grid as it is, with any rows typed there and not yet saved.
+        if (wasNew)
+            RefreshKeywordGrid();
     }
     if (outcome.mainTab >= 0)
         c.SSMainTab->setCurrentIndex(outcome.mainTab);

@@ -182,6 +182,9 @@ void frmMainForm::cmdVersionSave_Click()
     if (outcome.SaveOk) {
         RefreshVersionList();
         ClearVersionFields();
+        // The editor now stands on a new version: the saved one's key must
+        // not exclude it from the next save's duplicate check.
+        CurrentVersionKey = 0;
         SaveOk = true;
     }
 }

@@ -7,6 +7,10 @@
 
 #include <vector>
 
+namespace dorvane {
+struct Session;
+}
+
 namespace dorvane::cli {
 
 inline constexpr int kExitSuccess = 0;
@@ -55,5 +59,13 @@ int RunCreateRepository(const CommandContext& context);
 int RunCreateInstallation(const CommandContext& context);
 int RunCreateSharedFolder(const CommandContext& context);
 int RunInfo(const CommandContext& context);
+int RunUpdateVersion(const CommandContext& context);
+int RunCopyVersion(const CommandContext& context);
+int RunDeleteVersion(const CommandContext& context);
+int RunDeleteApplication(const CommandContext& context);
+
+// Opens the repository and the side databases as start-up does; on failure
+// says "Could not open database: " and the description.
+bool OpenRepository(const CommandContext& context, Session& session);
 
 } // namespace dorvane::cli

@@ -58,6 +58,18 @@ const std::vector<Command>& Commands()
         {QStringLiteral("create-shared-folder"), QStringLiteral("DIR"),
          QStringLiteral("Create a shared resource folder: testdata.mdb, Apps and Environments\\Backups"),
          RunCreateSharedFolder},
+        {QStringLiteral("update-version"), QStringLiteral("ENVIRONMENT LISTED APPLICATION VERSION"),
+         QStringLiteral("Update the environment's version LISTED (\"App - VersionID\") into the new VERSION of APPLICATION, "
+                        "which then takes its place in the environment"),
+         RunUpdateVersion},
+        {QStringLiteral("copy-version"), QStringLiteral("ENVIRONMENT LISTED APPLICATION VERSION"),
+         QStringLiteral("Copy the content of the environment's version LISTED into the new VERSION of APPLICATION"),
+         RunCopyVersion},
+        {QStringLiteral("delete-version"), QStringLiteral("APPLICATION VERSION [--yes]"),
+         QStringLiteral("Delete a version with all its contents (--yes answers the confirmation)"), RunDeleteVersion},
+        {QStringLiteral("delete-application"), QStringLiteral("APPLICATION [--yes]"),
+         QStringLiteral("Delete an application with all its versions (--yes answers the confirmation)"),
+         RunDeleteApplication},
         {QStringLiteral("help"), QStringLiteral("[COMMAND]"), QStringLiteral("Show this help, or one command's usage"),
          RunHelp},
     };

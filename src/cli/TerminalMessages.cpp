@@ -4,6 +4,8 @@
 
 #include <QByteArray>
 
+#include <unistd.h>
+
 namespace dorvane::cli {
 
 namespace {
@@ -33,6 +35,11 @@ Answer TerminalMessages::Show(const QString& text, Buttons buttons)
     const bool withCancel = buttons == Buttons::YesNoCancel;
     const QString prompt = withCancel ? QStringLiteral(" [y/n/c] ") : QStringLiteral(" [y/n] ");
     const Answer fallback = withCancel ? Answer::Cancel : Answer::No;
+    if (isatty(fileno(m_input)) != 1) {
+        // Nobody to ask: the question is shown and answered No (Cancel).
+        PrintErrorLine(text + prompt + (withCancel ? QStringLiteral("c") : QStringLiteral("n")));
+        return fallback;
+    }
     for (;;) {
         const QByteArray question = (text + prompt).toLocal8Bit();
         std::fwrite(question.constData(), 1, static_cast<size_t>(question.size()), stderr);
@@ -51,6 +58,14 @@ Answer TerminalMessages::Show(const QString& text, Buttons buttons)
         if (withCancel && (reply == QLatin1String("c") || reply == QLatin1String("cancel")))
             return Answer::Cancel;
     }
+}
+
+Answer AssumeYes::Show(const QString& text, Buttons buttons)
+{
+    if (buttons == Buttons::Ok)
+        return m_messages.Show(text, buttons);
+    PrintErrorLine(text + QStringLiteral(" yes"));
+    return Answer::Yes;
 }
 
 } // namespace dorvane::cli

@@ -189,6 +189,22 @@ TEST_P(PromptsTest, NoToEveryPromptExitsWithoutSavingAnything)
     EXPECT_EQ(snapshotAfterUnload(), before);
 }
 
+TEST_P(PromptsTest, YesOnTheGridPromptsSavesThemBeforeLeaving)
+{
+    openActive(RepositoryContent::Tutorial);
+    c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
+    ASSERT_TRUE(typeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, QStringLiteral("Auditor")));
+    ASSERT_TRUE(typeCell(c().TDBGridProjects, 0, 1, QStringLiteral("Reworked")));
+
+    messages.Queue(Answer::Yes);
+    messages.Queue(Answer::Yes);
+    c().cmdExit.at(frmMainForm::OptionsPage)->click();
+    EXPECT_EQ(messages.shown, (QStringList{kProjectPrompt, kRolePrompt}));
+    EXPECT_TRUE(window->IsUnloaded());
+    EXPECT_EQ(countAfterUnload(QStringLiteral("SELECT * FROM tRole WHERE sRoleName='Auditor' AND sRoleDesc=' '")), 1);
+    EXPECT_EQ(countAfterUnload(QStringLiteral("SELECT * FROM tProject WHERE sProjectDesc='Reworked'")), 1);
+}
+
 TEST_P(PromptsTest, AFailingUserSaveKeepsTheProgramOpen)
 {
     openActive(RepositoryContent::ReferenceData);

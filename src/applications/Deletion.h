@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace dorvane {
+
+class Connection;
+class MessageSink;
+
+// Removes one version's contents and row; true when the version is gone.
+using DeleteContents = std::function<bool(qint32 versionKey)>;
+
+// Deletes an application with all its versions, unless one of them takes
+// part in an environment (the first such environment is named). Asks
+// first. The application row goes even when a version could not be
+// deleted. Returns whether the application row was deleted.
+bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
+                       const DeleteContents& deleteContents);
+
+// Deletes one version with all its contents, unless it takes part in an
+// environment. Asks first. Returns whether the deletion ran (its own
+// outcome is reported by deleteContents).
+bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 versionKey, const QString& versionId,
+                   const DeleteContents& deleteContents);
+
+} // namespace dorvane
