@@ -1,6 +1,7 @@
 // The application editor on the Applications page's Definition tab.
 
 #include "applications/ApplicationRecords.h"
+#include "applications/Deletion.h"
 #include "mainwindow/frmMainForm.h"
 #include "repository/DbError.h"
 #include "startup/Startup.h"
@@ -39,6 +40,7 @@ void frmMainForm::connectApplications()
     connect(c.cbPlatform, &QComboBox::activated, this, &frmMainForm::cbPlatform_Click);
     connect(c.cmdAppNew, &QPushButton::clicked, this, &frmMainForm::cmdAppNew_Click);
     connect(c.cmdAppSave, &QPushButton::clicked, this, &frmMainForm::cmdAppSave_Click);
+    connect(c.cmdAppDelete, &QPushButton::clicked, this, &frmMainForm::cmdAppDelete_Click);
     connect(c.lbAppList, &QListWidget::currentRowChanged, this, [this](int row) {
         if (row >= 0)
             lbAppList_Click();
@@ -216,6 +218,23 @@ void frmMainForm::cmdAppSave_Click()
         c.SSAppTab->setCurrentIndex(outcome.appTab);
     focusField(outcome.focusField);
     SaveOk = outcome.SaveOk;
+}
+
+void frmMainForm::cmdAppDelete_Click()
+{
+    if (c.lbAppList->currentRow() < 0)
+        return;
+    if (!DeleteApplication(m_session.repository, m_messages, CurrentAppKey, c.txtAppName->text(),
+                           [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+        return;
+    RefreshAppList();
+    CurrentAppKey = 0;
+    RefreshVersionList();
+    ClearAppFields();
+    c.cmdAppDelete->setEnabled(false);
+    c.cmdAppSave->setEnabled(false);
+    c.SSAppTab->setTabEnabled(1, false);
+    c.SSAppTab->setTabEnabled(2, false);
 }
 
 } // namespace dorvane

@@ -1,6 +1,9 @@
 // The version editor on the Applications page's Versions tab.
 
+#include "applications/Deletion.h"
 #include "applications/VersionRecords.h"
+#include "copyengine/VersionBackup.h"
+#include "mainwindow/QtInteraction.h"
 #include "mainwindow/frmMainForm.h"
 #include "startup/Startup.h"
 
@@ -49,6 +52,7 @@ void frmMainForm::connectVersions()
     connect(c.cmdVersionNew, &QPushButton::clicked, this, &frmMainForm::cmdVersionNew_Click);
     connect(c.cmdVersionSave, &QPushButton::clicked, this, &frmMainForm::cmdVersionSave_Click);
     connect(c.cmdVersionSaveAs, &QPushButton::clicked, this, &frmMainForm::cmdVersionSaveAs_Click);
+    connect(c.cmdVersionDelete, &QPushButton::clicked, this, &frmMainForm::cmdVersionDelete_Click);
     connect(c.lbVersionList, &QListWidget::currentRowChanged, this, [this](int row) {
         if (row >= 0)
             lbVersionList_Click();
@@ -205,6 +209,23 @@ void frmMainForm::cmdVersionSaveAs_Click()
     focusField(outcome.focusField);
     if (outcome.SaveOk)
         RefreshVersionList();
+}
+
+bool frmMainForm::deleteVersionContents(qint32 versionKey)
+{
+    QtBusyIndicator hourglass;
+    const BusyScope busy(&hourglass);
+    return DeleteVersionContents(versionKey, m_session.repository, m_messages);
+}
+
+void frmMainForm::cmdVersionDelete_Click()
+{
+    if (!DeleteVersion(m_session.repository, m_messages, CurrentVersionKey, c.txtVersionID->text(),
+                       [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+        return;
+    ClearVersionFields();
+    CurrentVersionKey = 0;
+    RefreshVersionList();
 }
 
 } // namespace dorvane

@@ -81,15 +81,21 @@ int RunTransfer(const CommandContext& context, VersionTransferKind kind)
             context.messages.Inform(QStringLiteral("There is no environment named ") + environment + QStringLiteral("."));
             return kExitFailure;
         }
-        const std::optional<qint32> appKey = FindApplication(repository, application);
-        if (!appKey) {
-            context.messages.Inform(QStringLiteral("There is no application named ") + application + QStringLiteral("."));
-            return kExitFailure;
+        // An empty APPLICATION or VERSION is a drop-down with nothing
+        // chosen: the checks below say what is missing, in their order.
+        qint32 appKey = 0;
+        if (!application.isEmpty()) {
+            const std::optional<qint32> found = FindApplication(repository, application);
+            if (!found) {
+                context.messages.Inform(QStringLiteral("There is no application named ") + application + QStringLiteral("."));
+                return kExitFailure;
+            }
+            appKey = *found;
         }
 
         VersionTransferRequest request;
         request.EnvironKey = *environKey;
-        request.AppKey = *appKey;
+        request.AppKey = appKey;
         // The entry of the environment's version list, as the list shows it.
         for (const ListEntry& entry : EnvironAppVerEntries(repository, *environKey)) {
             if (entry.text == listed) {
@@ -97,12 +103,16 @@ int RunTransfer(const CommandContext& context, VersionTransferKind kind)
                 break;
             }
         }
-        if (const std::optional<qint32> chosen = FindVersion(repository, *appKey, version)) {
+        if (!version.isEmpty()) {
+            const std::optional<qint32> chosen = application.isEmpty() ? std::nullopt : FindVersion(repository, appKey, version);
+            if (!chosen) {
+                context.messages.Inform(application.isEmpty()
+                                            ? QStringLiteral("Version ") + version + QStringLiteral(" needs an application.")
+                                            : application + QStringLiteral(" has no version ") + version + QStringLiteral("."));
+                return kExitFailure;
+            }
             request.ChosenVersionText = version;
             request.ChosenVersionKey = *chosen;
-        } else {
-            context.messages.Inform(application + QStringLiteral(" has no version ") + version + QStringLiteral("."));
-            return kExitFailure;
         }
 
         TerminalProgress progress;
@@ -142,8 +152,11 @@ int RunDeleteVersion(const CommandContext& context)
         return kExitFailure;
     try {
         const std::optional<qint32> appKey = FindApplication(session.repository, arguments[0]);
-        const std::optional<qint32> versionKey =
-            appKey ? FindVersion(session.repository, *appKey, arguments[1]) : std::nullopt;
+        if (!appKey) {
+            messages.Inform(QStringLiteral("There is no application named ") + arguments[0] + QStringLiteral("."));
+            return kExitFailure;
+        }
+        const std::optional<qint32> versionKey = FindVersion(session.repository, *appKey, arguments[1]);
         if (!versionKey) {
             messages.Inform(arguments[0] + QStringLiteral(" has no version ") + arguments[1] + QStringLiteral("."));
             return kExitFailure;

@@ -125,12 +125,14 @@ public:
     void cmdKeywordSave_Click();
     void cmdAppNew_Click();
     void cmdAppSave_Click();
+    void cmdAppDelete_Click();
     void lbAppList_Click();
     void cbPlatform_Click();
     void ClearAppFields();
     void cmdVersionNew_Click();
     void cmdVersionSave_Click();
     void cmdVersionSaveAs_Click();
+    void cmdVersionDelete_Click();
     void lbVersionList_Click();
     void ClearVersionFields();
 
@@ -159,6 +161,8 @@ private:
     void fillList(QListWidget* list, const ListEntries& entries);
     void fillCombo(QComboBox* combo, const ListEntries& entries);
     void showDbError(const QString& prefix, const class DbError& error);
+    // Removes a version's contents and row under the hourglass.
+    bool deleteVersionContents(qint32 versionKey);
 
     Session& m_session;
     MessageSink& m_messages;
