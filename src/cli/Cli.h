@@ -63,6 +63,10 @@ int RunUpdateVersion(const CommandContext& context);
 int RunCopyVersion(const CommandContext& context);
 int RunDeleteVersion(const CommandContext& context);
 int RunDeleteApplication(const CommandContext& context);
+int RunExportKeywords(const CommandContext& context);
+int RunImportKeywords(const CommandContext& context);
+int RunCopyEnvironment(const CommandContext& context);
+int RunDeleteEnvironment(const CommandContext& context);
 
 // Opens the repository and the side databases as start-up does; on failure
 // says "Could not open database: " and the description.

@@ -86,6 +86,8 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
     connectGrids();
     connectApplications();
     connectVersions();
+    connectAttributes();
+    connectKeywordFiles();
 
     // The editors start empty: nothing to save or delete yet.
     for (QPushButton* b : {c.cmdUserSave, c.cmdUserDelete, c.cmdAppSave, c.cmdAppDelete, c.cmdVersionSave,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mainwindow/DialogProvider.h"
 #include "mainwindow/MainFormControls.h"
 #include "mainwindow/ListQueries.h"
 
@@ -52,6 +53,9 @@ public:
     ~frmMainForm() override;
 
     MainFormControls& ui() { return c; }
+    // Who answers the modal dialogs (frmAttributes, frmFileList): the
+    // window's own Qt dialogs unless another provider is set.
+    void SetDialogProvider(DialogProvider* dialogs) { m_dialogs = dialogs; }
     bool IsUnloaded() const { return m_unloaded; }
 
     // Window-wide edit state.
@@ -135,6 +139,9 @@ public:
     void cmdVersionDelete_Click();
     void lbVersionList_Click();
     void ClearVersionFields();
+    void cmdAttributes_Click();
+    void cmdExportKeywords_Click();
+    void cmdImportKeywords_Click();
 
     NameDescGrid& rolesGrid() { return *m_roles; }
     NameDescGrid& projectsGrid() { return *m_projects; }
@@ -150,6 +157,9 @@ private:
     void connectGrids();
     void connectApplications();
     void connectVersions();
+    void connectAttributes();
+    void connectKeywordFiles();
+    DialogProvider& dialogs();
     void SSMainTab_Click(int index);
     void Unload();
     void showUserForm(const struct UserForm& form);
@@ -174,6 +184,8 @@ private:
     std::unique_ptr<NameDescGrid> m_roles;
     std::unique_ptr<NameDescGrid> m_projects;
     std::unique_ptr<NameDescGrid> m_keywords;
+    DialogProvider* m_dialogs = nullptr;
+    std::unique_ptr<QtDialogProvider> m_qtDialogs;
     bool m_unloaded = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
+#include "repository/SqliteStatements.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -128,7 +129,11 @@ struct Connection::Private {
     QSqlDatabase db;
     const Dialect* dialect = nullptr;
     QHash<QString, std::shared_ptr<const TableInfo>> tables;
+    // The same, by the table's name exactly as written: a record set is
+    // opened per copied row, and its table need not be lower-cased each time.
+    QHash<QString, std::shared_ptr<const TableInfo>> tablesAsWritten;
     QHash<QString, std::shared_ptr<QSqlQuery>> statements;
+    std::unique_ptr<SqliteStatements> sqliteStatements;
 
     void requireOpen() const
     {
@@ -139,12 +144,17 @@ struct Connection::Private {
     void forgetMetadata()
     {
         statements.clear();
+        if (sqliteStatements)
+            sqliteStatements->Clear();
         tables.clear();
+        tablesAsWritten.clear();
     }
 
     void release()
     {
         forgetMetadata();
+        // SQLite refuses to close a handle with statements still prepared.
+        sqliteStatements.reset();
         if (db.isValid())
             db.close();
         db = QSqlDatabase();
@@ -185,6 +195,8 @@ struct Connection::Private {
             throw DbError(text);
         }
         dialect = &SqliteDialect();
+        if (sqlite3* handle = sqliteHandle(db))
+            sqliteStatements = std::make_unique<SqliteStatements>(handle);
         try {
             run(QStringLiteral("PRAGMA foreign_keys = OFF"));
         } catch (...) {
@@ -367,9 +379,13 @@ QStringList Connection::TableColumns(const QString& table) { return tableInfo(ta
 std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)
 {
     d->requireOpen();
-    const QString cacheKey = tableRef.startsWith(QLatin1Char('"')) ? tableRef : tableRef.toLower();
-    if (auto found = d->tables.constFind(cacheKey); found != d->tables.constEnd())
+    if (auto found = d->tablesAsWritten.constFind(tableRef); found != d->tablesAsWritten.constEnd())
         return *found;
+    const QString cacheKey = tableRef.startsWith(QLatin1Char('"')) ? tableRef : tableRef.toLower();
+    if (auto found = d->tables.constFind(cacheKey); found != d->tables.constEnd()) {
+        d->tablesAsWritten.insert(tableRef, *found);
+        return *found;
+    }
 
     auto info = std::make_shared<TableInfo>(d->dialect->ReadTableInfo(d->db, tableRef));
     if (info->columns.isEmpty()) {
@@ -382,6 +398,7 @@ std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)
         throw DbError(QStringLiteral("The table '%1' has no columns that can be read.").arg(UnquoteName(tableRef)));
     }
     d->tables.insert(cacheKey, info);
+    d->tablesAsWritten.insert(tableRef, info);
     return info;
 }
 
@@ -398,6 +415,12 @@ QSqlQuery& Connection::preparedStatement(const QString& sql)
         throw DbError(ErrorDescription(q->lastError()));
     d->statements.insert(sql, q);
     return *q;
+}
+
+SqliteStatements* Connection::sqliteStatements()
+{
+    d->requireOpen();
+    return d->sqliteStatements.get();
 }
 
 void Connection::CreateDatabaseFile(const QString& path)

@@ -13,6 +13,7 @@ namespace dorvane {
 
 struct Dialect;
 struct TableInfo;
+class SqliteStatements;
 
 enum class BackendKind { Sqlite, Odbc };
 
@@ -62,6 +63,10 @@ public:
     std::shared_ptr<const TableInfo> tableInfo(const QString& tableRef);
     // A statement prepared once on this connection and kept for reuse.
     QSqlQuery& preparedStatement(const QString& sql);
+    // The statements kept on an SQLite connection's own handle, for the data
+    // layer's direct path; nullptr on other backends. Emptied whenever the
+    // schema may change and before the connection closes.
+    SqliteStatements* sqliteStatements();
 
 private:
     struct Private;

@@ -7,6 +7,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include <cstring>
 #include <limits>
 
 namespace dorvane {
@@ -126,9 +127,118 @@ QString columnList(const TableInfo& table, const std::vector<int>& columns)
     return names.join(QLatin1String(", "));
 }
 
+// Folds an ASCII letter to lower case; anything else stays.
+inline char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + (u'a' - u'A')) : c; }
+
+// A cheap hash of a name's length and a few of its letters, folded: it
+// only picks the candidates that are then compared in full.
+inline uint quickHash(QStringView text)
+{
+    const qsizetype n = text.size();
+    if (n == 0)
+        return 0;
+    const char16_t* c = reinterpret_cast<const char16_t*>(text.data());
+    return uint(n) * 2654435761u ^ (uint(asciiLower(c[n - 1])) << 1) ^ (uint(asciiLower(c[n / 2])) << 9) ^
+           (uint(asciiLower(c[(n - 1) / 3])) << 17) ^ (uint(asciiLower(c[n - 2 > 0 ? n - 2 : 0])) << 23);
+}
+
+bool isAscii(QStringView text)
+{
+    for (QChar c : text) {
+        if (c.unicode() >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+enum class Match { Equal, Different, NotAscii };
+
+// Compares a name with a lower-case column name, from the end (a table's
+// columns share their beginnings). A name that is not plain ASCII is left
+// to QString's own lower-casing.
+Match compareFolded(QStringView name, QStringView lower)
+{
+    const char16_t* a = reinterpret_cast<const char16_t*>(name.data());
+    const char16_t* b = reinterpret_cast<const char16_t*>(lower.data());
+    for (qsizetype i = name.size() - 1; i >= 0; --i) {
+        if (a[i] >= 0x80)
+            return Match::NotAscii;
+        if (asciiLower(a[i]) != b[i])
+            return Match::Different;
+    }
+    return Match::Equal;
+}
+
 } // namespace
 
-QString Dialect::Translate(const QString& jetSql) const { return translate(jetSql, brackets); }
+void TableInfo::buildLookup() const
+{
+    m_entries.clear();
+    m_entries.reserve(size_t(index.size()));
+    for (auto it = index.constBegin(); it != index.constEnd(); ++it) {
+        const int position = it.value();
+        const QString original = position >= 0 && position < columns.size() ? columns.at(position) : it.key();
+        m_entries.push_back({it.key(), original, position, quickHash(it.key())});
+    }
+    size_t size = 8;
+    while (size < m_entries.size() * 2)
+        size *= 2;
+    m_slots.assign(size, -1);
+    for (size_t e = 0; e < m_entries.size(); ++e) {
+        size_t slot = m_entries[e].hash & (size - 1);
+        while (m_slots[slot] >= 0)
+            slot = (slot + 1) & (size - 1);
+        m_slots[slot] = int(e);
+    }
+}
+
+int TableInfo::IndexOf(const QString& column) const
+{
+    if (m_entries.size() != size_t(index.size()) || m_slots.empty())
+        buildLookup();
+    const uint h = quickHash(column);
+    const size_t mask = m_slots.size() - 1;
+    for (size_t slot = h & mask; m_slots[slot] >= 0; slot = (slot + 1) & mask) {
+        const Entry& e = m_entries[size_t(m_slots[slot])];
+        if (e.hash != h || e.lower.size() != column.size())
+            continue;
+        // Spelt as the database spells it: lower-cased, both are the key.
+        if (e.original.size() == column.size() &&
+            std::memcmp(column.constData(), e.original.constData(), size_t(column.size()) * sizeof(QChar)) == 0)
+            return e.position;
+        // For an ASCII name, lower-casing changes A-Z only.
+        switch (compareFolded(column, e.lower)) {
+        case Match::Equal:
+            return e.position;
+        case Match::NotAscii:
+            return index.value(column.toLower(), -1);
+        case Match::Different:
+            break;
+        }
+    }
+    return isAscii(column) ? -1 : index.value(column.toLower(), -1);
+}
+
+namespace {
+
+// Whether text starts with DELETE (any case) after white space: only then
+// can it be Jet's "DELETE * FROM".
+bool mayBeDeleteStar(const QString& text)
+{
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).isSpace())
+        ++i;
+    return QStringView(text).mid(i, 6).compare(QLatin1String("DELETE"), Qt::CaseInsensitive) == 0;
+}
+
+} // namespace
+
+QString Dialect::Translate(const QString& jetSql) const
+{
+    if (!mayBeDeleteStar(jetSql) && (brackets == Brackets::Keep || !jetSql.contains(QLatin1Char('['))))
+        return jetSql;
+    return translate(jetSql, brackets);
+}
 
 QString Dialect::QuoteColumn(const QString& column) { return doubleQuoted(column); }
 
@@ -241,8 +351,68 @@ QString ErrorDescription(const QSqlError& error)
     return text.isEmpty() ? error.text().trimmed() : text;
 }
 
+namespace {
+
+bool isAsciiWordChar(char16_t c)
+{
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_';
+}
+
+bool isAsciiSpace(char16_t c) { return c == u' ' || (c >= u'\t' && c <= u'\r'); }
+
+// The table of TableRefOf for ASCII text whose table is named bare or in
+// [brackets] - the statements the data layer opens record sets on, again
+// and again. False when the general rule must decide.
+bool asciiTableRef(const QString& sql, QString* tableRef)
+{
+    const qsizetype n = sql.size();
+    const char16_t* const s = reinterpret_cast<const char16_t*>(sql.constData());
+    for (qsizetype i = 0; i < n; ++i) {
+        if (s[i] >= 0x80)
+            return false;
+    }
+    for (qsizetype i = 0; i + 4 < n; ++i) {
+        if (asciiLower(s[i]) != u'f' || asciiLower(s[i + 1]) != u'r' || asciiLower(s[i + 2]) != u'o' ||
+            asciiLower(s[i + 3]) != u'm')
+            continue;
+        if ((i > 0 && isAsciiWordChar(s[i - 1])) || !isAsciiSpace(s[i + 4]))
+            continue;
+        qsizetype start = i + 4;
+        while (start < n && isAsciiSpace(s[start]))
+            ++start;
+        if (start == n)
+            continue;
+        if (s[start] == u'"')
+            return false;
+        qsizetype end = start;
+        if (s[start] == u'[') {
+            while (end < n && s[end] != u']')
+                ++end;
+            if (end == n)
+                return false;
+            ++end;
+        } else {
+            while (end < n && !isAsciiSpace(s[end]) && s[end] != u';' && s[end] != u',' && s[end] != u'(' &&
+                   s[end] != u')')
+                ++end;
+            if (end == start)
+                continue;
+        }
+        *tableRef = sql.mid(start, end - start);
+        return true;
+    }
+    *tableRef = QString();
+    return true;
+}
+
+} // namespace
+
 QString TableRefOf(const QString& selectSql)
 {
+    QString fast;
+    if (asciiTableRef(selectSql, &fast))
+        return fast;
+
     static const QRegularExpression from(
         QStringLiteral("\\bFROM\\s+(\\[[^\\]]*\\]|\"(?:[^\"]|\"\")*\"|[^\\s;,()]+)"),
         QRegularExpression::CaseInsensitiveOption);
@@ -290,6 +460,10 @@ QVariant NormaliseAssigned(const QVariant& value, ColumnKind kind)
 {
     if (!value.isValid() || value.isNull())
         return QVariant();
+    // What the copy engine assigns most: already as kept.
+    if ((kind == ColumnKind::Integer && value.typeId() == QMetaType::Int) ||
+        (kind == ColumnKind::Text && value.typeId() == QMetaType::QString))
+        return value;
     if (value.typeId() == QMetaType::Bool)
         return value.toBool() ? -1 : 0;
     switch (kind) {

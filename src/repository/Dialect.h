@@ -30,9 +30,26 @@ struct TableInfo {
     // adds its rows one record set at a time.
     mutable QHash<QBitArray, QString> insertSql;
 
-    int IndexOf(const QString& column) const { return index.value(column.toLower(), -1); }
+    // The position of a column, looked up case-insensitively (as `index`
+    // does with the lower-case name), -1 when there is none. Field names
+    // are looked up for every value read and assigned: an ASCII name is
+    // compared in place, without building its lower-case copy.
+    int IndexOf(const QString& column) const;
     bool HasKey() const { return keyIndex >= 0; }
     const QString& Key() const { return columns.at(keyIndex); }
+
+private:
+    struct Entry {
+        QString lower;     // a key of `index`
+        QString original;  // the column's own spelling
+        int position;
+        uint hash;
+    };
+    void buildLookup() const;
+    // An open-addressing table over `index`, built when first needed (and
+    // again if `index` grew): slots hold positions in m_entries, -1 free.
+    mutable std::vector<Entry> m_entries;
+    mutable std::vector<int> m_slots;
 };
 
 // The per-backend facts of the data layer: one instance per backend.

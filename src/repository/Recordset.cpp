@@ -3,6 +3,7 @@
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/Schema.h"
+#include "repository/SqliteStatements.h"
 
 #include <QBitArray>
 #include <QHash>
@@ -10,6 +11,12 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
 #include <vector>
 
 namespace dorvane {
@@ -25,13 +32,219 @@ const char* const kUnknownFieldText =
 const char* const kRowGoneText =
     "Row cannot be located for updating. Some values may have been changed since it was last read.";
 
-// One row of the cursor. Rows read from the database hold every value;
-// a row this record set added holds the values it wrote plus its key, and
-// `known` marks those until the rest is needed.
-struct Row {
+// The values of the rows a record set has read, packed one row after the
+// other: per column a tag byte, then the value - integers as zig-zag
+// varints, doubles as 8 bytes, text as its UTF-8 length and bytes, blobs
+// alike. A value of any other type is kept aside as it came. Rows are
+// stored in blocks that never move, so that a large record set grows
+// without copying what it holds already.
+class PackedRows {
+public:
+    enum Tag : char { Null, Int, LongLong, Double, Text, Blob, Other };
+
+    // A row is built value by value, then stored; EndRow returns where it
+    // is kept.
+    void BeginRow() { m_bytes.clear(); }
+    qint64 EndRow()
+    {
+        const size_t size = m_bytes.size();
+        if (m_blocks.empty() || m_used + size > m_blocks.back().size) {
+            const size_t blockSize = std::max(kBlockSize, size);
+            m_blocks.push_back({std::make_unique<char[]>(blockSize), blockSize});
+            m_used = 0;
+        }
+        std::memcpy(m_blocks.back().data.get() + m_used, m_bytes.data(), size);
+        const qint64 row = (qint64(m_blocks.size() - 1) << 32) | qint64(m_used);
+        m_used += size;
+        return row;
+    }
+
+    void AddNull() { m_bytes.push_back(Null); }
+    void AddInteger(qint64 v)
+    {
+        const bool fits = v >= std::numeric_limits<qint32>::min() && v <= std::numeric_limits<qint32>::max();
+        m_bytes.push_back(fits ? Int : LongLong);
+        addVarint((quint64(v) << 1) ^ quint64(v >> 63));
+    }
+    void AddDouble(double v)
+    {
+        m_bytes.push_back(Double);
+        const char* p = reinterpret_cast<const char*>(&v);
+        m_bytes.insert(m_bytes.end(), p, p + sizeof v);
+    }
+    void AddText(const char* utf8, qsizetype size) { addBytes(Text, utf8, size); }
+    void AddBlob(const char* data, qsizetype size) { addBytes(Blob, data, size); }
+
+    // A value as Qt read it (already normalised).
+    void AddVariant(const QVariant& v)
+    {
+        if (!v.isValid()) {
+            AddNull();
+            return;
+        }
+        switch (v.typeId()) {
+        case QMetaType::Int:
+        case QMetaType::LongLong:
+            AddInteger(v.toLongLong());
+            // Normalised values keep their type: an int64 within int range
+            // is int already.
+            return;
+        case QMetaType::Double:
+            AddDouble(v.toDouble());
+            return;
+        case QMetaType::QString: {
+            const QByteArray utf8 = v.toString().toUtf8();
+            AddText(utf8.constData(), utf8.size());
+            return;
+        }
+        case QMetaType::QByteArray: {
+            const QByteArray* bytes = static_cast<const QByteArray*>(v.constData());
+            AddBlob(bytes->constData(), bytes->size());
+            return;
+        }
+        default:
+            m_bytes.push_back(Other);
+            addVarint(quint64(m_others.size()));
+            m_others.append(v);
+            return;
+        }
+    }
+
+    // Column `column` of the row EndRow placed at `row`.
+    QVariant Value(qint64 row, int column) const
+    {
+        const char* const start = m_blocks[size_t(row >> 32)].data.get() + (row & 0xffffffff);
+        // Where the columns of the row last looked at begin: its values are
+        // mostly read one after the other.
+        if (row != m_offsetsRow) {
+            m_offsetsRow = row;
+            m_offsets.assign(1, 0);
+        }
+        while (m_offsets.size() <= size_t(column))
+            m_offsets.push_back(skip(start + m_offsets.back()) - start);
+        const char* p = start + m_offsets[size_t(column)];
+        const Tag tag = Tag(*p++);
+        switch (tag) {
+        case Null:
+            return QVariant();
+        case Int:
+        case LongLong: {
+            const quint64 z = readVarint(p);
+            const qint64 v = qint64(z >> 1) ^ -qint64(z & 1);
+            return tag == Int ? QVariant(int(v)) : QVariant(qlonglong(v));
+        }
+        case Double: {
+            double v;
+            std::memcpy(&v, p, sizeof v);
+            return QVariant(v);
+        }
+        case Text: {
+            const qsizetype size = qsizetype(readVarint(p));
+            return QVariant(QString::fromUtf8(p, size));
+        }
+        case Blob: {
+            const qsizetype size = qsizetype(readVarint(p));
+            return QVariant(QByteArray(p, size));
+        }
+        case Other:
+            return m_others.at(qsizetype(readVarint(p)));
+        }
+        return QVariant();
+    }
+
+    void Clear()
+    {
+        // One block is kept for the next statement.
+        if (m_blocks.size() > 1 || (!m_blocks.empty() && m_blocks.front().size > kBlockSize))
+            m_blocks.clear();
+        m_used = 0;
+        if (m_bytes.capacity() > kBlockSize)
+            std::vector<char>().swap(m_bytes);
+        m_others.clear();
+        m_offsetsRow = -1;
+        m_offsets.clear();
+    }
+
+private:
+    void addVarint(quint64 v)
+    {
+        while (v >= 0x80) {
+            m_bytes.push_back(char(v | 0x80));
+            v >>= 7;
+        }
+        m_bytes.push_back(char(v));
+    }
+    void addBytes(Tag tag, const char* data, qsizetype size)
+    {
+        m_bytes.push_back(tag);
+        addVarint(quint64(size));
+        if (size > 0)
+            m_bytes.insert(m_bytes.end(), data, data + size);
+    }
+    static quint64 readVarint(const char*& p)
+    {
+        quint64 v = 0;
+        int shift = 0;
+        for (;;) {
+            const quint8 b = quint8(*p++);
+            v |= quint64(b & 0x7f) << shift;
+            if (b < 0x80)
+                return v;
+            shift += 7;
+        }
+    }
+    static const char* skip(const char* p)
+    {
+        switch (Tag(*p++)) {
+        case Null:
+            return p;
+        case Double:
+            return p + sizeof(double);
+        case Text:
+        case Blob: {
+            const quint64 size = readVarint(p);
+            return p + size;
+        }
+        case Int:
+        case LongLong:
+        case Other:
+            readVarint(p);
+            return p;
+        }
+        return p;
+    }
+
+    static constexpr size_t kBlockSize = 256 * 1024;
+    struct Block {
+        std::unique_ptr<char[]> data;
+        size_t size;
+    };
+
+    std::vector<Block> m_blocks;
+    size_t m_used = 0;       // bytes used in the last block
+    std::vector<char> m_bytes;  // the row being built
+    QVariantList m_others;
+    mutable qint64 m_offsetsRow = -1;
+    mutable std::vector<qsizetype> m_offsets;  // from the row's start
+};
+
+// The values a row holds itself: an added row the values it wrote plus its
+// key (`known` marks those until the rest is needed), a changed row all.
+struct RowValues {
     QVariantList values;
     QBitArray known;  // empty: every value is known
+};
+
+// One row of the cursor. A row as read stays packed (`packed` says where)
+// until it is changed; then, as a row this record set added, it holds its
+// values. Kept small: a record set may hold very many rows as read.
+struct Row {
+    std::unique_ptr<RowValues> own;
+    qint64 packed = -1;
     bool deleted = false;
+
+    // Some of the values of an added row are not known yet.
+    bool partial() const { return own && !own->known.isEmpty(); }
 };
 
 QString keyText(const QVariant& key) { return key.toString(); }
@@ -58,6 +271,7 @@ struct Recordset::Private {
 
     bool loaded = false;
     std::vector<Row> rows;
+    PackedRows packed;
     size_t pos = 0;  // the current row; rows.size() is the end
 
     Edit edit = Edit::None;
@@ -134,6 +348,29 @@ struct Recordset::Private {
         return i;
     }
 
+    QVariant cell(const Row& row, int column) const
+    {
+        return row.packed >= 0 ? packed.Value(row.packed, column) : row.own->values[column];
+    }
+
+    // The row's values, unpacked to be changed.
+    QVariantList& values(Row& row)
+    {
+        if (row.packed >= 0) {
+            const int n = int(columns->columns.size());
+            QVariantList unpacked;
+            unpacked.reserve(n);
+            for (int i = 0; i < n; ++i)
+                unpacked.append(packed.Value(row.packed, i));
+            row.own = std::make_unique<RowValues>();
+            row.own->values = std::move(unpacked);
+            row.packed = -1;
+        }
+        return row.own->values;
+    }
+
+    SqliteStatements* direct() const { return connection->sqliteStatements(); }
+
     // Before the first read the record set knows only the rows it added;
     // the last of them is current.
     bool hasAddedCurrent() const { return !loaded && !rows.empty(); }
@@ -156,56 +393,14 @@ struct Recordset::Private {
     // by the rows this record set added that the statement does not select.
     void load()
     {
-        QSqlQuery q(connection->database());
-        q.setForwardOnly(true);
-        if (!q.exec(connection->dialect().Translate(sql)))
-            throw DbError(ErrorDescription(q.lastError()));
-
-        const QSqlRecord record = q.record();
-        const int count = record.count();
-        std::shared_ptr<const TableInfo> base = table;
-        if (!base && !tableRef.isEmpty())
-            base = connection->tableInfo(tableRef);
-
-        bool sameColumns = base && base->columns.size() == count;
-        for (int i = 0; sameColumns && i < count; ++i)
-            sameColumns = base->IndexOf(record.fieldName(i)) == i;
-        if (sameColumns) {
-            columns = base;
-        } else {
-            auto own = std::make_shared<TableInfo>();
-            if (base)
-                own->tableRef = base->tableRef;
-            for (int i = 0; i < count; ++i) {
-                const QString name = record.fieldName(i);
-                const int inBase = base ? base->IndexOf(name) : -1;
-                own->columns << name;
-                own->kinds.push_back(inBase >= 0 ? base->kinds[size_t(inBase)] : ColumnKind::Other);
-                own->index.insert(name.toLower(), i);
-                if (base && base->HasKey() && inBase == base->keyIndex)
-                    own->keyIndex = i;
-            }
-            // Rows added before the first read were written with the
-            // table's columns; only then can these differ.
-            if (!rows.empty())
-                throw DbError(QStringLiteral("The record set cannot be read back: its columns are not those of table '%1'.")
-                                  .arg(UnquoteName(tableRef)));
-            columns = own;
-        }
-
+        const QString text = connection->dialect().Translate(sql);
+        // Rows added before are not packed: the read rows go to `packed`.
         std::vector<Row> read;
-        while (q.next()) {
-            Row r;
-            r.values.reserve(count);
-            for (int i = 0; i < count; ++i)
-                r.values.append(q.isNull(i) ? QVariant() : NormaliseRead(q.value(i)));
-            read.push_back(std::move(r));
-        }
-        if (q.lastError().isValid()) {
-            const QString text = ErrorDescription(q.lastError());
-            throw DbError(text);
-        }
-        q.finish();
+        bool done = false;
+        if (SqliteStatements* statements = direct())
+            done = readSqlite(statements->handle(), text, read, packed);
+        if (!done)
+            readQt(text, read, packed);
 
         std::vector<Row> added = std::move(rows);
         const bool hadCurrent = !added.empty();
@@ -217,10 +412,10 @@ struct Recordset::Private {
             const int key = columns->keyIndex;
             if (key >= 0) {
                 for (size_t i = 0; i < rows.size(); ++i)
-                    byKey.insert(keyText(rows[i].values[key]), i);
+                    byKey.insert(keyText(cell(rows[i], key)), i);
             }
             for (size_t k = 0; k < added.size(); ++k) {
-                const auto found = key >= 0 ? byKey.constFind(keyText(added[k].values[key])) : byKey.constEnd();
+                const auto found = key >= 0 ? byKey.constFind(keyText(added[k].own->values[key])) : byKey.constEnd();
                 if (found != byKey.constEnd()) {
                     if (k == current)
                         newPos = *found;
@@ -233,6 +428,128 @@ struct Recordset::Private {
         }
         pos = hadCurrent ? newPos : 0;
         loaded = true;
+    }
+
+    // The record set's columns, from the names the statement reports.
+    void setColumns(const QStringList& names)
+    {
+        const int count = int(names.size());
+        std::shared_ptr<const TableInfo> base = table;
+        if (!base && !tableRef.isEmpty())
+            base = connection->tableInfo(tableRef);
+
+        bool sameColumns = base && base->columns.size() == count;
+        for (int i = 0; sameColumns && i < count; ++i)
+            sameColumns = base->IndexOf(names.at(i)) == i;
+        if (sameColumns) {
+            columns = base;
+            return;
+        }
+        auto own = std::make_shared<TableInfo>();
+        if (base)
+            own->tableRef = base->tableRef;
+        for (int i = 0; i < count; ++i) {
+            const QString& name = names.at(i);
+            const int inBase = base ? base->IndexOf(name) : -1;
+            own->columns << name;
+            own->kinds.push_back(inBase >= 0 ? base->kinds[size_t(inBase)] : ColumnKind::Other);
+            own->index.insert(name.toLower(), i);
+            if (base && base->HasKey() && inBase == base->keyIndex)
+                own->keyIndex = i;
+        }
+        // Rows added before the first read were written with the
+        // table's columns; only then can these differ.
+        if (!rows.empty())
+            throw DbError(QStringLiteral("The record set cannot be read back: its columns are not those of table '%1'.")
+                              .arg(UnquoteName(tableRef)));
+        columns = own;
+    }
+
+    // Reads through the SQLite handle itself. False, having read nothing,
+    // for text that is not one single statement: Qt decides about that.
+    bool readSqlite(sqlite3* handle, const QString& text, std::vector<Row>& read, PackedRows& values)
+    {
+        sqlite3_stmt* statement = PrepareOnce(handle, text);
+        if (!statement)
+            return false;
+        struct Finalise {
+            sqlite3_stmt* statement;
+            ~Finalise() { sqlite3_finalize(statement); }
+        } finalise{statement};
+
+        const int count = sqlite3_column_count(statement);
+        QStringList names;
+        names.reserve(count);
+        for (int i = 0; i < count; ++i) {
+            // Named as Qt's driver names them: no quotes, no table prefix.
+            QString name = QString::fromUtf8(sqlite3_column_name(statement, i)).remove(QLatin1Char('"'));
+            const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+            names << (dot < 0 ? name : name.mid(dot + 1));
+        }
+        setColumns(names);
+
+        int rc;
+        while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
+            Row r;
+            values.BeginRow();
+            for (int i = 0; i < count; ++i) {
+                switch (sqlite3_column_type(statement, i)) {
+                case SQLITE_NULL:
+                    values.AddNull();
+                    break;
+                case SQLITE_INTEGER:
+                    values.AddInteger(sqlite3_column_int64(statement, i));
+                    break;
+                case SQLITE_FLOAT:
+                    values.AddDouble(sqlite3_column_double(statement, i));
+                    break;
+                case SQLITE_BLOB: {
+                    const char* data = static_cast<const char*>(sqlite3_column_blob(statement, i));
+                    values.AddBlob(data, sqlite3_column_bytes(statement, i));
+                    break;
+                }
+                default: {
+                    const char* data = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+                    values.AddText(data, sqlite3_column_bytes(statement, i));
+                    break;
+                }
+                }
+            }
+            r.packed = values.EndRow();
+            read.push_back(std::move(r));
+        }
+        if (rc != SQLITE_DONE)
+            throw DbError(SqliteErrorText(handle));
+        return true;
+    }
+
+    void readQt(const QString& text, std::vector<Row>& read, PackedRows& values)
+    {
+        QSqlQuery q(connection->database());
+        q.setForwardOnly(true);
+        if (!q.exec(text))
+            throw DbError(ErrorDescription(q.lastError()));
+
+        const QSqlRecord record = q.record();
+        const int count = record.count();
+        QStringList names;
+        for (int i = 0; i < count; ++i)
+            names << record.fieldName(i);
+        setColumns(names);
+
+        while (q.next()) {
+            Row r;
+            values.BeginRow();
+            for (int i = 0; i < count; ++i)
+                values.AddVariant(q.isNull(i) ? QVariant() : NormaliseRead(q.value(i)));
+            r.packed = values.EndRow();
+            read.push_back(std::move(r));
+        }
+        if (q.lastError().isValid()) {
+            const QString error = ErrorDescription(q.lastError());
+            throw DbError(error);
+        }
+        q.finish();
     }
 
     size_t currentIndex()
@@ -252,15 +569,26 @@ struct Recordset::Private {
     {
         const TableInfo& t = *columns;
         bool found = false;
-        if (t.HasKey() && row.known.testBit(t.keyIndex)) {
+        if (t.HasKey() && row.own->known.testBit(t.keyIndex) && direct()) {
+            SqliteStatements& statements = *direct();
+            SqliteRun run(statements, statements.Statement(connection->dialect().SelectByKeySql(t)));
+            run.Bind(1, row.own->values[t.keyIndex]);
+            if (run.Step() && run.ColumnCount() == int(t.columns.size())) {
+                found = true;
+                for (int i = 0; i < int(t.columns.size()); ++i) {
+                    if (!row.own->known.testBit(i))
+                        row.own->values[i] = run.Column(i);
+                }
+            }
+        } else if (t.HasKey() && row.own->known.testBit(t.keyIndex)) {
             QSqlQuery& q = connection->preparedStatement(connection->dialect().SelectByKeySql(t));
-            q.bindValue(0, row.values[t.keyIndex]);
+            q.bindValue(0, row.own->values[t.keyIndex]);
             execOrThrow(q);
             if (q.next() && q.record().count() == int(t.columns.size())) {
                 found = true;
                 for (int i = 0; i < int(t.columns.size()); ++i) {
-                    if (!row.known.testBit(i))
-                        row.values[i] = q.isNull(i) ? QVariant() : NormaliseRead(q.value(i));
+                    if (!row.own->known.testBit(i))
+                        row.own->values[i] = q.isNull(i) ? QVariant() : NormaliseRead(q.value(i));
                 }
             }
             q.finish();
@@ -268,13 +596,13 @@ struct Recordset::Private {
         if (!found) {
             // The row is gone: what a new row holds by the schema's rules.
             for (int i = 0; i < int(t.columns.size()); ++i) {
-                if (row.known.testBit(i))
+                if (row.own->known.testBit(i))
                     continue;
                 const ColumnType type = ColumnTypeOf(t.columns[i]);
-                row.values[i] = (type == ColumnType::Integer || type == ColumnType::Boolean) ? QVariant(0) : QVariant();
+                row.own->values[i] = (type == ColumnType::Integer || type == ColumnType::Boolean) ? QVariant(0) : QVariant();
             }
         }
-        row.known = QBitArray();
+        row.own->known = QBitArray();
     }
 
     void startEdit(Edit kind)
@@ -313,6 +641,16 @@ struct Recordset::Private {
         return value;
     }
 
+    // Binds an assigned value as `bindable` makes it, without the copy.
+    static void bindDirect(SqliteRun& run, int parameter, const QVariant& value)
+    {
+        if (value.isValid() && value.typeId() == QMetaType::QString &&
+            static_cast<const QString*>(value.constData())->isNull())
+            run.Bind(parameter, QVariant(QStringLiteral("")));
+        else
+            run.Bind(parameter, value);  // an invalid value binds as NULL
+    }
+
     void insertPending()
     {
         const TableInfo& t = writableTable();
@@ -321,30 +659,51 @@ struct Recordset::Private {
         auto sql = t.insertSql.constFind(pendingSet);
         if (sql == t.insertSql.constEnd())
             sql = t.insertSql.insert(pendingSet, dialect.InsertSql(t, assigned));
-        QSqlQuery& q = connection->preparedStatement(*sql);
-        for (size_t i = 0; i < assigned.size(); ++i)
-            q.bindValue(int(i), bindable(t, assigned[i], pending[assigned[i]]));
-        execOrThrow(q);
-
         Row row;
-        row.values = pending;
-        row.known = pendingSet;
-        if (t.HasKey()) {
-            QVariant key;
-            if (dialect.keyReadBack == Dialect::KeyReadBack::Returning) {
-                if (q.next())
-                    key = NormaliseRead(q.value(0));
-            } else if (!pendingSet.testBit(t.keyIndex)) {
-                key = NormaliseRead(q.lastInsertId());
-            } else {
-                key = pending[t.keyIndex];
+        row.own = std::make_unique<RowValues>();
+        if (SqliteStatements* statements = direct()) {
+            sqlite3* handle = statements->handle();
+            {
+                SqliteRun run(*statements, statements->Statement(*sql));
+                for (size_t i = 0; i < assigned.size(); ++i)
+                    bindDirect(run, int(i) + 1, pending[assigned[i]]);
+                run.Step();
             }
-            row.values[t.keyIndex] = key;
-            row.known.setBit(t.keyIndex);
+            // The new row keeps the values as assigned.
+            const bool keyAssigned = t.HasKey() && pendingSet.testBit(t.keyIndex);
+            row.own->values = std::move(pending);
+            row.own->known = std::move(pendingSet);
+            if (t.HasKey() && !keyAssigned) {
+                // As Qt reads it: no rowid yet is no key.
+                const qint64 id = sqlite3_last_insert_rowid(handle);
+                row.own->values[t.keyIndex] = id != 0 ? NormaliseRead(QVariant(qlonglong(id))) : QVariant();
+            }
+            if (t.HasKey())
+                row.own->known.setBit(t.keyIndex);
+        } else {
+            row.own->values = pending;
+            row.own->known = pendingSet;
+            QSqlQuery& q = connection->preparedStatement(*sql);
+            for (size_t i = 0; i < assigned.size(); ++i)
+                q.bindValue(int(i), bindable(t, assigned[i], pending[assigned[i]]));
+            execOrThrow(q);
+            if (t.HasKey()) {
+                QVariant key;
+                if (dialect.keyReadBack == Dialect::KeyReadBack::Returning) {
+                    if (q.next())
+                        key = NormaliseRead(q.value(0));
+                } else if (!pendingSet.testBit(t.keyIndex)) {
+                    key = NormaliseRead(q.lastInsertId());
+                } else {
+                    key = pending[t.keyIndex];
+                }
+                row.own->values[t.keyIndex] = key;
+                row.own->known.setBit(t.keyIndex);
+            }
+            q.finish();
         }
-        q.finish();
-        if (row.known.count(true) == row.known.size())
-            row.known = QBitArray();
+        if (row.own->known.count(true) == row.own->known.size())
+            row.own->known = QBitArray();
         rows.push_back(std::move(row));
         pos = rows.size() - 1;
         cancelEdit();
@@ -360,23 +719,36 @@ struct Recordset::Private {
         const TableInfo& t = keyedTable();
         const size_t current = currentIndex();
         Row& row = rows[current];
-        if (!row.known.isEmpty() && !row.known.testBit(t.keyIndex))
+        if (row.partial() && !row.own->known.testBit(t.keyIndex))
             complete(row);
 
-        QSqlQuery& q = connection->preparedStatement(connection->dialect().UpdateSql(t, changed));
-        int p = 0;
-        for (int c : changed)
-            q.bindValue(p++, bindable(t, c, pending[c]));
-        q.bindValue(p, row.values[t.keyIndex]);
-        execOrThrow(q);
-        const int affected = q.numRowsAffected();
-        q.finish();
+        const QString sql = connection->dialect().UpdateSql(t, changed);
+        int affected = 0;
+        if (SqliteStatements* statements = direct()) {
+            SqliteRun run(*statements, statements->Statement(sql));
+            int p = 1;
+            for (int c : changed)
+                bindDirect(run, p++, pending[c]);
+            run.Bind(p, cell(row, t.keyIndex));
+            run.Step();
+            affected = sqlite3_changes(statements->handle());
+        } else {
+            QSqlQuery& q = connection->preparedStatement(sql);
+            int p = 0;
+            for (int c : changed)
+                q.bindValue(p++, bindable(t, c, pending[c]));
+            q.bindValue(p, cell(row, t.keyIndex));
+            execOrThrow(q);
+            affected = q.numRowsAffected();
+            q.finish();
+        }
         if (affected == 0)
             throw DbError(QString::fromLatin1(kRowGoneText));
+        QVariantList& rowValues = values(row);
         for (int c : changed) {
-            row.values[c] = pending[c];
-            if (!row.known.isEmpty())
-                row.known.setBit(c);
+            rowValues[c] = pending[c];
+            if (row.partial())
+                row.own->known.setBit(c);
         }
         cancelEdit();
     }
@@ -398,6 +770,7 @@ struct Recordset::Private {
         columns.reset();
         loaded = false;
         rows.clear();
+        packed.Clear();
         pos = 0;
         cancelEdit();
     }
@@ -499,11 +872,20 @@ void Recordset::Delete()
     const TableInfo& t = d->keyedTable();
     const size_t current = d->currentIndex();
     Row& row = d->rows[current];
-    QSqlQuery& q = d->connection->preparedStatement(d->connection->dialect().DeleteSql(t));
-    q.bindValue(0, row.values[t.keyIndex]);
-    execOrThrow(q);
-    const int affected = q.numRowsAffected();
-    q.finish();
+    const QString sql = d->connection->dialect().DeleteSql(t);
+    int affected = 0;
+    if (SqliteStatements* statements = d->direct()) {
+        SqliteRun run(*statements, statements->Statement(sql));
+        run.Bind(1, d->cell(row, t.keyIndex));
+        run.Step();
+        affected = sqlite3_changes(statements->handle());
+    } else {
+        QSqlQuery& q = d->connection->preparedStatement(sql);
+        q.bindValue(0, d->cell(row, t.keyIndex));
+        execOrThrow(q);
+        affected = q.numRowsAffected();
+        q.finish();
+    }
     if (affected == 0)
         throw DbError(QString::fromLatin1(kRowGoneText));
     row.deleted = true;
@@ -520,9 +902,9 @@ QVariant Recordset::Value(const QString& field)
     Row& row = d->rows[current];
     if (d->edit == Private::Edit::Editing && d->pendingSet.testBit(i))
         return d->pending[i];
-    if (!row.known.isEmpty() && !row.known.testBit(i))
+    if (row.partial() && !row.own->known.testBit(i))
         d->complete(row);
-    return row.values[i];
+    return d->cell(row, i);
 }
 
 bool Recordset::IsNull(const QString& field) { return !Value(field).isValid(); }

@@ -1,0 +1,406 @@
+#include "copyengine/EnvironmentCopy.h"
+
+#include "copyengine/VersionBackup.h"
+#include "repository/Connection.h"
+#include "repository/Globals.h"
+#include "repository/Interaction.h"
+#include "repository/Recordset.h"
+
+#include <QSqlDatabase>
+#include <QStringList>
+
+#include <optional>
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+const QString kCopyFailed = QStringLiteral("Error while copying environment: ");
+const QString kRecordsetsFailed = QStringLiteral("Error while copying environment recordsets: ");
+const QString kPointersFailed = QStringLiteral("Error while fixing up recordset pointers: ");
+
+const QStringList kRightColumns = {QStringLiteral("bDorvane"), QStringLiteral("bOmrik"), QStringLiteral("bZulane"),
+                                   QStringLiteral("bVantrel"), QStringLiteral("bKrestin")};
+
+// Taken from the source version by the new one; sVersionID and
+// iVersionAppKey are set apart.
+const QStringList kVersionColumns = {
+    QStringLiteral("sVersionDesc"),           QStringLiteral("iMapType"),
+    QStringLiteral("iVersionSourceVersion"),  QStringLiteral("bVersionActive"),
+    QStringLiteral("iVersionLoadProcess"),    QStringLiteral("iVersionLoginProcess"),
+    QStringLiteral("iVersionLogoutProcess"),  QStringLiteral("iVersionTerminateProcess"),
+    QStringLiteral("iVersionRecoverProcess"), QStringLiteral("iVersionInitialWindow"),
+    QStringLiteral("iVersionMainWindow"),     QStringLiteral("iVersionUpdateStatusKey"),
+};
+const QStringList kVersionProcessPointers = {
+    QStringLiteral("iVersionLoadProcess"), QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
+    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
+};
+const QStringList kVersionWindowPointers = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
+
+const QStringList kRecordColumns = {
+    QStringLiteral("iRecordFileKey"),    QStringLiteral("sRecordName"),       QStringLiteral("sRecordDesc"),
+    QStringLiteral("iRecordKeyType"),    QStringLiteral("iRecordSourceType"), QStringLiteral("iRecordSourceKey"),
+};
+const QStringList kFieldColumns = {
+    QStringLiteral("iFieldFileKey"), QStringLiteral("sFieldName"),         QStringLiteral("sFieldDesc"),
+    QStringLiteral("iFieldLen"),     QStringLiteral("iFieldFormat"),       QStringLiteral("sFieldID"),
+    QStringLiteral("iFieldVarKey"),  QStringLiteral("iFieldVarAppVerKey"), QStringLiteral("iFieldKeyType"),
+    QStringLiteral("iFieldSequenceNum"),
+};
+const QStringList kFileInstanceColumns = {
+    QStringLiteral("iFileInstanceFileKey"),   QStringLiteral("iFileInstanceParentFileKey"),
+    QStringLiteral("sFileInstanceName"),      QStringLiteral("sFileInstanceDesc"),
+    QStringLiteral("dFileInstanceCreated"),   QStringLiteral("dFileInstanceCreatedBy"),
+    QStringLiteral("dFileInstanceModified"),  QStringLiteral("dFileInstanceModifiedBy"),
+};
+
+const QString kDataInstanceColumn = QStringLiteral("iRecordFileInstanceKey");
+
+void copyColumns(Recordset& from, Recordset& to, const QStringList& columns)
+{
+    for (const QString& column : columns)
+        to.SetValue(column, from.Value(column));
+}
+
+// Rewrites a key column through a map over its whole length; a key the map
+// does not hold keeps its value. True when the column changed.
+bool remap(Recordset& rs, const QString& column, const KeyMap& map)
+{
+    const qint32 old = rs.Int(column);
+    const qint32 mapped = LookupNewKey(map, old, map.Length());
+    if (mapped == 0 || mapped == old)
+        return false;
+    rs.SetValue(column, mapped);
+    return true;
+}
+
+// The data table a layout names, as the test data database spells it;
+// empty when there is none.
+QString existingTable(Connection& testData, const QString& name)
+{
+    if (name.isEmpty())
+        return QString();
+    const QStringList tables = testData.database().tables(QSql::Tables);
+    for (const QString& table : tables) {
+        if (table.compare(name, Qt::CaseInsensitive) == 0)
+            return table;
+    }
+    return QString();
+}
+
+} // namespace
+
+EnvironmentCopy::EnvironmentCopy(VersionBackup& engine, Connection& mainConnection, NewVersionIdPrompt& prompt,
+                                 Connection* testData)
+    : m_engine(engine), m_main(mainConnection), m_prompt(prompt), m_testData(testData)
+{
+}
+
+QString EnvironmentCopy::PromptLabel(const QString& appName, const QString& versionId)
+{
+    return QStringLiteral("Enter the new Version ID for ") + appName + QStringLiteral(" - ") + versionId +
+           QStringLiteral(":");
+}
+
+bool EnvironmentCopy::NewVersionIdAcceptable(qint32 appKey, const QString& id)
+{
+    MessageSink& messages = m_engine.Messages();
+    if (id.trimmed().isEmpty()) {
+        messages.Inform(QStringLiteral("Version ID cannot be blank"));
+        return false;
+    }
+    Recordset versions(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey) +
+                           QStringLiteral(" AND sVersionID='") + QuoteSql(id) + QStringLiteral("'"),
+                       m_main);
+    if (!versions.Eof()) {
+        // Only a version with content is taken; one with no window or just
+        // its seeded system screen counts as empty.
+        Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") +
+                              num(versions.Int(QStringLiteral("iVersionKey"))),
+                          m_main);
+        if (CountRecords(&windows) > 1) {
+            messages.Inform(id + QStringLiteral(" already exists - please choose another ID"));
+            return false;
+        }
+    }
+    return true;
+}
+
+void EnvironmentCopy::finishRun(bool hideProgress)
+{
+    m_engine.DestinationConnection.reset();
+    if (hideProgress)
+        m_engine.Progress().HideWindow();
+}
+
+bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
+{
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    std::optional<BusyScope> busy;
+    busy.emplace(m_engine.Busy());
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetTitle(QStringLiteral("Environment Copy progress..."));
+    progress.ShowWindow();
+    if (!m_engine.DestinationConnection) {
+        // OpenDestinationDatabase has said why.
+        busy.reset();
+        finishRun(true);
+        return false;
+    }
+
+    bool cancelled = false;
+    bool ok = false;
+    try {
+        ok = copyVersions(sourceEnvironmentKey, destinationEnvironmentKey, cancelled);
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kCopyFailed + e.description());
+        ok = false;
+    }
+    if (cancelled) {
+        // The copy ends at once; the progress window is left as it is.
+        busy.reset();
+        finishRun(false);
+        return false;
+    }
+    Connection& reading = *m_engine.DestinationConnection;
+    if (ok) {
+        ok = m_engine.CopySchedules(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
+             CopyRecordLayouts(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
+             FixUpRecordsetPointers(destinationEnvironmentKey, m_main);
+    }
+    busy.reset();
+    finishRun(true);
+    return ok;
+}
+
+// The users and the versions, steps 2 to 5 of the run. Throws DbError for
+// the run's own statements; a primitive's failure returns false.
+bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, bool& cancelled)
+{
+    Connection& reading = *m_engine.DestinationConnection;
+
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(sourceEnvironmentKey),
+                          reading);
+    environment.Eof();
+
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceEnvironmentKey),
+                    reading);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_main);
+    while (!users.Eof()) {
+        newUsers.AddNew();
+        newUsers.SetValue(QStringLiteral("iUserKey"), users.Value(QStringLiteral("iUserKey")));
+        newUsers.SetValue(QStringLiteral("iEnvironKey"), destinationEnvironmentKey);
+        copyColumns(users, newUsers, kRightColumns);
+        newUsers.Update();
+        users.MoveNext();
+    }
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
+                      reading);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_main);
+    while (!details.Eof()) {
+        const qint32 sourceVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(sourceVersionKey), reading);
+        const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
+        const QString appName = app.Text(QStringLiteral("sAppName"));
+        m_engine.CurrentVersionLabel = appName;
+
+        // The check runs inside the prompt, which may be a dialog's event
+        // loop: a database error is kept and raised once it has closed.
+        std::optional<QString> checkError;
+        const std::optional<QString> newId =
+            m_prompt.Ask(PromptLabel(appName, version.Text(QStringLiteral("sVersionID"))), [&](const QString& id) {
+                try {
+                    return NewVersionIdAcceptable(appKey, id);
+                } catch (const DbError& e) {
+                    checkError = e.description();
+                    return true;
+                }
+            });
+        if (checkError)
+            throw DbError(*checkError);
+        if (!newId) {
+            cancelled = true;
+            version.Close();
+            return false;
+        }
+
+        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey), m_main);
+        newVersion.AddNew();
+        newVersion.SetValue(QStringLiteral("sVersionID"), *newId);
+        newVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
+        copyColumns(version, newVersion, kVersionColumns);
+        newVersion.Update();
+        const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
+
+        newDetails.AddNew();
+        newDetails.SetValue(QStringLiteral("iEnvironKey"), destinationEnvironmentKey);
+        newDetails.SetValue(QStringLiteral("iEnvironVerKey"), newVersionKey);
+        newDetails.SetValue(QStringLiteral("iEnvironTestToolKey"), details.Value(QStringLiteral("iEnvironTestToolKey")));
+        newDetails.SetValue(QStringLiteral("iEnviron3270Key"), details.Value(QStringLiteral("iEnviron3270Key")));
+        newDetails.Update();
+
+        const bool copied =
+            m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, true) &&
+            m_engine.CopyProcesses(sourceVersionKey, sourceEnvironmentKey, reading, newVersionKey,
+                                   destinationEnvironmentKey, m_main) &&
+            m_engine.CopyCycles(sourceVersionKey, reading, newVersionKey, m_main) &&
+            m_engine.CopyVariables(sourceVersionKey, reading, newVersionKey, m_main) &&
+            m_engine.CopyRequirements(sourceVersionKey, reading, newVersionKey, m_main) &&
+            m_engine.FixUpSteps(newVersionKey, m_main);
+        if (!copied)
+            return false;
+
+        // The maps are cumulative over the run: a pointer at another
+        // version's process or window finds that one's copy when its
+        // version was copied before.
+        for (const QString& column : kVersionProcessPointers)
+            remap(newVersion, column, m_engine.ProcessMap);
+        for (const QString& column : kVersionWindowPointers)
+            remap(newVersion, column, m_engine.WindowMap);
+        newVersion.Update();
+
+        details.MoveNext();
+    }
+    // Keywords are not copied: the new versions belong to the same
+    // applications, so their keyword relations keep the keyword keys.
+    return true;
+}
+
+bool EnvironmentCopy::CopyRecordLayouts(qint32 sourceEnvironmentKey, Connection& source,
+                                        qint32 destinationEnvironmentKey, Connection& destination)
+{
+    KeyMap& recordMap = m_engine.RecordMap;
+    ProgressSink& progress = m_engine.Progress();
+    try {
+        recordMap.ResetLength();
+        Recordset layouts(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=") + num(sourceEnvironmentKey),
+                          source);
+        const qint32 count = CountRecords(&layouts);
+        recordMap.Grow(count);
+        if (count == 0)
+            return true;
+
+        Recordset newLayouts(QStringLiteral("SELECT * FROM tRecord"), destination);
+        Recordset newFields(QStringLiteral("SELECT * FROM tField"), destination);
+        Recordset newInstances(QStringLiteral("SELECT * FROM tFileInstance"), destination);
+        Recordset fields;
+        Recordset instances;
+        while (!layouts.Eof()) {
+            const qint32 oldRecordKey = layouts.Int(QStringLiteral("iRecordKey"));
+            newLayouts.AddNew();
+            copyColumns(layouts, newLayouts, kRecordColumns);
+            newLayouts.SetValue(QStringLiteral("iRecordEnvironmentKey"), destinationEnvironmentKey);
+            newLayouts.Update();
+            const qint32 newRecordKey = newLayouts.Int(QStringLiteral("iRecordKey"));
+            recordMap.StoreNext(oldRecordKey, newRecordKey);
+
+            fields.Open(QStringLiteral("SELECT * FROM tField WHERE iFieldRecordKey=") + num(oldRecordKey) +
+                            QStringLiteral(" ORDER by iFieldSequenceNum"),
+                        source);
+            while (!fields.Eof()) {
+                newFields.AddNew();
+                newFields.SetValue(QStringLiteral("iFieldRecordKey"), newRecordKey);
+                copyColumns(fields, newFields, kFieldColumns);
+                newFields.Update();
+                fields.MoveNext();
+            }
+
+            // The layout's data table: named by sRecordName, in the test
+            // data database.
+            QString dataTable;
+            if (m_testData && m_testData->IsOpen())
+                dataTable = existingTable(*m_testData, layouts.Text(QStringLiteral("sRecordName")));
+            if (dataTable.contains(QLatin1Char(']')))
+                throw DbError(QStringLiteral("The data table name '%1' cannot be written between brackets.").arg(dataTable));
+
+            instances.Open(QStringLiteral("SELECT * FROM tFileInstance WHERE iFileInstanceRecordKey=") + num(oldRecordKey),
+                           source);
+            while (!instances.Eof()) {
+                const qint32 oldInstanceKey = instances.Int(QStringLiteral("iFileInstanceKey"));
+                newInstances.AddNew();
+                copyColumns(instances, newInstances, kFileInstanceColumns);
+                newInstances.SetValue(QStringLiteral("iFileInstanceRecordKey"), newRecordKey);
+                newInstances.Update();
+                const qint32 newInstanceKey = newInstances.Int(QStringLiteral("iFileInstanceKey"));
+
+                if (!dataTable.isEmpty()) {
+                    const QString table = QStringLiteral("[") + dataTable + QStringLiteral("]");
+                    Recordset rows(QStringLiteral("SELECT * FROM ") + table + QStringLiteral(" WHERE ") +
+                                       kDataInstanceColumn + QStringLiteral("=") + num(oldInstanceKey),
+                                   *m_testData);
+                    Recordset newRows(QStringLiteral("SELECT * FROM ") + table, *m_testData);
+                    const QStringList columns = rows.FieldNames();
+                    const QString key = newRows.KeyField();
+                    while (!rows.Eof()) {
+                        newRows.AddNew();
+                        for (const QString& column : columns) {
+                            if (column.compare(key, Qt::CaseInsensitive) == 0 ||
+                                column.compare(kDataInstanceColumn, Qt::CaseInsensitive) == 0)
+                                continue;
+                            newRows.SetValue(column, rows.Value(column));
+                        }
+                        newRows.SetValue(kDataInstanceColumn, newInstanceKey);
+                        newRows.Update();
+                        rows.MoveNext();
+                    }
+                }
+                instances.MoveNext();
+            }
+            progress.Yield();
+            layouts.MoveNext();
+        }
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kRecordsetsFailed + e.description());
+        return false;
+    }
+}
+
+bool EnvironmentCopy::FixUpRecordsetPointers(qint32 destinationEnvironmentKey, Connection& connection)
+{
+    const KeyMap& recordMap = m_engine.RecordMap;
+    try {
+        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
+                              num(destinationEnvironmentKey),
+                          connection);
+        Recordset processes;
+        Recordset cycles;
+        Recordset cycleProcesses;
+        while (!details.Eof()) {
+            const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+            processes.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(versionKey), connection);
+            while (!processes.Eof()) {
+                if (remap(processes, QStringLiteral("iProcessRecordKey"), recordMap))
+                    processes.Update();
+                processes.MoveNext();
+            }
+            cycles.Open(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + num(versionKey), connection);
+            while (!cycles.Eof()) {
+                if (remap(cycles, QStringLiteral("iCycleRecordKey"), recordMap))
+                    cycles.Update();
+                cycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey=") +
+                                        num(cycles.Int(QStringLiteral("iCycleKey"))),
+                                    connection);
+                while (!cycleProcesses.Eof()) {
+                    if (remap(cycleProcesses, QStringLiteral("iCycleProcessRecordKey"), recordMap))
+                        cycleProcesses.Update();
+                    cycleProcesses.MoveNext();
+                }
+                cycles.MoveNext();
+            }
+            details.MoveNext();
+        }
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kPointersFailed + e.description());
+        return false;
+    }
+}
+
+} // namespace dorvane

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace dorvane {
+
+class Connection;
+class VersionBackup;
+
+// The new-version-ID prompt (frmNewVersionID): a label, a text box that
+// starts empty, OK and Cancel. `labelText` goes into the label. The OK
+// button hands the typed text to `okCheck`, which shows its own message
+// when the text is not acceptable; the prompt then stays open with the
+// text as typed. Returns the accepted text, or nothing after Cancel.
+class NewVersionIdPrompt {
+public:
+    virtual ~NewVersionIdPrompt() = default;
+    virtual std::optional<QString> Ask(const QString& labelText,
+                                       const std::function<bool(const QString& id)>& okCheck) = 0;
+};
+
+// The copy of a whole environment into a newly saved one (Save As of the
+// environment definition): its users, every version with all its content
+// as a new version of the same application, its schedules and its record
+// layouts. Rows are read through a reading connection that the run opens
+// (VersionBackup::OpenDestinationDatabase) and written through the main
+// repository connection, inside the caller's transaction; nothing here
+// begins, commits or rolls back.
+//
+// The rows of a layout's data table live in the test data database, in
+// the table that the layout's sRecordName names (the text between the
+// brackets of "SELECT * FROM [...]"). They are read and written through
+// `testData`; without a test data connection, or when the table does not
+// exist there, a layout has no data rows to copy. Whoever owns the
+// transaction on the main connection owns one on `testData` too.
+class EnvironmentCopy {
+public:
+    EnvironmentCopy(VersionBackup& engine, Connection& mainConnection, NewVersionIdPrompt& prompt,
+                    Connection* testData = nullptr);
+
+    Connection& MainConnection() const { return m_main; }
+    Connection* TestData() const { return m_testData; }
+
+    // The copy run: reading connection, maps reset, progress window
+    // "Environment Copy progress...", users, then per version of the source
+    // (in detail-row order) the prompt for its new ID, the new version and
+    // detail row, CopyWindows (system screen included), CopyProcesses,
+    // CopyCycles, CopyVariables, CopyRequirements, FixUpSteps and the
+    // version's seven pointers through the cumulative maps; then
+    // CopySchedules, CopyRecordLayouts and FixUpRecordsetPointers. False
+    // after a cancelled prompt (the progress window stays up, as it always
+    // has) or a failure, whose message has been shown; the caller rolls
+    // back. A failure of this routine's own statements shows
+    // "Error while copying environment: " and the description.
+    bool CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey);
+
+    // The layouts of the source environment with their fields, file
+    // instances and data rows; fills the engine's RecordMap. Failure:
+    // "Error while copying environment recordsets: " + description.
+    bool CopyRecordLayouts(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
+                           Connection& destination);
+
+    // The record pointers of the environment's processes, cycles and cycle
+    // processes through RecordMap; a key the map does not hold is kept.
+    // Failure: "Error while fixing up recordset pointers: " + description.
+    bool FixUpRecordsetPointers(qint32 destinationEnvironmentKey, Connection& connection);
+
+    // The prompt's OK check for a new version of application `appKey`:
+    // "Version ID cannot be blank"; ID + " already exists - please choose
+    // another ID" when a version of that application with this ID has more
+    // than one window. A version with at most one window counts as empty
+    // and the ID is accepted. Reads through the main connection, which
+    // sees the versions this run has created. Throws DbError.
+    bool NewVersionIdAcceptable(qint32 appKey, const QString& id);
+
+    // "Enter the new Version ID for " & app & " - " & version & ":".
+    static QString PromptLabel(const QString& appName, const QString& versionId);
+
+private:
+    bool copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, bool& cancelled);
+    void finishRun(bool hideProgress);
+
+    VersionBackup& m_engine;
+    Connection& m_main;
+    NewVersionIdPrompt& m_prompt;
+    Connection* m_testData;
+};
+
+} // namespace dorvane

@@ -1,0 +1,376 @@
+#include "environments/EnvironmentRecords.h"
+
+#include "copyengine/EnvironmentCopy.h"
+#include "repository/Connection.h"
+#include "repository/Globals.h"
+#include "repository/Interaction.h"
+#include "repository/Recordset.h"
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+const QString kBlankName = QStringLiteral("Environment name cannot be blank");
+const QString kAlreadyExists = QStringLiteral(" already exists - please choose another ID");
+const QString kSaveFailed = QStringLiteral("Error while saving environment definition : ");
+const QString kOpenFailed = QStringLiteral("Error while opening environment : ");
+const QString kDeleteFailed = QStringLiteral("Error while deleting environment: ");
+const QString kReferenced = QStringLiteral("This environment is referenced in existing steps and cannot be deleted");
+
+const QString kName = QStringLiteral("sEnvironmentName");
+const QString kDesc = QStringLiteral("sEnvironmentDesc");
+const QString kKey = QStringLiteral("iEnvironmentKey");
+
+// A rollback after a failure must not hide the failure that caused it.
+void rollbackQuietly(Connection& connection)
+{
+    try {
+        if (connection.InTransaction())
+            connection.RollbackTrans();
+    } catch (const DbError&) {
+    }
+}
+
+} // namespace
+
+QString NormaliseEnvironNameForSave(const QString& typedName)
+{
+    QString name = ReplaceChars(QStringLiteral("_"), typedName,
+                                {QStringLiteral("?"), QStringLiteral("!"), QStringLiteral("/")}, QString());
+    return ReplaceChars(QStringLiteral("_"), name,
+                        {QStringLiteral("\""), QStringLiteral("*"), QStringLiteral("'"), QStringLiteral("]"),
+                         QStringLiteral("[")},
+                        QString());
+}
+
+QString NormaliseEnvironNameForSaveAs(const QString& typedName)
+{
+    QString name = ReplaceChars(QStringLiteral("_"), typedName,
+                                {QStringLiteral("?"), QStringLiteral("!"), QStringLiteral("."), QStringLiteral("/")},
+                                QString());
+    return ReplaceChars(QStringLiteral("_"), name,
+                        {QStringLiteral("\""), QStringLiteral("*"), QStringLiteral("'"), QStringLiteral("]"),
+                         QStringLiteral("[")},
+                        QString());
+}
+
+EnvironDefinitionControls EnvironControlsAfterNew() { return {}; }
+
+EnvironDefinitionControls EnvironControlsAfterOpen()
+{
+    EnvironDefinitionControls controls;
+    controls.DeleteEnabled = true;
+    controls.TabsEnabled = true;
+    return controls;
+}
+
+EnvironDefinitionControls EnvironControlsAfterEdit(const EnvironDefinitionControls& before, EnvironField field,
+                                                   bool environIsNew)
+{
+    EnvironDefinitionControls controls = before;
+    controls.SaveEnabled = true;
+    if (field == EnvironField::Name && !environIsNew)
+        controls.SaveAsEnabled = true;
+    return controls;
+}
+
+EnvironDefinitionControls EnvironControlsAfterSave(const EnvironDefinitionControls& before)
+{
+    EnvironDefinitionControls controls = before;
+    controls.SaveEnabled = false;
+    controls.SaveAsEnabled = false;
+    controls.TabsEnabled = true;
+    return controls;
+}
+
+EnvironDefinitionControls EnvironmentRecords::TextChanged(EnvironField field, bool editLoading)
+{
+    if (!editLoading) {
+        m_dirty = true;
+        m_controls = EnvironControlsAfterEdit(m_controls, field, m_isNew);
+    }
+    return m_controls;
+}
+
+EnvironOutcome EnvironmentRecords::New()
+{
+    m_currentKey = 0;
+    m_isNew = true;
+    m_dirty = false;
+    m_controls = EnvironControlsAfterNew();
+
+    EnvironOutcome outcome;
+    outcome.Ok = true;
+    outcome.ClearForm = true;
+    outcome.FocusField = kTxtEnvironName;
+    outcome.Controls = m_controls;
+    return outcome;
+}
+
+EnvironOutcome EnvironmentRecords::Open(int listIndex, qint32 environKey, Connection& connection,
+                                        MessageSink& messages)
+{
+    EnvironOutcome outcome;
+    m_currentKey = environKey;
+    m_listIndex = listIndex;
+    try {
+        Recordset rs(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environKey), connection);
+        outcome.Name = rs.Text(kName);
+        m_currentName = *outcome.Name;
+        outcome.Description = rs.IsNull(kDesc) ? QString() : rs.Text(kDesc);
+    } catch (const DbError& e) {
+        messages.Inform(kOpenFailed + e.description());
+        outcome.Controls = m_controls;
+        return outcome;
+    }
+    outcome.RefreshEnvironAppVerList = true;
+    outcome.RefreshEnvironUsers = true;
+    m_controls = EnvironControlsAfterOpen();
+    m_isNew = false;
+    m_dirty = false;
+    outcome.Ok = true;
+    outcome.FocusField = kTxtEnvironName;
+    outcome.Controls = m_controls;
+    return outcome;
+}
+
+EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Connection& connection,
+                                        MessageSink& messages)
+{
+    EnvironOutcome outcome;
+    outcome.Controls = m_controls;
+    if (input.Name.isEmpty()) {
+        messages.Inform(kBlankName);
+        outcome.FocusField = kTxtEnvironName;
+        return outcome;
+    }
+    try {
+        connection.BeginTrans();
+        m_currentName = NormaliseEnvironNameForSave(input.Name);
+        const QString quoted = QuoteSql(m_currentName);
+
+        Recordset others(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName = '") + quoted +
+                             QStringLiteral("' AND iEnvironmentKey <>") + num(m_currentKey),
+                         connection);
+        if (!others.Eof()) {
+            others.Close();
+            connection.RollbackTrans();
+            messages.Inform(input.Name + kAlreadyExists);
+            outcome.FocusField = kTxtEnvironName;
+            return outcome;
+        }
+
+        Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey =") + num(m_currentKey),
+                      connection);
+        if (m_isNew)
+            row.AddNew();
+        row.SetValue(kName, m_currentName);
+        row.SetValue(kDesc, input.Description);
+        row.Update();
+        row.Close();
+
+        // A new row's key is learned by reading the row back by its name.
+        Recordset byName(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted +
+                             QStringLiteral("'"),
+                         connection);
+        m_currentKey = byName.Int(kKey);
+
+        if (m_isNew) {
+            Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail"), connection);
+            for (const qint32 versionKey : input.ListedVersionKeys) {
+                details.AddNew();
+                details.SetValue(QStringLiteral("iEnvironKey"), m_currentKey);
+                details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
+                details.Update();
+            }
+        } else {
+            // A version that any environment lists already gets no row.
+            Recordset details;
+            for (const qint32 versionKey : input.ListedVersionKeys) {
+                details.Open(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=") + num(versionKey),
+                             connection);
+                if (details.Eof()) {
+                    details.AddNew();
+                    details.SetValue(QStringLiteral("iEnvironKey"), m_currentKey);
+                    details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
+                    details.Update();
+                }
+            }
+        }
+
+        connection.CommitTrans();
+    } catch (const DbError& e) {
+        messages.Inform(kSaveFailed + e.description());
+        rollbackQuietly(connection);
+        return outcome;
+    }
+
+    // The environment is stored now: a later Save updates this row, and a
+    // change of its name offers Save As.
+    m_isNew = false;
+    m_dirty = false;
+    m_controls = EnvironControlsAfterSave(m_controls);
+    outcome.Ok = true;
+    outcome.Controls = m_controls;
+    outcome.RefreshEnvironList = true;
+    outcome.RefreshEnvironUsers = true;
+    outcome.SelectEnvironKey = m_currentKey;
+    outcome.ShowTab = kEnvironConfigurationTab;
+    return outcome;
+}
+
+EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, EnvironmentCopy& copy,
+                                          MessageSink& messages)
+{
+    EnvironOutcome outcome;
+    outcome.Controls = m_controls;
+    if (input.Name.isEmpty()) {
+        messages.Inform(kBlankName);
+        outcome.FocusField = kTxtEnvironName;
+        return outcome;
+    }
+    Connection& connection = copy.MainConnection();
+    Connection* testData = copy.TestData();
+    if (testData && !testData->IsOpen())
+        testData = nullptr;
+
+    const QString name = NormaliseEnvironNameForSaveAs(input.Name);
+    const QString quoted = QuoteSql(name);
+    bool copied = false;
+    try {
+        // No key is excluded: the shown environment's own name is taken.
+        Recordset byName(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted +
+                             QStringLiteral("'"),
+                         connection);
+        if (!byName.Eof()) {
+            messages.Inform(name + kAlreadyExists);
+            outcome.FocusField = kTxtEnvironName;
+            return outcome;
+        }
+
+        connection.BeginTrans();
+        if (testData)
+            testData->BeginTrans();
+        qint32 sourceKey = m_currentKey;
+        byName.AddNew();
+        byName.SetValue(kName, name);
+        byName.SetValue(kDesc, input.Description);
+        byName.Update();
+        byName.Open(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted + QStringLiteral("'"),
+                    connection);
+        qint32 newKey = byName.Int(kKey);
+
+        // The rows added to the record set come after the ones read; the
+        // count taken first keeps the loop off them.
+        Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceKey), connection);
+        if (!users.Eof()) {
+            const qint32 count = CountRecords(&users);
+            users.MoveFirst();
+            for (qint32 position = 0; position < count; ++position) {
+                const QVariant userKey = users.Value(QStringLiteral("iUserKey"));
+                const QVariant dorvane = users.Value(QStringLiteral("bDorvane"));
+                const QVariant omrik = users.Value(QStringLiteral("bOmrik"));
+                const QVariant vantrel = users.Value(QStringLiteral("bVantrel"));
+                const QVariant krestin = users.Value(QStringLiteral("bKrestin"));
+                const QVariant zulane = users.Value(QStringLiteral("bZulane"));
+                users.AddNew();
+                users.SetValue(QStringLiteral("iEnvironKey"), newKey);
+                users.SetValue(QStringLiteral("iUserKey"), userKey);
+                users.SetValue(QStringLiteral("bDorvane"), dorvane);
+                users.SetValue(QStringLiteral("bOmrik"), omrik);
+                users.SetValue(QStringLiteral("bVantrel"), vantrel);
+                users.SetValue(QStringLiteral("bKrestin"), krestin);
+                users.SetValue(QStringLiteral("bZulane"), zulane);
+                users.Update();
+                // Back to the remembered row, then on to the next.
+                users.MoveFirst();
+                for (qint32 i = 0; i < position; ++i)
+                    users.MoveNext();
+                users.MoveNext();
+            }
+        }
+
+        copied = copy.CopyEnvironment(sourceKey, newKey);
+        if (!copied) {
+            connection.RollbackTrans();
+            if (testData)
+                testData->RollbackTrans();
+            return outcome;
+        }
+        connection.CommitTrans();
+        if (testData)
+            testData->CommitTrans();
+    } catch (const DbError& e) {
+        messages.Inform(kSaveFailed + e.description());
+        rollbackQuietly(connection);
+        if (testData)
+            rollbackQuietly(*testData);
+        return outcome;
+    }
+
+    EnvironOutcome fresh = New();
+    fresh.Ok = true;
+    fresh.RefreshEnvironList = true;
+    fresh.RefreshEnvironAppVerList = true;
+    fresh.RefreshEnvironUsers = true;
+    return fresh;
+}
+
+EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connection, MessageSink& messages)
+{
+    EnvironOutcome outcome;
+    outcome.Controls = m_controls;
+    if (!entrySelected)
+        return outcome;
+    const QString key = num(m_currentKey);
+    try {
+        Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow where iStepWindowEnvironmentKey=") + key,
+                              connection);
+        if (CountRecords(&stepWindows) >= 1) {
+            messages.Inform(kReferenced);
+            return outcome;
+        }
+        connection.BeginTrans();
+        for (const QString& sql : {QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey = "),
+                                   QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey = ")}) {
+            Recordset rows(sql + key, connection);
+            while (!rows.Eof()) {
+                rows.Delete();
+                rows.MoveNext();
+            }
+        }
+        Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + key, connection);
+        if (!environment.Eof())
+            environment.Delete();
+        connection.CommitTrans();
+    } catch (const DbError& e) {
+        messages.Inform(kDeleteFailed + e.description());
+        rollbackQuietly(connection);
+        return outcome;
+    }
+    EnvironOutcome fresh = New();
+    fresh.RefreshEnvironList = true;
+    return fresh;
+}
+
+bool EnvironExitCancel(bool environDirty, bool configDirty, MessageSink& messages,
+                       const std::function<bool()>& saveDefinition, const std::function<bool()>& saveConfiguration)
+{
+    if (!environDirty && !configDirty)
+        return false;
+    const Answer answer = messages.Show(QStringLiteral("Save changes to this Environment?"), Buttons::YesNoCancel);
+    if (answer == Answer::Cancel)
+        return true;
+    if (answer != Answer::Yes)
+        return false;
+    bool cancel = false;
+    if (environDirty)
+        cancel = !saveDefinition();
+    if (configDirty)
+        cancel = !saveConfiguration();
+    return cancel;
+}
+
+} // namespace dorvane

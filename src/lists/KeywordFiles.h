@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace dorvane {
+
+class Connection;
+class MessageSink;
+class Recordset;
+
+// Keyword text files: one keyword per line, no header, each line the
+// keyword's name, one TAB, its description, then CR LF (the last line
+// too).
+//
+// The files are single-byte text in Latin-1 (ISO 8859-1): each character
+// is one byte, the same in both directions. A character outside Latin-1 is
+// written as "?".
+
+inline const QString kExportKeywordsCaption = QStringLiteral("Export Keywords to Tab-Delimited Text File");
+inline const QString kImportKeywordsCaption = QStringLiteral("Import Keywords From Tab-Delimited Text File");
+inline const QString kKeywordsExported =
+    QStringLiteral("The Keywords have been exported to tab delimited text format in the file you selected");
+inline const QString kImportBadFormat = QStringLiteral("Bad format on import file - expected end of line");
+inline const QString kImportUnexpectedEnd =
+    QStringLiteral("Unexpected end of file encountered while reading import file!");
+
+// A text as the file holds it.
+QByteArray KeywordFileBytes(const QString& text);
+
+// The chosen file's name; empty when the user cancelled.
+using KeywordFileChooser = std::function<std::optional<QString>()>;
+
+// The writer: every row of `keywords` in its order, as name TAB description
+// CR LF, written from the start of `fileName`. An existing file is not
+// emptied first: a shorter export leaves the old file's tail after its
+// lines. Throws DbError (a file that cannot be opened or written, or a
+// failing read of the record set).
+void WriteKeywordFile(const QString& fileName, Recordset& keywords);
+
+// Export: opens the application's keywords in name order, asks for the
+// file and writes it. True when the file was written; the caller then
+// shows kKeywordsExported. False when the user cancelled or on a failure,
+// which is shown after "Error while exporting Keywords: ".
+bool ExportKeywords(Connection& connection, MessageSink& messages, qint32 appKey, const KeywordFileChooser& choose);
+
+enum class KeywordImportResult {
+    Imported,  // the whole file was read
+    Cancelled, // nothing chosen, nothing read
+    Failed,    // a message was shown; the rows added before it stay
+};
+
+struct KeywordImportOutcome {
+    KeywordImportResult result = KeywordImportResult::Cancelled;
+    int rowsAdded = 0;
+    // The keyword grid is reloaded after an import that completed or
+    // added rows, so that it shows what the repository holds.
+    bool ReloadGrid() const { return result == KeywordImportResult::Imported || rowsAdded > 0; }
+};
+
+// Import: asks for the file, then reads it one character at a time and
+// adds a tKeyword row for the application per complete line (an empty
+// description is stored as " "). No uniqueness check: a name the
+// application has already is added again. A CR not followed by LF ends the
+// import with kImportBadFormat, a file that ends inside a line with
+// kImportUnexpectedEnd; other failures show "Error while Importing
+// Keywords: " (or, when the keywords cannot be opened before the file is
+// chosen, "Error while initializing Keyword import: ") and the description.
+KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& messages, qint32 appKey,
+                                    const KeywordFileChooser& choose);
+
+} // namespace dorvane

@@ -1,0 +1,43 @@
+// Export and import of the current application's keywords on the Keywords
+// tab.
+
+#include "lists/KeywordFiles.h"
+#include "lists/NameDescGrids.h"
+#include "mainwindow/frmMainForm.h"
+#include "repository/Interaction.h"
+#include "startup/Startup.h"
+
+#include <QPushButton>
+
+namespace dorvane {
+
+void frmMainForm::connectKeywordFiles()
+{
+    connect(c.cmdExportKeywords, &QPushButton::clicked, this, &frmMainForm::cmdExportKeywords_Click);
+    connect(c.cmdImportKeywords, &QPushButton::clicked, this, &frmMainForm::cmdImportKeywords_Click);
+}
+
+void frmMainForm::cmdExportKeywords_Click()
+{
+    const bool exported = ExportKeywords(m_session.repository, m_messages, CurrentAppKey, [this] {
+        return dialogs().FileList(kExportKeywordsCaption, FileNamePreset::TextFileInCurrentFolder);
+    });
+    if (exported)
+        m_messages.Inform(kKeywordsExported);
+}
+
+void frmMainForm::cmdImportKeywords_Click()
+{
+    const KeywordImportOutcome outcome = ImportKeywords(m_session.repository, m_messages, CurrentAppKey, [this] {
+        return dialogs().FileList(kImportKeywordsCaption, FileNamePreset::None);
+    });
+    if (!outcome.ReloadGrid())
+        return;
+    // The grid now shows the repository's rows; edits not saved before the
+    // import are gone with the old rows.
+    RefreshKeywordGrid();
+    m_keywords->SetDirty(false);
+    c.cmdKeywordSave->setEnabled(false);
+}
+
+} // namespace dorvane

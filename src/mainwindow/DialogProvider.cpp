@@ -1,0 +1,39 @@
+#include "mainwindow/DialogProvider.h"
+
+#include "applications/frmAttributes.h"
+#include "lists/frmFileList.h"
+#include "mainwindow/frmMainForm.h"
+
+namespace dorvane {
+
+std::optional<ListAttributes> QtDialogProvider::ListHandlingAttributes(const ListAttributes& shown)
+{
+    frmAttributes dialog(shown, m_messages, m_parent);
+    dialog.exec();
+    if (dialog.Cancelled())
+        return std::nullopt;
+    return dialog.Values();
+}
+
+std::optional<QString> QtDialogProvider::FileList(const QString& caption, FileNamePreset preset)
+{
+    frmFileList dialog(m_messages, m_parent);
+    dialog.setWindowTitle(caption);
+    if (preset == FileNamePreset::TextFileInCurrentFolder)
+        dialog.PresetTextFileName();
+    dialog.exec();
+    if (dialog.Cancelled())
+        return std::nullopt;
+    return dialog.FileName();
+}
+
+DialogProvider& frmMainForm::dialogs()
+{
+    if (m_dialogs)
+        return *m_dialogs;
+    if (!m_qtDialogs)
+        m_qtDialogs = std::make_unique<QtDialogProvider>(this, m_messages);
+    return *m_qtDialogs;
+}
+
+} // namespace dorvane

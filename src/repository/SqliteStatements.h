@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QVariant>
+
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace dorvane {
+
+// The statements the data layer runs again and again on an SQLite
+// connection (the INSERT of a new row, the UPDATE and DELETE of the current
+// one, the read-back by key), prepared once on the connection's own handle
+// and kept. They share the handle, and with it the transaction, with
+// everything run through Qt. A kept statement is always reset after use, so
+// it holds no lock and no read position between uses.
+class SqliteStatements {
+public:
+    explicit SqliteStatements(sqlite3* handle);
+    ~SqliteStatements();
+    SqliteStatements(const SqliteStatements&) = delete;
+    SqliteStatements& operator=(const SqliteStatements&) = delete;
+
+    sqlite3* handle() const { return m_handle; }
+
+    // The statement for `sql`, prepared on first use. Throws DbError with
+    // SQLite's own text when it cannot be prepared.
+    sqlite3_stmt* Statement(const QString& sql);
+
+    // Finalises every kept statement: before the schema changes and before
+    // the connection closes.
+    void Clear();
+
+    // SQLite's description of the connection's last failure.
+    QString ErrorText() const;
+
+    // Room for the UTF-8 of the text bound to a parameter. The buffers are
+    // kept: texts are bound without a copy and without an allocation, and
+    // stay valid until the parameter is bound again.
+    char* TextBuffer(int parameter, qsizetype size);
+
+private:
+    sqlite3* m_handle;
+    QHash<QString, sqlite3_stmt*> m_statements;
+    std::vector<QByteArray> m_texts;
+};
+
+// One execution of a prepared statement: binds values, steps, reads
+// columns; resets the statement and clears its bindings when it ends,
+// whatever happens in between.
+class SqliteRun {
+public:
+    SqliteRun(SqliteStatements& statements, sqlite3_stmt* statement);
+    ~SqliteRun();
+    SqliteRun(const SqliteRun&) = delete;
+    SqliteRun& operator=(const SqliteRun&) = delete;
+
+    // Binds a value as Qt's SQLite driver binds it: Null (an invalid or null
+    // variant, a null text, an invalid date) as NULL, integers and doubles
+    // natively, text as text, byte arrays as blobs, dates and times as their
+    // ISO text, anything else as its text. Throws DbError.
+    void Bind(int parameter, const QVariant& value);
+
+    // Runs the statement to its next row: true for a row, false when done.
+    // Throws DbError with SQLite's text.
+    bool Step();
+
+    int ColumnCount() const;
+    // A column of the current row as the data layer hands values out: NULL
+    // invalid, integers that fit 32 bits int (others qlonglong), REAL
+    // double, TEXT QString, BLOB QByteArray.
+    QVariant Column(int column) const;
+
+private:
+    int bindText(int parameter, QStringView text);
+
+    SqliteStatements& m_statements;
+    sqlite3_stmt* m_statement;
+};
+
+// Prepares SQL text that is run once (a record set's SELECT). Returns
+// nullptr, having prepared nothing, for text that is not exactly one
+// statement; throws DbError with SQLite's text when it does not compile.
+sqlite3_stmt* PrepareOnce(sqlite3* handle, const QString& sql);
+
+// SQLite's description of the handle's last failure.
+QString SqliteErrorText(sqlite3* handle);
+
+} // namespace dorvane
