@@ -16,17 +16,6 @@
 
 namespace dorvane {
 
-namespace {
-
-std::optional<qint32> selectedKey(const QComboBox* combo)
-{
-    if (combo->currentIndex() < 0)
-        return std::nullopt;
-    return ComboKey(combo, combo->currentIndex());
-}
-
-} // namespace
-
 void frmMainForm::connectApplications()
 {
     const auto edited = [this] {
@@ -171,8 +160,8 @@ void frmMainForm::cmdAppSave_Click()
     input.id = c.txtAppID->text();
     input.description = c.txtAppDesc->text();
     input.environ = c.txtAppEnviron->toPlainText();
-    input.platformKey = selectedKey(c.cbPlatform);
-    input.emulatorKey = selectedKey(c.cbEmulator);
+    input.platformKey = SelectedKey(c.cbPlatform);
+    input.emulatorKey = SelectedKey(c.cbEmulator);
     input.emulatorText = c.cbEmulator->currentText();
 
     const bool wasNew = AppIsNew;

@@ -18,13 +18,6 @@ namespace dorvane {
 
 namespace {
 
-std::optional<qint32> selectedKey(const QComboBox* combo)
-{
-    if (combo->currentIndex() < 0)
-        return std::nullopt;
-    return ComboKey(combo, combo->currentIndex());
-}
-
 void selectKey(QComboBox* combo, const std::optional<qint32>& key)
 {
     combo->setCurrentIndex(key && *key != 0 ? FindComboItem(*key, combo) : -1);
@@ -109,7 +102,7 @@ void frmMainForm::lbVersionList_Click()
     c.cmdVersionDelete->setEnabled(true);
     c.cmdVersionSave->setEnabled(false);
     c.cmdVersionSaveAs->setEnabled(false);
-    c.cmdAttributes->setEnabled(AttributesEnabled(selectedKey(c.cbEmulator)));
+    c.cmdAttributes->setEnabled(AttributesEnabled(SelectedKey(c.cbEmulator)));
     VersionIsNew = false;
     VersionDirty = false;
     EditLoading = false;
@@ -153,14 +146,14 @@ VersionInput versionInput(const MainFormControls& c)
     VersionInput input;
     input.id = c.txtVersionID->text();
     input.description = c.txtVersionDesc->text();
-    input.mapTypeKey = selectedKey(c.cbVersionMapType);
-    input.links.loadProcess = selectedKey(c.cbVersionLoadProcess);
-    input.links.loginProcess = selectedKey(c.cbVersionLoginProcess);
-    input.links.logoutProcess = selectedKey(c.cbVersionLogoutProcess);
-    input.links.terminateProcess = selectedKey(c.cbVersionTerminateProcess);
-    input.links.recoverProcess = selectedKey(c.cbVersionRecoverProcess);
-    input.links.initialWindow = selectedKey(c.cbVersionInitialWindow);
-    input.links.mainWindow = selectedKey(c.cbVersionMainWindow);
+    input.mapTypeKey = SelectedKey(c.cbVersionMapType);
+    input.links.loadProcess = SelectedKey(c.cbVersionLoadProcess);
+    input.links.loginProcess = SelectedKey(c.cbVersionLoginProcess);
+    input.links.logoutProcess = SelectedKey(c.cbVersionLogoutProcess);
+    input.links.terminateProcess = SelectedKey(c.cbVersionTerminateProcess);
+    input.links.recoverProcess = SelectedKey(c.cbVersionRecoverProcess);
+    input.links.initialWindow = SelectedKey(c.cbVersionInitialWindow);
+    input.links.mainWindow = SelectedKey(c.cbVersionMainWindow);
     return input;
 }
 

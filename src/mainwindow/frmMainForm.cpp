@@ -61,6 +61,13 @@ qint32 ComboKey(const QComboBox* combo, int index)
     return combo->itemData(index).toInt();
 }
 
+std::optional<qint32> SelectedKey(const QComboBox* combo)
+{
+    if (combo->currentIndex() < 0)
+        return std::nullopt;
+    return ComboKey(combo, combo->currentIndex());
+}
+
 frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLauncher& launcher, ReportPrinter& printer,
                          QWidget* parent)
     : QMainWindow(parent),

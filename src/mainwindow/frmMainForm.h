@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
 class QComboBox;
 class QListWidget;
@@ -39,6 +40,8 @@ int FindItemByText(const QListWidget* list, const QString& text);
 // The key of an entry, or 0 without a selection.
 qint32 ItemKey(const QListWidget* list, int index);
 qint32 ComboKey(const QComboBox* combo, int index);
+// The key of a drop-down's selection; nothing without a selection.
+std::optional<qint32> SelectedKey(const QComboBox* combo);
 
 // The program's one main window: a tab control whose pages hold the
 // editors, the loaders that fill its lists, the window-wide edit state and

@@ -2,6 +2,7 @@
 // installation and on the PostgreSQL data source: update-version,
 // copy-version, delete-version and delete-application.
 
+#include "cli/CtlTestSupport.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
 #include "repository/Installation.h"
@@ -21,45 +22,10 @@
 namespace dorvane {
 namespace {
 
-struct CtlResult {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-// Runs the built dorvanectl with `registry` as its settings file. Its
-// standard input is a closed pipe: there is no terminal to answer on.
-CtlResult Ctl(const QStringList& arguments, const QString& registry = QStringLiteral("/nonexistent/zentrix.reg"))
-{
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("ZENTRIX_REGISTRY"), registry);
-    process.setProcessEnvironment(env);
-    process.start(QStringLiteral(DORVANECTL_PATH), arguments);
-    process.closeWriteChannel();
-    EXPECT_TRUE(process.waitForFinished(120000)) << "dorvanectl did not finish";
-    CtlResult run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    run.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return run;
-}
-
-void WriteSettings(const QString& path, const QStringList& values)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QString text = QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n"
-                                  "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
-    for (QString value : values)
-        text += value.replace(u'\\', QStringLiteral("\\\\")) + QStringLiteral("\r\n");
-    file.write(text.toUtf8());
-}
-
-QString Quoted(const QString& name, const QString& value)
-{
-    return QStringLiteral("\"%1\"=\"%2\"").arg(name, value);
-}
+using test::Ctl;
+using test::CtlResult;
+using test::Quoted;
+using test::WriteSettings;
 
 using Values = std::vector<std::pair<QString, QVariant>>;
 
