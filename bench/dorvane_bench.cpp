@@ -72,6 +72,8 @@ public:
     {
         if (sqlite3_open_v2(path.c_str(), &m_db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
             throw std::runtime_error(sqlite3_errmsg(m_db));
+        // The page cache the program's own connections use.
+        exec(("PRAGMA cache_size = -" + std::to_string(kSqlitePageCacheKiB)).c_str());
     }
     ~Db() { sqlite3_close(m_db); }
     void exec(const char* sql)

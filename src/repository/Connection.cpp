@@ -199,6 +199,10 @@ struct Connection::Private {
             sqliteStatements = std::make_unique<SqliteStatements>(handle);
         try {
             run(QStringLiteral("PRAGMA foreign_keys = OFF"));
+            // A copy run writes hundreds of thousands of rows in one
+            // transaction; SQLite's default page cache of 2 MB would spill
+            // it to the journal page by page.
+            run(QStringLiteral("PRAGMA cache_size = -%1").arg(kSqlitePageCacheKiB));
         } catch (...) {
             release();
             throw;
@@ -363,8 +367,14 @@ qint64 Connection::Execute(const QString& sql)
     const QString text = d->dialect->Translate(sql);
     // A changed table invalidates what is known about it, and SQLite will
     // not drop a table while statements on it are kept prepared.
-    if (isDdl(text))
+    if (isDdl(text)) {
         d->forgetMetadata();
+    } else if (d->sqliteStatements) {
+        // Statements that differ only in the keys they name (a deletion
+        // run per parent row) are compiled once.
+        if (const std::optional<qint64> affected = ExecuteKept(*d->sqliteStatements, text))
+            return *affected;
+    }
     QSqlQuery q(d->db);
     q.setForwardOnly(true);
     if (!q.exec(text))

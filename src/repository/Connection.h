@@ -22,6 +22,9 @@ enum class BackendKind { Sqlite, Odbc };
 //   "PROVIDER=MSDASQL;DSN=NAME"                             -> ODBC data source NAME
 // A missing database file is never created; opening it fails with a
 // description that names it. Every failing call throws DbError.
+// The page cache, in KiB, of every SQLite connection the program opens.
+inline constexpr int kSqlitePageCacheKiB = 32 * 1024;
+
 class Connection {
 public:
     Connection();

@@ -29,6 +29,10 @@ struct TableInfo {
     // INSERT statements by the set of columns they write: the copy engine
     // adds its rows one record set at a time.
     mutable QHash<QBitArray, QString> insertSql;
+    // UPDATE statements by the set of columns they change, and the DELETE
+    // by key: built once, as the rows are changed or deleted one by one.
+    mutable QHash<QBitArray, QString> updateSql;
+    mutable QString deleteSql;
 
     // The position of a column, looked up case-insensitively (as `index`
     // does with the lower-case name), -1 when there is none. Field names

@@ -40,7 +40,9 @@ const char* const kRowGoneText =
 // without copying what it holds already.
 class PackedRows {
 public:
-    enum Tag : char { Null, Int, LongLong, Double, Text, Blob, Other };
+    // Unknown marks a value an added row did not write itself (a default
+    // or a trigger's): it is read back from the table when first asked for.
+    enum Tag : char { Null, Int, LongLong, Double, Text, Blob, Other, Unknown };
 
     // A row is built value by value, then stored; EndRow returns where it
     // is kept.
@@ -60,6 +62,7 @@ public:
     }
 
     void AddNull() { m_bytes.push_back(Null); }
+    void AddUnknown() { m_bytes.push_back(Unknown); }
     void AddInteger(qint64 v)
     {
         const bool fits = v >= std::numeric_limits<qint32>::min() && v <= std::numeric_limits<qint32>::max();
@@ -110,22 +113,15 @@ public:
         }
     }
 
-    // Column `column` of the row EndRow placed at `row`.
+    // Column `column` of the row EndRow placed at `row`; an Unknown value
+    // reads as Null (see Known).
     QVariant Value(qint64 row, int column) const
     {
-        const char* const start = m_blocks[size_t(row >> 32)].data.get() + (row & 0xffffffff);
-        // Where the columns of the row last looked at begin: its values are
-        // mostly read one after the other.
-        if (row != m_offsetsRow) {
-            m_offsetsRow = row;
-            m_offsets.assign(1, 0);
-        }
-        while (m_offsets.size() <= size_t(column))
-            m_offsets.push_back(skip(start + m_offsets.back()) - start);
-        const char* p = start + m_offsets[size_t(column)];
+        const char* p = columnStart(row, column);
         const Tag tag = Tag(*p++);
         switch (tag) {
         case Null:
+        case Unknown:
             return QVariant();
         case Int:
         case LongLong: {
@@ -152,6 +148,8 @@ public:
         return QVariant();
     }
 
+    bool Known(qint64 row, int column) const { return Tag(*columnStart(row, column)) != Unknown; }
+
     void Clear()
     {
         // One block is kept for the next statement.
@@ -166,6 +164,20 @@ public:
     }
 
 private:
+    const char* columnStart(qint64 row, int column) const
+    {
+        const char* const start = m_blocks[size_t(row >> 32)].data.get() + (row & 0xffffffff);
+        // Where the columns of the row last looked at begin: its values are
+        // mostly read one after the other.
+        if (row != m_offsetsRow) {
+            m_offsetsRow = row;
+            m_offsets.assign(1, 0);
+        }
+        while (m_offsets.size() <= size_t(column))
+            m_offsets.push_back(skip(start + m_offsets.back()) - start);
+        return start + m_offsets[size_t(column)];
+    }
+
     void addVarint(quint64 v)
     {
         while (v >= 0x80) {
@@ -197,6 +209,7 @@ private:
     {
         switch (Tag(*p++)) {
         case Null:
+        case Unknown:
             return p;
         case Double:
             return p + sizeof(double);
@@ -235,16 +248,18 @@ struct RowValues {
     QBitArray known;  // empty: every value is known
 };
 
-// One row of the cursor. A row as read stays packed (`packed` says where)
-// until it is changed; then, as a row this record set added, it holds its
-// values. Kept small: a record set may hold very many rows as read.
+// One row of the cursor. A row is kept packed (`packed` says where): as
+// read, and as added once another row has become current. While it is
+// current after being added or changed, it holds its values itself. Kept
+// small: a record set may hold very many rows, read or added.
 struct Row {
     std::unique_ptr<RowValues> own;
     qint64 packed = -1;
     bool deleted = false;
+    bool unknownPacked = false;  // packed with Unknown values
 
     // Some of the values of an added row are not known yet.
-    bool partial() const { return own && !own->known.isEmpty(); }
+    bool partial() const { return own ? !own->known.isEmpty() : unknownPacked; }
 };
 
 QString keyText(const QVariant& key) { return key.toString(); }
@@ -353,20 +368,52 @@ struct Recordset::Private {
         return row.packed >= 0 ? packed.Value(row.packed, column) : row.own->values[column];
     }
 
-    // The row's values, unpacked to be changed.
+    bool known(const Row& row, int column) const
+    {
+        if (row.own)
+            return row.own->known.isEmpty() || row.own->known.testBit(column);
+        return !row.unknownPacked || packed.Known(row.packed, column);
+    }
+
+    // The row's values, unpacked to be changed or completed.
     QVariantList& values(Row& row)
     {
         if (row.packed >= 0) {
             const int n = int(columns->columns.size());
-            QVariantList unpacked;
-            unpacked.reserve(n);
-            for (int i = 0; i < n; ++i)
-                unpacked.append(packed.Value(row.packed, i));
-            row.own = std::make_unique<RowValues>();
-            row.own->values = std::move(unpacked);
+            auto own = std::make_unique<RowValues>();
+            own->values.reserve(n);
+            if (row.unknownPacked)
+                own->known = QBitArray(n);
+            for (int i = 0; i < n; ++i) {
+                own->values.append(packed.Value(row.packed, i));
+                if (row.unknownPacked && packed.Known(row.packed, i))
+                    own->known.setBit(i);
+            }
+            row.own = std::move(own);
             row.packed = -1;
+            row.unknownPacked = false;
         }
         return row.own->values;
+    }
+
+    // Stores a row's own values packed: the added row that was current is
+    // kept at a small fraction of the memory its variants take.
+    void pack(Row& row)
+    {
+        if (!row.own)
+            return;
+        const QVariantList& v = row.own->values;
+        const QBitArray& k = row.own->known;
+        packed.BeginRow();
+        for (int i = 0; i < int(v.size()); ++i) {
+            if (k.isEmpty() || k.testBit(i))
+                packed.AddVariant(v[i]);
+            else
+                packed.AddUnknown();
+        }
+        row.packed = packed.EndRow();
+        row.unknownPacked = !k.isEmpty();
+        row.own.reset();
     }
 
     SqliteStatements* direct() const { return connection->sqliteStatements(); }
@@ -398,7 +445,7 @@ struct Recordset::Private {
         std::vector<Row> read;
         bool done = false;
         if (SqliteStatements* statements = direct())
-            done = readSqlite(statements->handle(), text, read, packed);
+            done = readSqlite(*statements, text, read, packed);
         if (!done)
             readQt(text, read, packed);
 
@@ -415,7 +462,7 @@ struct Recordset::Private {
                     byKey.insert(keyText(cell(rows[i], key)), i);
             }
             for (size_t k = 0; k < added.size(); ++k) {
-                const auto found = key >= 0 ? byKey.constFind(keyText(added[k].own->values[key])) : byKey.constEnd();
+                const auto found = key >= 0 ? byKey.constFind(keyText(cell(added[k], key))) : byKey.constEnd();
                 if (found != byKey.constEnd()) {
                     if (k == current)
                         newPos = *found;
@@ -467,15 +514,33 @@ struct Recordset::Private {
 
     // Reads through the SQLite handle itself. False, having read nothing,
     // for text that is not one single statement: Qt decides about that.
-    bool readSqlite(sqlite3* handle, const QString& text, std::vector<Row>& read, PackedRows& values)
+    bool readSqlite(SqliteStatements& statements, const QString& text, std::vector<Row>& read, PackedRows& values)
     {
-        sqlite3_stmt* statement = PrepareOnce(handle, text);
+        sqlite3* handle = statements.handle();
+        // A selection by key (the children of one parent row, again and
+        // again) runs through one kept statement of its shape; anything
+        // else is compiled for this read alone.
+        QString shape;
+        std::vector<qint64> keys;
+        const bool kept = ParameterizeKeyLiterals(text, &shape, &keys);
+        sqlite3_stmt* statement = kept ? statements.Statement(shape) : PrepareOnce(handle, text);
         if (!statement)
             return false;
-        struct Finalise {
+        struct Release {
             sqlite3_stmt* statement;
-            ~Finalise() { sqlite3_finalize(statement); }
-        } finalise{statement};
+            bool kept;
+            ~Release()
+            {
+                if (kept) {
+                    sqlite3_reset(statement);
+                    sqlite3_clear_bindings(statement);
+                } else {
+                    sqlite3_finalize(statement);
+                }
+            }
+        } release{statement, kept};
+        for (size_t i = 0; i < keys.size(); ++i)
+            sqlite3_bind_int64(statement, int(i) + 1, keys[i]);
 
         const int count = sqlite3_column_count(statement);
         QStringList names;
@@ -567,6 +632,7 @@ struct Recordset::Private {
     // (defaults, triggers): read back by its key when first asked for.
     void complete(Row& row)
     {
+        values(row);
         const TableInfo& t = *columns;
         bool found = false;
         if (t.HasKey() && row.own->known.testBit(t.keyIndex) && direct()) {
@@ -704,6 +770,8 @@ struct Recordset::Private {
         }
         if (row.own->known.count(true) == row.own->known.size())
             row.own->known = QBitArray();
+        if (pos < rows.size())
+            pack(rows[pos]);
         rows.push_back(std::move(row));
         pos = rows.size() - 1;
         cancelEdit();
@@ -719,10 +787,13 @@ struct Recordset::Private {
         const TableInfo& t = keyedTable();
         const size_t current = currentIndex();
         Row& row = rows[current];
-        if (row.partial() && !row.own->known.testBit(t.keyIndex))
+        if (!known(row, t.keyIndex))
             complete(row);
 
-        const QString sql = connection->dialect().UpdateSql(t, changed);
+        auto cached = t.updateSql.constFind(pendingSet);
+        if (cached == t.updateSql.constEnd())
+            cached = t.updateSql.insert(pendingSet, connection->dialect().UpdateSql(t, changed));
+        const QString& sql = *cached;
         int affected = 0;
         if (SqliteStatements* statements = direct()) {
             SqliteRun run(*statements, statements->Statement(sql));
@@ -827,6 +898,8 @@ void Recordset::MoveFirst()
     d->requireOpen();
     d->flush();
     d->ensureLoaded();
+    if (d->pos < d->rows.size())
+        d->pack(d->rows[d->pos]);
     d->pos = d->firstLiveFrom(0);
 }
 
@@ -837,6 +910,7 @@ void Recordset::MoveNext()
     d->ensureLoaded();
     if (d->pos >= d->rows.size())
         throw DbError(QString::fromLatin1(kNoCurrentText));
+    d->pack(d->rows[d->pos]);
     d->pos = d->firstLiveFrom(d->pos + 1);
 }
 
@@ -872,7 +946,9 @@ void Recordset::Delete()
     const TableInfo& t = d->keyedTable();
     const size_t current = d->currentIndex();
     Row& row = d->rows[current];
-    const QString sql = d->connection->dialect().DeleteSql(t);
+    if (t.deleteSql.isEmpty())
+        t.deleteSql = d->connection->dialect().DeleteSql(t);
+    const QString& sql = t.deleteSql;
     int affected = 0;
     if (SqliteStatements* statements = d->direct()) {
         SqliteRun run(*statements, statements->Statement(sql));
@@ -902,7 +978,7 @@ QVariant Recordset::Value(const QString& field)
     Row& row = d->rows[current];
     if (d->edit == Private::Edit::Editing && d->pendingSet.testBit(i))
         return d->pending[i];
-    if (row.partial() && !row.own->known.testBit(i))
+    if (!d->known(row, i))
         d->complete(row);
     return d->cell(row, i);
 }

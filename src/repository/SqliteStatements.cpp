@@ -214,4 +214,94 @@ sqlite3_stmt* PrepareOnce(sqlite3* handle, const QString& sql)
     return statement;
 }
 
+namespace {
+
+bool isWordChar(QChar c) { return c.isLetterOrNumber() || c == u'_' || c == u'$'; }
+
+} // namespace
+
+bool ParameterizeKeyLiterals(const QString& sql, QString* shape, std::vector<qint64>* values)
+{
+    QString out;
+    std::vector<qint64> found;
+    const qsizetype n = sql.size();
+    qsizetype copied = 0;   // sql[0, copied) is in `out`
+    QChar lastSignificant;  // the last character outside blanks, quotes excluded
+    qsizetype i = 0;
+    while (i < n) {
+        const QChar c = sql[i];
+        if (c == u'\'' || c == u'"' || c == u'[' || c == u'`') {
+            const QChar close = c == u'[' ? QChar(u']') : c;
+            qsizetype j = i + 1;
+            while (j < n && sql[j] != close)
+                ++j;
+            i = j + 1;
+            lastSignificant = close;
+            continue;
+        }
+        if (c == u'-' && i + 1 < n && sql[i + 1] == u'-')
+            return false;  // a comment: leave the text to the general path
+        if (c == u';') {
+            for (qsizetype j = i + 1; j < n; ++j) {
+                if (!sql[j].isSpace())
+                    return false;
+            }
+            break;
+        }
+        if (isWordChar(c)) {
+            qsizetype j = i;
+            while (j < n && isWordChar(sql[j]))
+                ++j;
+            const bool comparedTo = lastSignificant == u'=' || lastSignificant == u'<' || lastSignificant == u'>';
+            qsizetype start = i;
+            bool negative = false;
+            // A minus sign directly before the digits belongs to the literal.
+            if (i > 0 && sql[i - 1] == u'-') {
+                negative = true;
+                start = i - 1;
+            }
+            bool digits = true;
+            for (qsizetype k = i; k < j && digits; ++k)
+                digits = sql[k] >= u'0' && sql[k] <= u'9';
+            const bool fraction = j < n && sql[j] == u'.';
+            if (comparedTo && digits && !fraction && j - i <= 18) {
+                const qint64 value = QStringView(sql).mid(i, j - i).toLongLong();
+                found.push_back(negative ? -value : value);
+                out += QStringView(sql).mid(copied, start - copied);
+                out += u'?';
+                copied = j;
+            }
+            lastSignificant = sql[j - 1];
+            i = j;
+            continue;
+        }
+        if (!c.isSpace() && !(c == u'-' && i + 1 < n && isWordChar(sql[i + 1])))
+            lastSignificant = c;
+        ++i;
+    }
+    if (found.empty())
+        return false;
+    out += QStringView(sql).mid(copied);
+    *shape = std::move(out);
+    *values = std::move(found);
+    return true;
+}
+
+std::optional<qint64> ExecuteKept(SqliteStatements& statements, const QString& sql)
+{
+    QString shape;
+    std::vector<qint64> values;
+    if (!ParameterizeKeyLiterals(sql, &shape, &values))
+        return std::nullopt;
+    sqlite3_stmt* statement = statements.Statement(shape);
+    if (sqlite3_column_count(statement) != 0)
+        return std::nullopt;  // a statement that returns rows is not run here
+    SqliteRun run(statements, statement);
+    for (size_t i = 0; i < values.size(); ++i)
+        run.Bind(int(i) + 1, QVariant(qlonglong(values[i])));
+    while (run.Step()) {
+    }
+    return sqlite3_changes(statements.handle());
+}
+
 } // namespace dorvane

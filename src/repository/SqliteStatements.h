@@ -4,6 +4,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <optional>
 #include <vector>
 
 struct sqlite3;
@@ -88,5 +89,18 @@ sqlite3_stmt* PrepareOnce(sqlite3* handle, const QString& sql);
 
 // SQLite's description of the handle's last failure.
 QString SqliteErrorText(sqlite3* handle);
+
+// The text of one statement with the integer literals it compares against
+// (`iKey=12`, `iKey <> -3`) turned into parameters, and their values in
+// order: statements that differ only in those keys share one prepared
+// statement. False, with nothing filled in, when the text has no such
+// literal or is not a single statement. Literals inside quotes, in
+// identifiers and anywhere else (ORDER BY 1, LIMIT 5) are left as written.
+bool ParameterizeKeyLiterals(const QString& sql, QString* shape, std::vector<qint64>* values);
+
+// Runs a statement that returns no rows through a kept statement of its
+// shape (see ParameterizeKeyLiterals) and returns the rows it changed;
+// nullopt, having run nothing, when the text has no shape to keep.
+std::optional<qint64> ExecuteKept(SqliteStatements& statements, const QString& sql);
 
 } // namespace dorvane
