@@ -10,6 +10,11 @@
 
 namespace dorvane::cli {
 
+// Environment backup and restore (BackupCommands.cpp).
+int RunBackup(const CommandContext& context);
+int RunRestore(const CommandContext& context);
+int RunBackups(const CommandContext& context);
+
 namespace {
 
 void Write(std::FILE* stream, const QString& line)
@@ -78,6 +83,15 @@ const std::vector<Command>& Commands()
         {QStringLiteral("delete-environment"), QStringLiteral("NAME"),
          QStringLiteral("Delete an environment that no step refers to, with its version list and users"),
          RunDeleteEnvironment},
+        {QStringLiteral("backup"), QStringLiteral("ENVIRONMENT [--yes]"),
+         QStringLiteral("Back the environment up into today's file in its backup folder and print the file's name "
+                        "(--yes answers the confirmation)"),
+         RunBackup},
+        {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE"),
+         QStringLiteral("Restore the environment from FILE, a name that 'backups' lists or a path"), RunRestore},
+        {QStringLiteral("backups"), QStringLiteral("ENVIRONMENT"),
+         QStringLiteral("List the environment's backup files, newest first, with the versions and rows each holds"),
+         RunBackups},
         {QStringLiteral("export-keywords"), QStringLiteral("APPLICATION FILE"),
          QStringLiteral("Write the application's keywords to FILE as tab-delimited text (name, tab, description, CR LF)"),
          RunExportKeywords},

@@ -1,0 +1,597 @@
+#include "environments/EnvironmentBackup.h"
+
+#include "copyengine/VersionBackup.h"
+#include "repository/Connection.h"
+#include "repository/Dialect.h"
+#include "repository/FilePaths.h"
+#include "repository/Interaction.h"
+#include "repository/Recordset.h"
+#include "repository/Schema.h"
+#include "startup/Registry.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStringList>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+const QString kJetProvider = QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;");
+const QString kBackupsBelowShared = QStringLiteral("\\Environments\\Backups\\");
+const QString kBackupsBelowExe = QStringLiteral("\\Tutorial\\Environments\\Backups\\");
+const QString kTemplateName = QStringLiteral("\\ZentrixBackup.mdb");
+
+const QString kLookingFailed = QStringLiteral("Error while looking for environment backup file: ");
+const QString kBackupFailed = QStringLiteral("Error while backing up environment: ");
+const QString kNoBackups = QStringLiteral("This Environment has no backups to restore.");
+const QString kPreparingFailed = QStringLiteral("Error while preparing for version restore: ");
+const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
+const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
+const QString kPathFileAccessError = QStringLiteral("Path/File access error");
+
+const QStringList kRightColumns = {QStringLiteral("bDorvane"), QStringLiteral("bOmrik"), QStringLiteral("bZulane"),
+                                   QStringLiteral("bVantrel"), QStringLiteral("bKrestin")};
+// tApp without its key and iOriginalAppKey.
+const QStringList kAppColumns = {
+    QStringLiteral("sAppName"),    QStringLiteral("sAppID"),      QStringLiteral("iAppPlatform"),
+    QStringLiteral("iApp3270Key"), QStringLiteral("sAppDesc"),    QStringLiteral("mAppEnviron"),
+    QStringLiteral("sAppMapPath"), QStringLiteral("sAppEnginePath"), QStringLiteral("mAppAttributes"),
+};
+// tVersion without its key, iOriginalVersionKey and iVersionAppKey.
+const QStringList kVersionColumns = {
+    QStringLiteral("sVersionID"),             QStringLiteral("sVersionDesc"),
+    QStringLiteral("iMapType"),               QStringLiteral("iVersionSourceVersion"),
+    QStringLiteral("bVersionActive"),         QStringLiteral("iVersionLoadProcess"),
+    QStringLiteral("iVersionLoginProcess"),   QStringLiteral("iVersionLogoutProcess"),
+    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
+    QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
+    QStringLiteral("iVersionUpdateStatusKey"),
+};
+const QStringList kVersionProcessPointers = {
+    QStringLiteral("iVersionLoadProcess"), QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
+    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
+};
+const QStringList kVersionWindowPointers = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
+
+void copyColumns(Recordset& from, Recordset& to, const QStringList& columns)
+{
+    for (const QString& column : columns)
+        to.SetValue(column, from.Value(column));
+}
+
+// The version's seven pointers through the run's cumulative maps; a key the
+// maps do not hold (a row outside the copy) keeps its value.
+void remapVersionPointers(Recordset& version, const VersionBackup& engine)
+{
+    auto remap = [&](const QString& column, const KeyMap& map) {
+        const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
+        if (mapped != 0)
+            version.SetValue(column, mapped);
+    };
+    for (const QString& column : kVersionProcessPointers)
+        remap(column, engine.ProcessMap);
+    for (const QString& column : kVersionWindowPointers)
+        remap(column, engine.WindowMap);
+    version.Update();
+}
+
+void addDetail(Recordset& details, Recordset& from, qint32 environmentKey, qint32 versionKey)
+{
+    details.AddNew();
+    details.SetValue(QStringLiteral("iEnvironKey"), environmentKey);
+    details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
+    details.SetValue(QStringLiteral("iEnvironTestToolKey"), from.Value(QStringLiteral("iEnvironTestToolKey")));
+    details.SetValue(QStringLiteral("iEnviron3270Key"), from.Value(QStringLiteral("iEnviron3270Key")));
+    details.Update();
+}
+
+void addUsers(Recordset& users, Recordset& to, qint32 environmentKey)
+{
+    for (; !users.Eof(); users.MoveNext()) {
+        to.AddNew();
+        to.SetValue(QStringLiteral("iUserKey"), users.Value(QStringLiteral("iUserKey")));
+        to.SetValue(QStringLiteral("iEnvironKey"), environmentKey);
+        copyColumns(users, to, kRightColumns);
+        to.Update();
+    }
+}
+
+void deleteAll(Recordset& rs)
+{
+    for (; !rs.Eof(); rs.MoveNext())
+        rs.Delete();
+}
+
+// A file-system step of the backup. Its failures are described the way the
+// suite has always described them; one described as "Path/File access
+// error" (a folder that cannot be made) is passed over and the backup goes
+// on with its next step, which then meets the problem if it is real.
+template <typename Step>
+void passingOverAccessErrors(Step step)
+{
+    try {
+        step();
+    } catch (const DbError& e) {
+        if (e.description() != kPathFileAccessError)
+            throw;
+    }
+}
+
+// Copies the template to `target` (both Windows texts), replacing what a
+// broken earlier run may have left there. The copy must be writable even
+// when the installed template is not.
+void copyTemplate(const QString& templatePath, const QString& target)
+{
+    const QString from = NativePath(templatePath);
+    const QString to = NativePath(target);
+    if (!QFileInfo(from).isFile())
+        throw DbError(QStringLiteral("Could not find file '%1'.").arg(templatePath));
+    if (!QFileInfo(QFileInfo(to).absolutePath()).isDir())
+        throw DbError(QStringLiteral("Path not found: '%1'.").arg(target));
+    QFile::remove(to);
+    QFile source(from);
+    if (!source.copy(to))
+        throw DbError(QStringLiteral("Could not copy '%1' to '%2': %3").arg(templatePath, target, source.errorString()));
+    QFile copy(to);
+    copy.setPermissions(copy.permissions() | QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+}
+
+// Puts `from` in the place of `to` in one step: whoever looks at the folder
+// sees the earlier file or the new one, never a part of either.
+void replaceFile(const QString& from, const QString& to)
+{
+    const QByteArray source = QFile::encodeName(NativePath(from));
+    const QByteArray target = QFile::encodeName(NativePath(to));
+    if (std::rename(source.constData(), target.constData()) != 0)
+        throw DbError(QStringLiteral("Could not write '%1': %2").arg(to, QString::fromLocal8Bit(std::strerror(errno))));
+}
+
+} // namespace
+
+std::vector<BackupFileEntry> ListBackupFiles(const QString& folder)
+{
+    const QDir dir(NativePath(folder));
+    // Name filters compare without regard to case unless told otherwise.
+    const QFileInfoList files = dir.entryInfoList({QStringLiteral("*.mdb")}, QDir::Files | QDir::Hidden, QDir::NoSort);
+    struct Sorted {
+        BackupFileEntry entry;
+        QDateTime written;
+    };
+    std::vector<Sorted> found;
+    for (const QFileInfo& file : files) {
+        BackupFileEntry entry;
+        entry.name = file.fileName();
+        entry.path = folder + QLatin1Char('\\') + entry.name;
+        entry.date = QDate::fromString(entry.name.left(entry.name.size() - 4), QStringLiteral("MM-dd-yyyy"));
+        const QDateTime written = file.lastModified();
+        if (!entry.date.isValid())
+            entry.date = written.date();
+        found.push_back({entry, written});
+    }
+    std::sort(found.begin(), found.end(), [](const Sorted& a, const Sorted& b) {
+        if (a.entry.date != b.entry.date)
+            return a.entry.date > b.entry.date;
+        if (a.written != b.written)
+            return a.written > b.written;
+        return a.entry.name < b.entry.name;
+    });
+    std::vector<BackupFileEntry> result;
+    result.reserve(found.size());
+    for (Sorted& s : found)
+        result.push_back(std::move(s.entry));
+    return result;
+}
+
+BackupFileContents CountBackupFile(const QString& path)
+{
+    Connection file;
+    file.Open(kJetProvider + QStringLiteral("Data Source=") + path + QLatin1Char(';'));
+    BackupFileContents contents;
+    for (const TableDef& table : RepositoryTables()) {
+        // Table names are the schema's own, never user text.
+        QSqlQuery query(file.database());
+        if (!query.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table.name) || !query.next())
+            throw DbError(ErrorDescription(query.lastError()));
+        const qint64 rows = query.value(0).toLongLong();
+        contents.rows += rows;
+        if (table.name == QLatin1String("tVersion"))
+            contents.versions = qint32(rows);
+    }
+    return contents;
+}
+
+struct EnvironmentBackup::BackupRun {
+    QString fileName;  // the day's file
+    QString workName;  // where it is written until it commits
+    std::unique_ptr<Connection> file;
+};
+
+EnvironmentBackup::EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath)
+    : m_engine(engine), m_sharedResourcePath(std::move(sharedResourcePath))
+{
+}
+
+QString EnvironmentBackup::BackupFileName(const QDate& day)
+{
+    return day.toString(QStringLiteral("MM-dd-yyyy")) + QStringLiteral(".MDB");
+}
+
+QString EnvironmentBackup::BackupQuestion(const QString& environmentName) const
+{
+    return QStringLiteral("Back up all application/versions of ") + environmentName + QStringLiteral(" to ") +
+           BackupFileName(Today()) + QStringLiteral("?");
+}
+
+QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
+{
+    if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
+        return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
+    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
+}
+
+QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const
+{
+    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
+}
+
+bool EnvironmentBackup::AskAndBackUp(qint32 environmentKey, const QString& environmentName)
+{
+    MessageSink& messages = m_engine.Messages();
+    try {
+        if (messages.Show(BackupQuestion(environmentName), Buttons::YesNo) != Answer::Yes)
+            return false;
+    } catch (const DbError& e) {
+        messages.Inform(kLookingFailed + e.description());
+        return false;
+    }
+    return BackupEnvironment(environmentKey);
+}
+
+bool EnvironmentBackup::ChooseAndRestore(qint32 environmentKey, const QString& environmentName,
+                                         RestoreChooser& chooser)
+{
+    MessageSink& messages = m_engine.Messages();
+    std::optional<QString> chosen;
+    try {
+        const QString folder = RestoreFolder(environmentName);
+        if (ListBackupFiles(folder).empty()) {
+            messages.Inform(kNoBackups);
+            return false;
+        }
+        chosen = chooser.ChooseBackup(folder);
+    } catch (const DbError& e) {
+        messages.Inform(kPreparingFailed + e.description());
+        return false;
+    }
+    return chosen && RestoreEnvironment(environmentKey, *chosen);
+}
+
+void EnvironmentBackup::finishRun()
+{
+    m_engine.DestinationConnection.reset();
+    m_engine.Progress().HideWindow();
+}
+
+bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
+{
+    m_lastBackupFile.clear();
+    BackupRun run;
+    bool ok = false;
+    {
+        BusyScope busy(m_engine.Busy());
+        m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+        m_engine.ResetCopyRunMaps(true);
+        // Without a reading connection OpenDestinationDatabase has said why.
+        if (m_engine.DestinationConnection) {
+            try {
+                ok = backupContent(environmentKey, run);
+                if (ok) {
+                    run.file->CommitTrans();
+                    // One self-contained file, without a write-ahead journal
+                    // beside it, before it takes the day's name.
+                    run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
+                    run.file->Close();
+                    replaceFile(run.workName, run.fileName);
+                    m_lastBackupFile = run.fileName;
+                }
+            } catch (const DbError& e) {
+                m_engine.Messages().Inform(kBackupFailed + e.description());
+                ok = false;
+            }
+        }
+        if (!ok) {
+            // Closing rolls the transaction back; the work file goes, and
+            // an earlier backup of the day stays as it was.
+            if (run.file)
+                run.file->Close();
+            if (!run.workName.isEmpty())
+                QFile::remove(NativePath(run.workName));
+        }
+    }
+    finishRun();
+    return ok;
+}
+
+// Steps 1 to 8 of the backup, up to the commit. Throws DbError for its own
+// statements; a primitive's failure (already reported) returns false.
+bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
+{
+    Connection& reading = *m_engine.DestinationConnection;
+    ProgressSink& progress = m_engine.Progress();
+
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                          reading);
+    const QString name = environment.Text(QStringLiteral("sEnvironmentName"));
+
+    const QString folder = BackupFolder(name);
+    if (!QFileInfo::exists(NativePath(folder))) {
+        passingOverAccessErrors([&] {
+            // One level only: the backups folder itself must be there.
+            if (!QDir().mkdir(NativePath(folder)))
+                throw DbError(kPathFileAccessError);
+        });
+    }
+    run.fileName = folder + QLatin1Char('\\') + BackupFileName(Today());
+    run.workName = run.fileName + QStringLiteral(".%1.tmp").arg(QCoreApplication::applicationPid());
+    copyTemplate(SettingString(QStringLiteral("ExePath")) + kTemplateName, run.workName);
+
+    run.file = std::make_unique<Connection>();
+    run.file->Open(kJetProvider + QStringLiteral("Data Source=") + run.workName + QLatin1Char(';'));
+    Connection& backup = *run.file;
+    backup.BeginTrans();
+
+    Recordset newEnvironment(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    newEnvironment.AddNew();
+    newEnvironment.SetValue(QStringLiteral("iOriginalEnvironmentKey"), environmentKey);
+    newEnvironment.SetValue(QStringLiteral("sEnvironmentName"), environment.Value(QStringLiteral("sEnvironmentName")));
+    newEnvironment.SetValue(QStringLiteral("sEnvironmentDesc"), environment.Value(QStringLiteral("sEnvironmentDesc")));
+    newEnvironment.Update();
+    const qint32 backupEnvironmentKey = newEnvironment.Int(QStringLiteral("iEnvironmentKey"));
+
+    progress.SetTitle(QStringLiteral("Environment backup progress..."));
+    progress.ShowWindow();
+
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(environmentKey), reading);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), backup);
+    addUsers(users, newUsers, backupEnvironmentKey);
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey),
+                      reading);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), backup);
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(versionKey), reading);
+        const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        // Every version brings its own copy of its application.
+        Recordset newApp(QStringLiteral("SELECT * FROM tApp"), backup);
+        newApp.AddNew();
+        newApp.SetValue(QStringLiteral("iOriginalAppKey"), app.Value(QStringLiteral("iAppKey")));
+        copyColumns(app, newApp, kAppColumns);
+        newApp.Update();
+        const qint32 newAppKey = newApp.Int(QStringLiteral("iAppKey"));
+
+        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion"), backup);
+        newVersion.AddNew();
+        newVersion.SetValue(QStringLiteral("iOriginalVersionKey"), versionKey);
+        copyColumns(version, newVersion, kVersionColumns);
+        newVersion.SetValue(QStringLiteral("iVersionAppKey"), newAppKey);
+        newVersion.Update();
+        const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
+
+        if (!m_engine.CopyWindows(versionKey, reading, newVersionKey, backup, true) ||
+            !m_engine.CopyKeywords(appKey, reading, newAppKey, backup, false))
+            return false;
+        addDetail(newDetails, details, backupEnvironmentKey, newVersionKey);
+        if (!m_engine.CopyProcesses(versionKey, environmentKey, reading, newVersionKey, backupEnvironmentKey, backup) ||
+            !m_engine.CopyCycles(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.CopyVariables(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.CopyRequirements(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.FixUpSteps(newVersionKey, backup))
+            return false;
+        remapVersionPointers(newVersion, m_engine);
+    }
+    return m_engine.CopySchedules(environmentKey, reading, backupEnvironmentKey, backup) &&
+           m_engine.CopyReserved(environmentKey, reading, backupEnvironmentKey, backup);
+}
+
+bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
+{
+    bool ok = false;
+    {
+        BusyScope busy(m_engine.Busy());
+        m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+        m_engine.ResetCopyRunMaps(true);
+        if (m_engine.DestinationConnection) {
+            Connection& repository = *m_engine.DestinationConnection;
+            // A restore touches no file but the one it reads, so nothing here
+            // can fail with "Path/File access error" to be passed over.
+            Connection backup;
+            try {
+                backup.Open(kJetProvider + QStringLiteral("Data Source=") + backupFilePath + QLatin1Char(';'));
+                repository.BeginTrans();
+                ok = PrepareForRestore(environmentKey, repository) && restoreContent(environmentKey, backup, repository);
+                if (ok)
+                    repository.CommitTrans();
+            } catch (const DbError& e) {
+                m_engine.Messages().Inform(kRestoreFailed + e.description());
+                ok = false;
+            }
+            if (!ok && repository.InTransaction()) {
+                try {
+                    repository.RollbackTrans();
+                } catch (const DbError&) {
+                    // Closing the connection below ends the transaction.
+                }
+            }
+        }
+    }
+    finishRun();
+    return ok;
+}
+
+// Steps 3 to 7 of the restore, up to the commit. Throws DbError for its own
+// statements; a primitive's failure (already reported) returns false.
+bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup, Connection& repository)
+{
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetTitle(QStringLiteral("Environment restore progress..."));
+    progress.ShowWindow();
+
+    // A backup file holds one environment; its first row is taken.
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    const qint32 backupEnvironmentKey = saved.Int(QStringLiteral("iEnvironmentKey"));
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                          repository);
+    if (environment.Eof())
+        environment.AddNew();
+    environment.SetValue(QStringLiteral("sEnvironmentName"), saved.Value(QStringLiteral("sEnvironmentName")));
+    environment.SetValue(QStringLiteral("sEnvironmentDesc"), saved.Value(QStringLiteral("sEnvironmentDesc")));
+    environment.Update();
+
+    Recordset oldDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(environmentKey),
+                         repository);
+    deleteAll(oldDetails);
+    Recordset oldUsers(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(environmentKey),
+                       repository);
+    deleteAll(oldUsers);
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(backupEnvironmentKey),
+                    backup);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), repository);
+    addUsers(users, newUsers, environmentKey);
+
+    // The backup holds one application row per version. An application that
+    // has to be recreated is recreated once: its other versions find the
+    // new row here instead of adding yet another application.
+    QHash<qint32, qint32> restoredApps;
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(backupEnvironmentKey),
+                      backup);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), repository);
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 backupVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(backupVersionKey), backup);
+        const qint32 backupAppKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(backupAppKey), backup);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        const qint32 originalAppKey = app.Int(QStringLiteral("iOriginalAppKey"));
+        Recordset repositoryApp(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") +
+                                    num(restoredApps.value(originalAppKey, originalAppKey)),
+                                repository);
+        if (repositoryApp.Eof())
+            repositoryApp.AddNew();
+        copyColumns(app, repositoryApp, kAppColumns);
+        repositoryApp.Update();
+        const qint32 appKey = repositoryApp.Int(QStringLiteral("iAppKey"));
+        restoredApps.insert(originalAppKey, appKey);
+
+        // The application kept its keywords: the backup's are matched to
+        // them by name, and only those missing are added.
+        if (!m_engine.CopyKeywords(backupAppKey, backup, appKey, repository, true))
+            return false;
+
+        Recordset repositoryVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") +
+                                        num(version.Int(QStringLiteral("iOriginalVersionKey"))),
+                                    repository);
+        if (repositoryVersion.Eof())
+            repositoryVersion.AddNew();
+        copyColumns(version, repositoryVersion, kVersionColumns);
+        repositoryVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
+        repositoryVersion.Update();
+        const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
+
+        addDetail(newDetails, details, environmentKey, versionKey);
+
+        if (!m_engine.CopyWindows(backupVersionKey, backup, versionKey, repository, true) ||
+            !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, backup, versionKey, environmentKey,
+                                    repository) ||
+            !m_engine.CopyCycles(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.CopyVariables(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.CopyRequirements(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.FixUpSteps(versionKey, repository))
+            return false;
+        remapVersionPointers(repositoryVersion, m_engine);
+    }
+    return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
+           m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);
+}
+
+bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& repository)
+{
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetAction(QStringLiteral("Preparing database for restore..."));
+    progress.ShowWindow();
+    progress.Refresh();
+    try {
+        const QString environment = num(environmentKey);
+        Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=") + environment,
+                            repository);
+        deleteAll(schedules);
+
+        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + environment,
+                          repository);
+        for (; !details.Eof(); details.MoveNext()) {
+            const QString version = num(details.Int(QStringLiteral("iEnvironVerKey")));
+
+            Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + version, repository);
+            for (; !cycles.Eof(); cycles.MoveNext()) {
+                const QString cycle = num(cycles.Int(QStringLiteral("iCycleKey")));
+                repository.Execute(QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey=") + cycle);
+                repository.Execute(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelCycleKey=") + cycle);
+                cycles.Delete();
+            }
+
+            // The step windows of the environment as a whole, looked for
+            // again under every version (the later looks find none left).
+            Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowEnvironmentKey = ") +
+                                      environment,
+                                  repository);
+            for (; !stepWindows.Eof(); stepWindows.MoveNext()) {
+                repository.Execute(QStringLiteral("DELETE * FROM tStep WHERE iStepWindowKey = ") +
+                                   num(stepWindows.Int(QStringLiteral("iStepWindowKey"))));
+                stepWindows.Delete();
+            }
+
+            repository.Execute(QStringLiteral("DELETE * FROM tUserVar WHERE iVarAppVerKey = ") + version);
+            repository.Execute(QStringLiteral("DELETE * FROM tRequirement WHERE iRequirementAppVerKey = ") + version);
+
+            Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + version, repository);
+            for (; !windows.Eof(); windows.MoveNext()) {
+                repository.Execute(QStringLiteral("DELETE * FROM tObject WHERE iObjectWindowKey = ") +
+                                   num(windows.Int(QStringLiteral("iWindowKey"))));
+                windows.Delete();
+            }
+
+            Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + version, repository);
+            for (; !processes.Eof(); processes.MoveNext()) {
+                repository.Execute(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") +
+                                   num(processes.Int(QStringLiteral("iProcessKey"))));
+                processes.Delete();
+            }
+        }
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kDeleteFailed + e.description());
+        return false;
+    }
+}
+
+} // namespace dorvane

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <QDate>
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace dorvane {
+
+class Connection;
+class VersionBackup;
+
+// One backup file of an environment, as the restore chooser lists it.
+struct BackupFileEntry {
+    QString name;  // the file name, e.g. "03-07-2001.MDB"
+    QString path;  // the folder & "\" & name, the text Restore opens
+    QDate date;    // the day its name says (else the day it was written)
+};
+
+// The files of a backup folder (a Windows text) that match "*.mdb" without
+// regard to case, newest first: by the date the name gives, then by the
+// time the file was written. Empty when the folder is missing or empty.
+std::vector<BackupFileEntry> ListBackupFiles(const QString& folder);
+
+// What a backup file holds: its versions (rows of tVersion) and its rows
+// over all repository tables. Throws DbError when it cannot be read.
+struct BackupFileContents {
+    qint32 versions = 0;
+    qint64 rows = 0;
+};
+BackupFileContents CountBackupFile(const QString& path);
+
+// The backup chooser (frmRestoreSelect): the files of `folder`, of which the
+// user picks one. Returns the chosen path (the folder & "\" & the file
+// name), or nothing when cancelled.
+class RestoreChooser {
+public:
+    virtual ~RestoreChooser() = default;
+    virtual std::optional<QString> ChooseBackup(const QString& folder) = 0;
+};
+
+// The backup of an environment into a dated database file made from the
+// backup template, and the restore of an environment from such a file.
+// Both are copy runs of `engine` (its key maps, its progress window, its
+// messages and hourglass) and each runs in one transaction: the backup on
+// the backup file, the restore on the repository.
+//
+// Where the backups live:
+//  - Backup writes to SharedResourcePath & "\Environments\Backups\" & name,
+//    or, when the ActiveDB setting is exactly "Tutorial", to ExePath &
+//    "\Tutorial\Environments\Backups\" & name (the settings are read at
+//    the time of the backup).
+//  - Restore always looks in SharedResourcePath & "\Environments\Backups\"
+//    & name, also for the tutorial. Both folders are the same as long as
+//    the shared resource path is the one start-up derived from the same
+//    settings; the difference is kept as the suite has always had it.
+class EnvironmentBackup {
+public:
+    EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath);
+
+    // The day a backup is named by; tests set another.
+    std::function<QDate()> Today = [] { return QDate::currentDate(); };
+
+    // "MM-DD-YYYY.MDB"
+    static QString BackupFileName(const QDate& day);
+    // "Back up all application/versions of " & name & " to " & file & "?"
+    QString BackupQuestion(const QString& environmentName) const;
+    QString BackupFolder(const QString& environmentName) const;
+    QString RestoreFolder(const QString& environmentName) const;
+
+    // The Backup button: asks BackupQuestion (Yes/No) and, on Yes, backs
+    // the environment up. False when the answer was No or the backup
+    // failed. A failure of the handler's own steps shows "Error while
+    // looking for environment backup file: " and the description.
+    bool AskAndBackUp(qint32 environmentKey, const QString& environmentName);
+
+    // The Restore button: "This Environment has no backups to restore."
+    // when RestoreFolder holds no "*.mdb" file; else the chooser, and the
+    // restore of the chosen file. False when there was nothing to restore,
+    // the chooser was cancelled or the restore failed; on true the caller
+    // reloads its environment lists and starts a new environment. A failure
+    // of the handler's own steps shows "Error while preparing for version
+    // restore: " and the description.
+    bool ChooseAndRestore(qint32 environmentKey, const QString& environmentName, RestoreChooser& chooser);
+
+    // Writes the environment with its users, every version with its
+    // application and all its content, and the environment's schedules to
+    // BackupFolder & "\" & BackupFileName(Today()); a second backup on the
+    // same day replaces the first. True when committed. Failures show
+    // "Error while backing up environment: " and the description (or the
+    // failing copy primitive's own message).
+    //
+    // A failed backup leaves no file behind and never touches an earlier
+    // file of the same day: the template is copied to a temporary name in
+    // the backup folder, everything is written there in one transaction,
+    // and only a committed backup is renamed onto the day's file name. So
+    // an administrator never finds a half-written or empty file dated today
+    // in place of the good backup taken earlier that day.
+    bool BackupEnvironment(qint32 environmentKey);
+    // The file the last successful backup wrote (a Windows text).
+    const QString& LastBackupFile() const { return m_lastBackupFile; }
+
+    // Replaces the environment's users, versions and content with those of
+    // a backup file. Applications and versions that still exist (by the
+    // keys the backup remembered) keep their keys and are overwritten;
+    // those deleted since are recreated with new keys. One transaction on a
+    // second repository connection: a failure leaves the repository as it
+    // was. Failures show "Error while restoring environment: " and the
+    // description (or the failing step's own message).
+    bool RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath);
+
+    // Deletes the environment's schedules and, for each of its versions,
+    // the cycles (with their processes and keyword relations), the step
+    // windows the environment's steps run in (with their steps), the
+    // variables, requirements, windows (with their objects) and processes
+    // (with their keyword relations), through `repository`. Begins no
+    // transaction. Failure: "Error while deleting environment components
+    // for restore: " and the description; returns false.
+    bool PrepareForRestore(qint32 environmentKey, Connection& repository);
+
+private:
+    struct BackupRun;
+    bool backupContent(qint32 environmentKey, BackupRun& run);
+    bool restoreContent(qint32 environmentKey, Connection& backup, Connection& repository);
+    void finishRun();
+
+    VersionBackup& m_engine;
+    QString m_sharedResourcePath;
+    QString m_lastBackupFile;
+};
+
+} // namespace dorvane
