@@ -1,6 +1,8 @@
 #include "mainwindow/DialogProvider.h"
 
 #include "applications/frmAttributes.h"
+#include "environments/frmNewVersionID.h"
+#include "environments/frmRestoreSelect.h"
 #include "lists/frmFileList.h"
 #include "mainwindow/frmMainForm.h"
 
@@ -25,6 +27,21 @@ std::optional<QString> QtDialogProvider::FileList(const QString& caption, FileNa
     if (dialog.Cancelled())
         return std::nullopt;
     return dialog.FileName();
+}
+
+std::optional<QString> QtDialogProvider::NewVersionID(const QString& prompt,
+                                                     const std::function<bool(const QString& id)>& okCheck)
+{
+    frmNewVersionID dialog(prompt, okCheck, m_parent);
+    dialog.exec();
+    if (!dialog.Accepted())
+        return std::nullopt;
+    return dialog.VersionID();
+}
+
+std::optional<QString> QtDialogProvider::RestoreBackup(const QString& folder)
+{
+    return QtRestoreChooser(m_parent).ChooseBackup(folder);
 }
 
 DialogProvider& frmMainForm::dialogs()

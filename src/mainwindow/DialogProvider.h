@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 class QWidget;
@@ -30,6 +31,13 @@ public:
     // frmFileList with `caption`; the chosen file (folder and name), empty
     // when cancelled.
     virtual std::optional<QString> FileList(const QString& caption, FileNamePreset preset) = 0;
+    // frmNewVersionID with `prompt` in its label: the accepted ID, empty
+    // when cancelled. OK closes only when `okCheck` takes the typed text.
+    virtual std::optional<QString> NewVersionID(const QString& prompt,
+                                                const std::function<bool(const QString& id)>& okCheck) = 0;
+    // frmRestoreSelect on the backup files of `folder`: the chosen file
+    // (the folder & "\" & its name), empty when cancelled.
+    virtual std::optional<QString> RestoreBackup(const QString& folder) = 0;
 };
 
 // The dialogs as windows over `parent`; `messages` shows their messages.
@@ -38,6 +46,9 @@ public:
     QtDialogProvider(QWidget* parent, MessageSink& messages) : m_parent(parent), m_messages(messages) {}
     std::optional<ListAttributes> ListHandlingAttributes(const ListAttributes& shown) override;
     std::optional<QString> FileList(const QString& caption, FileNamePreset preset) override;
+    std::optional<QString> NewVersionID(const QString& prompt,
+                                        const std::function<bool(const QString& id)>& okCheck) override;
+    std::optional<QString> RestoreBackup(const QString& folder) override;
 
 private:
     QWidget* m_parent;

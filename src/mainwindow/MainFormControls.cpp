@@ -265,13 +265,13 @@ QWidget* environDefinitionPage(MainFormControls& c)
     c.lbEnvironList = listBox("lbEnvironList", "List of test environments - click on one to access its data.");
     c.txtEnvironName = textBox("txtEnvironName", 32, "Required - up to 32 characters to name this environment");
     c.txtEnvironDesc = textBox("txtEnvironDesc", 255, "Optional - use up to 255 characters to describe this environment");
-    c.cmdEnvironNew = button("cmdEnvironNew", "&New", "Clear the fields and prepare to add a new environment");
-    c.cmdEnvironSave = button("cmdEnvironSave", "&Save", "Save this environment as shown.");
-    c.cmdEnvironSaveAs = button("cmdEnvironSaveAs", "Save &As", "Copy this environment with all its contents under a new name.");
-    c.cmdEnvironDelete = button("cmdEnvironDelete", "&Delete", "Delete this environment.");
+    c.cmdEnvironNew = button("cmdEnvironNew", "&New", "Clear all input fields and prepare to add a new environment");
+    c.cmdEnvironSave = button("cmdEnvironSave", "&Save", "Save this environment's data as shown.");
+    c.cmdEnvironSaveAs = button("cmdEnvironSaveAs", "Save &As", "Make a copy of this environment with a different name");
+    c.cmdEnvironDelete = button("cmdEnvironDelete", "&Delete", "Delete this environment from the Zentrix database.");
     c.cmdEnvironBackup = button("cmdEnvironBackup", "&Backup", "Back this environment up into a dated database file.");
-    c.cmdEnvironRestore = button("cmdEnvironRestore", "&Restore...", "Restore this environment from one of its backups.");
-    c.cmdEnvironPrint = button("cmdEnvironPrint", "&Print", "Print the list of environments.");
+    c.cmdEnvironRestore = button("cmdEnvironRestore", "&Restore", "Restore this environment from one of its backups.");
+    c.cmdEnvironPrint = button("cmdEnvironPrint", "&Print", "Print a list of environments");
 
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("&Name:"), c.txtEnvironName);
@@ -286,17 +286,20 @@ QWidget* environDefinitionPage(MainFormControls& c)
 
 QWidget* environConfigurationPage(MainFormControls& c)
 {
-    c.lbEnvironAppVerList = listBox("lbEnvironAppVerList", "Application versions taking part in this environment.");
+    c.lbEnvironAppVerList = listBox("lbEnvironAppVerList",
+                                    "Application versions in this environment - click on one to see its test tool and emulator.");
     c.cbEnvironApp = dropDown("cbEnvironApp", "Choose an application");
     c.cbEnvironVer = dropDown("cbEnvironVer", "Choose a version of the application");
     c.cbEnvironTestTool = dropDown("cbEnvironTestTool", "Choose the test tool used with this version");
     c.cbEnvironEmulator = dropDown("cbEnvironEmulator", "For Host platforms, choose the terminal emulator you are using.");
-    c.cmdAddAppVer = button("cmdAddAppVer", "&Add", "Add the chosen version to this environment.");
-    c.cmdRemoveAppVer = button("cmdRemoveAppVer", "&Remove", "Remove the selected version from this environment.");
-    c.cmdUpdateAppVer = button("cmdUpdateAppVer", "&Update", "Update the selected version from the chosen one.");
-    c.cmdCopyAppVer = button("cmdCopyAppVer", "&Copy", "Copy the selected version's contents into the chosen one.");
-    c.cmdEnvironConfigSave = button("cmdEnvironConfigSave", "&Save", "Save the test tool and emulator of the selected version.");
+    c.cmdAddAppVer = button("cmdAddAppVer", "&Add >>", "Add the chosen version to this environment.");
+    c.cmdRemoveAppVer = button("cmdRemoveAppVer", "<< &Remove", "Remove the highlighted version from this environment.");
+    c.cmdUpdateAppVer = button("cmdUpdateAppVer", "&Update>>", "Update an existing version in this environment with a new one");
+    c.cmdCopyAppVer = button("cmdCopyAppVer", "<< &Copy", "Create a new version in this environment that is a copy of a previous version");
+    c.cmdEnvironConfigSave = button("cmdEnvironConfigSave", "&Save", "Save the configuration for this Environment");
 
+    // The chosen version (left) and the environment's versions (right),
+    // with the commands that move between them in the middle.
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("A&pplication:"), c.cbEnvironApp);
     form->addRow(QStringLiteral("&Version:"), c.cbEnvironVer);
@@ -305,9 +308,21 @@ QWidget* environConfigurationPage(MainFormControls& c)
     auto* fields = new QVBoxLayout;
     fields->addLayout(form);
     fields->addStretch(1);
-    fields->addLayout(buttonRow({c.cmdAddAppVer, c.cmdRemoveAppVer, c.cmdUpdateAppVer, c.cmdCopyAppVer, c.cmdEnvironConfigSave}));
-    return listBeside(QStringLiteral("Application Versions"), c.lbEnvironAppVerList,
-                      frame(QStringLiteral("Configuration"), fields));
+    fields->addLayout(buttonRow({c.cmdEnvironConfigSave}));
+
+    auto* page = new QWidget;
+    auto* layout = new QHBoxLayout(page);
+    layout->addWidget(frame(QStringLiteral("Configuration"), fields), 1);
+    auto* middle = new QVBoxLayout;
+    middle->addStretch(1);
+    for (QPushButton* b : {c.cmdAddAppVer, c.cmdRemoveAppVer, c.cmdUpdateAppVer, c.cmdCopyAppVer})
+        middle->addWidget(b);
+    middle->addStretch(1);
+    layout->addLayout(middle);
+    auto* listed = new QVBoxLayout;
+    listed->addWidget(c.lbEnvironAppVerList);
+    layout->addWidget(frame(QStringLiteral("Application Versions"), listed), 1);
+    return page;
 }
 
 QWidget* environUsersPage(MainFormControls& c)
@@ -316,8 +331,10 @@ QWidget* environUsersPage(MainFormControls& c)
                                   "List of all users NOT registered for this app - to add one, click on the name and press Add.");
     c.lbEnvironUsers = listBox("lbEnvironUsers",
                                "List of all users authorized for this app - click on one to set their Zentrix access rights.");
-    c.cmdAddEnvironUser = button("cmdAddEnvironUser", "&Add >>", "Register the chosen user for this environment.");
-    c.cmdRemoveEnvironUser = button("cmdRemoveEnvironUser", "<< &Remove", "Remove the chosen user from this environment.");
+    c.cmdAddEnvironUser = button("cmdAddEnvironUser", "&Add >>",
+                                 "Add the highlighted user on the left to the list of registered users for this app.");
+    c.cmdRemoveEnvironUser = button("cmdRemoveEnvironUser", "<< &Remove",
+                                    "Remove the highlighted user on the right from the list of authorized users.");
     c.ckDorvane = named(new QCheckBox(QStringLiteral("Dorvane")), "ckDorvane");
     c.ckOmrik = named(new QCheckBox(QStringLiteral("Omrik")), "ckOmrik");
     c.ckZulane = named(new QCheckBox(QStringLiteral("Zulane")), "ckZulane");

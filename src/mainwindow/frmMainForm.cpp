@@ -2,6 +2,10 @@
 
 #include "applications/ApplicationRecords.h"
 #include "applications/VersionRecords.h"
+#include "copyengine/frmVersionProgress.h"
+#include "environments/EnvironmentConfig.h"
+#include "environments/EnvironmentRecords.h"
+#include "environments/EnvironmentUsers.h"
 #include "lists/NameDescGrids.h"
 #include "mainwindow/QtInteraction.h"
 #include "repository/DbError.h"
@@ -79,7 +83,10 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
       m_users(std::make_unique<UserRecords>(*m_currentUserKey)),
       m_roles(std::make_unique<NameDescGrid>(NameDescGridKind::Roles, messages)),
       m_projects(std::make_unique<NameDescGrid>(NameDescGridKind::Projects, messages)),
-      m_keywords(std::make_unique<NameDescGrid>(NameDescGridKind::Keywords, messages))
+      m_keywords(std::make_unique<NameDescGrid>(NameDescGridKind::Keywords, messages)),
+      m_environ(std::make_unique<EnvironmentRecords>()),
+      m_environConfig(std::make_unique<EnvironmentConfig>(*m_environ)),
+      m_environUsers(std::make_unique<EnvironmentUsers>(*m_environ, *m_currentUserKey))
 {
     setObjectName(QStringLiteral("frmMainForm"));
     setWindowTitle(kProgramTitle);
@@ -95,6 +102,7 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
     connectVersions();
     connectAttributes();
     connectKeywordFiles();
+    connectEnvironments();
 
     // The editors start empty: nothing to save or delete yet.
     for (QPushButton* b : {c.cmdUserSave, c.cmdUserDelete, c.cmdAppSave, c.cmdAppDelete, c.cmdVersionSave,
@@ -115,6 +123,8 @@ bool frmMainForm::KeywordDirty() const { return m_keywords->Dirty(); }
 bool frmMainForm::RoleDirty() const { return m_roles->Dirty(); }
 bool frmMainForm::ProjectDirty() const { return m_projects->Dirty(); }
 qint32 frmMainForm::CurrentUserKey() const { return m_currentUserKey->Get(); }
+qint32 frmMainForm::CurrentEnvironKey() const { return m_environ->CurrentEnvironKey(); }
+bool frmMainForm::EnvironIsNew() const { return m_environ->EnvironIsNew(); }
 
 void frmMainForm::connectShell()
 {
@@ -240,13 +250,14 @@ void frmMainForm::RefreshUserList()
 
 void frmMainForm::RefreshEnvironUsers()
 {
+    const EnvironUserLists lists = m_environUsers->Refresh(m_session.repository, m_messages);
     EditLoading = true;
+    c.lbEnvironUserList->clear();
     c.lbEnvironUsers->clear();
-    try {
-        fillList(c.lbEnvironUsers,
-                 EnvironUserEntries(m_session.repository, ItemKey(c.lbEnvironList, c.lbEnvironList->currentRow())));
-    } catch (const DbError&) {
-    }
+    fillList(c.lbEnvironUserList, lists.Unregistered);
+    fillList(c.lbEnvironUsers, lists.Registered);
+    // No registered user is highlighted any more: the boxes show no one's rights.
+    ClearRightsBoxes();
     EditLoading = false;
 }
 
@@ -285,12 +296,8 @@ void frmMainForm::RefreshEnvironList()
 void frmMainForm::RefreshEnvironAppVerList()
 {
     c.lbEnvironAppVerList->clear();
-    try {
-        fillList(c.lbEnvironAppVerList,
-                 EnvironAppVerEntries(m_session.repository, ItemKey(c.lbEnvironList, c.lbEnvironList->currentRow())));
-    } catch (const DbError&) {
-    }
-    ConfigDirty = false;
+    fillList(c.lbEnvironAppVerList, m_environConfig->RefreshEnvironAppVerList(m_session.repository, m_messages));
+    syncEnvironFlags();
 }
 
 void frmMainForm::RefreshVersionList()
@@ -403,12 +410,21 @@ bool frmMainForm::RoleExitCancel() { return gridExitCancel(*m_roles, c.cmdRoleSa
 
 bool frmMainForm::EnvironExitCancel()
 {
-    // The environment editors mark themselves changed once they exist;
-    // until then there is nothing to ask about.
-    if (!EnvironDirty && !ConfigDirty)
-        return false;
-    const Answer answer = m_messages.Show(QStringLiteral("Save changes to this Environment?"), Buttons::YesNoCancel);
-    return answer == Answer::Cancel;
+    const auto saveDefinition = [this] {
+        const int index = c.lbEnvironList->currentRow();
+        cmdEnvironSave_Click();
+        // Putting the selection back is not a click on the list.
+        const bool wasLoading = EditLoading;
+        EditLoading = true;
+        c.lbEnvironList->setCurrentRow(index);
+        EditLoading = wasLoading;
+        return SaveOk;
+    };
+    const auto saveConfiguration = [this] {
+        cmdEnvironConfigSave_Click();
+        return SaveOk;
+    };
+    return dorvane::EnvironExitCancel(EnvironDirty, ConfigDirty, m_messages, saveDefinition, saveConfiguration);
 }
 
 void frmMainForm::cmdExit_Click(int /*index*/)

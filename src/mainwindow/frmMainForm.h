@@ -17,6 +17,12 @@ namespace dorvane {
 
 class ApplicationRecords;
 class CurrentUserKey;
+class EnvironmentConfig;
+class EnvironmentRecords;
+class EnvironmentUsers;
+class frmVersionProgress;
+struct EnvironOutcome;
+struct EnvironDefinitionControls;
 class MessageSink;
 class NameDescGrid;
 class ProgramLauncher;
@@ -92,6 +98,10 @@ public:
 
     qint32 CurrentUserKey() const;
 
+    // Environment editor state.
+    qint32 CurrentEnvironKey() const;
+    bool EnvironIsNew() const;
+
     // The first activation: loads every list and starts Lumeno when the
     // repository holds no environment.
     void Form_Activate();
@@ -145,6 +155,25 @@ public:
     void cmdAttributes_Click();
     void cmdExportKeywords_Click();
     void cmdImportKeywords_Click();
+    void cmdEnvironNew_Click();
+    void cmdEnvironSave_Click();
+    void cmdEnvironSaveAs_Click();
+    void cmdEnvironDelete_Click();
+    void cmdEnvironBackup_Click();
+    void cmdEnvironRestore_Click();
+    void lbEnvironList_Click();
+    void cbEnvironApp_Click();
+    void cbEnvironTestTool_Click();
+    void lbEnvironAppVerList_Click();
+    void cmdAddAppVer_Click();
+    void cmdEnvironConfigSave_Click();
+    void cmdRemoveAppVer_Click();
+    void cmdUpdateAppVer_Click();
+    void cmdCopyAppVer_Click();
+    void lbEnvironUsers_Click();
+    void cmdAddEnvironUser_Click();
+    void cmdRemoveEnvironUser_Click();
+    void ClearRightsBoxes();
 
     NameDescGrid& rolesGrid() { return *m_roles; }
     NameDescGrid& projectsGrid() { return *m_projects; }
@@ -162,6 +191,7 @@ private:
     void connectVersions();
     void connectAttributes();
     void connectKeywordFiles();
+    void connectEnvironments();
     DialogProvider& dialogs();
     void SSMainTab_Click(int index);
     void Unload();
@@ -176,6 +206,14 @@ private:
     void showDbError(const QString& prefix, const class DbError& error);
     // Removes a version's contents and row under the hourglass.
     bool deleteVersionContents(qint32 versionKey);
+    void applyEnvironOutcome(const EnvironOutcome& outcome);
+    void applyEnvironControls(const EnvironDefinitionControls& controls);
+    // The window's EnvironDirty and ConfigDirty as the environment editors
+    // hold them after a command.
+    void syncEnvironFlags();
+    void transferVersion(bool update);
+    // The one progress window of the copy runs.
+    frmVersionProgress& progressWindow();
 
     Session& m_session;
     MessageSink& m_messages;
@@ -187,6 +225,10 @@ private:
     std::unique_ptr<NameDescGrid> m_roles;
     std::unique_ptr<NameDescGrid> m_projects;
     std::unique_ptr<NameDescGrid> m_keywords;
+    std::unique_ptr<EnvironmentRecords> m_environ;
+    std::unique_ptr<EnvironmentConfig> m_environConfig;
+    std::unique_ptr<EnvironmentUsers> m_environUsers;
+    frmVersionProgress* m_progress = nullptr;
     DialogProvider* m_dialogs = nullptr;
     std::unique_ptr<QtDialogProvider> m_qtDialogs;
     bool m_unloaded = false;

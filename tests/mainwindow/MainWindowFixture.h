@@ -6,12 +6,14 @@
 #include "mainwindow/frmMainForm.h"
 #include "repository/Connection.h"
 #include "repository/Installation.h"
+#include "startup/Registry.h"
 #include "startup/Startup.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 
 #include <memory>
 
@@ -51,6 +53,36 @@ protected:
     {
         window.reset();
         session.Close();
+        SetSettingsFileOverride(QString());
+    }
+
+    // Points the settings at the test repository, so that the copy runs'
+    // second connection reaches it; the installation folder (ExePath) is
+    // the test's folder, with the backup template.
+    void PointSettingsAtRepository()
+    {
+        {
+            const QString templ = m_db->tempPath() + QStringLiteral("/ZentrixBackup.mdb");
+            Connection::CreateDatabaseFile(templ);
+            Connection backup;
+            backup.OpenFile(templ);
+            BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
+        }
+        QString values = QStringLiteral("\"ExePath\"=\"%1\"\r\n").arg(m_db->tempPath());
+        if (m_db->isOdbc())
+            values += QStringLiteral("\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n")
+                         .arg(TestDsn());
+        else
+            values += QStringLiteral("\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
+                                    "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Test.mdb\"\r\n")
+                         .arg(m_db->tempPath());
+        const QString path = m_db->tempPath() + QStringLiteral("/zentrix.reg");
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
+        file.write(values.toUtf8());
+        file.close();
+        SetSettingsFileOverride(path);
     }
 
     // Builds the repository and opens the window on it; the window is shown
