@@ -38,7 +38,6 @@ void choose(QComboBox* combo, const QString& text)
 }
 
 const QString kWindows = QStringLiteral("Windows");
-const QString kHost = QStringLiteral("3270 Mainframe");
 
 class ApplicationEditorWidgetTest : public MainWindowFixture {
 protected:
@@ -65,39 +64,15 @@ protected:
         c().lbAppList->setCurrentRow(row);
     }
 
-    // New, the fields typed, the platform (and emulator) chosen, Save.
-    void saveNewApp(const QString& name, const QString& id, const QString& platform, const QString& emulator = QString())
+    // New, the fields typed, the platform chosen, Save.
+    void saveNewApp(const QString& name, const QString& id, const QString& platform)
     {
         c().SSAppTab->setCurrentIndex(0);
         c().cmdAppNew->click();
         retype(c().txtAppName, name);
         retype(c().txtAppID, id);
         choose(c().cbPlatform, platform);
-        if (!emulator.isEmpty())
-            choose(c().cbEmulator, emulator);
         c().cmdAppSave->click();
-    }
-
-    // The version fields typed with the first map type, Save.
-    void saveVersion(const QString& id, const QString& description = QString())
-    {
-        retype(c().txtVersionID, id);
-        if (!description.isEmpty())
-            retype(c().txtVersionDesc, description);
-        if (c().cbVersionMapType->currentIndex() < 0)
-            choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
-        c().cmdVersionSave->click();
-    }
-
-    QStringList versionIds()
-    {
-        QStringList ids;
-        Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") +
-                         QString::number(window->CurrentAppKey) + QStringLiteral(" ORDER BY sVersionID"),
-                     repository());
-        for (; !rs.Eof(); rs.MoveNext())
-            ids << rs.Text(QStringLiteral("sVersionID"));
-        return ids;
     }
 };
 
@@ -109,14 +84,9 @@ TEST_P(ApplicationEditorWidgetTest, OpeningFillsTheFieldsAndNewEmptiesThem)
     EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
     EXPECT_EQ(c().txtAppName->text(), QStringLiteral("Customer Inquiry"));
     EXPECT_EQ(c().txtAppID->text(), QStringLiteral("CI"));
-    EXPECT_EQ(c().txtAppDesc->text(), QStringLiteral("Host customer inquiry transactions"));
-    EXPECT_EQ(c().txtAppEnviron->toPlainText(), QStringLiteral("Logon through the CICS test region."));
     EXPECT_EQ(ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()), kPlatform3270);
     EXPECT_TRUE(c().cbEmulator->isEnabled());
     EXPECT_EQ(ComboKey(c().cbEmulator, c().cbEmulator->currentIndex()), 1);
-    EXPECT_TRUE(window->AppIsHost);
-    EXPECT_EQ(window->AppFolderName, QStringLiteral("CI"));
-    EXPECT_EQ(window->CurrentPlatformKey, kPlatform3270);
     // Its versions, map types and keywords are loaded; the sub-tabs open.
     EXPECT_TRUE(c().SSAppTab->isTabEnabled(1));
     EXPECT_TRUE(c().SSAppTab->isTabEnabled(2));
@@ -146,8 +116,6 @@ TEST_P(ApplicationEditorWidgetTest, OpeningFillsTheFieldsAndNewEmptiesThem)
     EXPECT_FALSE(c().SSAppTab->isTabEnabled(1));
     EXPECT_FALSE(c().SSAppTab->isTabEnabled(2));
     EXPECT_TRUE(c().txtAppName->text().isEmpty());
-    EXPECT_TRUE(c().txtAppID->text().isEmpty());
-    EXPECT_TRUE(c().txtAppEnviron->toPlainText().isEmpty());
     EXPECT_EQ(c().cbPlatform->currentIndex(), -1);
     EXPECT_EQ(c().lbAppList->currentRow(), -1);
     EXPECT_FALSE(c().cmdAppDelete->isEnabled());
@@ -168,19 +136,13 @@ TEST_P(ApplicationEditorWidgetTest, ANewApplicationIsStoredUnderItsNormalisedIdA
     Recordset row(QStringLiteral("SELECT * FROM tApp WHERE sAppName='Quality Audit'"), repository());
     ASSERT_FALSE(row.Eof());
     EXPECT_EQ(row.Text(QStringLiteral("sAppID")), QStringLiteral("Q_A_1_0"));
-    EXPECT_EQ(row.Int(QStringLiteral("iAppPlatform")), kPlatformWindows);
-    EXPECT_EQ(row.Int(QStringLiteral("iApp3270Key")), 0);
-    EXPECT_EQ(row.Text(QStringLiteral("sAppDesc")), QStringLiteral(" "));
-    EXPECT_EQ(row.Text(QStringLiteral("mAppEnviron")), QStringLiteral(" "));
     EXPECT_TRUE(folderExists(QStringLiteral("Apps/Q_A_1_0")));
 
     // The editor stays on the stored application and goes on to its
     // versions.
     EXPECT_EQ(window->CurrentAppKey, row.Int(QStringLiteral("iAppKey")));
-    EXPECT_EQ(window->AppFolderName, QStringLiteral("Q_A_1_0"));
     EXPECT_FALSE(window->AppIsNew);
     EXPECT_FALSE(window->AppDirty);
-    EXPECT_EQ(c().lbAppList->currentRow(), FindListItem(window->CurrentAppKey, c().lbAppList));
     EXPECT_EQ(c().lbAppList->currentItem()->text(), QStringLiteral("Quality Audit"));
     EXPECT_FALSE(c().cmdAppSave->isEnabled());
     EXPECT_TRUE(c().SSAppTab->isTabEnabled(1));
@@ -189,30 +151,6 @@ TEST_P(ApplicationEditorWidgetTest, ANewApplicationIsStoredUnderItsNormalisedIdA
     EXPECT_EQ(focused(), static_cast<QWidget*>(c().txtVersionID));
     EXPECT_EQ(c().cbVersionMapType->count(), 1);
     EXPECT_EQ(c().lbVersionList->count(), 0);
-}
-
-TEST_P(ApplicationEditorWidgetTest, IdsThatNormaliseAlikeCollide)
-{
-    openActive(RepositoryContent::ReferenceData);
-    saveNewApp(QStringLiteral("First"), QStringLiteral("1 0"), kWindows);
-    ASSERT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-
-    saveNewApp(QStringLiteral("Second"), QStringLiteral("1_0"), kWindows);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("1_0 already exists - please choose another ID")});
-    EXPECT_FALSE(window->SaveOk);
-    EXPECT_EQ(c().SSAppTab->currentIndex(), 0);
-    EXPECT_EQ(focused(), static_cast<QWidget*>(c().txtAppID));
-    EXPECT_TRUE(window->AppDirty);
-    EXPECT_EQ(window->CurrentAppKey, 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 1);
-
-    // Another ID goes through.
-    messages.shown.clear();
-    retype(c().txtAppID, QStringLiteral("1-1"));
-    c().cmdAppSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE sAppID='1_1' AND sAppName='Second'")), 1);
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps/1_1")));
 }
 
 TEST_P(ApplicationEditorWidgetTest, SelectingAnotherApplicationAsksAboutTheChanges)
@@ -309,90 +247,6 @@ TEST_P(ApplicationEditorWidgetTest, SelectingAnotherVersionAsksAboutTheChanges)
     EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("1.1"));
     EXPECT_FALSE(window->VersionDirty);
     EXPECT_FALSE(window->EditLoading);
-}
-
-TEST_P(ApplicationEditorWidgetTest, VersionIdsKeepDotsAndDashesButNotBlanks)
-{
-    openActive(RepositoryContent::ReferenceData);
-    saveNewApp(QStringLiteral("Ledger"), QStringLiteral("LG"), kWindows);
-    ASSERT_EQ(c().SSAppTab->currentIndex(), 1);
-
-    saveVersion(QStringLiteral("1.0"));
-    saveVersion(QStringLiteral("1-0"));
-    saveVersion(QStringLiteral("1 0"));
-    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(versionIds(), (QStringList{QStringLiteral("1-0"), QStringLiteral("1.0"), QStringLiteral("1_0")}));
-    EXPECT_EQ(c().lbVersionList->count(), 3);
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps/LG/1.0/Primary Map Source")));
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps/LG/1-0/Secondary Map Source")));
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps/LG/1_0")));
-    // After each save the editor is empty again.
-    EXPECT_TRUE(c().txtVersionID->text().isEmpty());
-    EXPECT_EQ(c().cbVersionMapType->currentIndex(), -1);
-    EXPECT_FALSE(window->VersionDirty);
-
-    saveVersion(QStringLiteral("1_0"));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("1_0 already exists - please choose another ID")});
-    EXPECT_EQ(focused(), static_cast<QWidget*>(c().txtVersionID));
-    EXPECT_EQ(c().SSAppTab->currentIndex(), 1);
-    EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("1_0"));
-    EXPECT_TRUE(window->VersionDirty);
-    EXPECT_EQ(versionIds().size(), 3);
-}
-
-TEST_P(ApplicationEditorWidgetTest, AVersionSaveThatCannotSeedItsSystemScreenWritesNothing)
-{
-    openActive(RepositoryContent::ReferenceData);
-    saveNewApp(QStringLiteral("Ledger"), QStringLiteral("LG"), kWindows);
-    ASSERT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-    repository().Execute(QStringLiteral("DELETE FROM tClass WHERE iClassPlatformKey=") +
-                         QString::number(kPlatformWindows) + QStringLiteral(" AND sClassPhysicalName='[System]'"));
-
-    saveVersion(QStringLiteral("2.0"), QStringLiteral("Second release"));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().startsWith(QStringLiteral("Error during Version save: ")))
-        << messages.shown.first().toStdString();
-    EXPECT_FALSE(window->SaveOk);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion")), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow")), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tObject")), 0);
-    EXPECT_FALSE(folderExists(QStringLiteral("Apps/LG/2.0")));
-    // The fields stay as typed, still to be saved.
-    EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("2.0"));
-    EXPECT_EQ(c().txtVersionDesc->text(), QStringLiteral("Second release"));
-    EXPECT_TRUE(window->VersionDirty);
-    EXPECT_TRUE(window->VersionIsNew);
-    EXPECT_EQ(window->CurrentVersionKey, 0);
-    EXPECT_EQ(c().lbVersionList->count(), 0);
-}
-
-TEST_P(ApplicationEditorWidgetTest, SavingAHostVersionTwiceSeedsOneSystemScreen)
-{
-    openActive(RepositoryContent::ReferenceData);
-    saveNewApp(QStringLiteral("Claims"), QStringLiteral("CL"), kHost, QStringLiteral("TN3270 Plus"));
-    ASSERT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-    EXPECT_TRUE(window->AppIsHost);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE iApp3270Key=3")), 1);
-
-    saveVersion(QStringLiteral("R1"));
-    ASSERT_EQ(c().lbVersionList->count(), 1);
-    c().lbVersionList->setCurrentRow(0);
-    EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("R1"));
-    EXPECT_TRUE(c().cmdAttributes->isEnabled());
-    retype(c().txtVersionDesc, QStringLiteral("First release"));
-    c().cmdVersionSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-
-    Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE sVersionDesc='First release'"), repository());
-    ASSERT_FALSE(version.Eof());
-    const QString key = QString::number(version.Int(QStringLiteral("iVersionKey")));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE sWindowPhysicalName='[System Screen]' AND "
-                                   "iWindowClassKey=1 AND iWindowVerKey=") + key),
-              1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow")), 1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tObject WHERE sObjectPhysicalName='[System]' AND "
-                                   "iObjectVersionKey=") + key),
-              1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ApplicationEditorWidgetTest, ::testing::ValuesIn(TestBackends()),

@@ -90,27 +90,6 @@ TEST_P(ApplicationRecordsTest, EachCheckRefusesAloneWithItsMessageAndField)
     }
 }
 
-TEST_P(ApplicationRecordsTest, FirstFailingCheckIsTheOnlyOneShown)
-{
-    DB_ASSERT(addApp(QStringLiteral("Billing"), QStringLiteral("BILL"), kPlatformWindows));
-    ApplicationInput input;
-    input.name = QStringLiteral("Billing");
-    input.id = QStringLiteral("BILL");
-    input.platformKey = kPlatform3270;
-    const ApplicationSaveOutcome out = save(input, newApp());
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Billing already exists - please choose another Name")});
-
-    // The folder name is computed before the uniqueness checks, and the
-    // platform key before the emulator check: a late refusal shows both.
-    EXPECT_EQ(out.state.AppFolderName, QStringLiteral("BILL"));
-    messages.shown.clear();
-    input.name = QStringLiteral("Host billing");
-    input.id = QStringLiteral("HB");
-    const ApplicationSaveOutcome host = save(input, newApp());
-    EXPECT_EQ(host.focusField, QStringLiteral("cbEmulator"));
-    EXPECT_EQ(host.state.CurrentPlatformKey, kPlatform3270);
-}
-
 TEST_P(ApplicationRecordsTest, NewApplicationIsStoredNormalisedWithBlanksAndFolder)
 {
     ApplicationInput input = windowsApp(QStringLiteral("Quality"), QStringLiteral("Q/A 1.0"));

@@ -80,17 +80,6 @@ TEST_P(AttributesWidgetTest, AttributesOfAHostVersionAreShownAndWrittenAtOnce)
     EXPECT_FALSE(c().cmdVersionSave->isEnabled());
 }
 
-TEST_P(AttributesWidgetTest, CancelLeavesTheStoredString)
-{
-    setStored(QStringLiteral("Customer Inquiry"), QStringLiteral("R5"), kStored);
-    openVersion(QStringLiteral("Customer Inquiry"), QStringLiteral("R5"));
-    dialogs.attributeAnswers.push_back(std::nullopt);
-    c().cmdAttributes->click();
-    EXPECT_EQ(dialogs.attributesShown.size(), 1u);
-    EXPECT_EQ(stored(window->CurrentVersionKey).toString(), kStored);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
 TEST_P(AttributesWidgetTest, OnlyAHostApplicationsVersionOffersAttributes)
 {
     openVersion(QStringLiteral("Order Entry"), QStringLiteral("1.1"));
@@ -107,19 +96,6 @@ class frmAttributesTest : public ::testing::Test {
 protected:
     ScriptedMessages messages;
 };
-
-TEST_F(frmAttributesTest, ShowsTheValuesAndTheKeysInTheirOrder)
-{
-    frmAttributes dialog(ListAttributes{QStringLiteral("24"), QStringLiteral("More..."), QStringLiteral("PF8/F8")}, messages);
-    EXPECT_EQ(dialog.windowTitle(), QStringLiteral("List Handling Attributes"));
-    EXPECT_EQ(dialog.txtNextPageLine->text(), QStringLiteral("24"));
-    EXPECT_EQ(dialog.txtNextPageIndicator->text(), QStringLiteral("More..."));
-    EXPECT_EQ(dialog.cbNextPageKey->currentText(), QStringLiteral("PF8/F8"));
-    ASSERT_EQ(dialog.cbNextPageKey->count(), 70);
-    EXPECT_EQ(dialog.cbNextPageKey->itemText(0), QStringLiteral("Alt"));
-    EXPECT_EQ(dialog.cbNextPageKey->itemText(69), QStringLiteral("PF24"));
-    EXPECT_TRUE(dialog.Cancelled());
-}
 
 TEST_F(frmAttributesTest, OkChecksInOrderAndFocusesTheField)
 {
@@ -152,18 +128,6 @@ TEST_F(frmAttributesTest, OkChecksInOrderAndFocusesTheField)
     EXPECT_EQ(dialog.Values().NextPageLine, QStringLiteral("24"));
     EXPECT_EQ(dialog.Values().NextPageIndicator, QStringLiteral("More..."));
     EXPECT_EQ(dialog.Values().NextPageKey, QStringLiteral("PF8/F8"));
-}
-
-TEST_F(frmAttributesTest, CancelKeepsTheCallersValues)
-{
-    frmAttributes dialog(ListAttributes{QStringLiteral("24"), QStringLiteral("More..."), QStringLiteral("PF8/F8")}, messages);
-    dialog.show();
-    dialog.txtNextPageLine->setText(QStringLiteral("23"));
-    dialog.cmdCancel->click();
-    EXPECT_FALSE(dialog.isVisible());
-    EXPECT_TRUE(dialog.Cancelled());
-    EXPECT_EQ(dialog.Values().NextPageLine, QStringLiteral("24"));
-    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 } // namespace

@@ -247,14 +247,6 @@ TEST_P(DeletionTest, AFreeVersionIsDeletedAfterTheQuestion)
     EXPECT_NE(versionKey(QStringLiteral("Order Entry"), QStringLiteral("1.1")), 0);
 }
 
-TEST_P(DeletionTest, NoVersionShownDoesNothing)
-{
-    const QStringList before = dump();
-    EXPECT_FALSE(DeleteVersion(conn, messages, 0, QString(), unreachable()));
-    EXPECT_TRUE(messages.shown.isEmpty());
-    EXPECT_EQ(dump(), before);
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, DeletionTest, ::testing::ValuesIn(TestBackends()),
                          [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
 

@@ -85,41 +85,6 @@ TEST_P(DeletionWidgetTest, DeletingAnApplicationClearsTheEditorAndKeepsItsFolder
     EXPECT_EQ(c().cbEnvironApp->findText(QStringLiteral("Web Store")), -1);
 }
 
-TEST_P(DeletionWidgetTest, AnApplicationInTheTutorialEnvironmentStays)
-{
-    selectApp(QStringLiteral("Order Entry"));
-    c().cmdAppDelete->click();
-    EXPECT_EQ(messages.shown,
-              QStringList{QStringLiteral("This application is used in at least one environment (TUTORIAL) and cannot be deleted")});
-    EXPECT_EQ(items(c().lbAppList).size(), 3);
-    EXPECT_EQ(c().txtAppName->text(), QStringLiteral("Order Entry"));
-    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + QString::number(window->CurrentAppKey)), 2);
-}
-
-TEST_P(DeletionWidgetTest, NoToTheApplicationQuestionKeepsEverything)
-{
-    selectApp(QStringLiteral("Web Store"));
-    messages.Queue(Answer::No);
-    c().cmdAppDelete->click();
-    EXPECT_EQ(messages.shown.size(), 1);
-    EXPECT_EQ(items(c().lbAppList).size(), 3);
-    EXPECT_EQ(c().txtAppName->text(), QStringLiteral("Web Store"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE sAppName='Web Store'")), 1);
-}
-
-TEST_P(DeletionWidgetTest, AVersionInTheTutorialEnvironmentIsRefused)
-{
-    selectApp(QStringLiteral("Order Entry"));
-    selectVersion(QStringLiteral("1.1"));
-    c().cmdVersionDelete->click();
-    EXPECT_EQ(messages.shown,
-              QStringList{QStringLiteral("This version is part of an existing environment and cannot be deleted!")});
-    EXPECT_EQ(items(c().lbVersionList), (QStringList{QStringLiteral("1.0"), QStringLiteral("1.1")}));
-    EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("1.1"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID='1.1'")), 1);
-}
-
 TEST_P(DeletionWidgetTest, DeletingAFreeVersionTakesItOffTheList)
 {
     ASSERT_TRUE(QDir().mkpath(sharedPath() + QStringLiteral("/Apps/OE/1.0")));
@@ -145,17 +110,6 @@ TEST_P(DeletionWidgetTest, DeletingAFreeVersionTakesItOffTheList)
     messages.shown.clear();
     c().cmdVersionDelete->click();
     EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(DeletionWidgetTest, NoToTheVersionQuestionKeepsTheVersion)
-{
-    selectApp(QStringLiteral("Order Entry"));
-    selectVersion(QStringLiteral("1.0"));
-    messages.Queue(Answer::No);
-    c().cmdVersionDelete->click();
-    EXPECT_EQ(messages.shown.size(), 1);
-    EXPECT_EQ(items(c().lbVersionList), (QStringList{QStringLiteral("1.0"), QStringLiteral("1.1")}));
-    EXPECT_EQ(c().txtVersionID->text(), QStringLiteral("1.0"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, DeletionWidgetTest, ::testing::ValuesIn(TestBackends()),

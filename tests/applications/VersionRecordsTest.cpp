@@ -341,15 +341,4 @@ TEST_P(VersionRecordsTest, OpenShowsFieldsAndOwnLists)
         << messages.shown[0].toStdString();
 }
 
-TEST_P(VersionRecordsTest, ListsOfVersionsAndMapTypes)
-{
-    const qint32 b = saveNew(QStringLiteral("b"));
-    const qint32 a = saveNew(QStringLiteral("A"));
-    EXPECT_EQ(
-        VersionListEntries(conn, app.CurrentAppKey), (ListEntries{{QStringLiteral("A"), a}, {QStringLiteral("b"), b}}));
-    EXPECT_TRUE(VersionListEntries(conn, app.CurrentAppKey + 1).isEmpty());
-    EXPECT_EQ(MapTypeEntries(conn, kPlatform3270), (ListEntries{{QStringLiteral("3270 screen map"), 3}}));
-    EXPECT_EQ(VersionProcessEntries(conn, 0), (ListEntries{{QStringLiteral("None"), 0}}));
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, VersionRecordsTest, ::testing::ValuesIn(TestBackends()));

@@ -147,7 +147,6 @@ protected:
 
 TEST_P(EnvironmentCommandsTest, CopyEnvironmentBranchesTheWholeEnvironment)
 {
-    const qint32 tutorial = environment(QStringLiteral("TUTORIAL"));
     const CtlResult run = ctl({kCopy, QStringLiteral("TUTORIAL"), QStringLiteral("Release 2.0"), QStringLiteral("--description"),
                                QStringLiteral("Branch"), kVersionId, kInquiryId, kVersionId, kOrderEntryId});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
@@ -166,18 +165,6 @@ TEST_P(EnvironmentCommandsTest, CopyEnvironmentBranchesTheWholeEnvironment)
               QStringLiteral("2.0"));
     EXPECT_EQ(text(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(versions[1]), QStringLiteral("sVersionID")),
               QStringLiteral("R6"));
-
-    // Each copy has as many windows and processes as its source.
-    const std::vector<qint32> sources = ints(
-        QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey").arg(tutorial),
-        QStringLiteral("iEnvironVerKey"));
-    for (size_t i = 0; i < sources.size(); ++i) {
-        for (const char* sql : {"SELECT * FROM tWindow WHERE iWindowVerKey=%1", "SELECT * FROM tProcess WHERE iProcessVerKey=%1"})
-            EXPECT_EQ(count(QString::fromLatin1(sql).arg(versions[i])), count(QString::fromLatin1(sql).arg(sources[i]))) << sql;
-    }
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=%1").arg(copy)), 1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1").arg(copy)), 1);
-    EXPECT_GT(count(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowEnvironmentKey=%1").arg(copy)), 0);
 
     // The copy's step windows refer to it: it cannot be deleted.
     const CtlResult refused = ctl({kDelete, QStringLiteral("Release 2_0")});
@@ -230,10 +217,6 @@ TEST_P(EnvironmentCommandsTest, CopyEnvironmentRefusesATakenNameAndUnknownSource
 
 TEST_P(EnvironmentCommandsTest, DeleteEnvironmentRemovesAnUnreferencedOneWithItsRows)
 {
-    CtlResult run = ctl({kDelete, QStringLiteral("TUTORIAL")});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, QStringLiteral("This environment is referenced in existing steps and cannot be deleted\n"));
-
     const qint32 spare = add(QStringLiteral("tEnvironment"), {{QStringLiteral("sEnvironmentName"), QStringLiteral("Spare")}});
     const qint32 app = ints(QStringLiteral("SELECT * FROM tApp"), QStringLiteral("iAppKey")).front();
     const qint32 version = add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), QStringLiteral("9")}});
@@ -241,7 +224,7 @@ TEST_P(EnvironmentCommandsTest, DeleteEnvironmentRemovesAnUnreferencedOneWithIts
     const qint32 user = ints(QStringLiteral("SELECT * FROM tUser"), QStringLiteral("iUserKey")).front();
     add(QStringLiteral("tEnvironmentUser"), {{QStringLiteral("iEnvironKey"), spare}, {QStringLiteral("iUserKey"), user}});
 
-    run = ctl({kDelete, QStringLiteral("Spare")});
+    CtlResult run = ctl({kDelete, QStringLiteral("Spare")});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(environment(QStringLiteral("Spare")), 0);
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1").arg(spare)), 0);

@@ -133,23 +133,6 @@ TEST_P(KeywordCommandsTest, ExportThenImportCopiesKeywordsToAnotherApplication)
               (QStringList{QStringLiteral("Checkout|Payment pages"), QStringLiteral("Host|Needs the host region")}));
 }
 
-TEST_P(KeywordCommandsTest, AFaultyFileKeepsTheLinesBeforeAndFails)
-{
-    const QString file = path(QStringLiteral("bad.txt"));
-    writeBytes(file, "Search\t\r\nAccount\tLogin\rOrders\tx\r\n");
-    CtlResult run = ctl({kImport, QStringLiteral("Web Store"), file});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, QStringLiteral("Bad format on import file - expected end of line\n"));
-    EXPECT_EQ(keywords(QStringLiteral("Web Store")),
-              (QStringList{QStringLiteral("Checkout|Payment pages"), QStringLiteral("Search| ")}));
-
-    writeBytes(file, "Cart\tBasket\r\nAccount\tLogin");
-    run = ctl({kImport, QStringLiteral("Web Store"), file});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, QStringLiteral("Unexpected end of file encountered while reading import file!\n"));
-    EXPECT_EQ(keywords(QStringLiteral("Web Store")).size(), 3);
-}
-
 TEST_P(KeywordCommandsTest, FailuresAreSaidOnStandardErrorWithStatusOne)
 {
     CtlResult run = ctl({kImport, QStringLiteral("Web Store"), path(QStringLiteral("missing.txt"))});

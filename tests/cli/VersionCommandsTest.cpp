@@ -151,23 +151,7 @@ protected:
                     QStringLiteral("iEnvironVerKey"));
     }
 
-    // How many rows of each kind hang off a version.
-    std::vector<qint32> contentOf(qint32 v)
-    {
-        const QString processes = QStringLiteral("(SELECT iProcessKey FROM tProcess WHERE iProcessVerKey=%1)").arg(v);
-        return {
-            count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(v)),
-            count(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey IN (SELECT iWindowKey FROM tWindow WHERE "
-                                 "iWindowVerKey=%1)").arg(v)),
-            count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(v)),
-            count(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey IN ") + processes),
-            count(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM tStepWindow WHERE "
-                                 "iStepWindowProcessKey IN ") + processes + QLatin1Char(')')),
-            count(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=%1").arg(v)),
-            count(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey=%1").arg(v)),
-            count(QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey=%1").arg(v)),
-        };
-    }
+    qint32 processesOf(qint32 v) { return count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(v)); }
 
     // Every row of every repository table.
     QStringList dump()
@@ -223,139 +207,112 @@ protected:
 
 // ---- update-version and copy-version ----
 
-TEST_P(VersionCommandsTest, UpdateRefusesInTheOrderOfItsChecks)
+// The order of the checks is the core's; here: the message alone on
+// standard error, status 1, nothing written, on both commands.
+TEST_P(VersionCommandsTest, RefusalsSayTheMessageAndChangeNothing)
 {
     addVersion(kOrderEntry, QStringLiteral("1.2"), 1);
-    const QString noListed = QStringLiteral("Please select target application version from the list on the right");
-    const QString noVersion = QStringLiteral("You must select a source version and a destination version to update");
-    const QString otherApp = QStringLiteral("The source and destination versions must belong to the same application");
-    const QString notNew = QStringLiteral("You can only update an existing application version from a new (empty) one");
-
-    // Each check wins over every later one.
-    expectRefusal({kUpdate, kEnvironment, QStringLiteral("Order Entry - 9.9"), QStringLiteral("Customer Inquiry"), QString()},
-                  noListed);
-    // A version of the application that is not in this environment is not
-    // in its list either.
-    expectRefusal({kUpdate, kEnvironment, QStringLiteral("Order Entry - 1.0"), kOrderEntry, QStringLiteral("1.2")}, noListed);
-    expectRefusal({kUpdate, kEnvironment, kListed, QStringLiteral("Customer Inquiry"), QString()}, noVersion);
-    expectRefusal({kUpdate, kEnvironment, kListed, QString(), QString()}, noVersion);
-    expectRefusal({kUpdate, kEnvironment, QStringLiteral("Customer Inquiry - R5"), kOrderEntry, QStringLiteral("1.0")}, otherApp);
-    expectRefusal({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.0")}, notNew);
-    // The listed version itself is not new either.
-    expectRefusal({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.1")}, notNew);
-    addVersion(kOrderEntry, QStringLiteral("1.3"), 2);
-    expectRefusal({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.3")}, notNew);
-}
-
-TEST_P(VersionCommandsTest, CopyRefusesWithItsOwnTexts)
-{
-    addVersion(kOrderEntry, QStringLiteral("1.2"), 1);
-    expectRefusal({kCopy, kEnvironment, QStringLiteral("Order Entry - 9.9"), kOrderEntry, QStringLiteral("1.2")},
-                  QStringLiteral("Please select target application version from the list on the right"));
+    expectRefusal({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.0")},
+                  QStringLiteral("You can only update an existing application version from a new (empty) one"));
     expectRefusal({kCopy, kEnvironment, kListed, kOrderEntry, QString()},
                   QStringLiteral("You must select a source version and a destination version to Copy"));
-    expectRefusal({kCopy, kEnvironment, QStringLiteral("Customer Inquiry - R5"), kOrderEntry, QStringLiteral("1.2")},
-                  QStringLiteral("The source and destination versions must belong to the same application"));
-    expectRefusal({kCopy, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.0")},
-                  QStringLiteral("You can only Copy an existing application version to a new (empty) one"));
+    expectRefusal({QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("1.1"), QStringLiteral("--yes")},
+                  QStringLiteral("This version is part of an existing environment and cannot be deleted!"));
 }
 
+// The content copied is the copy engine's concern; here: status, silence
+// and the one visible difference between the two commands.
 TEST_P(VersionCommandsTest, UpdateFillsTheNewVersionAndMovesTheEnvironmentToIt)
 {
     const qint32 oe11 = versionKey(kOrderEntry, QStringLiteral("1.1"));
     const qint32 r5 = versionKey(QStringLiteral("Customer Inquiry"), QStringLiteral("R5"));
     // One window, its system screen, still counts as new.
     const qint32 oe12 = addVersion(kOrderEntry, QStringLiteral("1.2"), 1);
-    const std::vector<qint32> source = contentOf(oe11);
     ASSERT_EQ(environmentVersions(), (std::vector<qint32>{oe11, r5}));
 
     const CtlResult run = ctl({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.2")});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.err, QString());
     EXPECT_EQ(environmentVersions(), (std::vector<qint32>{r5, oe12}));
-    // The copy keeps its own system screen (here without objects) in place
-    // of the source's one with its "[System]" object.
-    std::vector<qint32> expected = source;
-    expected[1] -= 1;
-    EXPECT_EQ(contentOf(oe12), expected);
-    EXPECT_EQ(contentOf(oe11), source);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1 AND iVersionSourceVersion=%2").arg(oe12).arg(oe11)), 1);
+    EXPECT_GT(processesOf(oe12), 0);
+    EXPECT_EQ(processesOf(oe12), processesOf(oe11));
 }
 
 TEST_P(VersionCommandsTest, CopyFillsTheNewVersionAndLeavesTheEnvironment)
 {
     const qint32 oe11 = versionKey(kOrderEntry, QStringLiteral("1.1"));
     const qint32 oe12 = addVersion(kOrderEntry, QStringLiteral("1.2"), 0);
-    const std::vector<qint32> source = contentOf(oe11);
-    const QStringList details = [this] {
-        QStringList rows = dump();
-        rows.removeIf([](const QString& row) { return !row.startsWith(QStringLiteral("tEnvironmentDetail:")); });
-        return rows;
-    }();
-    ASSERT_EQ(details.size(), 2);
+    const std::vector<qint32> listed = environmentVersions();
 
     const CtlResult run = ctl({kCopy, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.2")});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.err, QString());
-    QStringList after = dump();
-    after.removeIf([](const QString& row) { return !row.startsWith(QStringLiteral("tEnvironmentDetail:")); });
-    EXPECT_EQ(after, details);
-    // The source's system screen and its object are not copied.
-    std::vector<qint32> expected = source;
-    expected[0] -= 1;
-    expected[1] -= 1;
-    EXPECT_EQ(contentOf(oe12), expected);
+    EXPECT_EQ(environmentVersions(), listed);
+    EXPECT_GT(processesOf(oe12), 0);
+    EXPECT_EQ(processesOf(oe12), processesOf(oe11));
 }
 
 TEST_P(VersionCommandsTest, UnknownNamesAreSaidAndChangeNothing)
 {
-    addVersion(kOrderEntry, QStringLiteral("1.2"), 1);
-    for (const QString& command : {kUpdate, kCopy}) {
-        for (const QStringList& arguments :
-             {QStringList{QStringLiteral("NOWHERE"), kListed, kOrderEntry, QStringLiteral("1.2")},
-              QStringList{kEnvironment, kListed, QStringLiteral("Payroll"), QStringLiteral("1.2")},
-              QStringList{kEnvironment, kListed, kOrderEntry, QStringLiteral("7.7")}}) {
-            SCOPED_TRACE((command + u' ' + arguments.join(u'|')).toStdString());
-            const QStringList before = dump();
-            const CtlResult run = ctl(QStringList{command} + arguments);
-            EXPECT_EQ(run.exitCode, 1);
-            EXPECT_FALSE(run.err.isEmpty());
-            EXPECT_TRUE(run.err.contains(arguments[0] == QLatin1String("NOWHERE")     ? QStringLiteral("NOWHERE")
-                                         : arguments[2] == QLatin1String("Payroll") ? QStringLiteral("Payroll")
-                                                                                    : QStringLiteral("7.7")))
-                << run.err.toStdString();
-            EXPECT_EQ(dump(), before);
-        }
+    struct Case {
+        QStringList arguments;
+        QString named;
+    };
+    const std::vector<Case> cases = {
+        {{kUpdate, QStringLiteral("NOWHERE"), kListed, kOrderEntry, QStringLiteral("1.2")}, QStringLiteral("NOWHERE")},
+        {{kCopy, kEnvironment, kListed, QStringLiteral("Payroll"), QStringLiteral("1.2")}, QStringLiteral("Payroll")},
+        {{kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("7.7")}, QStringLiteral("7.7")},
+        {{QStringLiteral("delete-application"), QStringLiteral("Payroll"), QStringLiteral("--yes")}, QStringLiteral("Payroll")},
+        // A version of another application is not this application's.
+        {{QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("3.0"), QStringLiteral("--yes")}, QStringLiteral("3.0")},
+    };
+    const QStringList before = dump();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.arguments.join(u' ').toStdString());
+        const CtlResult run = ctl(c.arguments);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.err.contains(c.named)) << run.err.toStdString();
+        EXPECT_FALSE(run.err.contains(QStringLiteral("Are you sure"))) << run.err.toStdString();
     }
+    EXPECT_EQ(dump(), before);
 }
 
 // ---- delete-version and delete-application ----
 
-TEST_P(VersionCommandsTest, DeletingAVersionNeedsAYes)
+// Without a terminal the question is printed and only --yes answers it.
+TEST_P(VersionCommandsTest, DeletingNeedsAYes)
 {
+    const qint32 app = appKey(QStringLiteral("Web Store"));
     const qint32 ws30 = versionKey(QStringLiteral("Web Store"), QStringLiteral("3.0"));
     ASSERT_NE(ws30, 0);
-    const QStringList before = dump();
-    CtlResult run = ctl({QStringLiteral("delete-version"), QStringLiteral("Web Store"), QStringLiteral("3.0")});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("Are you sure you want to delete ALL elements of 3.0?"))) << run.err.toStdString();
-    EXPECT_EQ(run.out, QString());
-    EXPECT_EQ(dump(), before);
+    struct Case {
+        QStringList arguments;
+        QString question;
+        QString gone;
+    };
+    const std::vector<Case> cases = {
+        {{QStringLiteral("delete-version"), QStringLiteral("Web Store"), QStringLiteral("3.0")},
+         QStringLiteral("Are you sure you want to delete ALL elements of 3.0?"),
+         QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(ws30)},
+        {{QStringLiteral("delete-application"), QStringLiteral("Web Store")},
+         QStringLiteral("Are you sure you want to delete Web Store and all its versions?"),
+         QStringLiteral("SELECT * FROM tApp WHERE iAppKey=%1").arg(app)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.arguments.join(u' ').toStdString());
+        const QStringList before = dump();
+        CtlResult run = ctl(c.arguments);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.err.startsWith(c.question)) << run.err.toStdString();
+        EXPECT_EQ(run.out, QString());
+        EXPECT_EQ(dump(), before);
 
-    run = ctl({QStringLiteral("delete-version"), QStringLiteral("Web Store"), QStringLiteral("3.0"), QStringLiteral("--yes")});
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("Are you sure you want to delete ALL elements of 3.0?"))) << run.err.toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(ws30)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(ws30)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE sAppName='Web Store'")), 1);
-}
-
-TEST_P(VersionCommandsTest, AVersionInAnEnvironmentIsNotDeleted)
-{
-    for (const QStringList& arguments :
-         {QStringList{QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("1.1")},
-          QStringList{QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("1.1"), QStringLiteral("--yes")}})
-        expectRefusal(arguments, QStringLiteral("This version is part of an existing environment and cannot be deleted!"));
+        run = ctl(c.arguments + QStringList{QStringLiteral("--yes")});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        EXPECT_TRUE(run.err.startsWith(c.question)) << run.err.toStdString();
+        EXPECT_EQ(count(c.gone), 0);
+    }
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 2);
 }
 
 TEST_P(VersionCommandsTest, AFailedVersionDeletionEndsWithStatusOne)
@@ -371,70 +328,6 @@ TEST_P(VersionCommandsTest, AFailedVersionDeletionEndsWithStatusOne)
     EXPECT_EQ(dump(), before);
     EXPECT_NE(versionKey(kOrderEntry, QStringLiteral("1.0")), 0);
     EXPECT_EQ(oe10, versionKey(kOrderEntry, QStringLiteral("1.0")));
-}
-
-TEST_P(VersionCommandsTest, DeletingAnApplicationNeedsAYes)
-{
-    const qint32 app = appKey(QStringLiteral("Web Store"));
-    const QStringList before = dump();
-    CtlResult run = ctl({QStringLiteral("delete-application"), QStringLiteral("Web Store")});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("Are you sure you want to delete Web Store and all its versions?")))
-        << run.err.toStdString();
-    EXPECT_EQ(dump(), before);
-
-    run = ctl({QStringLiteral("delete-application"), QStringLiteral("Web Store"), QStringLiteral("--yes")});
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("Are you sure you want to delete Web Store and all its versions?")))
-        << run.err.toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 2);
-}
-
-TEST_P(VersionCommandsTest, AnApplicationWhoseVersionStayedEndsWithStatusOneButIsGone)
-{
-    const qint32 app = appKey(QStringLiteral("Web Store"));
-    const qint32 ws30 = versionKey(QStringLiteral("Web Store"), QStringLiteral("3.0"));
-    abortWindowDeletes();
-    const CtlResult run = ctl({QStringLiteral("delete-application"), QStringLiteral("Web Store"), QStringLiteral("--yes")});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.err.contains(QStringLiteral("\nError while deleting Windows:"))) << run.err.toStdString();
-    // The application row goes all the same; the version is rolled back whole.
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(ws30)), 1);
-    EXPECT_GT(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(ws30)), 0);
-}
-
-TEST_P(VersionCommandsTest, AnApplicationInAnEnvironmentIsNotDeleted)
-{
-    expectRefusal({QStringLiteral("delete-application"), kOrderEntry, QStringLiteral("--yes")},
-                  QStringLiteral("This application is used in at least one environment (TUTORIAL) and cannot be deleted"));
-}
-
-TEST_P(VersionCommandsTest, UnknownApplicationsAndVersionsAreSaid)
-{
-    struct Case {
-        QStringList arguments;
-        QString named;
-    };
-    const std::vector<Case> cases = {
-        {{QStringLiteral("delete-application"), QStringLiteral("Payroll"), QStringLiteral("--yes")}, QStringLiteral("Payroll")},
-        {{QStringLiteral("delete-version"), QStringLiteral("Payroll"), QStringLiteral("1.0"), QStringLiteral("--yes")},
-         QStringLiteral("Payroll")},
-        {{QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("7.7"), QStringLiteral("--yes")}, QStringLiteral("7.7")},
-        // A version of another application is not this application's.
-        {{QStringLiteral("delete-version"), kOrderEntry, QStringLiteral("3.0"), QStringLiteral("--yes")}, QStringLiteral("3.0")},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.arguments.join(u' ').toStdString());
-        const QStringList before = dump();
-        const CtlResult run = ctl(c.arguments);
-        EXPECT_EQ(run.exitCode, 1);
-        EXPECT_TRUE(run.err.contains(c.named)) << run.err.toStdString();
-        EXPECT_FALSE(run.err.contains(QStringLiteral("Are you sure"))) << run.err.toStdString();
-        EXPECT_EQ(dump(), before);
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Repositories, VersionCommandsTest,
@@ -456,18 +349,14 @@ TEST(VersionCommandsUsage, WrongArgumentCountsPrintTheUsage)
     };
     const std::vector<Case> cases = {
         {{kUpdate}, "usage: dorvanectl update-version ENVIRONMENT LISTED APPLICATION VERSION"},
-        {{kUpdate, QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}, "usage: dorvanectl update-version"},
         {{kUpdate, QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e")},
          "usage: dorvanectl update-version"},
         {{kCopy, QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")},
          "usage: dorvanectl copy-version ENVIRONMENT LISTED APPLICATION VERSION"},
         {{QStringLiteral("delete-version"), QStringLiteral("a")}, "usage: dorvanectl delete-version APPLICATION VERSION [--yes]"},
         {{QStringLiteral("delete-version"), QStringLiteral("a"), QStringLiteral("--yes")}, "usage: dorvanectl delete-version"},
-        {{QStringLiteral("delete-version"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")},
-         "usage: dorvanectl delete-version"},
         {{QStringLiteral("delete-application")}, "usage: dorvanectl delete-application APPLICATION [--yes]"},
         {{QStringLiteral("delete-application"), QStringLiteral("--yes")}, "usage: dorvanectl delete-application"},
-        {{QStringLiteral("delete-application"), QStringLiteral("a"), QStringLiteral("b")}, "usage: dorvanectl delete-application"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.arguments.join(u' ').toStdString());

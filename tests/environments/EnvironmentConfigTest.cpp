@@ -189,19 +189,6 @@ TEST_P(EnvironmentConfigTest, RemoveIsRefusedWhileAStepWindowOfThisEnvironmentUs
     EXPECT_EQ(count(details()), 1);
 }
 
-TEST_P(EnvironmentConfigTest, SaveSucceedsWhenAddLeftTheConfigurationClean)
-{
-    EnvironmentConfig config(definition);
-    config.MarkDirty();
-    EnvironConfigInput missing = choose(b1);
-    missing.VersionKey.reset();
-    EXPECT_FALSE(config.SaveConfiguration(missing, conn, messages));
-    EXPECT_TRUE(config.ConfigDirty());
-    EnvironAddOutcome added;
-    EXPECT_TRUE(config.SaveConfiguration(choose(b1), conn, messages, &added));
-    EXPECT_TRUE(added.NewEntry.has_value());
-}
-
 TEST_P(EnvironmentConfigTest, TheDropDownsFollowTheChosenApplicationAndListedVersion)
 {
     EnvironmentConfig config(definition);
@@ -279,25 +266,6 @@ TEST_P(EnvironmentUsersTest, RegistrationsAndRightsAreWrittenOneAtATime)
     ASSERT_TRUE(users.Remove(jo, conn, messages));
     EXPECT_EQ(count(registration), 0);
     EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-}
-
-TEST(EnvironmentUserLists, MovingAnEntryKeepsBothSelectionsInTheirLists)
-{
-    ListEntries left = {{QStringLiteral("A"), 1}, {QStringLiteral("B"), 2}};
-    ListEntries right;
-    int leftSelection = 1;
-    int rightSelection = -1;
-    MoveUserEntry(left, leftSelection, right, rightSelection, 1);
-    EXPECT_EQ(left, (ListEntries{{QStringLiteral("A"), 1}}));
-    EXPECT_EQ(right, (ListEntries{{QStringLiteral("B"), 2}}));
-    EXPECT_EQ(leftSelection, 0);
-    EXPECT_EQ(rightSelection, 0);
-    MoveUserEntry(left, leftSelection, right, rightSelection, 0);
-    EXPECT_EQ(leftSelection, -1);
-    EXPECT_EQ(rightSelection, 1);
-    MoveUserEntry(left, leftSelection, right, rightSelection, 0); // nothing left to move
-    EXPECT_EQ(right.size(), 2);
-    EXPECT_EQ(RightCheckBox(ModuleRight::Krestin), QStringLiteral("ckKrestin"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentConfigTest, ::testing::ValuesIn(TestBackends()),

@@ -222,23 +222,6 @@ TEST_P(EnvironmentRecordsTest, AFailedSaveLeavesNoPartialEnvironment)
     EXPECT_FALSE(conn.InTransaction());
 }
 
-TEST_P(EnvironmentRecordsTest, OpenShowsTheStoredTextsAndAsksForTheLists)
-{
-    const qint32 env = add(QStringLiteral("tEnvironment"), {{QStringLiteral("sEnvironmentName"), QStringLiteral("Prod")}});
-    const EnvironOutcome opened = definition.Open(3, env, conn, messages);
-    ASSERT_TRUE(opened.Ok);
-    EXPECT_EQ(opened.Name, QStringLiteral("Prod"));
-    EXPECT_EQ(opened.Description, QString()); // Null shows empty
-    EXPECT_TRUE(opened.RefreshEnvironAppVerList);
-    EXPECT_TRUE(opened.RefreshEnvironUsers);
-    EXPECT_EQ(opened.Controls, EnvironControlsAfterOpen());
-    EXPECT_EQ(definition.EnvironListIndex(), 3);
-    EXPECT_FALSE(definition.EnvironIsNew());
-
-    // Renaming a stored environment offers Save As.
-    EXPECT_TRUE(definition.TextChanged(EnvironField::Name, false).SaveAsEnabled);
-}
-
 TEST_P(EnvironmentRecordsTest, DeleteIsRefusedWhileAStepWindowRefersToTheEnvironment)
 {
     const qint32 app = addApp(QStringLiteral("Billing"));

@@ -120,35 +120,6 @@ TEST_P(KeywordFilesTest, TextIsLatin1AndOtherCharactersBecomeQuestionMarks)
     EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Caf\u00e9|\u00c4nderung ? ?")});
 }
 
-TEST_P(KeywordFilesTest, CancellingTheChooserWritesNothing)
-{
-    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Quick check"));
-    const auto cancel = [] { return std::optional<QString>(); };
-    EXPECT_FALSE(ExportKeywords(conn, messages, app, cancel));
-    const KeywordImportOutcome outcome = ImportKeywords(conn, messages, other, cancel);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Cancelled);
-    EXPECT_FALSE(outcome.ReloadGrid());
-    EXPECT_TRUE(keywords(other).isEmpty());
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(KeywordFilesTest, ExportAndImportRoundTrip)
-{
-    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Quick check"));
-    addKeyword(app, QStringLiteral("Orders"), QStringLiteral("Touches order data"));
-    const QString file = path(QStringLiteral("round.txt"));
-    ASSERT_TRUE(exportTo(app, file));
-    const KeywordImportOutcome outcome = importFrom(other, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(outcome.rowsAdded, 2);
-    EXPECT_TRUE(outcome.ReloadGrid());
-    EXPECT_EQ(keywords(other), (QStringList{QStringLiteral("Orders|Touches order data"), QStringLiteral("Smoke|Quick check")}));
-    // Importing again adds the same names once more.
-    EXPECT_EQ(importFrom(other, file).result, KeywordImportResult::Imported);
-    EXPECT_EQ(keywords(other).size(), 4);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
 TEST_P(KeywordFilesTest, ImportSplitsAtTheFirstTabAndStoresAnEmptyDescriptionAsABlank)
 {
     const QString file = path(QStringLiteral("in.txt"));
@@ -157,17 +128,6 @@ TEST_P(KeywordFilesTest, ImportSplitsAtTheFirstTabAndStoresAnEmptyDescriptionAsA
     EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
     EXPECT_EQ(keywords(app),
               (QStringList{QStringLiteral("Orders|Touches\torder data"), QStringLiteral("Smoke| "), QStringLiteral("|No name")}));
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(KeywordFilesTest, AnEmptyFileImportsNothing)
-{
-    const QString file = path(QStringLiteral("none.txt"));
-    writeBytes(file, QByteArray());
-    const KeywordImportOutcome outcome = importFrom(app, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(outcome.rowsAdded, 0);
-    EXPECT_TRUE(keywords(app).isEmpty());
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 

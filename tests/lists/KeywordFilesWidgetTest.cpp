@@ -125,27 +125,6 @@ TEST_P(KeywordFilesWidgetTest, ImportAddsTheRowsAndReloadsTheGrid)
     EXPECT_EQ(CountRecords(&rs), 1);
 }
 
-TEST_P(KeywordFilesWidgetTest, AFileCutShortKeepsTheLinesBeforeAndShowsThem)
-{
-    openKeywords(QStringLiteral("Web Store"));
-    const QString file = path(QStringLiteral("cut.txt"));
-    writeBytes(file, "Search\tFinding products\r\nAccount\tLogin");
-    dialogs.fileAnswers.push_back(file);
-    c().cmdImportKeywords->click();
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Unexpected end of file encountered while reading import file!")});
-    EXPECT_EQ(gridRows(), (QStringList{QStringLiteral("Checkout|Payment pages"), QStringLiteral("Search|Finding products")}));
-}
-
-TEST_P(KeywordFilesWidgetTest, AMissingFileIsReportedAndTheGridStays)
-{
-    openKeywords(QStringLiteral("Web Store"));
-    dialogs.fileAnswers.push_back(path(QStringLiteral("missing.txt")));
-    c().cmdImportKeywords->click();
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error while Importing Keywords: ")));
-    EXPECT_EQ(gridRows(), QStringList{QStringLiteral("Checkout|Payment pages")});
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, KeywordFilesWidgetTest, ::testing::ValuesIn(TestBackends()));
 
 // ---- the chooser itself ----
@@ -176,15 +155,6 @@ TEST_F(frmFileListTest, ThePresetIsTheCurrentFolderAndTheExtension)
     dialog.cmdOK->click();
     EXPECT_FALSE(dialog.Cancelled());
     EXPECT_EQ(dialog.FileName(), dir.path() + QStringLiteral("/export.txt"));
-}
-
-TEST_F(frmFileListTest, ANameWithoutAFolderIsInTheCurrentFolder)
-{
-    frmFileList dialog(messages);
-    dialog.SetFolder(dir.path());
-    dialog.txtFileName->setText(QStringLiteral("mine.txt"));
-    dialog.cmdOK->click();
-    EXPECT_EQ(dialog.FileName(), dir.path() + QStringLiteral("/mine.txt"));
 }
 
 TEST_F(frmFileListTest, ClickingAFileTakesItsName)

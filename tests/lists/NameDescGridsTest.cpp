@@ -390,31 +390,4 @@ TEST_P(NameDescGridsTest, AStoredProjectIsNeverDeleted)
     EXPECT_EQ(messages.shown.size(), 1);
 }
 
-TEST_P(NameDescGridsTest, SavePromptOnlyWhenEdited)
-{
-    NameDescGrid grid(NameDescGridKind::Roles, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages));
-    EXPECT_FALSE(grid.ExitCancel(conn, messages));
-    EXPECT_TRUE(messages.shown.isEmpty());
-
-    ASSERT_TRUE(type(grid, 0, 0, QStringLiteral("Admin")));
-    messages.Queue(Answer::Cancel);
-    EXPECT_TRUE(grid.ExitCancel(conn, messages));
-    messages.Queue(Answer::No);
-    EXPECT_FALSE(grid.ExitCancel(conn, messages));
-    EXPECT_TRUE(tableRows(conn, grid.Info()).isEmpty());
-
-    messages.Queue(Answer::Yes);
-    EXPECT_FALSE(grid.ExitCancel(conn, messages));
-    EXPECT_EQ(messages.shown, QStringList(3, QStringLiteral("Save changes to Roles?")));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Admin| "}));
-    EXPECT_FALSE(grid.Dirty());
-
-    // A failing save keeps the user where he is.
-    ASSERT_TRUE(type(grid, 0, 1, QStringLiteral("x")));
-    DB_ASSERT(conn.Execute(QStringLiteral("DELETE * FROM tRole")));
-    messages.Queue(Answer::Yes);
-    EXPECT_TRUE(grid.ExitCancel(conn, messages));
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, NameDescGridsTest, ::testing::ValuesIn(TestBackends()));

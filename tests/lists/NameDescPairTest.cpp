@@ -28,30 +28,6 @@ QStringList names(const clsNameDescPair& list)
 
 } // namespace
 
-TEST(NameDescPairTest, AddKeepsOrderKeyAndFlags)
-{
-    clsNameDescPair list = threeEntries();
-    ASSERT_EQ(list.Count(), 3);
-    EXPECT_EQ(names(list), QStringList({"Admin", "Tester", "Lead"}));
-    EXPECT_EQ(list.GetValue(1, 1), QStringLiteral("Runs tests"));
-    EXPECT_EQ(list.GetValue(1, 2), QStringLiteral("12"));
-    // A row not yet stored has key 0, read back as the text 0.
-    EXPECT_EQ(list.GetValue(2, 2), QStringLiteral("0"));
-    EXPECT_FALSE(list.IsNew(0));
-    EXPECT_TRUE(list.IsNew(2));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_FALSE(list.IsDirty(i)) << i;
-}
-
-TEST(NameDescPairTest, GetValueOutsideTheListOrFieldsIsEmpty)
-{
-    const clsNameDescPair list = threeEntries();
-    EXPECT_EQ(list.GetValue(-1, 0), QString());
-    EXPECT_EQ(list.GetValue(3, 0), QString());  // the spare slot is not an entry
-    EXPECT_EQ(list.GetValue(0, 3), QString());
-    EXPECT_EQ(list.GetValue(0, -1), QString());
-}
-
 TEST(NameDescPairTest, SetValueMarksDirtyEvenWithTheSameText)
 {
     clsNameDescPair list = threeEntries();
@@ -68,25 +44,22 @@ TEST(NameDescPairTest, SetValueMarksDirtyEvenWithTheSameText)
     EXPECT_TRUE(list.IsNew(2)) << "setting the key does not make the entry stored";
 }
 
-TEST(NameDescPairTest, SetValueOutOfBoundsChangesNothing)
+TEST(NameDescPairTest, OutsideTheListNothingIsReadOrChanged)
 {
     clsNameDescPair list = threeEntries();
+    // A row not yet stored has key 0, read back as the text 0.
+    EXPECT_EQ(list.GetValue(2, 2), QStringLiteral("0"));
+    EXPECT_EQ(list.GetValue(-1, 0), QString());
+    EXPECT_EQ(list.GetValue(3, 0), QString()); // the spare slot is not an entry
+    EXPECT_EQ(list.GetValue(0, 3), QString());
     list.SetValue(3, 0, QStringLiteral("Spare"));
     list.SetValue(-1, 0, QStringLiteral("Before"));
     list.SetValue(0, 3, QStringLiteral("Field three"));
+    list.Remove(list.Count());
+    list.Remove(-1);
     EXPECT_EQ(names(list), QStringList({"Admin", "Tester", "Lead"}));
     EXPECT_FALSE(list.IsDirty(0));
     EXPECT_FALSE(list.IsDirty(3));
-}
-
-TEST(NameDescPairTest, InitializeMakesEntryStoredAndClean)
-{
-    clsNameDescPair list = threeEntries();
-    list.SetValue(2, 1, QStringLiteral("Leads"));
-    list.Initialize(2);
-    EXPECT_FALSE(list.IsDirty(2));
-    EXPECT_FALSE(list.IsNew(2));
-    EXPECT_EQ(list.GetValue(2, 1), QStringLiteral("Leads"));
 }
 
 TEST(NameDescPairTest, IsUniqueIsExactAndSkipsTheEntryItself)
@@ -119,18 +92,12 @@ TEST(NameDescPairTest, RemoveShiftsLaterEntriesDown)
     EXPECT_EQ(list.GetValue(0, 2), QStringLiteral("12"));
     EXPECT_TRUE(list.IsNew(1));
 
+    // An entry added afterwards takes the freed place clean.
     list.Remove(1);
-    EXPECT_EQ(names(list), QStringList({"Tester"}));
-    list.Remove(0);
-    EXPECT_EQ(list.Count(), 0);
-}
-
-TEST(NameDescPairTest, RemoveOutsideTheListChangesNothing)
-{
-    clsNameDescPair list = threeEntries();
-    list.Remove(list.Count());
-    list.Remove(-1);
-    EXPECT_EQ(names(list), QStringList({"Admin", "Tester", "Lead"}));
+    list.Add(QStringLiteral("Viewer"), QStringLiteral("Reads"), 9, false);
+    EXPECT_EQ(names(list), QStringList({"Tester", "Viewer"}));
+    EXPECT_FALSE(list.IsNew(1));
+    EXPECT_FALSE(list.IsDirty(1));
 }
 
 TEST(NameDescPairTest, FlagsReachTheSpareSlotButNotBeyondTheStorage)
@@ -152,15 +119,4 @@ TEST(NameDescPairTest, FlagsReachTheSpareSlotButNotBeyondTheStorage)
     EXPECT_EQ(list.Count(), 0);
     EXPECT_NO_THROW(list.IsNew(0));
     EXPECT_THROW(list.IsNew(1), std::out_of_range);
-}
-
-TEST(NameDescPairTest, AddAfterRemoveTakesTheFreedPlaceClean)
-{
-    clsNameDescPair list = threeEntries();
-    list.Remove(2);
-    list.Add(QStringLiteral("Viewer"), QStringLiteral("Reads"), 9, false);
-    EXPECT_EQ(names(list), QStringList({"Admin", "Tester", "Viewer"}));
-    EXPECT_FALSE(list.IsNew(2));
-    EXPECT_FALSE(list.IsDirty(2));
-    EXPECT_EQ(list.GetValue(2, 2), QStringLiteral("9"));
 }

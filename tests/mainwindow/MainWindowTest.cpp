@@ -130,17 +130,6 @@ TEST_P(MainWindowTest, ClosingByTheTitleBarAsksNothing)
     EXPECT_FALSE(session.repository.IsOpen());
 }
 
-TEST_P(MainWindowTest, PrintButtonsPreviewTheirList)
-{
-    OpenWindow(RepositoryContent::Tutorial);
-    c().cmdAppPrint->click();
-    c().cmdUserPrint->click();
-    c().cmdEnvironPrint->click();
-    ASSERT_EQ(printer.titles.size(), 3);
-    EXPECT_EQ(printer.lastRows.size(), c().lbEnvironList->count());
-    EXPECT_EQ(printer.lastRows.first().first(), c().lbEnvironList->item(0)->text());
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()),
                          [](const auto& info) { return info.param; });
 

@@ -5,8 +5,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 
 #include <functional>
 
@@ -35,14 +33,6 @@ void writeFile(const QString& path, const QByteArray& bytes)
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write(bytes);
-}
-
-// Collects Qt warnings, e.g. about database connections still in use.
-QStringList g_warnings;
-void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        g_warnings << text;
 }
 
 } // namespace
@@ -95,29 +85,6 @@ TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
         ASSERT_TRUE(f.open(QIODevice::ReadOnly));
         EXPECT_EQ(f.readAll(), tc.bytes);
     }
-}
-
-TEST(ConnectionFileTest, CreatedFileUsesWriteAheadJournalAndIsNotOverwritten)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("New Repository #1.mdb"));
-    DB_ASSERT(Connection::CreateDatabaseFile(path));
-
-    Connection c;
-    DB_ASSERT(c.Open(QStringLiteral("provider=MICROSOFT.JET.OLEDB.3.51; data source=%1").arg(path)));
-    QSqlQuery q(c.database());
-    ASSERT_TRUE(q.exec(QStringLiteral("PRAGMA journal_mode")) && q.next());
-    EXPECT_EQ(q.value(0).toString(), QStringLiteral("wal"));
-    ASSERT_TRUE(q.exec(QStringLiteral("PRAGMA foreign_keys")) && q.next());
-    EXPECT_EQ(q.value(0).toInt(), 0);
-    q.finish();
-    DB_ASSERT(c.Execute(QStringLiteral("CREATE TABLE tKeep (iKeepKey INTEGER PRIMARY KEY)")));
-    c.Close();
-
-    const QString description = descriptionOf([&] { Connection::CreateDatabaseFile(path); });
-    EXPECT_TRUE(description.contains(path)) << description.toStdString();
-    DB_ASSERT(c.OpenFile(path));
-    EXPECT_EQ(c.TableColumns(QStringLiteral("tKeep")), QStringList{QStringLiteral("iKeepKey")});
 }
 
 TEST(ConnectionFileTest, ProvidersAndDataSources)
@@ -239,25 +206,6 @@ TEST_P(ConnectionTest, ErrorsCarryTheDatabaseText)
     EXPECT_EQ(count(conn), 1);
 }
 
-TEST_P(ConnectionTest, CommitKeepsAndRollbackRemovesRows)
-{
-    DB_ASSERT(conn.BeginTrans());
-    EXPECT_TRUE(conn.InTransaction());
-    DB_ASSERT(add(QStringLiteral("kept")));
-    DB_ASSERT(conn.CommitTrans());
-    EXPECT_FALSE(conn.InTransaction());
-
-    DB_ASSERT(conn.BeginTrans());
-    DB_ASSERT(add(QStringLiteral("dropped")));
-    DB_ASSERT(conn.Execute(QStringLiteral("UPDATE tItem SET iItemCount = 9")));
-    DB_ASSERT(conn.RollbackTrans());
-
-    Recordset rs(QStringLiteral("SELECT * FROM tItem"), conn);
-    ASSERT_EQ(rs.RecordCount(), 1);
-    EXPECT_EQ(rs.Text(QStringLiteral("sItemName")), QStringLiteral("kept"));
-    EXPECT_EQ(rs.Int(QStringLiteral("iItemCount")), 0);
-}
-
 TEST_P(ConnectionTest, RollbackAfterAFailedStatementRemovesEverything)
 {
     DB_ASSERT(conn.BeginTrans());
@@ -288,66 +236,6 @@ TEST_P(ConnectionTest, TransactionCallsOutOfOrderFail)
     conn.Close();
     DB_ASSERT(conn.Open(db->connectionString()));
     EXPECT_EQ(count(conn), 0);
-}
-
-TEST_P(ConnectionTest, SecondConnectionReadsWhileFirstWrites)
-{
-    DB_ASSERT(add(QStringLiteral("committed")));
-    Connection reader;
-    DB_ASSERT(reader.Open(db->connectionString()));
-    Recordset scan(QStringLiteral("SELECT * FROM tItem"), reader);
-    ASSERT_EQ(scan.RecordCount(), 1);
-
-    DB_ASSERT(conn.BeginTrans());
-    for (int i = 0; i < 300; ++i)
-        DB_ASSERT(add(QStringLiteral("row %1").arg(i), i));
-    // The other connection sees committed rows only, and is not blocked.
-    EXPECT_EQ(count(reader), 1);
-    DB_ASSERT(conn.CommitTrans());
-    EXPECT_EQ(count(reader), 301);
-}
-
-TEST_P(ConnectionTest, CloseReleasesTheConnectionQuietly)
-{
-    const QStringList before = QSqlDatabase::connectionNames();
-    g_warnings.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
-    {
-        Connection other;
-        DB_ASSERT(other.Open(db->connectionString()));
-        EXPECT_EQ(QSqlDatabase::connectionNames().size(), before.size() + 1);
-        // Cached statements and a record set that is still open.
-        Recordset rs(QStringLiteral("SELECT * FROM tItem WHERE iItemKey=0"), other);
-        DB_ASSERT(rs.AddNew());
-        DB_ASSERT(rs.SetValue(QStringLiteral("sItemName"), QStringLiteral("x")));
-        DB_ASSERT(rs.Update());
-        EXPECT_GT(rs.Int(QStringLiteral("iItemKey")), 0);
-        other.Close();
-        EXPECT_FALSE(other.IsOpen());
-        EXPECT_EQ(QSqlDatabase::connectionNames(), before);
-        DB_ASSERT(other.Open(db->connectionString()));
-        EXPECT_EQ(count(other), 1);
-    }
-    qInstallMessageHandler(previous);
-    EXPECT_EQ(QSqlDatabase::connectionNames(), before);
-    EXPECT_TRUE(g_warnings.isEmpty()) << g_warnings.join(QLatin1Char('\n')).toStdString();
-}
-
-TEST_P(ConnectionTest, TableColumnsComeFromTheCatalogue)
-{
-    QStringList columns;
-    DB_ASSERT(columns = conn.TableColumns(QStringLiteral("TITEM")));
-    ASSERT_EQ(columns.size(), 3);
-    EXPECT_EQ(columns.at(1).compare(QLatin1String("sItemName"), Qt::CaseInsensitive), 0);
-    const QString missing = descriptionOf([&] { conn.TableColumns(QStringLiteral("tNothing")); });
-    EXPECT_TRUE(missing.contains(QLatin1String("tnothing"), Qt::CaseInsensitive)) << missing.toStdString();
-
-    // A table created after the first look is seen with its new columns.
-    DB_ASSERT(conn.Execute(QStringLiteral("DROP TABLE tItem")));
-    DB_ASSERT(conn.Execute(QStringLiteral("CREATE TABLE tItem (iItemKey %1, sOther %2)")
-                               .arg(db->autoKeyType(), db->textType())));
-    DB_ASSERT(columns = conn.TableColumns(QStringLiteral("tItem")));
-    EXPECT_EQ(columns.size(), 2);
 }
 
 TEST_P(ConnectionTest, DataSourceTextIsPassedOnAsItStands)

@@ -47,15 +47,6 @@ TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
     EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\testdata.mdb"))), m_root + QStringLiteral("/Tutorial/TestData.mdb"));
 }
 
-TEST_F(FilePathsTest, ExistingPathOnlyChangesSeparators)
-{
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\Database\\Tutorial.mdb"))),
-              m_root + QStringLiteral("/Tutorial/Database/Tutorial.mdb"));
-    EXPECT_EQ(NativePath(m_root), m_root);
-    EXPECT_EQ(NativePath(QString()), QString());
-    EXPECT_EQ(NativePath(QStringLiteral("\\")), QStringLiteral("/"));
-}
-
 TEST_F(FilePathsTest, ExactCaseWinsAndAmbiguityResolvesAlwaysTheSameWay)
 {
     MakeFile(QStringLiteral("Tutorial/database/Other.mdb"));
@@ -79,14 +70,6 @@ TEST_F(FilePathsTest, MissingTailIsKeptAsGiven)
     // A file cannot hold further components.
     EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\testdata.mdb\\database"))),
               m_root + QStringLiteral("/Tutorial/TestData.mdb/database"));
-}
-
-TEST_F(FilePathsTest, MixedAndDoubledSeparatorsCollapse)
-{
-    EXPECT_EQ(NativePath(m_root + QStringLiteral("//tutorial\\\\database/\\userdata.mdb")),
-              m_root + QStringLiteral("/Tutorial/Database/UserData.mdb"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\database\\"))), m_root + QStringLiteral("/Tutorial/Database/"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\Database\\"))), m_root + QStringLiteral("/Tutorial/Database/"));
 }
 
 TEST_F(FilePathsTest, RelativePathsResolveAgainstTheCurrentFolderAndStayRelative)

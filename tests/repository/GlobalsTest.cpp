@@ -140,26 +140,6 @@ TEST_P(CountRecordsTest, CountsRowsAndReturnsToTheFirst)
     EXPECT_EQ(CountRecords(&rs), 3);
 }
 
-TEST_P(CountRecordsTest, SetAtItsEndCountsZero)
-{
-    AddRows();
-    Recordset rs;
-    DB_ASSERT(rs.Open(m_select, m_connection));
-    for (int i = 0; i < 3; ++i)
-        DB_ASSERT(rs.MoveNext());
-    ASSERT_TRUE(rs.Eof());
-    EXPECT_EQ(CountRecords(&rs), 0);
-}
-
-TEST_P(CountRecordsTest, ClosedSetCountsZero)
-{
-    AddRows();
-    Recordset rs;
-    DB_ASSERT(rs.Open(m_select, m_connection));
-    DB_ASSERT(rs.Close());
-    EXPECT_EQ(CountRecords(&rs), 0);
-}
-
 INSTANTIATE_TEST_SUITE_P(Backends, CountRecordsTest, ::testing::ValuesIn(test::TestBackends()),
                          [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
 

@@ -78,42 +78,6 @@ std::vector<ForeignKey> DerivedForeignKeys()
     return keys;
 }
 
-TEST(ForeignKeyDerivation, FindsTheReferencesTheProgramWalks)
-{
-    QMap<QString, QString> found;
-    for (const ForeignKey& fk : DerivedForeignKeys())
-        found.insert(fk.table + u'.' + fk.column, fk.target);
-
-    const QMap<QString, QString> expected = {
-        {QStringLiteral("tApp.iAppPlatform"), QStringLiteral("tPlatform")},
-        {QStringLiteral("tApp.iApp3270Key"), QStringLiteral("t3270")},
-        {QStringLiteral("tVersion.iMapType"), QStringLiteral("tMapType")},
-        {QStringLiteral("tVersion.iVersionLoginProcess"), QStringLiteral("tProcess")},
-        {QStringLiteral("tVersion.iVersionMainWindow"), QStringLiteral("tWindow")},
-        {QStringLiteral("tVersion.iVersionSourceVersion"), QStringLiteral("tVersion")},
-        {QStringLiteral("tEnvironmentDetail.iEnvironKey"), QStringLiteral("tEnvironment")},
-        {QStringLiteral("tEnvironmentDetail.iEnvironTestToolKey"), QStringLiteral("tTestTool")},
-        {QStringLiteral("tEnvironmentUser.iUserKey"), QStringLiteral("tUser")},
-        {QStringLiteral("tWindow.iWindowParentKey"), QStringLiteral("tWindow")},
-        {QStringLiteral("tStep.iStepWindowKey"), QStringLiteral("tStepWindow")},
-        {QStringLiteral("tStepWindow.iStepWindowWindowKey"), QStringLiteral("tWindow")},
-        {QStringLiteral("tStepWindow.iStepWindowEnvironmentKey"), QStringLiteral("tEnvironment")},
-        {QStringLiteral("tProcess.iProcessLastModifierKey"), QStringLiteral("tUser")},
-        {QStringLiteral("tCycleProcess.iProcessKey"), QStringLiteral("tProcess")},
-        {QStringLiteral("tCycleProcess.iCycleProcessRecordKey"), QStringLiteral("tRecord")},
-        {QStringLiteral("tScheduleCycles.iCycleKey"), QStringLiteral("tCycle")},
-        {QStringLiteral("tKeywordRel.iKeywordRelKeywordKey"), QStringLiteral("tKeyword")},
-        {QStringLiteral("tRecord.iRecordFileInstanceKey"), QStringLiteral("tFileInstance")},
-        {QStringLiteral("tField.iFieldVarKey"), QStringLiteral("tUserVar")},
-        {QStringLiteral("tField.iFieldVarAppVerKey"), QStringLiteral("tVersion")},
-    };
-    for (auto it = expected.begin(); it != expected.end(); ++it)
-        EXPECT_EQ(found.value(it.key()), it.value()) << it.key().toStdString();
-    for (const char* notAKey : {"tObject.iObjectDataTypeKey", "tRecord.iRecordFileKey", "tProcess.iProcessSequenceNum",
-                                "tUserVar.iVarType", "tRecord.iRecordKeyType"})
-        EXPECT_FALSE(found.contains(QString::fromLatin1(notAKey))) << notAKey;
-}
-
 class ContentTest : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override
@@ -181,18 +145,6 @@ TEST_P(ReferenceDataTest, HoldsTheRowsTheProgramRefersTo)
     EXPECT_EQ(Count(QStringLiteral("SELECT * FROM tApp")), 0);
 }
 
-TEST_P(ReferenceDataTest, LaterRowsGetFreshKeys)
-{
-    DB_ASSERT(BuildDatabase(m_conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
-    const qint32 lastEmulator = IntOf(QStringLiteral("SELECT * FROM t3270 ORDER BY i3270Key DESC"), QStringLiteral("i3270Key"));
-    DB_ASSERT(Recordset rs(QStringLiteral("SELECT * FROM t3270 WHERE i3270Key=0"), m_conn); rs.AddNew();
-              rs.SetValue(QStringLiteral("s3270EmulatorName"), QStringLiteral("New emulator")); rs.Update();
-              EXPECT_EQ(rs.Int(QStringLiteral("i3270Key")), lastEmulator + 1));
-    DB_ASSERT(Recordset rs(QStringLiteral("SELECT * FROM tPlatform WHERE iPlatformKey=0"), m_conn); rs.AddNew();
-              rs.SetValue(QStringLiteral("sPlatformDesc"), QStringLiteral("Unix")); rs.Update();
-              EXPECT_EQ(rs.Int(QStringLiteral("iPlatformKey")), 5));
-}
-
 TEST_P(ReferenceDataTest, ASecondBuildRefusesAndAddsNothing)
 {
     DB_ASSERT(BuildDatabase(m_conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
@@ -223,122 +175,6 @@ TEST_P(TutorialTest, EveryForeignKeyPointsAtARowOrIsZero)
                   });
     }
     EXPECT_GT(checked, 150);
-}
-
-TEST_P(TutorialTest, StepArgumentsReferToProcessesAndVariablesOfTheirVersion)
-{
-    DB_ASSERT(BuildDatabase(m_conn, SchemaVariant::Repository, RepositoryContent::Tutorial));
-
-    const QRegularExpression processCall(QStringLiteral("ProcessKey= *(-?\\d+)"));
-    const QRegularExpression variable(QStringLiteral("=@([A-Za-z]+)\\[ *(\\d+)\\| *(\\d+)\\]"));
-    int calls = 0;
-    int variables = 0;
-    DB_ASSERT(Recordset steps(QStringLiteral("SELECT * FROM tStep"), m_conn); for (; !steps.Eof(); steps.MoveNext()) {
-        const QString arguments = steps.Text(QStringLiteral("sStepArguments"));
-        const qint32 version = IntOf(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowKey=%1")
-                                         .arg(steps.Int(QStringLiteral("iStepWindowKey"))),
-                                     QStringLiteral("iStepWindowVerKey"));
-        const QRegularExpressionMatch call = processCall.match(arguments);
-        if (call.hasMatch()) {
-            ++calls;
-            EXPECT_EQ(IntOf(QStringLiteral("SELECT * FROM tProcess WHERE iProcessKey=%1").arg(call.captured(1)),
-                            QStringLiteral("iProcessVerKey")),
-                      version)
-                << arguments.toStdString();
-            continue;
-        }
-        for (auto it = variable.globalMatch(arguments); it.hasNext();) {
-            const QRegularExpressionMatch token = it.next();
-            ++variables;
-            EXPECT_EQ(token.captured(2).toInt(), version) << arguments.toStdString();
-            DB_ASSERT(Recordset var(QStringLiteral("SELECT * FROM tUserVar WHERE iVarKey=%1").arg(token.captured(3)), m_conn);
-                      ASSERT_FALSE(var.Eof()) << arguments.toStdString();
-                      EXPECT_EQ(var.Text(QStringLiteral("sVarName")), token.captured(1));
-                      EXPECT_EQ(var.Int(QStringLiteral("iVarAppVerKey")), version));
-        }
-    });
-    EXPECT_GE(calls, 2);
-    EXPECT_GE(variables, 4);
-}
-
-TEST_P(TutorialTest, HoldsWhatTheEditorsAndTheCopyEngineWorkOn)
-{
-    DB_ASSERT(BuildDatabase(m_conn, SchemaVariant::Repository, RepositoryContent::Tutorial));
-
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tUser")), 3);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tRole")), 3);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tProject")), 3);
-
-    // Every version has one system screen; each Windows-style version a
-    // window standing for the application.
-    DB_ASSERT(Recordset versions(QStringLiteral("SELECT * FROM tVersion"), m_conn); EXPECT_GE(versions.RecordCount(), 3);
-              for (; !versions.Eof(); versions.MoveNext()) {
-                  const qint32 v = versions.Int(QStringLiteral("iVersionKey"));
-                  SCOPED_TRACE(v);
-                  EXPECT_EQ(Count(QStringLiteral("SELECT * FROM tWindow WHERE sWindowPhysicalName = '[System Screen]' AND "
-                                                 "iWindowVerKey=%1")
-                                      .arg(v)),
-                            1);
-                  EXPECT_GE(Count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowClassKey = 1 AND iWindowVerKey = %1").arg(v)), 1);
-                  // Start-up processes are type 1 processes of the version itself.
-                  for (const char* column : {"iVersionLoadProcess", "iVersionLoginProcess", "iVersionLogoutProcess"}) {
-                      const qint32 process = versions.Int(QString::fromLatin1(column));
-                      if (process != 0) {
-                          EXPECT_EQ(Count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessKey=%1 AND iProcessType = 1 "
-                                                         "AND iProcessVerKey=%2")
-                                              .arg(process)
-                                              .arg(v)),
-                                    1)
-                              << column;
-                      }
-                  }
-              });
-
-    // The host application: default emulator, system screen with the
-    // platform's "[System]" class on its pseudo-object.
-    DB_ASSERT(Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppPlatform=%1").arg(kPlatform3270), m_conn);
-              ASSERT_EQ(app.RecordCount(), 1); EXPECT_GT(app.Int(QStringLiteral("iApp3270Key")), 0);
-              const qint32 version = IntOf(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1")
-                                               .arg(app.Int(QStringLiteral("iAppKey"))),
-                                           QStringLiteral("iVersionKey"));
-              const qint32 screen = IntOf(QStringLiteral("SELECT * FROM tWindow WHERE iWindowClassKey = 1 AND iWindowVerKey = %1 "
-                                                         "AND sWindowPhysicalName = '[System Screen]'")
-                                              .arg(version),
-                                          QStringLiteral("iWindowKey"));
-              const qint32 systemClass = IntOf(QStringLiteral("SELECT * FROM tClass WHERE iClassPlatformKey=%1 AND "
-                                                              "sClassPhysicalName = '[System]'")
-                                                   .arg(kPlatform3270),
-                                               QStringLiteral("iClassKey"));
-              EXPECT_EQ(Count(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey=%1 AND iObjectClassKey=%2 AND "
-                                             "sObjectPhysicalName = '[System]'")
-                                  .arg(screen)
-                                  .arg(systemClass)),
-                        1));
-
-    // The environment: a host version on the Mainframe tool with an
-    // emulator, the others without; rights stored as -1 / 0.
-    ASSERT_GE(Count(QStringLiteral("SELECT * FROM tEnvironment")), 1);
-    DB_ASSERT(Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_conn); EXPECT_GE(detail.RecordCount(), 2);
-              for (; !detail.Eof(); detail.MoveNext()) {
-                  const bool mainframe =
-                      Count(QStringLiteral("SELECT * FROM tTestTool WHERE iTestToolKey=%1 AND sTestToolName = 'Mainframe'")
-                                .arg(detail.Int(QStringLiteral("iEnvironTestToolKey")))) == 1;
-                  EXPECT_EQ(detail.Int(QStringLiteral("iEnviron3270Key")) > 0, mainframe);
-              });
-    DB_ASSERT(Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_conn); EXPECT_GE(users.RecordCount(), 3);
-              for (; !users.Eof(); users.MoveNext()) {
-                  for (const char* right : {"bDorvane", "bVantrel", "bOmrik", "bZulane", "bKrestin"}) {
-                      const qint32 value = users.Int(QString::fromLatin1(right));
-                      EXPECT_TRUE(value == -1 || value == 0) << right << " = " << value;
-                  }
-              });
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE bDorvane = -1")), 1);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE bDorvane = 0")), 1);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tScheduleCycles")), 1);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tCycleProcess")), 2);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey > 0")), 1);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelCycleKey > 0")), 1);
-    EXPECT_GE(Count(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelScheduleKey > 0")), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ReferenceDataTest, ::testing::ValuesIn(TestBackends()),
@@ -389,21 +225,6 @@ TEST(InstallationTree, HasTheFilesStartUpAndBackupLookFor)
                             QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb;")));
     DB_ASSERT(Recordset rs(QStringLiteral("SELECT * FROM tEnvironment"), tutorial); EXPECT_GE(rs.RecordCount(), 1));
     EXPECT_FALSE(tutorial.TableColumns(QStringLiteral("tApp")).contains(QStringLiteral("iOriginalAppKey"), Qt::CaseInsensitive));
-}
-
-TEST(InstallationTree, BackupTemplateIsEmptyWithTheOriginalKeyColumns)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(CreateInstallation(dir.path()).ok);
-    const QString path = NativePath(InstallationFiles(dir.path()).backupTemplate);
-    Connection connection;
-    DB_ASSERT(connection.OpenFile(path));
-    for (const TableDef& table : RepositoryTables()) {
-        SCOPED_TRACE(table.name.toStdString());
-        DB_ASSERT(Recordset rs(QStringLiteral("SELECT * FROM %1").arg(table.name), connection); EXPECT_TRUE(rs.Eof()));
-        for (const QString& column : table.backupOnly)
-            EXPECT_TRUE(connection.TableColumns(table.name).contains(column, Qt::CaseInsensitive));
-    }
 }
 
 TEST(InstallationTree, RefusesToOverwriteAndCreatesNothingThen)

@@ -178,14 +178,6 @@ TEST_P(SchemaTest, RefusesADatabaseWithRepositoryTablesAndLeavesItAlone)
     DB_ASSERT(AddApp(QStringLiteral("Later")));
 }
 
-TEST_P(SchemaTest, OneExistingTableIsEnoughToRefuse)
-{
-    const QString last = RepositoryTables().back().name;
-    DB_ASSERT(m_conn.Execute(QStringLiteral("CREATE TABLE %1 (x integer)").arg(last)));
-    EXPECT_THROW(CreateSchema(m_conn, SchemaVariant::BackupTemplate), DbError);
-    EXPECT_EQ(ExistingRepositoryTables(m_conn), QStringList{last});
-}
-
 TEST_P(SchemaTest, AFailureHalfwayRollsEveryTableBack)
 {
     // A table that takes the name of the last index lets every table be

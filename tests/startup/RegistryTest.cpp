@@ -198,17 +198,6 @@ TEST_F(RegistryTest, MissingKeyOrFileReadsEverythingEmpty)
     EXPECT_EQ(QueryValueDword(RegKey(), QStringLiteral("IsLocalDatabase")), std::nullopt);
 }
 
-TEST_F(RegistryTest, KeyWithOnlySubkeysExistsButHasNoValues)
-{
-    Write(kV5 + QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix\\Lumeno]\r\n"
-                               "\"ActiveDB\"=\"Tutorial\"\r\n"));
-    EXPECT_FALSE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
-    EXPECT_FALSE(RegOpenKey(HKEY_LOCAL_MACHINE, QStringLiteral("SOFTWARE\\Bramlund")).isNull());
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString());
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey + QStringLiteral("\\Lumeno"), QStringLiteral("ActiveDB")),
-              std::optional<QString>(QStringLiteral("Tutorial")));
-}
-
 TEST_F(RegistryTest, KeyAndValueNamesIgnoreCase)
 {
     Write(kV5 + QStringLiteral("[hklm\\software\\BRAMLUND\\zentrix]\r\n"
@@ -220,16 +209,6 @@ TEST_F(RegistryTest, KeyAndValueNamesIgnoreCase)
     EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, QStringLiteral("software\\bramlund\\ZENTRIX"),
                                QStringLiteral("ACTIVEDB")),
               std::optional<QString>(QStringLiteral("Tutorial")));
-}
-
-TEST_F(RegistryTest, DefaultValueAndLaterDefinitionsWin)
-{
-    WriteValues(QStringLiteral("@=\"Zentrix suite\"\r\n"
-                               "\"ActiveDB\"=\"First\"\r\n"
-                               "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                               "\"ActiveDB\"=\"Second\"\r\n"));
-    EXPECT_EQ(SettingString(QString()), QStringLiteral("Zentrix suite"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Second"));
 }
 
 TEST_F(RegistryTest, ReadsUtf16FileAsRegeditWritesIt)
@@ -246,23 +225,6 @@ TEST_F(RegistryTest, ReadsUtf16FileAsRegeditWritesIt)
 
     WriteBytes(QByteArray("\xEF\xBB\xBF") + (kV5 + kSection + QStringLiteral("\"ActiveDB\"=\"Zürich\"\r\n")).toUtf8());
     EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Zürich"));
-}
-
-TEST_F(RegistryTest, Regedit4StringDataIsSingleByte)
-{
-    Write(kV4 + kSection
-          + QStringLiteral("\"ActiveDB\"=hex(1):54,75,74,00\r\n"
-                           "\"ExePath\"=hex(1):43,3a,5c,e9,00\r\n"
-                           "\"IsLocalDatabase\"=dword:00000001\r\n"
-                           "\"LocalDatabaseName\"=\"Repo.mdb\"\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Tut"));
-    EXPECT_EQ(SettingString(QStringLiteral("ExePath")), QStringLiteral("C:\\é"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 1);
-    EXPECT_EQ(SettingString(QStringLiteral("LocalDatabaseName")), QStringLiteral("Repo.mdb"));
-
-    // The same bytes in a version 5 file are UTF-16: "Tu" and a NUL.
-    Write(kV5 + kSection + QStringLiteral("\"ActiveDB\"=hex(1):54,00,75,00,00,00,41,00\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Tu"));
 }
 
 TEST_F(RegistryTest, HexDataContinuesOverIndentedLines)
@@ -321,83 +283,6 @@ TEST_F(RegistryTest, MalformedFileReadsEverythingMissing)
     // A device in the file's place: read up to a limit, never forever.
     SetSettingsFileOverride(QStringLiteral("/dev/zero"));
     EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
-}
-
-TEST_F(RegistryTest, MalformedLinesAreSkipped)
-{
-    WriteValues(QStringLiteral("\"Unterminated\"=\"text\r\n"
-                               "\"Trailing\"=\"text\" junk\r\n"
-                               "\"NoEquals\" \"text\"\r\n"
-                               "NoQuotes=\"text\"\r\n"
-                               "\"BadDword\"=dword:xyz\r\n"
-                               "\"LongDword\"=dword:000000001\r\n"
-                               "\"EmptyDword\"=dword:\r\n"
-                               "\"BadHex\"=hex:2g,00\r\n"
-                               "\"WideHex\"=hex:200,00\r\n"
-                               "\"GapHex\"=hex:20,,00\r\n"
-                               "\"BadType\"=hex(zz):00\r\n"
-                               "\"Unknown\"=word:0001\r\n"
-                               "\"Deleted\"=-\r\n"
-                               "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix\r\n"
-                               "\"ActiveDB\"=\"Tutorial\"\r\n"));
-    for (const char* name : {"Unterminated", "Trailing", "NoEquals", "NoQuotes", "Deleted"})
-        EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QString::fromLatin1(name)), std::nullopt)
-            << name;
-    for (const char* name : {"BadDword", "LongDword", "EmptyDword", "BadHex", "WideHex", "GapHex", "BadType", "Unknown"})
-        EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QString::fromLatin1(name)), std::nullopt)
-            << name;
-    // An unclosed section header starts no section: the line after it is
-    // still in the Zentrix key.
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Tutorial"));
-}
-
-TEST_F(RegistryTest, DeletionSectionsAreIgnored)
-{
-    Write(kV5 + QStringLiteral("[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                               "\"ActiveDB\"=\"Removed\"\r\n"
-                               "\r\n") + kSection
-          + QStringLiteral("\"ExePath\"=\"C:\\\\Zentrix\"\r\n"
-                           "[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                           "\"IsLocalDatabase\"=dword:00000001\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ExePath")), QStringLiteral("C:\\Zentrix"));
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("ActiveDB")), std::nullopt);
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("IsLocalDatabase")), std::nullopt);
-}
-
-TEST_F(RegistryTest, FileIsReadAgainAtEachOpen)
-{
-    WriteValues(QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n"));
-    const RegKey opened = RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey);
-    WriteValues(QStringLiteral("\"ActiveDB\"=\"Production\"\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Production"));
-    // A key already open keeps what it read.
-    EXPECT_EQ(QueryValueString(opened, QStringLiteral("ActiveDB")), std::optional<QString>(QStringLiteral("Tutorial")));
-}
-
-TEST_F(RegistryTest, OverrideWinsOverEnvironmentWhichWinsOverDefault)
-{
-    Write(kV5 + kSection + QStringLiteral("\"ActiveDB\"=\"FromOverride\"\r\n"), QStringLiteral("override.reg"));
-    Write(kV5 + kSection + QStringLiteral("\"ActiveDB\"=\"FromEnvironment\"\r\n"), QStringLiteral("env.reg"));
-
-    SetSettingsFileOverride(QString());
-    EXPECT_EQ(SettingsFilePath(), QStringLiteral("/etc/zentrix/zentrix.reg"));
-    qputenv("ZENTRIX_REGISTRY", QByteArray());
-    EXPECT_EQ(SettingsFilePath(), QStringLiteral("/etc/zentrix/zentrix.reg"));
-
-    qputenv("ZENTRIX_REGISTRY", path(QStringLiteral("env.reg")).toLocal8Bit());
-    EXPECT_EQ(SettingsFilePath(), path(QStringLiteral("env.reg")));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("FromEnvironment"));
-
-    SetSettingsFileOverride(path(QStringLiteral("override.reg")));
-    EXPECT_EQ(SettingsFilePath(), path(QStringLiteral("override.reg")));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("FromOverride"));
-
-    // An override naming a missing file does not fall back to the others.
-    SetSettingsFileOverride(path(QStringLiteral("missing.reg")));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString());
-
-    SetSettingsFileOverride(QString());
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("FromEnvironment"));
 }
 
 } // namespace

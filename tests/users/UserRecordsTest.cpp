@@ -179,18 +179,6 @@ TEST_P(UserRecordsTest, AnIdWithAQuoteIsSavedAndFound)
     EXPECT_EQ(messages.shown, QStringList({"o'brien already exists - please choose another ID"}));
 }
 
-TEST_P(UserRecordsTest, PasswordsMustMatchExactly)
-{
-    UserFields fields = validFields();
-    fields.VerifyPassword = QStringLiteral("secret1");
-    editor.New();
-    const UserSaveOutcome outcome = editor.Save(fields, conn, messages);
-    EXPECT_FALSE(outcome.SaveOk);
-    EXPECT_EQ(messages.shown, QStringList({"Passwords don't match - please re-enter"}));
-    EXPECT_EQ(outcome.FocusField, QStringLiteral("txtPassword"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser")), 0);
-}
-
 TEST_P(UserRecordsTest, SavedUserComesBackWithBlankDepartmentAndEmptyOptionals)
 {
     UserFields fields = validFields();
@@ -237,33 +225,6 @@ TEST_P(UserRecordsTest, SavedUserComesBackWithBlankDepartmentAndEmptyOptionals)
     EXPECT_EQ(editor.UserListIndex(), 3);
     EXPECT_FALSE(editor.UserIsNew());
     EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(UserRecordsTest, OpeningTakesNullOnlyInEmailAndDepartment)
-{
-    DB_ASSERT(conn.Execute(QStringLiteral("INSERT INTO tUser (sUserID, sUserFirst, sUserLast, sUserPassword,"
-                                          " sUserExtension) VALUES ('ann', 'Ann', 'Lee', 'pw', '12')")));
-    DB_ASSERT(conn.Execute(QStringLiteral("INSERT INTO tUser (sUserID, sUserFirst, sUserLast, sUserPassword)"
-                                          " VALUES ('bob', 'Bob', 'Ray', 'pw')")));
-    const std::vector<UserListItem> list = ReadUserList(conn, messages);
-    ASSERT_EQ(list.size(), 2u);
-    ASSERT_EQ(list[0].Text, QStringLiteral("Ann Lee"));
-
-    const UserOpenOutcome ann = editor.Open(0, list[0].Key, conn, messages);
-    ASSERT_TRUE(ann.Ok);
-    EXPECT_EQ(ann.Form->Fields.Email, QString());
-    EXPECT_EQ(ann.Form->Fields.Department, QString());
-    EXPECT_EQ(ann.Form->Fields.VerifyPassword, QStringLiteral("pw"));
-
-    const UserOpenOutcome bob = editor.Open(1, list[1].Key, conn, messages);
-    EXPECT_FALSE(bob.Ok);
-    EXPECT_EQ(messages.shown, QStringList({"Error opening user: Invalid use of Null"}));
-    // The key of the clicked entry is current even so.
-    EXPECT_EQ(editor.CurrentKey(), list[1].Key);
-
-    messages.shown.clear();
-    EXPECT_FALSE(editor.Open(2, 9999, conn, messages).Ok);
-    EXPECT_EQ(messages.shown, QStringList({"Error opening user: " + kNoCurrent}));
 }
 
 TEST_P(UserRecordsTest, SaveWritesTheUserTheSharedKeyNames)
