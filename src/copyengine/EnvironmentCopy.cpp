@@ -1,5 +1,6 @@
 #include "copyengine/EnvironmentCopy.h"
 
+#include "copyengine/CopyStep.h"
 #include "copyengine/VersionBackup.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
@@ -89,6 +90,32 @@ QString existingTable(Connection& testData, const QString& name)
             return table;
     }
     return QString();
+}
+
+// The rows of a layout's data table that belong to one file instance,
+// copied whole for the instance's copy. Their columns are the table's own,
+// whatever they are.
+void copyDataRows(Connection& testData, const QString& dataTable, qint32 oldInstanceKey, qint32 newInstanceKey)
+{
+    const QString table = QStringLiteral("[") + dataTable + QStringLiteral("]");
+    Recordset rows(QStringLiteral("SELECT * FROM ") + table + QStringLiteral(" WHERE ") + kDataInstanceColumn +
+                       QStringLiteral("=") + num(oldInstanceKey),
+                   testData);
+    Recordset newRows(QStringLiteral("SELECT * FROM ") + table, testData);
+    const QStringList columns = rows.FieldNames();
+    const QString key = newRows.KeyField();
+    while (!rows.Eof()) {
+        newRows.AddNew();
+        for (const QString& column : columns) {
+            if (column.compare(key, Qt::CaseInsensitive) == 0 ||
+                column.compare(kDataInstanceColumn, Qt::CaseInsensitive) == 0)
+                continue;
+            newRows.SetValue(column, rows.Value(column));
+        }
+        newRows.SetValue(kDataInstanceColumn, newInstanceKey);
+        newRows.Update();
+        rows.MoveNext();
+    }
 }
 
 } // namespace
@@ -190,18 +217,17 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
     Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceEnvironmentKey),
                     reading);
     Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_main);
-    while (!users.Eof()) {
-        newUsers.AddNew();
-        newUsers.SetValue(QStringLiteral("iUserKey"), users.Value(QStringLiteral("iUserKey")));
-        newUsers.SetValue(QStringLiteral("iEnvironKey"), destinationEnvironmentKey);
-        copyColumns(users, newUsers, kRightColumns);
-        newUsers.Update();
-        users.MoveNext();
-    }
+    const RowCopy userRow =
+        RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(kRightColumns);
+    TableCopy(userRow, newUsers).Run(users, {destinationEnvironmentKey});
 
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
                       reading);
     Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_main);
+    const RowCopy detailRow = RowCopy()
+                                  .Parent(QStringLiteral("iEnvironKey"), 0)
+                                  .Parent(QStringLiteral("iEnvironVerKey"), 1)
+                                  .Keep({QStringLiteral("iEnvironTestToolKey"), QStringLiteral("iEnviron3270Key")});
     while (!details.Eof()) {
         const qint32 sourceVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(sourceVersionKey), reading);
@@ -238,12 +264,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
 
-        newDetails.AddNew();
-        newDetails.SetValue(QStringLiteral("iEnvironKey"), destinationEnvironmentKey);
-        newDetails.SetValue(QStringLiteral("iEnvironVerKey"), newVersionKey);
-        newDetails.SetValue(QStringLiteral("iEnvironTestToolKey"), details.Value(QStringLiteral("iEnvironTestToolKey")));
-        newDetails.SetValue(QStringLiteral("iEnviron3270Key"), details.Value(QStringLiteral("iEnviron3270Key")));
-        newDetails.Update();
+        detailRow.Write(details, newDetails, {destinationEnvironmentKey, newVersionKey});
 
         const bool copied =
             m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, true) &&
@@ -281,80 +302,56 @@ bool EnvironmentCopy::CopyRecordLayouts(qint32 sourceEnvironmentKey, Connection&
         recordMap.ResetLength();
         Recordset layouts(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=") + num(sourceEnvironmentKey),
                           source);
-        const qint32 count = CountRecords(&layouts);
-        recordMap.Grow(count);
-        if (count == 0)
-            return true;
 
-        Recordset newLayouts(QStringLiteral("SELECT * FROM tRecord"), destination);
-        Recordset newFields(QStringLiteral("SELECT * FROM tField"), destination);
-        Recordset newInstances(QStringLiteral("SELECT * FROM tFileInstance"), destination);
+        const RowCopy layoutRow =
+            RowCopy(QStringLiteral("iRecordKey")).Keep(kRecordColumns).Parent(QStringLiteral("iRecordEnvironmentKey"));
+        const RowCopy fieldRow = RowCopy().Parent(QStringLiteral("iFieldRecordKey")).Keep(kFieldColumns);
+        const RowCopy instanceRow = RowCopy(QStringLiteral("iFileInstanceKey"))
+                                        .Keep(kFileInstanceColumns)
+                                        .Parent(QStringLiteral("iFileInstanceRecordKey"));
+
+        Recordset newLayouts;
+        Recordset newFields;
+        Recordset newInstances;
         Recordset fields;
         Recordset instances;
-        while (!layouts.Eof()) {
-            const qint32 oldRecordKey = layouts.Int(QStringLiteral("iRecordKey"));
-            newLayouts.AddNew();
-            copyColumns(layouts, newLayouts, kRecordColumns);
-            newLayouts.SetValue(QStringLiteral("iRecordEnvironmentKey"), destinationEnvironmentKey);
-            newLayouts.Update();
-            const qint32 newRecordKey = newLayouts.Int(QStringLiteral("iRecordKey"));
-            recordMap.StoreNext(oldRecordKey, newRecordKey);
+        TableCopy fieldCopy(fieldRow, newFields);
+        TableCopy instanceCopy(instanceRow, newInstances);
 
+        TableCopy layoutCopy(layoutRow, newLayouts);
+        layoutCopy.map = &recordMap;
+        layoutCopy.growth = MapGrowth::Grow;
+        layoutCopy.started = [&](qint32) {
+            newLayouts.Open(QStringLiteral("SELECT * FROM tRecord"), destination);
+            newFields.Open(QStringLiteral("SELECT * FROM tField"), destination);
+            newInstances.Open(QStringLiteral("SELECT * FROM tFileInstance"), destination);
+        };
+        layoutCopy.afterRow = [&](Recordset& layout, qint32 oldRecordKey, qint32 newRecordKey) {
             fields.Open(QStringLiteral("SELECT * FROM tField WHERE iFieldRecordKey=") + num(oldRecordKey) +
                             QStringLiteral(" ORDER by iFieldSequenceNum"),
                         source);
-            while (!fields.Eof()) {
-                newFields.AddNew();
-                newFields.SetValue(QStringLiteral("iFieldRecordKey"), newRecordKey);
-                copyColumns(fields, newFields, kFieldColumns);
-                newFields.Update();
-                fields.MoveNext();
-            }
+            fieldCopy.Run(fields, {newRecordKey});
 
             // The layout's data table: named by sRecordName, in the test
             // data database.
             QString dataTable;
             if (m_testData && m_testData->IsOpen())
-                dataTable = existingTable(*m_testData, layouts.Text(QStringLiteral("sRecordName")));
+                dataTable = existingTable(*m_testData, layout.Text(QStringLiteral("sRecordName")));
             if (dataTable.contains(QLatin1Char(']')))
                 throw DbError(QStringLiteral("The data table name '%1' cannot be written between brackets.").arg(dataTable));
 
             instances.Open(QStringLiteral("SELECT * FROM tFileInstance WHERE iFileInstanceRecordKey=") + num(oldRecordKey),
                            source);
-            while (!instances.Eof()) {
-                const qint32 oldInstanceKey = instances.Int(QStringLiteral("iFileInstanceKey"));
-                newInstances.AddNew();
-                copyColumns(instances, newInstances, kFileInstanceColumns);
-                newInstances.SetValue(QStringLiteral("iFileInstanceRecordKey"), newRecordKey);
-                newInstances.Update();
-                const qint32 newInstanceKey = newInstances.Int(QStringLiteral("iFileInstanceKey"));
-
-                if (!dataTable.isEmpty()) {
-                    const QString table = QStringLiteral("[") + dataTable + QStringLiteral("]");
-                    Recordset rows(QStringLiteral("SELECT * FROM ") + table + QStringLiteral(" WHERE ") +
-                                       kDataInstanceColumn + QStringLiteral("=") + num(oldInstanceKey),
-                                   *m_testData);
-                    Recordset newRows(QStringLiteral("SELECT * FROM ") + table, *m_testData);
-                    const QStringList columns = rows.FieldNames();
-                    const QString key = newRows.KeyField();
-                    while (!rows.Eof()) {
-                        newRows.AddNew();
-                        for (const QString& column : columns) {
-                            if (column.compare(key, Qt::CaseInsensitive) == 0 ||
-                                column.compare(kDataInstanceColumn, Qt::CaseInsensitive) == 0)
-                                continue;
-                            newRows.SetValue(column, rows.Value(column));
-                        }
-                        newRows.SetValue(kDataInstanceColumn, newInstanceKey);
-                        newRows.Update();
-                        rows.MoveNext();
-                    }
-                }
-                instances.MoveNext();
+            instanceCopy.afterRow = nullptr;
+            if (!dataTable.isEmpty()) {
+                instanceCopy.afterRow = [&](Recordset&, qint32 oldInstanceKey, qint32 newInstanceKey) {
+                    copyDataRows(*m_testData, dataTable, oldInstanceKey, newInstanceKey);
+                };
             }
+            instanceCopy.Run(instances, {newRecordKey});
             progress.Yield();
-            layouts.MoveNext();
-        }
+        };
+        layoutCopy.Run(layouts, {destinationEnvironmentKey});
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kRecordsetsFailed + e.description());

@@ -1,5 +1,6 @@
 #include "copyengine/VersionBackup.h"
 
+#include "copyengine/CopyStep.h"
 #include "copyengine/StepArguments.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
@@ -9,30 +10,13 @@
 
 #include <QStringList>
 
-#include <initializer_list>
+#include <utility>
 
 namespace dorvane {
 
 namespace {
 
 QString num(qint32 key) { return QString::number(key); }
-
-// Assigns each listed column of the destination's new row the source
-// row's value as it stands (text, number, date, flag or null alike).
-void copyColumns(Recordset& from, Recordset& to, const QStringList& columns)
-{
-    for (const QString& column : columns)
-        to.SetValue(column, from.Value(column));
-}
-
-// A foreign key rewritten through a map: the new key where the lookup gives
-// at least `minimum`, else the source value unchanged.
-QVariant mappedOrKept(Recordset& from, const QString& column, const KeyMap& map, qint32 minimum)
-{
-    const QVariant value = from.Value(column);
-    const qint32 mapped = LookupNewKey(map, value.isValid() ? value.toInt() : 0, map.Length());
-    return mapped >= minimum ? QVariant(mapped) : value;
-}
 
 // Column names, in the order the copies write them.
 const QString kWindowKey = QStringLiteral("iWindowKey");
@@ -159,22 +143,30 @@ const QString kScheduleCyclesFailed = QStringLiteral("Error while copying Schedu
 const QString kScheduleKeywordsFailed = QStringLiteral("Error while copying Schedule Keywords:");
 const QString kFixUpFailed = QStringLiteral("Error while fixing up steps: ");
 
-// Copies the keyword relations of one holder (a process, cycle or
-// schedule): the holder column gets the new holder key, the keyword is
-// rewritten through KeywordMap where found (non-zero) and kept otherwise.
-// The other holder columns keep their defaults.
-void copyKeywordRelations(const QString& holderColumn, qint32 oldHolder, qint32 newHolder, Connection& source,
-                          Recordset& relations, const KeyMap& keywordMap)
-{
-    Recordset rs(QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(holderColumn) + num(oldHolder), source);
-    while (!rs.Eof()) {
-        relations.AddNew();
-        relations.SetValue(holderColumn, newHolder);
-        relations.SetValue(kKeywordRelKeywordKey, mappedOrKept(rs, kKeywordRelKeywordKey, keywordMap, 1));
-        relations.Update();
-        rs.MoveNext();
+// The keyword relations of one holder (a process, cycle or schedule): the
+// holder column takes the new holder key, the keyword goes through
+// KeywordMap and keeps its key where the map has none. The other holder
+// columns keep their defaults.
+class KeywordRelationCopy {
+public:
+    KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations)
+        : m_holder(std::move(holderColumn)),
+          m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap)),
+          m_copy(m_row, relations)
+    {
     }
-}
+
+    void Run(qint32 oldHolder, qint32 newHolder, Connection& source) const
+    {
+        Recordset rs(QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder) + num(oldHolder), source);
+        m_copy.Run(rs, {newHolder});
+    }
+
+private:
+    QString m_holder;
+    RowCopy m_row;
+    TableCopy m_copy;
+};
 
 } // namespace
 
@@ -253,47 +245,33 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qin
         // Only added to: its rows are never read.
         Recordset newWindows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(destinationVersionKey),
                              destination);
-        const qint32 count = CountRecords(&windows);
-        WindowMap.Grow(count);
-        if (count == 0)
-            return true;
-        startProgress(QStringLiteral("Windows in "), count);
+
+        // A window's parent window key is copied as it stands.
+        const RowCopy windowRow = RowCopy(kWindowKey).Parent(kWindowVerKey).Keep(kWindowColumns);
+        const RowCopy objectRow =
+            RowCopy(kObjectKey).Parent(kObjectWindowKey, 0).Parent(kObjectVersionKey, 1).Keep(kObjectColumns);
 
         Recordset objects;
         Recordset newObject;
-        while (!windows.Eof()) {
-            const qint32 oldWindowKey = windows.Int(kWindowKey);
-            newWindows.AddNew();
-            newWindows.SetValue(kWindowVerKey, destinationVersionKey);
-            copyColumns(windows, newWindows, kWindowColumns);
-            newWindows.Update();
-            const qint32 newWindowKey = newWindows.Int(kWindowKey);
-            WindowMap.StoreNext(oldWindowKey, newWindowKey);
+        TableCopy objectCopy(objectRow, newObject);
+        objectCopy.reopen = QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0");
+        objectCopy.reopenOn = &destination;
+        objectCopy.map = &ObjectMap;
+        objectCopy.growth = MapGrowth::GrowUnlessEmpty;
+
+        TableCopy windowCopy(windowRow, newWindows);
+        windowCopy.map = &WindowMap;
+        windowCopy.growth = MapGrowth::Grow;
+        windowCopy.started = [this](qint32 count) { startProgress(QStringLiteral("Windows in "), count); };
+        windowCopy.afterRow = [&](Recordset&, qint32 oldWindowKey, qint32 newWindowKey) {
             m_progress.Yield();
-
             objects.Open(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = ") + num(oldWindowKey), source);
-            const qint32 objectCount = CountRecords(&objects);
-            if (objectCount > 0)
-                ObjectMap.Grow(objectCount);
-            while (!objects.Eof()) {
-                const qint32 oldObjectKey = objects.Int(kObjectKey);
-                newObject.Open(QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0"), destination);
-                newObject.AddNew();
-                newObject.SetValue(kObjectWindowKey, newWindowKey);
-                newObject.SetValue(kObjectVersionKey, destinationVersionKey);
-                copyColumns(objects, newObject, kObjectColumns);
-                newObject.Update();
-                const qint32 newObjectKey = newObject.Int(kObjectKey);
-                newObject.Close();
-                objects.MoveNext();
-                ObjectMap.StoreNext(oldObjectKey, newObjectKey);
-            }
-
+            objectCopy.Run(objects, {newWindowKey, destinationVersionKey});
             advanceProgress();
             m_progress.Yield();
             objects.Close();
-            windows.MoveNext();
-        }
+        };
+        windowCopy.Run(windows, {destinationVersionKey});
         return true;
     } catch (const DbError& e) {
         return fail(kWindowsFailed, e.description());
@@ -306,26 +284,17 @@ bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, q
     try {
         Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(sourceVersionKey),
                             source);
-        const qint32 count = CountRecords(&variables);
-        VariableMap.Replace(count);
-        if (count == 0)
-            return true;
-        startProgress(QStringLiteral("Variables in "), count);
-
+        const RowCopy variableRow = RowCopy(kVarKey).Parent(kVarAppVerKey).Keep(kVarColumns);
         Recordset newVariable;
-        while (!variables.Eof()) {
-            newVariable.Open(QStringLiteral("SELECT * FROM tUserVar"), destination);
-            newVariable.AddNew();
-            newVariable.SetValue(kVarAppVerKey, destinationVersionKey);
-            copyColumns(variables, newVariable, kVarColumns);
-            newVariable.Update();
-            const qint32 newKey = newVariable.Int(kVarKey);
-            newVariable.Close();
-            VariableMap.StoreNext(variables.Int(kVarKey), newKey);
-            variables.MoveNext();
-            advanceProgress();
-        }
-        m_progress.Yield();
+        TableCopy copy(variableRow, newVariable);
+        copy.reopen = QStringLiteral("SELECT * FROM tUserVar");
+        copy.reopenOn = &destination;
+        copy.map = &VariableMap;
+        copy.growth = MapGrowth::Replace;
+        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Variables in "), count); };
+        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
+        if (copy.Run(variables, {destinationVersionKey}) > 0)
+            m_progress.Yield();
         return true;
     } catch (const DbError& e) {
         return fail(kVariablesFailed, e.description());
@@ -338,26 +307,18 @@ bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source
     try {
         Recordset requirements(
             QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey = ") + num(sourceVersionKey), source);
-        const qint32 count = CountRecords(&requirements);
-        RequirementMap.Replace(count);
-        if (count == 0)
-            return true;
-        startProgress(QStringLiteral("Requirements in "), count);
-
+        const RowCopy requirementRow =
+            RowCopy(kRequirementKey).Parent(kRequirementAppVerKey).Keep(kRequirementColumns);
         Recordset newRequirement;
-        while (!requirements.Eof()) {
-            newRequirement.Open(QStringLiteral("SELECT * FROM tRequirement"), destination);
-            newRequirement.AddNew();
-            newRequirement.SetValue(kRequirementAppVerKey, destinationVersionKey);
-            copyColumns(requirements, newRequirement, kRequirementColumns);
-            newRequirement.Update();
-            const qint32 newKey = newRequirement.Int(kRequirementKey);
-            newRequirement.Close();
-            RequirementMap.StoreNext(requirements.Int(kRequirementKey), newKey);
-            requirements.MoveNext();
-            advanceProgress();
-        }
-        m_progress.Yield();
+        TableCopy copy(requirementRow, newRequirement);
+        copy.reopen = QStringLiteral("SELECT * FROM tRequirement");
+        copy.reopenOn = &destination;
+        copy.map = &RequirementMap;
+        copy.growth = MapGrowth::Replace;
+        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Requirements in "), count); };
+        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
+        if (copy.Run(requirements, {destinationVersionKey}) > 0)
+            m_progress.Yield();
         return true;
     } catch (const DbError& e) {
         return fail(kRequirementsFailed, e.description());
@@ -424,82 +385,78 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
     try {
         Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + num(sourceVersionKey),
                             source);
-        const qint32 count = CountRecords(&processes);
-        ProcessMap.Grow(count);
-        if (count == 0)
-            return true;
+
+        // iProcessRequirementKey and iProcessDependencyKey keep the source
+        // keys. A step window's process, version and environment are the
+        // destination's; its window and a step's object go through the maps.
+        const RowCopy processRow = RowCopy(kProcessKey).Parent(kProcessVerKey).Keep(kProcessColumns);
+        const RowCopy stepWindowRow = RowCopy(kStepWindowKey)
+                                          .MappedOrKept(kStepWindowWindowKey, WindowMap)
+                                          .Parent(kStepWindowProcessKey, 0)
+                                          .Keep({kStepWindowSequenceNum})
+                                          .Parent(kStepWindowVerKey, 1)
+                                          .Parent(kStepWindowEnvironmentKey, 2);
+        const RowCopy stepRow = RowCopy().Parent(kStepWindowKey).MappedOrKept(kStepObjectKey, ObjectMap).Keep(kStepColumns);
 
         // Only added to for the whole call: their rows are never read.
-        Recordset newProcesses(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(destinationVersionKey),
-                               destination);
-        Recordset newSteps(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=0"), destination);
-        Recordset newStepWindows(
-            QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") + num(destinationVersionKey), destination);
-        Recordset newRelations(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), destination);
-        startProgress(QStringLiteral("Processes in "), count);
+        Recordset newProcesses;
+        Recordset newSteps;
+        Recordset newStepWindows;
+        Recordset newRelations;
+        const KeywordRelationCopy relationCopy(kKeywordRelProcessKey, KeywordMap, newRelations);
 
+        Recordset steps;
+        TableCopy stepCopy(stepRow, newSteps);
+        stepCopy.beforeRow = [&] { stage = &kStepsFailed; };
+        stepCopy.afterRow = [this](Recordset&, qint32, qint32) { m_progress.Yield(); };
+
+        Recordset stepWindows;
+        TableCopy stepWindowCopy(stepWindowRow, newStepWindows);
         // The process key of the step window copied last, for the rule that
         // skips a lone placeholder step window or a process met twice.
         qint32 lastStepWindowProcessKey = 0;
-        Recordset stepWindows;
-        Recordset steps;
-        while (!processes.Eof()) {
-            stage = &kProcessesFailed;
-            const qint32 oldProcessKey = processes.Int(kProcessKey);
-            newProcesses.AddNew();
-            newProcesses.SetValue(kProcessVerKey, destinationVersionKey);
-            copyColumns(processes, newProcesses, kProcessColumns);
-            newProcesses.Update();
-            const qint32 newProcessKey = newProcesses.Int(kProcessKey);
-            ProcessMap.StoreNext(oldProcessKey, newProcessKey);
-            processes.MoveNext();
+        stepWindowCopy.beforeRow = [&] { lastStepWindowProcessKey = stepWindows.Int(kStepWindowProcessKey); };
+        stepWindowCopy.afterRow = [&](Recordset&, qint32 oldStepWindowKey, qint32 newStepWindowKey) {
+            steps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = ") + num(oldStepWindowKey) +
+                           QStringLiteral(" ORDER BY iStepSequenceNum"),
+                       source);
+            stepCopy.Run(steps, {newStepWindowKey});
+            // The stage stays where the steps left it.
+            m_progress.Yield();
+        };
 
+        TableCopy processCopy(processRow, newProcesses);
+        processCopy.map = &ProcessMap;
+        processCopy.growth = MapGrowth::Grow;
+        processCopy.started = [&](qint32 count) {
+            newProcesses.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(destinationVersionKey),
+                              destination);
+            newSteps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=0"), destination);
+            newStepWindows.Open(
+                QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") + num(destinationVersionKey),
+                destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), destination);
+            startProgress(QStringLiteral("Processes in "), count);
+        };
+        processCopy.beforeRow = [&] { stage = &kProcessesFailed; };
+        processCopy.afterRow = [&](Recordset&, qint32 oldProcessKey, qint32 newProcessKey) {
             stage = &kStepWindowsFailed;
             stepWindows.Open(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = ") +
                                  num(oldProcessKey) + QStringLiteral(" ORDER BY iStepWindowSequenceNum"),
                              source);
-            qint32 stepWindowCount = CountRecords(&stepWindows);
-            if (stepWindowCount == 1 && (stepWindows.Int(kStepWindowWindowKey) == 0 ||
-                                         stepWindows.Int(kStepWindowProcessKey) == lastStepWindowProcessKey))
-                stepWindowCount = 0;
-
-            for (qint32 i = 0; i < stepWindowCount; ++i) {
-                lastStepWindowProcessKey = stepWindows.Int(kStepWindowProcessKey);
-                newStepWindows.AddNew();
-                newStepWindows.SetValue(kStepWindowWindowKey,
-                                        mappedOrKept(stepWindows, kStepWindowWindowKey, WindowMap, 1));
-                newStepWindows.SetValue(kStepWindowProcessKey, newProcessKey);
-                newStepWindows.SetValue(kStepWindowSequenceNum, stepWindows.Value(kStepWindowSequenceNum));
-                newStepWindows.SetValue(kStepWindowVerKey, destinationVersionKey);
-                newStepWindows.SetValue(kStepWindowEnvironmentKey, destinationEnvironmentKey);
-                newStepWindows.Update();
-                const qint32 newStepWindowKey = newStepWindows.Int(kStepWindowKey);
-                const qint32 oldStepWindowKey = stepWindows.Int(kStepWindowKey);
-
-                steps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = ") + num(oldStepWindowKey) +
-                               QStringLiteral(" ORDER BY iStepSequenceNum"),
-                           source);
-                while (!steps.Eof()) {
-                    stage = &kStepsFailed;
-                    newSteps.AddNew();
-                    newSteps.SetValue(kStepWindowKey, newStepWindowKey);
-                    newSteps.SetValue(kStepObjectKey, mappedOrKept(steps, kStepObjectKey, ObjectMap, 1));
-                    copyColumns(steps, newSteps, kStepColumns);
-                    newSteps.Update();
-                    m_progress.Yield();
-                    steps.MoveNext();
-                }
-                // The stage stays where the steps left it.
-                m_progress.Yield();
-                stepWindows.MoveNext();
-            }
+            const qint32 stepWindowCount = CountRecords(&stepWindows);
+            const bool skipped = stepWindowCount == 1 && (stepWindows.Int(kStepWindowWindowKey) == 0 ||
+                                                          stepWindows.Int(kStepWindowProcessKey) == lastStepWindowProcessKey);
+            if (!skipped)
+                stepWindowCopy.Run(stepWindows, {newProcessKey, destinationVersionKey, destinationEnvironmentKey});
 
             stage = &kProcessKeywordsFailed;
-            copyKeywordRelations(kKeywordRelProcessKey, oldProcessKey, newProcessKey, source, newRelations, KeywordMap);
+            relationCopy.Run(oldProcessKey, newProcessKey, source);
 
             m_progress.Yield();
             advanceProgress();
-        }
+        };
+        processCopy.Run(processes, {destinationVersionKey});
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());
@@ -512,57 +469,45 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
     const QString* stage = &kCyclesFailed;
     try {
         Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey =") + num(sourceVersionKey), source);
-        const qint32 count = CountRecords(&cycles);
-        CycleMap.Grow(count);
-        if (count == 0)
-            return true;
 
-        Recordset newCycles(QStringLiteral("SELECT * FROM tCycle"), destination);
-        Recordset newCycleProcesses(QStringLiteral("SELECT * FROM tCycleProcess"), destination);
-        Recordset newRelations(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+        // The dependency and the start state: 0 stays 0; any other key goes
+        // through ProcessMap and becomes 0 when the process was not copied.
+        // A cycle process keeps a process outside the copy.
+        const RowCopy cycleRow = RowCopy(kCycleKey)
+                                     .Parent(kCycleVerKey)
+                                     .Keep(kCycleColumnsBeforeDependency)
+                                     .MappedUnlessZero(kCycleDependencyKey, ProcessMap)
+                                     .Keep(kCycleColumnsAfterDependency)
+                                     .MappedUnlessZero(kCycleStartStateKey, ProcessMap)
+                                     .Keep({kCycleExecStatus});
+        const RowCopy cycleProcessRow =
+            RowCopy().Parent(kCycleKey).MappedOrKept(kProcessKey, ProcessMap).Keep(kCycleProcessColumns);
 
-        // 0 stays 0; any other key goes through ProcessMap and becomes 0
-        // when the process was not copied.
-        const auto throughProcessMap = [this](Recordset& rs, const QString& column) -> QVariant {
-            const QVariant value = rs.Value(column);
-            const qint32 key = value.isValid() ? value.toInt() : 0;
-            if (key == 0)
-                return value;
-            return LookupNewKey(ProcessMap, key, ProcessMap.Length());
-        };
-
+        Recordset newCycles;
+        Recordset newCycleProcesses;
+        Recordset newRelations;
+        const KeywordRelationCopy relationCopy(kKeywordRelCycleKey, KeywordMap, newRelations);
         Recordset cycleProcesses;
-        while (!cycles.Eof()) {
-            stage = &kCyclesFailed;
-            const qint32 oldCycleKey = cycles.Int(kCycleKey);
-            const QVariant startState = throughProcessMap(cycles, kCycleStartStateKey);
-            const QVariant dependency = throughProcessMap(cycles, kCycleDependencyKey);
-            newCycles.AddNew();
-            newCycles.SetValue(kCycleVerKey, destinationVersionKey);
-            copyColumns(cycles, newCycles, kCycleColumnsBeforeDependency);
-            newCycles.SetValue(kCycleDependencyKey, dependency);
-            copyColumns(cycles, newCycles, kCycleColumnsAfterDependency);
-            newCycles.SetValue(kCycleStartStateKey, startState);
-            newCycles.SetValue(kCycleExecStatus, cycles.Value(kCycleExecStatus));
-            newCycles.Update();
-            const qint32 newCycleKey = newCycles.Int(kCycleKey);
-            CycleMap.StoreNext(oldCycleKey, newCycleKey);
+        TableCopy cycleProcessCopy(cycleProcessRow, newCycleProcesses);
 
+        TableCopy cycleCopy(cycleRow, newCycles);
+        cycleCopy.map = &CycleMap;
+        cycleCopy.growth = MapGrowth::Grow;
+        cycleCopy.started = [&](qint32) {
+            newCycles.Open(QStringLiteral("SELECT * FROM tCycle"), destination);
+            newCycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess"), destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+        };
+        cycleCopy.beforeRow = [&] { stage = &kCyclesFailed; };
+        cycleCopy.afterRow = [&](Recordset&, qint32 oldCycleKey, qint32 newCycleKey) {
             stage = &kCycleProcessesFailed;
             cycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = ") + num(oldCycleKey), source);
-            while (!cycleProcesses.Eof()) {
-                newCycleProcesses.AddNew();
-                newCycleProcesses.SetValue(kCycleKey, newCycleKey);
-                newCycleProcesses.SetValue(kProcessKey, mappedOrKept(cycleProcesses, kProcessKey, ProcessMap, 1));
-                copyColumns(cycleProcesses, newCycleProcesses, kCycleProcessColumns);
-                newCycleProcesses.Update();
-                cycleProcesses.MoveNext();
-            }
+            cycleProcessCopy.Run(cycleProcesses, {newCycleKey});
 
             stage = &kCycleKeywordsFailed;
-            copyKeywordRelations(kKeywordRelCycleKey, oldCycleKey, newCycleKey, source, newRelations, KeywordMap);
-            cycles.MoveNext();
-        }
+            relationCopy.Run(oldCycleKey, newCycleKey, source);
+        };
+        cycleCopy.Run(cycles, {destinationVersionKey});
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());
@@ -577,43 +522,38 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& sourc
         Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey =") +
                                 num(sourceEnvironmentKey),
                             source);
-        if (CountRecords(&schedules) == 0)
-            return true;
 
-        Recordset newSchedules(QStringLiteral("SELECT * FROM tSchedule"), destination);
-        Recordset newScheduleCycles(QStringLiteral("SELECT * FROM tScheduleCycles"), destination);
-        Recordset newRelations(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+        const RowCopy scheduleRow = RowCopy(kScheduleKey).Parent(kScheduleEnvironKey).Keep(kScheduleColumns);
+        // The cycle written as the lookup gives it: 0 for a cycle not copied
+        // in this run.
+        const RowCopy scheduleCycleRow =
+            RowCopy().Parent(kScheduleKey).Mapped(kCycleKey, CycleMap).Keep({kCycleSequenceNum});
 
+        Recordset newSchedules;
+        Recordset newScheduleCycles;
+        Recordset newRelations;
+        const KeywordRelationCopy relationCopy(kKeywordRelScheduleKey, KeywordMap, newRelations);
         Recordset scheduleCycles;
-        while (!schedules.Eof()) {
-            stage = &kSchedulesFailed;
-            const qint32 oldScheduleKey = schedules.Int(kScheduleKey);
-            newSchedules.AddNew();
-            newSchedules.SetValue(kScheduleEnvironKey, destinationEnvironmentKey);
-            copyColumns(schedules, newSchedules, kScheduleColumns);
-            newSchedules.Update();
-            const qint32 newScheduleKey = newSchedules.Int(kScheduleKey);
+        TableCopy scheduleCycleCopy(scheduleCycleRow, newScheduleCycles);
 
+        TableCopy scheduleCopy(scheduleRow, newSchedules);
+        scheduleCopy.started = [&](qint32) {
+            newSchedules.Open(QStringLiteral("SELECT * FROM tSchedule"), destination);
+            newScheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles"), destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+        };
+        scheduleCopy.beforeRow = [&] { stage = &kSchedulesFailed; };
+        scheduleCopy.afterRow = [&](Recordset&, qint32 oldScheduleKey, qint32 newScheduleKey) {
             stage = &kScheduleCyclesFailed;
             scheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles WHERE iScheduleKey = ") +
                                     num(oldScheduleKey),
                                 source);
-            while (!scheduleCycles.Eof()) {
-                newScheduleCycles.AddNew();
-                newScheduleCycles.SetValue(kScheduleKey, newScheduleKey);
-                // Written as it comes: 0 for a cycle not copied in this run.
-                newScheduleCycles.SetValue(
-                    kCycleKey, LookupNewKey(CycleMap, scheduleCycles.Int(kCycleKey), CycleMap.Length()));
-                newScheduleCycles.SetValue(kCycleSequenceNum, scheduleCycles.Value(kCycleSequenceNum));
-                newScheduleCycles.Update();
-                scheduleCycles.MoveNext();
-            }
+            scheduleCycleCopy.Run(scheduleCycles, {newScheduleKey});
 
             stage = &kScheduleKeywordsFailed;
-            copyKeywordRelations(kKeywordRelScheduleKey, oldScheduleKey, newScheduleKey, source, newRelations,
-                                 KeywordMap);
-            schedules.MoveNext();
-        }
+            relationCopy.Run(oldScheduleKey, newScheduleKey, source);
+        };
+        scheduleCopy.Run(schedules, {destinationEnvironmentKey});
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());

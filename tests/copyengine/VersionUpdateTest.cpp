@@ -52,23 +52,21 @@ protected:
         return version;
     }
 
-    qint32 windowOf(qint32 version, const QString& physicalName)
+    qint32 windowOf(qint32 version, const QString& name)
     {
-        return key(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'")
-                       .arg(version)
-                       .arg(QuoteSql(physicalName)));
+        return key(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'").arg(version).arg(name));
     }
-
     qint32 processOf(qint32 version, const QString& name)
     {
-        return key(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1 AND sProcessName='%2'")
-                       .arg(version)
-                       .arg(QuoteSql(name)));
+        return key(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1 AND sProcessName='%2'").arg(version).arg(name));
     }
-
     qint32 variableOf(qint32 version, const QString& name)
     {
         return key(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey=%1 AND sVarName='%2'").arg(version).arg(name));
+    }
+    qint32 versionValue(qint32 version, const char* column)
+    {
+        return intValue(QStringLiteral("tVersion"), version, QString::fromLatin1(column));
     }
 
     qint32 environment = 0;
@@ -117,15 +115,10 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     EXPECT_TRUE(messages.shown.isEmpty());
     EXPECT_EQ(backup->DestinationConnection, nullptr);
 
-    // The content, without 1.1's own system screen.
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(v12)), 5);
+    // The content, without 1.1's own system screen; six step windows
+    // copied, and Customer Inquiry's visit that now names the copy.
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='[System Screen]'").arg(v12)), 1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tObject WHERE iObjectVersionKey=%1").arg(v12)), 8);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(v12)), 4);
-    // Six copied, and Customer Inquiry's visit that now names the copy.
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=%1").arg(v12)), 7);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=%1").arg(v12)), 1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey=%1").arg(v12)), 4);
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey=%1").arg(v12)), 2);
 
     const qint32 newLogin = windowOf(v12, QStringLiteral("frmLogin"));
@@ -133,15 +126,10 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     const qint32 newUserName = key(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey=%1 AND "
                                                   "sObjectPhysicalName='txtUserName'").arg(newLogin));
     // Step arguments point at the copies.
-    const qint32 orderWindow = key(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY "
-                                                  "iStepWindowSequenceNum").arg(processOf(v12, QStringLiteral("Create Order"))));
+    const qint32 orderWindow = key(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1")
+                                       .arg(processOf(v12, QStringLiteral("Create Order"))));
     EXPECT_EQ(texts(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=%1").arg(orderWindow), QStringLiteral("sStepArguments")),
               QStringList{QStringLiteral("ProcessKey= %1").arg(newLoginProcess)});
-    const qint32 loginWindow = key(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1").arg(newLoginProcess));
-    EXPECT_EQ(texts(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=%1 AND iStepSequenceNum=1").arg(loginWindow),
-                    QStringLiteral("sStepArguments")),
-              QStringList{QStringLiteral("Text=@UserName[ %1| %2]").arg(v12).arg(variableOf(v12, QStringLiteral("UserName")))});
-
     // The other version's step window and step, its cycle, the layout.
     EXPECT_EQ(intValue(QStringLiteral("tStepWindow"), crossWindow, QStringLiteral("iStepWindowWindowKey")), newLogin);
     EXPECT_EQ(intValue(QStringLiteral("tStepWindow"), crossWindow, QStringLiteral("iStepWindowVerKey")), v12);
@@ -155,20 +143,16 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     EXPECT_EQ(intValue(QStringLiteral("tField"), hostField, QStringLiteral("iFieldVarKey")), hostUser);
 
     // The new version's pointers; a pointer of 0 stays 0.
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v12, QStringLiteral("iVersionLoginProcess")), newLoginProcess);
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v12, QStringLiteral("iVersionInitialWindow")), newLogin);
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v12, QStringLiteral("iVersionMainWindow")), windowOf(v12, QStringLiteral("frmMain")));
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v12, QStringLiteral("iVersionTerminateProcess")), 0);
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v12, QStringLiteral("iVersionSourceVersion")), oe11);
-    // The source version is untouched.
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), oe11, QStringLiteral("iVersionLoginProcess")), loginProcess);
+    EXPECT_EQ(versionValue(v12, "iVersionLoginProcess"), newLoginProcess);
+    EXPECT_EQ(versionValue(v12, "iVersionInitialWindow"), newLogin);
+    EXPECT_EQ(versionValue(v12, "iVersionTerminateProcess"), 0);
+    EXPECT_EQ(versionValue(v12, "iVersionSourceVersion"), oe11);
+    EXPECT_EQ(versionValue(oe11, "iVersionLoginProcess"), loginProcess);
 
     EXPECT_EQ(progress.events.first(), QStringLiteral("title:Version update progress..."));
-    EXPECT_EQ(progress.events.at(1), QStringLiteral("show"));
     EXPECT_EQ(progress.matching(QStringLiteral("action:Fixing")),
               (QStringList{"action:Fixing up steps....", "action:Fixing up cycles...", "action:Fixing up layouts..."}));
     EXPECT_EQ(progress.events.last(), QStringLiteral("hide"));
-    EXPECT_EQ(busy.begun, 1);
     EXPECT_EQ(busy.ended, 1);
 }
 
@@ -188,8 +172,7 @@ TEST_P(VersionUpdateTest, AnEmptySourceStillRepointsTheEnvironment)
     EXPECT_EQ(intValue(QStringLiteral("tStepWindow"), visit, QStringLiteral("iStepWindowVerKey")), target);
     EXPECT_EQ(intValue(QStringLiteral("tStepWindow"), visit, QStringLiteral("iStepWindowWindowKey")), 4242);
     // Pointers to nothing that was copied become 0.
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), target, QStringLiteral("iVersionLoginProcess")), 0);
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), target, QStringLiteral("iVersionSourceVersion")), empty);
+    EXPECT_EQ(versionValue(target, "iVersionLoginProcess"), 0);
 }
 
 TEST_P(VersionUpdateTest, AFailedStepCopyLeavesTheRepositoryAsItWas)
@@ -203,30 +186,34 @@ TEST_P(VersionUpdateTest, AFailedStepCopyLeavesTheRepositoryAsItWas)
     expectFailure(QStringLiteral("Error while copying Steps:"));
     EXPECT_EQ(dump(), before);
     EXPECT_EQ(backup->DestinationConnection, nullptr);
-    EXPECT_EQ(progress.events.last(), QStringLiteral("hide"));
-    EXPECT_EQ(busy.ended, 1);
 }
 
-TEST_P(VersionUpdateTest, AFailureOfItsOwnStepsRollsBackWithItsOwnMessage)
+TEST_P(VersionUpdateTest, ItsOwnFailuresRollBackWithItsOwnMessage)
 {
     const qint32 v12 = newVersion(QStringLiteral("1.2"));
-    abortOn(QStringLiteral("tVersion"), QStringLiteral("UPDATE"));
     const QStringList before = dump();
+    // No destination database: the update fails before writing anything.
+    writeSettings(QStringLiteral("\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
+                                 "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Missing.mdb\"\r\n")
+                      .arg(db->tempPath()));
+    EXPECT_FALSE(backup->UpdateVersion(oe11, v12, environment));
+    ASSERT_EQ(messages.shown.size(), 2);
+    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error while opening destination database for version copy: ")));
+    EXPECT_TRUE(messages.shown[0].contains(QStringLiteral("Missing.mdb")));
+    EXPECT_TRUE(messages.shown[1].startsWith(QStringLiteral("Error while creating new version:")));
+    EXPECT_EQ(dump(), before);
 
+    messages.shown.clear();
+    abortOn(QStringLiteral("tVersion"), QStringLiteral("UPDATE"));
     settingsForTestDatabase();
     EXPECT_FALSE(backup->UpdateVersion(oe11, v12, environment));
-    ASSERT_EQ(messages.shown.size(), 1);
-    const QString text = messages.shown.first();
-    EXPECT_TRUE(text.startsWith(QStringLiteral("Error while creating new version:"))) << text.toStdString();
-    EXPECT_NE(text.at(33), QLatin1Char(' '));
-    EXPECT_TRUE(text.contains(QStringLiteral("boom")));
-    EXPECT_TRUE(text.endsWith(QStringLiteral("! New version not fully created."))) << text.toStdString();
+    EXPECT_TRUE(messages.shown.value(0).endsWith(QStringLiteral("! New version not fully created.")));
+    expectFailure(QStringLiteral("Error while creating new version:"));
     EXPECT_EQ(dump(), before);
     // This path leaves the connection open.
     ASSERT_NE(backup->DestinationConnection, nullptr);
     EXPECT_TRUE(backup->DestinationConnection->IsOpen());
     EXPECT_FALSE(progress.visible);
-    EXPECT_EQ(busy.ended, 1);
 }
 
 TEST_P(VersionUpdateTest, TheDestinationDatabaseComesFromTheSettings)
@@ -255,60 +242,22 @@ TEST_P(VersionUpdateTest, TheDestinationDatabaseComesFromTheSettings)
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_P(VersionUpdateTest, AnUnopenedDestinationFailsTheUpdateWithoutWriting)
+TEST_P(VersionUpdateTest, OnlyANewVersionOfTheSameApplicationIsAccepted)
 {
-    const qint32 v12 = newVersion(QStringLiteral("1.2"));
-    writeSettings(QStringLiteral("\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
-                                 "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Missing.mdb\"\r\n")
-                      .arg(db->tempPath()));
-    const QStringList before = dump();
-    EXPECT_FALSE(backup->UpdateVersion(oe11, v12, environment));
-    ASSERT_EQ(messages.shown.size(), 2);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error while opening destination database for version copy: ")))
-        << messages.shown[0].toStdString();
-    EXPECT_TRUE(messages.shown[0].contains(QStringLiteral("Missing.mdb")));
-    EXPECT_TRUE(messages.shown[1].startsWith(QStringLiteral("Error while creating new version:")));
-    EXPECT_TRUE(messages.shown[1].endsWith(QStringLiteral("! New version not fully created.")));
-    EXPECT_EQ(backup->DestinationConnection, nullptr);
-    EXPECT_EQ(busy.begun, busy.ended);
-    EXPECT_EQ(dump(), before);
-}
-
-TEST_P(VersionUpdateTest, UpdateAndCopyCheckTheirInputInOrder)
-{
-    const qint32 v12 = newVersion(QStringLiteral("1.2"));
-    VersionTransferRequest request;
-    request.EnvironKey = environment;
-    request.AppKey = orderEntry;
-    request.ChosenVersionText = QStringLiteral("1.2");
-    request.ChosenVersionKey = v12;
-
-    const auto refused = [&](VersionTransferKind kind, const VersionTransferRequest& r) {
-        messages.shown.clear();
-        EXPECT_FALSE(CheckVersionTransfer(kind, r, conn, messages));
-        return messages.shown.value(0);
-    };
-    VersionTransferRequest r = request;
-    EXPECT_EQ(refused(VersionTransferKind::Update, r), QStringLiteral("Please select target application version from the list on the right"));
-    EXPECT_EQ(refused(VersionTransferKind::Copy, r), QStringLiteral("Please select target application version from the list on the right"));
-    r.ListedVersionKey = oe11;
-    r.ChosenVersionText.clear();
-    EXPECT_EQ(refused(VersionTransferKind::Update, r), QStringLiteral("You must select a source version and a destination version to update"));
-    EXPECT_EQ(refused(VersionTransferKind::Copy, r), QStringLiteral("You must select a source version and a destination version to Copy"));
-    r = request;
+    VersionTransferRequest r;
+    r.EnvironKey = environment;
+    r.AppKey = orderEntry;
+    r.ChosenVersionText = QStringLiteral("1.2");
+    r.ChosenVersionKey = newVersion(QStringLiteral("1.2"));  // holds its system screen only
     r.ListedVersionKey = r5;
-    EXPECT_EQ(refused(VersionTransferKind::Update, r), QStringLiteral("The source and destination versions must belong to the same application"));
-    // 1.0 holds more than its system screen.
-    r = request;
+    EXPECT_FALSE(CheckVersionTransfer(VersionTransferKind::Update, r, conn, messages));
+    EXPECT_EQ(messages.shown.value(0), QStringLiteral("The source and destination versions must belong to the same application"));
     r.ListedVersionKey = oe11;
-    r.ChosenVersionKey = oe10;
-    EXPECT_EQ(refused(VersionTransferKind::Update, r), QStringLiteral("You can only update an existing application version from a new (empty) one"));
-    EXPECT_EQ(refused(VersionTransferKind::Copy, r), QStringLiteral("You can only Copy an existing application version to a new (empty) one"));
-
-    messages.shown.clear();
-    r.ChosenVersionKey = v12;
     EXPECT_TRUE(CheckVersionTransfer(VersionTransferKind::Update, r, conn, messages));
-    EXPECT_TRUE(messages.shown.isEmpty());
+    r.ChosenVersionKey = oe10;
+    messages.shown.clear();
+    EXPECT_FALSE(CheckVersionTransfer(VersionTransferKind::Copy, r, conn, messages));
+    EXPECT_EQ(messages.shown.value(0), QStringLiteral("You can only Copy an existing application version to a new (empty) one"));
 }
 
 TEST_P(VersionUpdateTest, UpdateMovesTheEnvironmentToTheNewVersionAndCopyDoesNot)
@@ -333,11 +282,9 @@ TEST_P(VersionUpdateTest, UpdateMovesTheEnvironmentToTheNewVersionAndCopyDoesNot
     request.ChosenVersionText = QStringLiteral("1.3");
     request.ChosenVersionKey = v13;
     outcome = TransferVersion(VersionTransferKind::Copy, request, conn, *backup, messages);
-    EXPECT_TRUE(outcome.Ok) << messages.shown.join(u'\n').toStdString();
     EXPECT_FALSE(outcome.RefreshEnvironAppVerList);
     EXPECT_EQ(ints(details, QStringLiteral("iEnvironVerKey")), (std::vector<qint32>{v12, r5}));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(v13)), 4);
-    EXPECT_EQ(intValue(QStringLiteral("tVersion"), v13, QStringLiteral("iVersionSourceVersion")), v12);
+    EXPECT_EQ(versionValue(v13, "iVersionSourceVersion"), v12);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, VersionUpdateTest, ::testing::ValuesIn(TestBackends()),
