@@ -52,7 +52,7 @@ public:
         const size_t size = m_bytes.size();
         if (m_blocks.empty() || m_used + size > m_blocks.back().size) {
             const size_t blockSize = std::max(kBlockSize, size);
-            m_blocks.push_back({std::make_unique<char[]>(blockSize), blockSize});
+            m_blocks.push_back({std::make_unique_for_overwrite<char[]>(blockSize), blockSize});
             m_used = 0;
         }
         std::memcpy(m_blocks.back().data.get() + m_used, m_bytes.data(), size);
