@@ -98,15 +98,9 @@ TEST_P(ApplicationRecordsTest, NewApplicationIsStoredNormalisedWithBlanksAndFold
     input.emulatorKey = 2; // a leftover selection whose text was cleared
     const ApplicationSaveOutcome out = saveNew(input);
 
-    Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE sAppName='Quality'"), conn);
-    ASSERT_FALSE(rs.Eof());
-    EXPECT_EQ(rs.Text(QStringLiteral("sAppID")), QStringLiteral("Q_A_1_0"));
-    EXPECT_EQ(rs.Text(QStringLiteral("sAppDesc")), QStringLiteral(" "));
-    EXPECT_EQ(rs.Text(QStringLiteral("mAppEnviron")), QStringLiteral(" "));
-    EXPECT_EQ(rs.Int(QStringLiteral("iAppPlatform")), kPlatformWindows);
-    EXPECT_EQ(rs.Int(QStringLiteral("iApp3270Key")), 0);
-
-    EXPECT_EQ(out.state.CurrentAppKey, rs.Int(QStringLiteral("iAppKey")));
+    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp "
+                                        "WHERE sAppName='Quality'")),
+              QStringList{QStringLiteral("%1|Q_A_1_0| | |%2|0").arg(out.state.CurrentAppKey).arg(kPlatformWindows)});
     EXPECT_EQ(out.state.AppFolderName, QStringLiteral("Q_A_1_0"));
     EXPECT_FALSE(out.state.AppIsHost);
     EXPECT_FALSE(out.state.AppIsNew);
@@ -126,8 +120,8 @@ TEST_P(ApplicationRecordsTest, HostApplicationStoresItsEmulator)
     const ApplicationSaveOutcome out = saveNew(input);
     EXPECT_TRUE(out.state.AppIsHost);
     EXPECT_EQ(out.state.CurrentPlatformKey, kPlatform3270);
-    Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + QString::number(out.state.CurrentAppKey), conn);
-    EXPECT_EQ(rs.Int(QStringLiteral("iApp3270Key")), 2);
+    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iApp3270Key FROM tApp WHERE iAppKey=%1").arg(out.state.CurrentAppKey)),
+              QStringList{QStringLiteral("2")});
 
     ApplicationRecords records(conn, messages, sharedPath());
     const auto opened = records.Open(out.state.CurrentAppKey);

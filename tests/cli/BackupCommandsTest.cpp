@@ -2,64 +2,28 @@
 // installation: their output lines, messages and exit statuses.
 
 #include "cli/CtlTestSupport.h"
-#include "repository/Connection.h"
-#include "repository/Recordset.h"
-#include "support/TestSupport.h"
 
 #include <QDate>
 #include <QDir>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 
 namespace dorvane {
 namespace {
 
-using test::Ctl;
 using test::CtlResult;
-using test::Quoted;
 
 const QString kEnvironment = QStringLiteral("TUTORIAL");
+const QString kDescription = QStringLiteral("SELECT sEnvironmentDesc FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'");
 
-class BackupCommandsTest : public ::testing::Test {
+// On the tutorial installation only: the backup folders are its own.
+class BackupCommandsTest : public test::CtlRepositoryTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_dir.isValid());
-        m_exe = m_dir.path() + QStringLiteral("/exe");
-        const CtlResult run = Ctl({QStringLiteral("create-installation"), m_exe});
-        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        m_registry = m_dir.path() + QStringLiteral("/zentrix.reg");
-        test::WriteSettings(m_registry, {Quoted(QStringLiteral("ActiveDB"), QStringLiteral("Tutorial")),
-                                         Quoted(QStringLiteral("ExePath"), m_exe)});
-        m_file = QDate::currentDate().toString(QStringLiteral("MM-dd-yyyy")) + QStringLiteral(".MDB");
-    }
-
-    CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
-
     QString folder() const { return m_exe + QStringLiteral("/Tutorial/Environments/Backups/") + kEnvironment; }
 
-    // Runs a statement on the tutorial repository; returns the one text a
-    // query selects when `column` is given.
-    QString repository(const QString& sql, const QString& column = QString())
-    {
-        Connection conn;
-        conn.Open(QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") + m_exe +
-                  QStringLiteral("/Tutorial/Database/Tutorial.mdb;"));
-        if (column.isEmpty()) {
-            conn.Execute(sql);
-            return QString();
-        }
-        Recordset rs(sql, conn);
-        return rs.Text(column);
-    }
-
-    QTemporaryDir m_dir;
-    QString m_exe;
-    QString m_registry;
-    QString m_file;
+    const QString m_file = QDate::currentDate().toString(QStringLiteral("MM-dd-yyyy")) + QStringLiteral(".MDB");
 };
 
-TEST_F(BackupCommandsTest, WithoutBackupsThereIsNothingToListOrRestore)
+TEST_P(BackupCommandsTest, WithoutBackupsThereIsNothingToListOrRestore)
 {
     CtlResult run = ctl({QStringLiteral("backups"), kEnvironment});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
@@ -78,7 +42,7 @@ TEST_F(BackupCommandsTest, WithoutBackupsThereIsNothingToListOrRestore)
     EXPECT_EQ(run.err, QStringLiteral("usage: dorvanectl restore ENVIRONMENT FILE\n"));
 }
 
-TEST_F(BackupCommandsTest, BackupAsksFirstAndPrintsTheFileItWrote)
+TEST_P(BackupCommandsTest, BackupAsksFirstAndPrintsTheFileItWrote)
 {
     // No terminal to answer on: the question is answered No.
     CtlResult run = ctl({QStringLiteral("backup"), kEnvironment});
@@ -105,28 +69,30 @@ TEST_F(BackupCommandsTest, BackupAsksFirstAndPrintsTheFileItWrote)
         << run.out.toStdString();
 }
 
-TEST_F(BackupCommandsTest, RestoreTakesAListedNameOrAPath)
+TEST_P(BackupCommandsTest, RestoreTakesAListedNameOrAPath)
 {
     ASSERT_EQ(ctl({QStringLiteral("backup"), kEnvironment, QStringLiteral("--yes")}).exitCode, 0);
-    const QString description = QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'");
-    const QString saved = repository(description, QStringLiteral("sEnvironmentDesc"));
+    const QStringList saved = rows(kDescription);
 
-    repository(QStringLiteral("UPDATE tEnvironment SET sEnvironmentDesc='Changed'"));
+    open()->Execute(QStringLiteral("UPDATE tEnvironment SET sEnvironmentDesc='Changed'"));
     CtlResult run = ctl({QStringLiteral("restore"), kEnvironment, m_file});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.err, QString());
-    EXPECT_EQ(repository(description, QStringLiteral("sEnvironmentDesc")), saved);
+    EXPECT_EQ(rows(kDescription), saved);
 
-    repository(QStringLiteral("UPDATE tEnvironment SET sEnvironmentDesc='Changed'"));
+    open()->Execute(QStringLiteral("UPDATE tEnvironment SET sEnvironmentDesc='Changed'"));
     run = ctl({QStringLiteral("restore"), kEnvironment, folder() + QLatin1Char('/') + m_file});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_EQ(repository(description, QStringLiteral("sEnvironmentDesc")), saved);
+    EXPECT_EQ(rows(kDescription), saved);
 
     run = ctl({QStringLiteral("restore"), kEnvironment, QStringLiteral("01-01-1999.MDB")});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.startsWith(QStringLiteral("Error while restoring environment: Could not find file '")))
         << run.err.toStdString();
 }
+
+INSTANTIATE_TEST_SUITE_P(Tutorial, BackupCommandsTest, ::testing::Values("tutorial"),
+                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane

@@ -3,31 +3,12 @@
 // copy-version, delete-version and delete-application.
 
 #include "cli/CtlTestSupport.h"
-#include "repository/Connection.h"
-#include "repository/Globals.h"
-#include "repository/Installation.h"
-#include "repository/Recordset.h"
-#include "repository/Schema.h"
-#include "support/TestSupport.h"
-
-#include <QFile>
-#include <QProcess>
-#include <QProcessEnvironment>
-#include <QTemporaryDir>
-
-#include <memory>
-#include <utility>
-#include <vector>
 
 namespace dorvane {
 namespace {
 
 using test::Ctl;
 using test::CtlResult;
-using test::Quoted;
-using test::WriteSettings;
-
-using Values = std::vector<std::pair<QString, QVariant>>;
 
 const QString kUpdate = QStringLiteral("update-version");
 const QString kCopy = QStringLiteral("copy-version");
@@ -35,98 +16,17 @@ const QString kEnvironment = QStringLiteral("TUTORIAL");
 const QString kListed = QStringLiteral("Order Entry - 1.1");
 const QString kOrderEntry = QStringLiteral("Order Entry");
 
-// Parameterised by where the repository is: "tutorial" (the SQLite file of
-// a tutorial installation) or "odbc" (the test data source, created by
-// dorvanectl and filled with the tutorial's rows).
-class VersionCommandsTest : public ::testing::TestWithParam<std::string> {
+class VersionCommandsTest : public test::CtlRepositoryTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_dir.isValid());
-        const QString exe = m_dir.path() + QStringLiteral("/exe");
-        CtlResult run = Ctl({QStringLiteral("create-installation"), exe});
-        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        m_registry = m_dir.path() + QStringLiteral("/zentrix.reg");
-
-        if (GetParam() == "tutorial") {
-            m_connectionString = QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") + exe +
-                                 QStringLiteral("/Tutorial/Database/Tutorial.mdb;");
-            WriteSettings(m_registry, {Quoted(QStringLiteral("ActiveDB"), QStringLiteral("Tutorial")),
-                                       Quoted(QStringLiteral("ExePath"), exe)});
-            return;
-        }
-
-        m_odbc = std::make_unique<test::TestDatabase>("odbc"); // empties the data source
-        const QString dsn = test::TestDsn();
-        run = Ctl({QStringLiteral("create-repository"), QStringLiteral("--dsn"), dsn});
-        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        const QString shared = m_dir.path() + QStringLiteral("/shared");
-        run = Ctl({QStringLiteral("create-shared-folder"), shared});
-        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
-        m_connectionString = m_odbc->connectionString();
-        {
-            Connection conn;
-            DB_ASSERT(conn.Open(m_connectionString));
-            DB_ASSERT(conn.BeginTrans(); InsertTutorialData(conn); conn.CommitTrans());
-        }
-        WriteSettings(m_registry, {Quoted(QStringLiteral("ActiveDB"), QStringLiteral("Server")),
-                                   QStringLiteral("\"IsLocalDatabase\"=dword:00000000"),
-                                   Quoted(QStringLiteral("ActiveDSN"), dsn),
-                                   Quoted(QStringLiteral("SharedResourcePath"), shared),
-                                   Quoted(QStringLiteral("ExePath"), exe)});
-    }
-
-    CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
-
-    // A connection of its own for every look: the tool writes in between.
-    std::unique_ptr<Connection> open()
-    {
-        auto conn = std::make_unique<Connection>();
-        conn->Open(m_connectionString);
-        return conn;
-    }
-
-    qint32 count(const QString& sql)
-    {
-        const auto conn = open();
-        Recordset rs(sql, *conn);
-        return CountRecords(&rs);
-    }
-
-    std::vector<qint32> ints(const QString& sql, const QString& column)
-    {
-        const auto conn = open();
-        std::vector<qint32> result;
-        for (Recordset rs(sql, *conn); !rs.Eof(); rs.MoveNext())
-            result.push_back(rs.Int(column));
-        return result;
-    }
-
-    qint32 add(const QString& table, const Values& values)
-    {
-        const auto conn = open();
-        const TableDef* def = FindTable(table);
-        Recordset rs(QStringLiteral("SELECT * FROM %1 WHERE %2=0").arg(table, def->key), *conn);
-        rs.AddNew();
-        for (const auto& [column, value] : values)
-            rs.SetValue(column, value);
-        rs.Update();
-        return rs.Int(def->key);
-    }
-
     qint32 appKey(const QString& name)
     {
-        const std::vector<qint32> keys = ints(QStringLiteral("SELECT * FROM tApp WHERE sAppName='%1'").arg(name),
-                                              QStringLiteral("iAppKey"));
-        return keys.empty() ? 0 : keys.front();
+        return key(QStringLiteral("SELECT * FROM tApp WHERE sAppName='%1'").arg(name), QStringLiteral("iAppKey"));
     }
 
     qint32 versionKey(const QString& app, const QString& id)
     {
-        const std::vector<qint32> keys =
-            ints(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='%2'").arg(appKey(app)).arg(id),
-                 QStringLiteral("iVersionKey"));
-        return keys.empty() ? 0 : keys.front();
+        return key(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='%2'").arg(appKey(app)).arg(id),
+                   QStringLiteral("iVersionKey"));
     }
 
     // A new version with `windows` windows (the first one standing for its
@@ -144,32 +44,13 @@ protected:
     }
 
     // The environment's versions, by key.
-    std::vector<qint32> environmentVersions()
+    QStringList environmentVersions()
     {
-        return ints(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey IN (SELECT iEnvironmentKey FROM "
-                                   "tEnvironment WHERE sEnvironmentName='TUTORIAL') ORDER BY iEnvironVerKey"),
-                    QStringLiteral("iEnvironVerKey"));
+        return rows(QStringLiteral("SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey IN (SELECT iEnvironmentKey "
+                                   "FROM tEnvironment WHERE sEnvironmentName='TUTORIAL') ORDER BY iEnvironVerKey"));
     }
 
     qint32 processesOf(qint32 v) { return count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(v)); }
-
-    // Every row of every repository table.
-    QStringList dump()
-    {
-        const auto conn = open();
-        QStringList rows;
-        for (const TableDef& table : RepositoryTables()) {
-            Recordset rs(QStringLiteral("SELECT * FROM %1 ORDER BY %2").arg(table.name, table.key), *conn);
-            const QStringList fields = rs.FieldNames();
-            for (; !rs.Eof(); rs.MoveNext()) {
-                QStringList cells;
-                for (const QString& field : fields)
-                    cells << (rs.IsNull(field) ? QStringLiteral("<null>") : rs.Text(field));
-                rows << table.name + u':' + cells.join(u'|');
-            }
-        }
-        return rows;
-    }
 
     // Makes every deletion of a window fail.
     void abortWindowDeletes()
@@ -199,10 +80,6 @@ protected:
         EXPECT_EQ(dump(), before);
     }
 
-    QTemporaryDir m_dir;
-    QString m_registry;
-    QString m_connectionString;
-    std::unique_ptr<test::TestDatabase> m_odbc;
 };
 
 // ---- update-version and copy-version ----
@@ -228,12 +105,12 @@ TEST_P(VersionCommandsTest, UpdateFillsTheNewVersionAndMovesTheEnvironmentToIt)
     const qint32 r5 = versionKey(QStringLiteral("Customer Inquiry"), QStringLiteral("R5"));
     // One window, its system screen, still counts as new.
     const qint32 oe12 = addVersion(kOrderEntry, QStringLiteral("1.2"), 1);
-    ASSERT_EQ(environmentVersions(), (std::vector<qint32>{oe11, r5}));
+    ASSERT_EQ(environmentVersions(), (QStringList{QString::number(oe11), QString::number(r5)}));
 
     const CtlResult run = ctl({kUpdate, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.2")});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.err, QString());
-    EXPECT_EQ(environmentVersions(), (std::vector<qint32>{r5, oe12}));
+    EXPECT_EQ(environmentVersions(), (QStringList{QString::number(r5), QString::number(oe12)}));
     EXPECT_GT(processesOf(oe12), 0);
     EXPECT_EQ(processesOf(oe12), processesOf(oe11));
 }
@@ -242,7 +119,7 @@ TEST_P(VersionCommandsTest, CopyFillsTheNewVersionAndLeavesTheEnvironment)
 {
     const qint32 oe11 = versionKey(kOrderEntry, QStringLiteral("1.1"));
     const qint32 oe12 = addVersion(kOrderEntry, QStringLiteral("1.2"), 0);
-    const std::vector<qint32> listed = environmentVersions();
+    const QStringList listed = environmentVersions();
 
     const CtlResult run = ctl({kCopy, kEnvironment, kListed, kOrderEntry, QStringLiteral("1.2")});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
@@ -330,14 +207,7 @@ TEST_P(VersionCommandsTest, AFailedVersionDeletionEndsWithStatusOne)
     EXPECT_EQ(oe10, versionKey(kOrderEntry, QStringLiteral("1.0")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, VersionCommandsTest,
-                         ::testing::ValuesIn([] {
-                             std::vector<std::string> where{"tutorial"};
-                             if (!test::TestDsn().isEmpty())
-                                 where.push_back("odbc");
-                             return where;
-                         }()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_CTL_REPOSITORIES(VersionCommandsTest);
 
 // ---- usage ----
 

@@ -149,17 +149,6 @@ protected:
                                                 {QStringLiteral("iCycleSequenceNum"), 1}});
     }
 
-    void setPointers(qint32 version, qint32 process, qint32 window)
-    {
-        Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(version), conn);
-        for (const char* column : {"iVersionLoadProcess", "iVersionLoginProcess", "iVersionLogoutProcess",
-                                   "iVersionTerminateProcess", "iVersionRecoverProcess"})
-            rs.SetValue(QString::fromLatin1(column), process);
-        rs.SetValue(QStringLiteral("iVersionInitialWindow"), window);
-        rs.SetValue(QStringLiteral("iVersionMainWindow"), window);
-        rs.Update();
-    }
-
     // Every row of the repository, sorted, with the keys of the rows a
     // restore writes anew replaced by their rank within their table (the
     // n-th window is the n-th window again). Keys of applications,

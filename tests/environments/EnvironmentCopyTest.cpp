@@ -118,17 +118,6 @@ protected:
         addDataRow(instance + 100, QStringLiteral("Other layout"), 1);
     }
 
-    void setPointers(qint32 version, qint32 process, qint32 window)
-    {
-        Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(version), conn);
-        for (const char* column : {"iVersionLoadProcess", "iVersionLoginProcess", "iVersionLogoutProcess",
-                                   "iVersionTerminateProcess", "iVersionRecoverProcess"})
-            rs.SetValue(QString::fromLatin1(column), process);
-        rs.SetValue(QStringLiteral("iVersionInitialWindow"), window);
-        rs.SetValue(QStringLiteral("iVersionMainWindow"), window);
-        rs.Update();
-    }
-
     void addDataRow(qint32 instanceKey, const QString& customer, qint32 quantity)
     {
         Recordset rs(QStringLiteral("SELECT * FROM [%1]").arg(kDataTable), testData);
@@ -197,15 +186,16 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
 
     const qint32 copy = environmentNamed(QStringLiteral("Release 2_0"));
     ASSERT_NE(copy, 0);
-    EXPECT_EQ(value(QStringLiteral("tEnvironment"), copy, QStringLiteral("sEnvironmentDesc")).toString(),
-              QStringLiteral("Second release"));
+    EXPECT_EQ(rows(QStringLiteral("SELECT sEnvironmentDesc FROM tEnvironment WHERE iEnvironmentKey=%1").arg(copy)),
+              QStringList{QStringLiteral("Second release")});
 
     // Users: Save As registers them, and the copy registers them again,
     // each time with the same rights.
-    const QString users = QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1 ORDER BY iEnvironmentUserKey").arg(copy);
-    EXPECT_EQ(ints(users, QStringLiteral("iUserKey")), (std::vector<qint32>{jo, al, jo, al}));
-    EXPECT_EQ(texts(users, QStringLiteral("bDorvane")), QStringList({"-1", "0", "-1", "0"}));
-    EXPECT_EQ(texts(users, QStringLiteral("bOmrik")), QStringList({"0", "-1", "0", "-1"}));
+    const QString joRow = QStringLiteral("%1|-1|0").arg(jo), alRow = QStringLiteral("%1|0|-1").arg(al);
+    EXPECT_EQ(rows(QStringLiteral("SELECT iUserKey, bDorvane, bOmrik FROM tEnvironmentUser WHERE iEnvironKey=%1 "
+                                  "ORDER BY iEnvironmentUserKey")
+                       .arg(copy)),
+              (QStringList{joRow, alRow, joRow, alRow}));
 
     // The versions: new rows of the same applications, in detail order.
     const QString details = QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey").arg(copy);
@@ -213,8 +203,8 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
     ASSERT_EQ(versions.size(), 2u);
     const qint32 billing20 = versions[0];
     const qint32 ledger50 = versions[1];
-    EXPECT_EQ(ints(details, QStringLiteral("iEnvironTestToolKey")), (std::vector<qint32>{2, 1}));
-    EXPECT_EQ(ints(details, QStringLiteral("iEnviron3270Key")), (std::vector<qint32>{0, 1}));
+    EXPECT_EQ(rows(details, {QStringLiteral("iEnvironmentDetailKey")}),
+              (QStringList{QStringLiteral("%1|%2|2|0").arg(copy).arg(billing20), QStringLiteral("%1|%2|1|1").arg(copy).arg(ledger50)}));
 
     const qint32 newMain = windowOf(billing20, QStringLiteral("frmMain"));
     const qint32 newInvoice = windowOf(billing20, QStringLiteral("frmInvoice"));
@@ -223,80 +213,73 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
     const qint32 newPost = only(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(ledger50), QStringLiteral("iProcessKey"));
     // The version rows: the listed columns taken over, the pointers
     // through the maps; sVersionAttributes is not among the columns taken.
-    expectCopy(QStringLiteral("tVersion"), billing10, billing20,
-               {{QStringLiteral("sVersionID"), QStringLiteral("2.0")},
-                {QStringLiteral("iVersionLoadProcess"), newLogin}, {QStringLiteral("iVersionLoginProcess"), newLogin},
-                {QStringLiteral("iVersionLogoutProcess"), newLogin}, {QStringLiteral("iVersionTerminateProcess"), newLogin},
-                {QStringLiteral("iVersionRecoverProcess"), newLogin}, {QStringLiteral("iVersionInitialWindow"), newMain},
-                {QStringLiteral("iVersionMainWindow"), newMain}},
-               {QStringLiteral("sVersionAttributes")});
     // Ledger's window pointers name a Billing window, copied before it.
-    expectCopy(QStringLiteral("tVersion"), ledger42, ledger50,
-               {{QStringLiteral("sVersionID"), QStringLiteral("5.0")},
-                {QStringLiteral("iVersionLoadProcess"), newPost}, {QStringLiteral("iVersionLoginProcess"), newPost},
-                {QStringLiteral("iVersionLogoutProcess"), newPost}, {QStringLiteral("iVersionTerminateProcess"), newPost},
-                {QStringLiteral("iVersionRecoverProcess"), newPost}, {QStringLiteral("iVersionInitialWindow"), newInvoice},
-                {QStringLiteral("iVersionMainWindow"), newInvoice}},
-               {QStringLiteral("sVersionAttributes")});
+    const QStringList pointers = {QStringLiteral("sVersionID"), QStringLiteral("iVersionLoadProcess"),
+                                  QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
+                                  QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
+                                  QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow"),
+                                  QStringLiteral("sVersionAttributes")};
+    expectCopied(QStringLiteral("tVersion"), billing10, billing20, pointers,
+                 QStringLiteral("2.0|%1|%1|%1|%1|%1|%2|%2|<null>").arg(newLogin).arg(newMain));
+    expectCopied(QStringLiteral("tVersion"), ledger42, ledger50, pointers,
+                 QStringLiteral("5.0|%1|%1|%1|%1|%1|%2|%2|<null>").arg(newPost).arg(newInvoice));
 
     // The system screen is copied too.
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(billing20)), 3);
-    windowOf(billing20, QStringLiteral("[System Screen]"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey=%1").arg(newMain)), 1);
+    EXPECT_EQ(rows(QStringLiteral("SELECT sWindowPhysicalName FROM tWindow WHERE iWindowVerKey=%1 ORDER BY iWindowKey").arg(billing20)),
+              (QStringList{QStringLiteral("[System Screen]"), QStringLiteral("frmMain"), QStringLiteral("frmInvoice")}));
+    EXPECT_EQ(rows(QStringLiteral("SELECT sObjectPhysicalName FROM tObject WHERE iObjectWindowKey=%1").arg(newMain)),
+              QStringList{QStringLiteral("cmdOK")});
 
     // Step windows run in the new environment; Ledger's visit of the
     // Billing invoice window lands on that window's copy.
-    const QString ledgerStepWindows =
-        QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum").arg(newPost);
-    EXPECT_EQ(ints(ledgerStepWindows, QStringLiteral("iStepWindowWindowKey")), (std::vector<qint32>{newLedgerMain, newInvoice}));
-    EXPECT_EQ(ints(ledgerStepWindows, QStringLiteral("iStepWindowEnvironmentKey")), (std::vector<qint32>{copy, copy}));
-    EXPECT_EQ(ints(ledgerStepWindows, QStringLiteral("iStepWindowVerKey")), (std::vector<qint32>{ledger50, ledger50}));
-    EXPECT_EQ(only(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1").arg(newLogin),
-                   QStringLiteral("iStepWindowWindowKey")),
-              newMain);
+    const QString stepWindows = QStringLiteral("SELECT iStepWindowWindowKey, iStepWindowEnvironmentKey, iStepWindowVerKey FROM "
+                                               "tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum");
+    EXPECT_EQ(rows(stepWindows.arg(newPost)), (QStringList{QStringLiteral("%1|%2|%3").arg(newLedgerMain).arg(copy).arg(ledger50),
+                                                           QStringLiteral("%1|%2|%3").arg(newInvoice).arg(copy).arg(ledger50)}));
+    EXPECT_EQ(rows(stepWindows.arg(newLogin)), QStringList{QStringLiteral("%1|%2|%3").arg(newMain).arg(copy).arg(billing20)});
 
     // Keywords are not copied: the relation keeps the keyword.
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tKeyword")), 1);
-    EXPECT_EQ(only(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey=%1").arg(newLogin),
-                   QStringLiteral("iKeywordRelKeywordKey")),
-              keyword);
+    EXPECT_EQ(rows(QStringLiteral("SELECT iKeywordRelKeywordKey FROM tKeywordRel WHERE iKeywordRelProcessKey=%1").arg(newLogin)),
+              QStringList{QString::number(keyword)});
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey=%1").arg(billing20)), 1);
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey=%1").arg(billing20)), 1);
 
     // The schedule runs the copied cycle.
     const qint32 newCycle = only(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=%1").arg(billing20), QStringLiteral("iCycleKey"));
-    const qint32 newSchedule = only(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1").arg(copy), QStringLiteral("iScheduleKey"));
-    EXPECT_EQ(only(QStringLiteral("SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1").arg(newSchedule), QStringLiteral("iCycleKey")),
-              newCycle);
+    EXPECT_EQ(rows(QStringLiteral("SELECT iCycleKey FROM tScheduleCycles WHERE iScheduleKey IN (SELECT iScheduleKey FROM "
+                                  "tSchedule WHERE iScheduleEnvironKey=%1)")
+                       .arg(copy)),
+              QStringList{QString::number(newCycle)});
 
     // The layout with its fields in sequence order and its file instance;
     // iRecordFileInstanceKey is not among the columns taken.
     const qint32 newLayout = only(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=%1").arg(copy), QStringLiteral("iRecordKey"));
-    expectCopy(QStringLiteral("tRecord"), layout, newLayout, {{QStringLiteral("iRecordEnvironmentKey"), copy}},
-               {QStringLiteral("iRecordFileInstanceKey")});
-    EXPECT_EQ(texts(QStringLiteral("SELECT * FROM tField WHERE iFieldRecordKey=%1 ORDER BY iFieldKey").arg(newLayout),
-                    QStringLiteral("sFieldName")),
-              QStringList({QStringLiteral("Customer"), QStringLiteral("Qty")}));
+    expectCopied(QStringLiteral("tRecord"), layout, newLayout,
+                 {QStringLiteral("iRecordEnvironmentKey"), QStringLiteral("iRecordFileInstanceKey")}, QStringLiteral("%1|0").arg(copy));
+    EXPECT_EQ(rows(QStringLiteral("SELECT sFieldName FROM tField WHERE iFieldRecordKey=%1 ORDER BY iFieldKey").arg(newLayout)),
+              (QStringList{QStringLiteral("Customer"), QStringLiteral("Qty")}));
     const qint32 newInstance = only(QStringLiteral("SELECT * FROM tFileInstance WHERE iFileInstanceRecordKey=%1").arg(newLayout),
                                     QStringLiteral("iFileInstanceKey"));
-    expectCopy(QStringLiteral("tFileInstance"), instance, newInstance, {{QStringLiteral("iFileInstanceRecordKey"), newLayout}});
+    expectCopied(QStringLiteral("tFileInstance"), instance, newInstance, {QStringLiteral("iFileInstanceRecordKey")},
+                 QString::number(newLayout));
 
     // The record pointers of the copied processes, cycles and cycle
-    // processes name the copied layout.
-    EXPECT_EQ(intValue(QStringLiteral("tProcess"), newLogin, QStringLiteral("iProcessRecordKey")), newLayout);
-    EXPECT_EQ(intValue(QStringLiteral("tCycle"), newCycle, QStringLiteral("iCycleRecordKey")), newLayout);
-    EXPECT_EQ(only(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey=%1").arg(newCycle), QStringLiteral("iCycleProcessRecordKey")),
-              newLayout);
-    EXPECT_EQ(intValue(QStringLiteral("tProcess"), billingLogin, QStringLiteral("iProcessRecordKey")), layout);
+    // processes name the copied layout; the source's keep theirs.
+    EXPECT_EQ(rows(QStringLiteral("SELECT iProcessRecordKey FROM tProcess WHERE iProcessKey IN (%1, %2) ORDER BY iProcessKey")
+                       .arg(billingLogin)
+                       .arg(newLogin)),
+              (QStringList{QString::number(layout), QString::number(newLayout)}));
+    EXPECT_EQ(rows(QStringLiteral("SELECT iCycleRecordKey FROM tCycle WHERE iCycleKey=%1").arg(newCycle)), QStringList{QString::number(newLayout)});
+    EXPECT_EQ(rows(QStringLiteral("SELECT iCycleProcessRecordKey FROM tCycleProcess WHERE iCycleKey=%1").arg(newCycle)),
+              QStringList{QString::number(newLayout)});
 
     // The data rows of the file instance, copied whole in the test data
     // database under the new instance.
-    Recordset rows(QStringLiteral("SELECT * FROM [%1] WHERE iRecordFileInstanceKey=%2 ORDER BY iRowKey").arg(kDataTable).arg(newInstance),
-                   testData);
-    QStringList copied;
-    for (; !rows.Eof(); rows.MoveNext())
-        copied << rows.Text(QStringLiteral("sCustomer")) + QLatin1Char('/') + rows.Text(QStringLiteral("iQty"));
-    EXPECT_EQ(copied, QStringList({QStringLiteral("Acme/3"), QStringLiteral("Globex/5")}));
+    EXPECT_EQ(Rows(testData, QStringLiteral("SELECT sCustomer, iQty FROM [%1] WHERE iRecordFileInstanceKey=%2 ORDER BY iRowKey")
+                                 .arg(kDataTable)
+                                 .arg(newInstance)),
+              (QStringList{QStringLiteral("Acme|3"), QStringLiteral("Globex|5")}));
     EXPECT_EQ(testDataDump().size(), 5);
     EXPECT_FALSE(testData.InTransaction());
 }

@@ -108,20 +108,8 @@ protected:
     // Every registration and detail row, to show that nothing was written.
     QStringList environmentRows()
     {
-        QStringList rows;
-        for (const QString& table : {QStringLiteral("tEnvironment"), QStringLiteral("tEnvironmentDetail"),
-                                     QStringLiteral("tEnvironmentUser"), QStringLiteral("tVersion")}) {
-            Recordset rs(QStringLiteral("SELECT * FROM ") + table, repository());
-            const QStringList fields = rs.FieldNames();
-            for (; !rs.Eof(); rs.MoveNext()) {
-                QStringList cells;
-                for (const QString& field : fields)
-                    cells << rs.Text(field);
-                rows << table + u':' + cells.join(u'|');
-            }
-        }
-        rows.sort();
-        return rows;
+        return TableRows(repository(), {QStringLiteral("tEnvironment"), QStringLiteral("tEnvironmentDetail"),
+                                        QStringLiteral("tEnvironmentUser"), QStringLiteral("tVersion")});
     }
 
     bool tabsEnabled() { return c().SSEnvironTab->isTabEnabled(1) && c().SSEnvironTab->isTabEnabled(2); }

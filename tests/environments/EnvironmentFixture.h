@@ -4,7 +4,6 @@
 #include "copyengine/EnvironmentCopy.h"
 #include "environments/EnvironmentRecords.h"
 
-#include <QSqlDatabase>
 
 #include <deque>
 #include <optional>
@@ -119,6 +118,33 @@ protected:
         return p;
     }
 
+    // Points the version's five processes at `process` and its initial and
+    // main windows at `window`.
+    void setPointers(qint32 version, qint32 process, qint32 window)
+    {
+        Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=%1").arg(version), conn);
+        for (const char* column : {"iVersionLoadProcess", "iVersionLoginProcess", "iVersionLogoutProcess",
+                                   "iVersionTerminateProcess", "iVersionRecoverProcess"})
+            rs.SetValue(QString::fromLatin1(column), process);
+        rs.SetValue(QStringLiteral("iVersionInitialWindow"), window);
+        rs.SetValue(QStringLiteral("iVersionMainWindow"), window);
+        rs.Update();
+    }
+
+    QStringList rows(const QString& tableOrQuery, const QStringList& without = {}) { return Rows(conn, tableOrQuery, without); }
+
+    // A copied row: every column but the key and `changed` as in the source
+    // row, and `changed` holding `expected` (as Rows() shows it).
+    void expectCopied(const QString& table, qint32 source, qint32 copy, const QStringList& changed, const QString& expected)
+    {
+        const QString key = keyOf(table);
+        const QString row = QStringLiteral("SELECT * FROM %1 WHERE %2=%3").arg(table, key);
+        EXPECT_EQ(rows(row.arg(copy), changed + QStringList{key}), rows(row.arg(source), changed + QStringList{key})) << table.toStdString();
+        EXPECT_EQ(rows(QStringLiteral("SELECT %1 FROM %2 WHERE %3=%4").arg(changed.join(QStringLiteral(", ")), table, key).arg(copy)),
+                  QStringList{expected})
+            << table.toStdString();
+    }
+
     // The key of the environment stored under `name`, 0 when none.
     qint32 environmentNamed(const QString& name)
     {
@@ -130,25 +156,7 @@ protected:
 
     // Every row of the test data database's tables, for before-and-after
     // comparisons.
-    QStringList testDataDump()
-    {
-        QStringList rows;
-        QStringList tables = testData.database().tables(QSql::Tables);
-        tables.sort();
-        for (const QString& table : tables) {
-            if (table.startsWith(QLatin1String("sqlite_")))
-                continue;
-            Recordset rs(QStringLiteral("SELECT * FROM [%1]").arg(table), testData);
-            const QStringList fields = rs.FieldNames();
-            for (; !rs.Eof(); rs.MoveNext()) {
-                QStringList cells;
-                for (const QString& field : fields)
-                    cells << rs.Text(field);
-                rows << table + QLatin1Char(':') + cells.join(QLatin1Char('|'));
-            }
-        }
-        return rows;
-    }
+    QStringList testDataDump() { return TableRows(testData, FileTables(testData)); }
 
     Connection testData;
     ScriptedVersionIds prompt;

@@ -23,14 +23,10 @@ QString descriptionOf(Connection& conn, const QString& sql)
     return QStringLiteral("<no error>");
 }
 
-// The rows of a table as "name|description|key", in name order.
+// The rows of a table as "name|description", in name order.
 QStringList tableRows(Connection& conn, const NameDescGridInfo& info, const QString& where = QString())
 {
-    QStringList out;
-    Recordset rs(QStringLiteral("SELECT * FROM %1 %2 ORDER BY %3").arg(info.table, where, info.nameColumn), conn);
-    for (; !rs.Eof(); rs.MoveNext())
-        out << rs.Text(info.nameColumn) + u'|' + rs.Text(info.descriptionColumn);
-    return out;
+    return Rows(conn, QStringLiteral("SELECT %1, %2 FROM %3 %4 ORDER BY %1").arg(info.nameColumn, info.descriptionColumn, info.table, where));
 }
 
 QStringList listRows(const clsNameDescPair& list)

@@ -1,6 +1,10 @@
 #include "support/TestSupport.h"
 
+#include "repository/Recordset.h"
+#include "repository/Schema.h"
+
 #include <QDir>
+#include <QSqlDatabase>
 
 namespace dorvane::test {
 
@@ -54,6 +58,57 @@ QString TestDatabase::autoKeyType() const
 QString TestDatabase::textType() const
 {
     return isOdbc() ? QStringLiteral("citext") : QStringLiteral("TEXT COLLATE NOCASE");
+}
+
+QStringList Rows(Connection& conn, const QString& tableOrQuery, const QStringList& without)
+{
+    QString sql = tableOrQuery;
+    if (!tableOrQuery.startsWith(QLatin1String("SELECT "), Qt::CaseInsensitive)) {
+        const TableDef* def = FindTable(tableOrQuery);
+        sql = def ? QStringLiteral("SELECT * FROM %1 ORDER BY %2").arg(def->name, def->key)
+                  : QStringLiteral("SELECT * FROM [%1]").arg(tableOrQuery);
+    }
+    QStringList rows;
+    Recordset rs(sql, conn);
+    rs.Eof(); // reads the rows, and with them the columns the statement selects
+    QStringList fields;
+    for (const QString& field : rs.FieldNames()) {
+        if (!without.contains(field, Qt::CaseInsensitive))
+            fields << field;
+    }
+    for (; !rs.Eof(); rs.MoveNext()) {
+        QStringList cells;
+        for (const QString& field : fields)
+            cells << (rs.IsNull(field) ? QStringLiteral("<null>") : rs.Text(field));
+        rows << cells.join(u'|');
+    }
+    return rows;
+}
+
+QStringList TableRows(Connection& conn, const QStringList& tables, const QStringList& without)
+{
+    QStringList names = tables;
+    if (names.isEmpty()) {
+        for (const TableDef& table : RepositoryTables())
+            names << table.name;
+    }
+    QStringList rows;
+    for (const QString& table : names) {
+        for (const QString& row : Rows(conn, table, without))
+            rows << table + u':' + row;
+    }
+    return rows;
+}
+
+QStringList FileTables(Connection& conn)
+{
+    QStringList tables;
+    for (const QString& table : conn.database().tables(QSql::Tables)) {
+        if (!table.startsWith(QLatin1String("sqlite_")))
+            tables << table;
+    }
+    tables.sort();
+    return tables;
 }
 
 Answer ScriptedMessages::Show(const QString& text, Buttons buttons)

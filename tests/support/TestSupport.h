@@ -59,6 +59,18 @@ private:
     std::deque<Answer> m_answers;
 };
 
+// The rows of a table or a query as comparable text, one string a row: the
+// cells joined by '|', Null as <null>, the columns named in `without` left
+// out. A repository table is read in key order, any other table as stored.
+QStringList Rows(Connection& conn, const QString& tableOrQuery, const QStringList& without = {});
+
+// Rows() of each table, every row prefixed with its table's name and ':'.
+// Without tables: every repository table.
+QStringList TableRows(Connection& conn, const QStringList& tables = {}, const QStringList& without = {});
+
+// Every table of a database file, such as a test data database, by name.
+QStringList FileTables(Connection& conn);
+
 // Prints the database's description when a statement fails.
 #define DB_ASSERT(statement)                                                       \
     try {                                                                          \

@@ -67,14 +67,7 @@ protected:
                                    .arg(user)));
     }
 
-    int count(const QString& sql)
-    {
-        Recordset rs(sql, conn);
-        int n = 0;
-        for (; !rs.Eof(); rs.MoveNext())
-            ++n;
-        return n;
-    }
+    int count(const QString& sql) { return int(Rows(conn, sql).size()); }
 
     std::unique_ptr<TestDatabase> db;
     Connection conn;
@@ -161,10 +154,8 @@ TEST_P(UserRecordsTest, ResavingAUserKeepsItsOwnId)
     editor.MarkDirty();
     const UserSaveOutcome outcome = editor.Save(fields, conn, messages);
     ASSERT_TRUE(outcome.SaveOk) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser")), 1);
-    Recordset rs(QStringLiteral("SELECT * FROM tUser WHERE iUserKey=%1").arg(key), conn);
-    EXPECT_EQ(rs.Text(QStringLiteral("sUserID")), QStringLiteral("JSmith"));
-    EXPECT_EQ(rs.Text(QStringLiteral("sUserLast")), QStringLiteral("Smith-Jones"));
+    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iUserKey, sUserID, sUserLast FROM tUser")),
+              QStringList{QStringLiteral("%1|JSmith|Smith-Jones").arg(key)});
 }
 
 TEST_P(UserRecordsTest, AnIdWithAQuoteIsSavedAndFound)
@@ -205,13 +196,9 @@ TEST_P(UserRecordsTest, SavedUserComesBackWithBlankDepartmentAndEmptyOptionals)
     const std::vector<UserListItem> list = ReadUserList(conn, messages);
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0].Text, QStringLiteral("Jane Smith"));
-    {
-        Recordset rs(QStringLiteral("SELECT * FROM tUser"), conn);
-        EXPECT_EQ(rs.Value(QStringLiteral("sUserDepartment")).toString(), QStringLiteral(" "));
-        EXPECT_FALSE(rs.IsNull(QStringLiteral("sUserEmail")));
-        EXPECT_EQ(rs.Text(QStringLiteral("sUserEmail")), QString());
-        EXPECT_EQ(rs.Text(QStringLiteral("sUserExtension")), QString());
-    }
+    // Empty, not Null.
+    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT sUserDepartment, sUserEmail, sUserExtension FROM tUser")),
+              QStringList{QStringLiteral(" ||")});
 
     const UserOpenOutcome opened = editor.Open(3, list[0].Key, conn, messages);
     ASSERT_TRUE(opened.Ok);
@@ -246,13 +233,8 @@ TEST_P(UserRecordsTest, SaveWritesTheUserTheSharedKeyNames)
     const UserSaveOutcome outcome = editor.Save(typed, conn, messages);
     ASSERT_TRUE(outcome.SaveOk) << messages.shown.join(u'\n').toStdString();
 
-    Recordset rs(QStringLiteral("SELECT * FROM tUser ORDER BY iUserKey"), conn);
-    ASSERT_EQ(rs.Int(QStringLiteral("iUserKey")), jane);
-    EXPECT_EQ(rs.Text(QStringLiteral("sUserDepartment")), QStringLiteral("QA"));
-    rs.MoveNext();
-    ASSERT_EQ(rs.Int(QStringLiteral("iUserKey")), ann);
-    EXPECT_EQ(rs.Text(QStringLiteral("sUserID")), QStringLiteral("alee"));
-    EXPECT_EQ(rs.Text(QStringLiteral("sUserDepartment")), QStringLiteral("Ops"));
+    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iUserKey, sUserID, sUserDepartment FROM tUser ORDER BY iUserKey")),
+              (QStringList{QStringLiteral("%1|jsmith|QA").arg(jane), QStringLiteral("%1|alee|Ops").arg(ann)}));
 }
 
 TEST_P(UserRecordsTest, SaveOfAVanishedUserReportsTheDatabaseError)
