@@ -8,6 +8,7 @@
 #include <QBitArray>
 #include <QHash>
 #include <QSqlError>
+#include <QRegularExpression>
 #include <QSqlQuery>
 #include <QSqlRecord>
 
@@ -1013,6 +1014,12 @@ void Recordset::SetValue(const QString& field, const QVariant& value)
 QStringList Recordset::FieldNames()
 {
     d->requireOpen();
+    // "SELECT * FROM t" has the table's columns, known without reading it;
+    // any other column list is the statement's to tell.
+    static const QRegularExpression everyColumn(QStringLiteral("^\\s*SELECT\\s+\\*\\s+FROM\\s"),
+                                                QRegularExpression::CaseInsensitiveOption);
+    if (!d->columns && !everyColumn.match(d->sql).hasMatch())
+        d->loadForField();
     return d->columnInfo().columns;
 }
 

@@ -172,6 +172,12 @@ TEST_P(RecordsetTest, FieldNamesAreCaseInsensitive)
     EXPECT_EQ(rs.Text(QStringLiteral("SITEMNAME")), QStringLiteral("Mixed"));
     EXPECT_EQ(rs.Int(QStringLiteral("iitemcount")), 4);
     EXPECT_EQ(rs.FieldNames().size(), 5);
+    // A column list is the statement's, also before the first read.
+    Recordset some(QStringLiteral("SELECT sItemName, iItemCount FROM tItem"), conn);
+    const QStringList listed = some.FieldNames();
+    ASSERT_EQ(listed.size(), 2);
+    EXPECT_EQ(listed[1].compare(QLatin1String("iItemCount"), Qt::CaseInsensitive), 0);
+    EXPECT_EQ(some.Int(QStringLiteral("iItemCount")), 4);
     EXPECT_EQ(rs.KeyField().compare(QLatin1String("iItemKey"), Qt::CaseInsensitive), 0);
     EXPECT_EQ(descriptionOf([&] { rs.Value(QStringLiteral("sItemNam")); }),
               QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
