@@ -11,33 +11,12 @@
 #include "repository/Recordset.h"
 #include "startup/Startup.h"
 
+#include <functional>
 #include <optional>
 
 namespace dorvane::cli {
 
-int RunBackup(const CommandContext& context);
-int RunRestore(const CommandContext& context);
-int RunBackups(const CommandContext& context);
-
 namespace {
-
-struct FoundEnvironment {
-    qint32 key = 0;
-    QString name; // as stored
-};
-
-std::optional<FoundEnvironment> FindEnvironment(const CommandContext& context, Connection& connection,
-                                                const QString& name)
-{
-    Recordset rs(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + QuoteSql(name) +
-                     QStringLiteral("'"),
-                 connection);
-    if (rs.Eof()) {
-        context.messages.Inform(QStringLiteral("There is no environment named ") + name + QStringLiteral("."));
-        return std::nullopt;
-    }
-    return FoundEnvironment{rs.Int(QStringLiteral("iEnvironmentKey")), rs.Text(QStringLiteral("sEnvironmentName"))};
-}
 
 // The FILE argument of restore: a name as the chooser lists it, in the
 // environment's backup folder, or a path of its own.
@@ -55,6 +34,29 @@ private:
     QString m_file;
 };
 
+// Opens the repository, finds the environment and runs `body` on it with
+// a copy engine that reports to `messages` and shows its progress on the
+// terminal. A repository that cannot be read ends the command with 1.
+int WithEnvironment(const CommandContext& context, const QString& name, MessageSink& messages,
+                    const std::function<int(const FoundEnvironment&, EnvironmentBackup&)>& body)
+{
+    Session session;
+    if (!OpenRepository(context, session))
+        return kExitFailure;
+    try {
+        const std::optional<FoundEnvironment> environment = FindEnvironment(context, session.repository, name);
+        if (!environment)
+            return kExitFailure;
+        TerminalProgress progress;
+        VersionBackup engine(messages, progress);
+        EnvironmentBackup backup(engine, session.plan.sharedResourcePath);
+        return body(*environment, backup);
+    } catch (const DbError& e) {
+        context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
+        return kExitFailure;
+    }
+}
+
 } // namespace
 
 int RunBackup(const CommandContext& context)
@@ -65,83 +67,49 @@ int RunBackup(const CommandContext& context)
         return WrongArguments(context);
     AssumeYes assumeYes(context.messages);
     MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
-
-    Session session;
-    if (!OpenRepository(context, session))
-        return kExitFailure;
-    try {
-        const std::optional<FoundEnvironment> environment = FindEnvironment(context, session.repository, arguments[0]);
-        if (!environment)
-            return kExitFailure;
-        TerminalProgress progress;
-        VersionBackup engine(messages, progress);
-        EnvironmentBackup backup(engine, session.plan.sharedResourcePath);
-        if (!backup.AskAndBackUp(environment->key, environment->name))
+    return WithEnvironment(context, arguments[0], messages, [](const FoundEnvironment& environment, EnvironmentBackup& backup) {
+        if (!backup.AskAndBackUp(environment.key, environment.name))
             return kExitFailure;
         PrintLine(NativePath(backup.LastBackupFile()));
         return kExitSuccess;
-    } catch (const DbError& e) {
-        context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
-        return kExitFailure;
-    }
+    });
 }
 
 int RunRestore(const CommandContext& context)
 {
     if (context.arguments.size() != 2)
         return WrongArguments(context);
-
-    Session session;
-    if (!OpenRepository(context, session))
-        return kExitFailure;
-    try {
-        const std::optional<FoundEnvironment> environment =
-            FindEnvironment(context, session.repository, context.arguments[0]);
-        if (!environment)
-            return kExitFailure;
-        TerminalProgress progress;
-        VersionBackup engine(context.messages, progress);
-        EnvironmentBackup backup(engine, session.plan.sharedResourcePath);
-        ArgumentChooser chooser(context.arguments[1]);
-        return backup.ChooseAndRestore(environment->key, environment->name, chooser) ? kExitSuccess : kExitFailure;
-    } catch (const DbError& e) {
-        context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
-        return kExitFailure;
-    }
+    return WithEnvironment(context, context.arguments[0], context.messages,
+                           [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
+                               ArgumentChooser chooser(context.arguments[1]);
+                               return backup.ChooseAndRestore(environment.key, environment.name, chooser)
+                                          ? kExitSuccess
+                                          : kExitFailure;
+                           });
 }
 
 int RunBackups(const CommandContext& context)
 {
     if (context.arguments.size() != 1)
         return WrongArguments(context);
-
-    Session session;
-    if (!OpenRepository(context, session))
-        return kExitFailure;
-    try {
-        const std::optional<FoundEnvironment> environment =
-            FindEnvironment(context, session.repository, context.arguments[0]);
-        if (!environment)
-            return kExitFailure;
-        TerminalProgress progress;
-        VersionBackup engine(context.messages, progress);
-        const EnvironmentBackup backup(engine, session.plan.sharedResourcePath);
-        int status = kExitSuccess;
-        for (const BackupFileEntry& file : ListBackupFiles(backup.RestoreFolder(environment->name))) {
-            try {
-                const BackupFileContents contents = CountBackupFile(file.path);
-                PrintLine(QStringLiteral("%1  versions: %2  rows: %3").arg(file.name).arg(contents.versions).arg(contents.rows));
-            } catch (const DbError& e) {
-                context.messages.Inform(QStringLiteral("Error while reading backup file ") + file.name +
-                                        QStringLiteral(": ") + e.description());
-                status = kExitFailure;
-            }
-        }
-        return status;
-    } catch (const DbError& e) {
-        context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
-        return kExitFailure;
-    }
+    return WithEnvironment(context, context.arguments[0], context.messages,
+                           [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
+                               int status = kExitSuccess;
+                               for (const BackupFileEntry& file : ListBackupFiles(backup.RestoreFolder(environment.name))) {
+                                   try {
+                                       const BackupFileContents contents = CountBackupFile(file.path);
+                                       PrintLine(QStringLiteral("%1  versions: %2  rows: %3")
+                                                     .arg(file.name)
+                                                     .arg(contents.versions)
+                                                     .arg(contents.rows));
+                                   } catch (const DbError& e) {
+                                       context.messages.Inform(QStringLiteral("Error while reading backup file ") +
+                                                               file.name + QStringLiteral(": ") + e.description());
+                                       status = kExitFailure;
+                                   }
+                               }
+                               return status;
+                           });
 }
 
 } // namespace dorvane::cli

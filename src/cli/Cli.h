@@ -5,9 +5,11 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
 #include <vector>
 
 namespace dorvane {
+class Connection;
 struct Session;
 }
 
@@ -67,9 +69,21 @@ int RunExportKeywords(const CommandContext& context);
 int RunImportKeywords(const CommandContext& context);
 int RunCopyEnvironment(const CommandContext& context);
 int RunDeleteEnvironment(const CommandContext& context);
+int RunBackup(const CommandContext& context);
+int RunRestore(const CommandContext& context);
+int RunBackups(const CommandContext& context);
 
 // Opens the repository and the side databases as start-up does; on failure
 // says "Could not open database: " and the description.
 bool OpenRepository(const CommandContext& context, Session& session);
+
+// An environment named as stored; when there is none, says "There is no
+// environment named NAME." and returns nothing.
+struct FoundEnvironment {
+    qint32 key = 0;
+    QString name;  // as stored
+};
+std::optional<FoundEnvironment> FindEnvironment(const CommandContext& context, Connection& connection,
+                                                const QString& name);
 
 } // namespace dorvane::cli

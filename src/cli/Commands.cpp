@@ -10,11 +10,6 @@
 
 namespace dorvane::cli {
 
-// Environment backup and restore (BackupCommands.cpp).
-int RunBackup(const CommandContext& context);
-int RunRestore(const CommandContext& context);
-int RunBackups(const CommandContext& context);
-
 namespace {
 
 void Write(std::FILE* stream, const QString& line)

@@ -73,17 +73,20 @@ private:
     std::FILE* m_input;
 };
 
-std::optional<qint32> FindEnvironment(Connection& connection, const QString& name)
+} // namespace
+
+std::optional<FoundEnvironment> FindEnvironment(const CommandContext& context, Connection& connection,
+                                                const QString& name)
 {
     Recordset rs(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + QuoteSql(name) +
                      QStringLiteral("'"),
                  connection);
-    if (rs.Eof())
+    if (rs.Eof()) {
+        context.messages.Inform(QStringLiteral("There is no environment named ") + name + QStringLiteral("."));
         return std::nullopt;
-    return rs.Int(QStringLiteral("iEnvironmentKey"));
+    }
+    return FoundEnvironment{rs.Int(QStringLiteral("iEnvironmentKey")), rs.Text(QStringLiteral("sEnvironmentName"))};
 }
-
-} // namespace
 
 int RunCopyEnvironment(const CommandContext& context)
 {
@@ -116,17 +119,15 @@ int RunCopyEnvironment(const CommandContext& context)
         return kExitFailure;
     try {
         Connection& repository = session.repository;
-        const std::optional<qint32> sourceKey = FindEnvironment(repository, sourceName);
-        if (!sourceKey) {
-            context.messages.Inform(QStringLiteral("There is no environment named ") + sourceName + QStringLiteral("."));
+        const std::optional<FoundEnvironment> source = FindEnvironment(context, repository, sourceName);
+        if (!source)
             return kExitFailure;
-        }
 
         // Each --version-id is an entry of the source's version list as the
         // configuration page shows it ("App - VersionID"), "=" and the new
         // ID. The longest entry that fits wins, so that an entry text with
         // "=" in it still finds its version.
-        const ListEntries entries = EnvironAppVerEntries(repository, *sourceKey);
+        const ListEntries entries = EnvironAppVerEntries(repository, source->key);
         QHash<QString, QString> given;
         for (const QString& value : versionIds) {
             const ListEntry* match = nullptr;
@@ -146,7 +147,7 @@ int RunCopyEnvironment(const CommandContext& context)
         }
 
         EnvironmentRecords definition;
-        const EnvironOutcome opened = definition.Open(-1, *sourceKey, repository, context.messages);
+        const EnvironOutcome opened = definition.Open(-1, source->key, repository, context.messages);
         if (!opened.Ok)
             return kExitFailure;
 
@@ -176,13 +177,11 @@ int RunDeleteEnvironment(const CommandContext& context)
     if (!OpenRepository(context, session))
         return kExitFailure;
     try {
-        const std::optional<qint32> key = FindEnvironment(session.repository, name);
-        if (!key) {
-            context.messages.Inform(QStringLiteral("There is no environment named ") + name + QStringLiteral("."));
+        const std::optional<FoundEnvironment> found = FindEnvironment(context, session.repository, name);
+        if (!found)
             return kExitFailure;
-        }
         EnvironmentRecords definition;
-        if (!definition.Open(-1, *key, session.repository, context.messages).Ok)
+        if (!definition.Open(-1, found->key, session.repository, context.messages).Ok)
             return kExitFailure;
         return definition.Delete(true, session.repository, context.messages).Ok ? kExitSuccess : kExitFailure;
     } catch (const DbError& e) {
