@@ -5,6 +5,12 @@
 
 namespace dorvane {
 
+void CopyColumns(Recordset& from, Recordset& to, const QStringList& columns)
+{
+    for (const QString& column : columns)
+        to.SetValue(column, from.Value(column));
+}
+
 namespace {
 
 qint32 keyOf(const QVariant& value) { return value.isValid() ? value.toInt() : 0; }

@@ -19,6 +19,10 @@ class Recordset;
 // window, process or environment key), by position.
 using ParentKeys = std::array<qint32, 3>;
 
+// Assigns each of `columns` of the current row of `from` to the row being
+// written in `to`.
+void CopyColumns(Recordset& from, Recordset& to, const QStringList& columns);
+
 // What one column of a copied row receives.
 enum class ColumnFill {
     Kept,              // the source value as it stands (text, number, date, flag or null)

@@ -1,6 +1,7 @@
 #include "copyengine/EnvironmentCopy.h"
 
 #include "copyengine/CopyStep.h"
+#include "environments/EnvironmentUsers.h"
 #include "copyengine/VersionBackup.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
@@ -22,8 +23,6 @@ const QString kCopyFailed = QStringLiteral("Error while copying environment: ");
 const QString kRecordsetsFailed = QStringLiteral("Error while copying environment recordsets: ");
 const QString kPointersFailed = QStringLiteral("Error while fixing up recordset pointers: ");
 
-const QStringList kRightColumns = {QStringLiteral("bDorvane"), QStringLiteral("bOmrik"), QStringLiteral("bZulane"),
-                                   QStringLiteral("bVantrel"), QStringLiteral("bKrestin")};
 
 // Taken from the source version by the new one; sVersionID and
 // iVersionAppKey are set apart.
@@ -35,11 +34,6 @@ const QStringList kVersionColumns = {
     QStringLiteral("iVersionRecoverProcess"), QStringLiteral("iVersionInitialWindow"),
     QStringLiteral("iVersionMainWindow"),     QStringLiteral("iVersionUpdateStatusKey"),
 };
-const QStringList kVersionProcessPointers = {
-    QStringLiteral("iVersionLoadProcess"), QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
-    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
-};
-const QStringList kVersionWindowPointers = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
 
 const QStringList kRecordColumns = {
     QStringLiteral("iRecordFileKey"),    QStringLiteral("sRecordName"),       QStringLiteral("sRecordDesc"),
@@ -60,11 +54,6 @@ const QStringList kFileInstanceColumns = {
 
 const QString kDataInstanceColumn = QStringLiteral("iRecordFileInstanceKey");
 
-void copyColumns(Recordset& from, Recordset& to, const QStringList& columns)
-{
-    for (const QString& column : columns)
-        to.SetValue(column, from.Value(column));
-}
 
 // Rewrites a key column through a map over its whole length; a key the map
 // does not hold keeps its value. True when the column changed.
@@ -218,7 +207,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
                     reading);
     Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_main);
     const RowCopy userRow =
-        RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(kRightColumns);
+        RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(RightColumns());
     TableCopy(userRow, newUsers).Run(users, {destinationEnvironmentKey});
 
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
@@ -260,7 +249,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         newVersion.AddNew();
         newVersion.SetValue(QStringLiteral("sVersionID"), *newId);
         newVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
-        copyColumns(version, newVersion, kVersionColumns);
+        CopyColumns(version, newVersion, kVersionColumns);
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
 
@@ -280,11 +269,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // The maps are cumulative over the run: a pointer at another
         // version's process or window finds that one's copy when its
         // version was copied before.
-        for (const QString& column : kVersionProcessPointers)
-            remap(newVersion, column, m_engine.ProcessMap);
-        for (const QString& column : kVersionWindowPointers)
-            remap(newVersion, column, m_engine.WindowMap);
-        newVersion.Update();
+        m_engine.RemapVersionPointers(newVersion);
 
         details.MoveNext();
     }

@@ -591,4 +591,25 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
     }
 }
 
+void VersionBackup::RemapVersionPointers(Recordset& version) const
+{
+    static const QStringList processPointers = {
+        QStringLiteral("iVersionLoadProcess"),      QStringLiteral("iVersionLoginProcess"),
+        QStringLiteral("iVersionLogoutProcess"),    QStringLiteral("iVersionTerminateProcess"),
+        QStringLiteral("iVersionRecoverProcess"),
+    };
+    static const QStringList windowPointers = {QStringLiteral("iVersionInitialWindow"),
+                                               QStringLiteral("iVersionMainWindow")};
+    auto remap = [&](const QString& column, const KeyMap& map) {
+        const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
+        if (mapped != 0)
+            version.SetValue(column, mapped);
+    };
+    for (const QString& column : processPointers)
+        remap(column, ProcessMap);
+    for (const QString& column : windowPointers)
+        remap(column, WindowMap);
+    version.Update();
+}
+
 } // namespace dorvane

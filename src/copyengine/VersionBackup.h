@@ -113,6 +113,12 @@ public:
     // VariableMap (see StepArguments.h).
     bool FixUpSteps(qint32 destinationVersionKey, Connection& destination);
 
+    // Rewrites a copied version row's five process pointers through
+    // ProcessMap and its two window pointers through WindowMap, and saves
+    // it; a pointer the maps do not hold (a row outside the copy) keeps its
+    // value.
+    void RemapVersionPointers(Recordset& version) const;
+
     // Fills the destination version with a copy of the source version's
     // content and re-points what the environment's other versions and
     // record layouts held of the source version, all in one transaction on

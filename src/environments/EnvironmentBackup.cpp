@@ -1,6 +1,8 @@
 #include "environments/EnvironmentBackup.h"
 
+#include "copyengine/CopyStep.h"
 #include "copyengine/VersionBackup.h"
+#include "environments/EnvironmentUsers.h"
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
@@ -44,8 +46,6 @@ const QString kRestoreFailed = QStringLiteral("Error while restoring environment
 const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
 const QString kPathFileAccessError = QStringLiteral("Path/File access error");
 
-const QStringList kRightColumns = {QStringLiteral("bDorvane"), QStringLiteral("bOmrik"), QStringLiteral("bZulane"),
-                                   QStringLiteral("bVantrel"), QStringLiteral("bKrestin")};
 // tApp without its key and iOriginalAppKey.
 const QStringList kAppColumns = {
     QStringLiteral("sAppName"),    QStringLiteral("sAppID"),      QStringLiteral("iAppPlatform"),
@@ -62,33 +62,8 @@ const QStringList kVersionColumns = {
     QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
     QStringLiteral("iVersionUpdateStatusKey"),
 };
-const QStringList kVersionProcessPointers = {
-    QStringLiteral("iVersionLoadProcess"), QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
-    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
-};
-const QStringList kVersionWindowPointers = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
 
-void copyColumns(Recordset& from, Recordset& to, const QStringList& columns)
-{
-    for (const QString& column : columns)
-        to.SetValue(column, from.Value(column));
-}
 
-// The version's seven pointers through the run's cumulative maps; a key the
-// maps do not hold (a row outside the copy) keeps its value.
-void remapVersionPointers(Recordset& version, const VersionBackup& engine)
-{
-    auto remap = [&](const QString& column, const KeyMap& map) {
-        const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
-        if (mapped != 0)
-            version.SetValue(column, mapped);
-    };
-    for (const QString& column : kVersionProcessPointers)
-        remap(column, engine.ProcessMap);
-    for (const QString& column : kVersionWindowPointers)
-        remap(column, engine.WindowMap);
-    version.Update();
-}
 
 void addDetail(Recordset& details, Recordset& from, qint32 environmentKey, qint32 versionKey)
 {
@@ -106,7 +81,7 @@ void addUsers(Recordset& users, Recordset& to, qint32 environmentKey)
         to.AddNew();
         to.SetValue(QStringLiteral("iUserKey"), users.Value(QStringLiteral("iUserKey")));
         to.SetValue(QStringLiteral("iEnvironKey"), environmentKey);
-        copyColumns(users, to, kRightColumns);
+        CopyColumns(users, to, RightColumns());
         to.Update();
     }
 }
@@ -384,14 +359,14 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
         Recordset newApp(QStringLiteral("SELECT * FROM tApp"), backup);
         newApp.AddNew();
         newApp.SetValue(QStringLiteral("iOriginalAppKey"), app.Value(QStringLiteral("iAppKey")));
-        copyColumns(app, newApp, kAppColumns);
+        CopyColumns(app, newApp, kAppColumns);
         newApp.Update();
         const qint32 newAppKey = newApp.Int(QStringLiteral("iAppKey"));
 
         Recordset newVersion(QStringLiteral("SELECT * FROM tVersion"), backup);
         newVersion.AddNew();
         newVersion.SetValue(QStringLiteral("iOriginalVersionKey"), versionKey);
-        copyColumns(version, newVersion, kVersionColumns);
+        CopyColumns(version, newVersion, kVersionColumns);
         newVersion.SetValue(QStringLiteral("iVersionAppKey"), newAppKey);
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
@@ -406,7 +381,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
             !m_engine.CopyRequirements(versionKey, reading, newVersionKey, backup) ||
             !m_engine.FixUpSteps(newVersionKey, backup))
             return false;
-        remapVersionPointers(newVersion, m_engine);
+        m_engine.RemapVersionPointers(newVersion);
     }
     return m_engine.CopySchedules(environmentKey, reading, backupEnvironmentKey, backup) &&
            m_engine.CopyReserved(environmentKey, reading, backupEnvironmentKey, backup);
@@ -498,7 +473,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
                                 repository);
         if (repositoryApp.Eof())
             repositoryApp.AddNew();
-        copyColumns(app, repositoryApp, kAppColumns);
+        CopyColumns(app, repositoryApp, kAppColumns);
         repositoryApp.Update();
         const qint32 appKey = repositoryApp.Int(QStringLiteral("iAppKey"));
         restoredApps.insert(originalAppKey, appKey);
@@ -513,7 +488,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
                                     repository);
         if (repositoryVersion.Eof())
             repositoryVersion.AddNew();
-        copyColumns(version, repositoryVersion, kVersionColumns);
+        CopyColumns(version, repositoryVersion, kVersionColumns);
         repositoryVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
         repositoryVersion.Update();
         const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
@@ -528,7 +503,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
             !m_engine.CopyRequirements(backupVersionKey, backup, versionKey, repository) ||
             !m_engine.FixUpSteps(versionKey, repository))
             return false;
-        remapVersionPointers(repositoryVersion, m_engine);
+        m_engine.RemapVersionPointers(repositoryVersion);
     }
     return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
            m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);

@@ -37,6 +37,14 @@ QString RightColumn(ModuleRight right)
     return QString();
 }
 
+QStringList RightColumns()
+{
+    QStringList columns;
+    for (const ModuleRight right : kModuleRights)
+        columns << RightColumn(right);
+    return columns;
+}
+
 QString RightCheckBox(ModuleRight right)
 {
     return QStringLiteral("ck") + RightColumn(right).mid(1);

@@ -3,6 +3,7 @@
 #include "mainwindow/ListQueries.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <array>
 #include <optional>
@@ -23,6 +24,8 @@ inline constexpr std::array<ModuleRight, 5> kModuleRights = {ModuleRight::Dorvan
                                                              ModuleRight::Krestin};
 // "bDorvane" ... "bKrestin".
 QString RightColumn(ModuleRight right);
+// The five columns of a registration's rights, in kModuleRights order.
+QStringList RightColumns();
 // "ckDorvane" ... "ckKrestin".
 QString RightCheckBox(ModuleRight right);
 
