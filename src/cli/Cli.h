@@ -77,6 +77,9 @@ int RunBackups(const CommandContext& context);
 // says "Could not open database: " and the description.
 bool OpenRepository(const CommandContext& context, Session& session);
 
+// The key of the application named `name`, or nothing.
+std::optional<qint32> FindApplication(Connection& connection, const QString& name);
+
 // An environment named as stored; when there is none, says "There is no
 // environment named NAME." and returns nothing.
 struct FoundEnvironment {

@@ -3,8 +3,6 @@
 #include "cli/Cli.h"
 
 #include "lists/KeywordFiles.h"
-#include "repository/Globals.h"
-#include "repository/Recordset.h"
 #include "startup/Startup.h"
 
 #include <optional>
@@ -18,10 +16,8 @@ namespace {
 std::optional<qint32> ApplicationKey(const CommandContext& context, Connection& connection, const QString& name)
 {
     try {
-        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE sAppName='") + QuoteSql(name) + QStringLiteral("'"),
-                      connection);
-        if (!app.Eof())
-            return app.Int(QStringLiteral("iAppKey"));
+        if (const std::optional<qint32> key = FindApplication(connection, name))
+            return key;
         context.messages.Inform(QStringLiteral("There is no application named ") + name + QStringLiteral("."));
     } catch (const DbError& e) {
         context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());

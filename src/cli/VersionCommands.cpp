@@ -43,10 +43,14 @@ std::optional<qint32> FindKey(Connection& connection, const QString& table, cons
     return rs.Int(key);
 }
 
+} // namespace
+
 std::optional<qint32> FindApplication(Connection& connection, const QString& name)
 {
     return FindKey(connection, QStringLiteral("tApp"), QStringLiteral("sAppName"), QStringLiteral("iAppKey"), name);
 }
+
+namespace {
 
 std::optional<qint32> FindVersion(Connection& connection, qint32 appKey, const QString& versionId)
 {
