@@ -33,6 +33,16 @@ const QStringList kVersionColumns = {
     QStringLiteral("iVersionLogoutProcess"),  QStringLiteral("iVersionTerminateProcess"),
     QStringLiteral("iVersionRecoverProcess"), QStringLiteral("iVersionInitialWindow"),
     QStringLiteral("iVersionMainWindow"),     QStringLiteral("iVersionUpdateStatusKey"),
+    QStringLiteral("sVersionAttributes"),
+};
+// What a version that already existed takes from its source when the copy
+// goes into it, as an update fills it: the pointers (rewritten through the
+// maps afterwards); its ID, description and settings stay its own.
+const QStringList kPointerColumns = {
+    QStringLiteral("iVersionLoadProcess"),      QStringLiteral("iVersionLoginProcess"),
+    QStringLiteral("iVersionLogoutProcess"),    QStringLiteral("iVersionTerminateProcess"),
+    QStringLiteral("iVersionRecoverProcess"),   QStringLiteral("iVersionInitialWindow"),
+    QStringLiteral("iVersionMainWindow"),
 };
 
 const QStringList kRecordColumns = {
@@ -137,7 +147,11 @@ bool EnvironmentCopy::NewVersionIdAcceptable(qint32 appKey, const QString& id)
         Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") +
                               num(versions.Int(QStringLiteral("iVersionKey"))),
                           m_main);
-        if (CountRecords(&windows) > 1) {
+        // A version this run copies from, or has filled already, is not
+        // empty, whatever it holds.
+        const qint32 versionKey = versions.Int(QStringLiteral("iVersionKey"));
+        if (CountRecords(&windows) > 1 || m_filledVersions.contains(versionKey) ||
+            m_sourceVersions.contains(versionKey)) {
             messages.Inform(id + QStringLiteral(" already exists - please choose another ID"));
             return false;
         }
@@ -154,6 +168,7 @@ void EnvironmentCopy::finishRun(bool hideProgress)
 
 bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
 {
+    m_filledVersions.clear();
     m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
     m_engine.ResetCopyRunMaps(true);
     std::optional<BusyScope> busy;
@@ -213,6 +228,10 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
                       reading);
     Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_main);
+    m_sourceVersions.clear();
+    for (; !details.Eof(); details.MoveNext())
+        m_sourceVersions.insert(details.Int(QStringLiteral("iEnvironVerKey")));
+    details.MoveFirst();
     const RowCopy detailRow = RowCopy()
                                   .Parent(QStringLiteral("iEnvironKey"), 0)
                                   .Parent(QStringLiteral("iEnvironVerKey"), 1)
@@ -245,18 +264,35 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
             return false;
         }
 
-        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey), m_main);
-        newVersion.AddNew();
-        newVersion.SetValue(QStringLiteral("sVersionID"), *newId);
-        newVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
-        CopyColumns(version, newVersion, kVersionColumns);
+        // An ID the prompt accepted may name an empty version of the
+        // application (at most its system screen): the copy goes into that
+        // one, as an update would, rather than beside it under the same ID.
+        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey) +
+                                 QStringLiteral(" AND sVersionID='") + QuoteSql(*newId) + QStringLiteral("'"),
+                             m_main);
+        bool includeSystemScreen = true;
+        if (newVersion.Eof()) {
+            newVersion.AddNew();
+            newVersion.SetValue(QStringLiteral("sVersionID"), *newId);
+            newVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
+            CopyColumns(version, newVersion, kVersionColumns);
+        } else {
+            Recordset systemScreen(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") +
+                                       num(newVersion.Int(QStringLiteral("iVersionKey"))) +
+                                       QStringLiteral(" AND sWindowPhysicalName = '[System Screen]'"),
+                                   m_main);
+            includeSystemScreen = systemScreen.Eof();
+            CopyColumns(version, newVersion, kPointerColumns);
+            newVersion.SetValue(QStringLiteral("iVersionSourceVersion"), sourceVersionKey);
+        }
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
+        m_filledVersions.insert(newVersionKey);
 
         detailRow.Write(details, newDetails, {destinationEnvironmentKey, newVersionKey});
 
         const bool copied =
-            m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, true) &&
+            m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, includeSystemScreen) &&
             m_engine.CopyProcesses(sourceVersionKey, sourceEnvironmentKey, reading, newVersionKey,
                                    destinationEnvironmentKey, m_main) &&
             m_engine.CopyCycles(sourceVersionKey, reading, newVersionKey, m_main) &&

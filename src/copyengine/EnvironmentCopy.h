@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSet>
 #include <QString>
 
 #include <functional>
@@ -71,8 +72,9 @@ public:
     // The prompt's OK check for a new version of application `appKey`:
     // "Version ID cannot be blank"; ID + " already exists - please choose
     // another ID" when a version of that application with this ID has more
-    // than one window. A version with at most one window counts as empty
-    // and the ID is accepted. Reads through the main connection, which
+    // than one window, or this run copies from it or has copied into it. A version
+    // with at most one window counts as empty and the ID is accepted: the
+    // copy then goes into that version. Reads through the main connection, which
     // sees the versions this run has created. Throws DbError.
     bool NewVersionIdAcceptable(qint32 appKey, const QString& id);
 
@@ -87,6 +89,9 @@ private:
     Connection& m_main;
     NewVersionIdPrompt& m_prompt;
     Connection* m_testData;
+    // The versions this run copies from, and those it has copied into.
+    QSet<qint32> m_sourceVersions;
+    QSet<qint32> m_filledVersions;
 };
 
 } // namespace dorvane

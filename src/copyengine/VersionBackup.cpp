@@ -222,8 +222,7 @@ std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
             file = SettingString(QStringLiteral("LocalDatabasePath")) + QLatin1Char('\\') +
                    SettingString(QStringLiteral("LocalDatabaseName"));
         if (!file.isNull())
-            connection->Open(QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;") + QStringLiteral("Data Source=") +
-                             file + QLatin1Char(';'));
+            connection->Open(FileConnectionString(file));
         else
             connection->Open(QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN")));
         return connection;
@@ -341,15 +340,9 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32
             const qint32 oldKey = keywords.Int(kKeywordKey);
             bool matched = false;
             if (matchByName) {
-                // The name goes between the quotes as it stands, so a name
-                // with an apostrophe makes the statement invalid. That
-                // failure is reported without sending such a statement.
+                // The name is quoted: a keyword such as "Don't save" finds
+                // its match like any other.
                 const QString name = keywords.Text(kKeywordName);
-                const QString condition = QStringLiteral("sKeywordName='") + name +
-                                          QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey);
-                if (name.contains(QLatin1Char('\'')))
-                    throw DbError(
-                        QStringLiteral("Syntax error (missing operator) in query expression '%1'.").arg(condition));
                 target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='") + QuoteSql(name) +
                                 QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey),
                             destination);

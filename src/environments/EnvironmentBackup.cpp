@@ -2,10 +2,12 @@
 
 #include "copyengine/CopyStep.h"
 #include "copyengine/VersionBackup.h"
+#include "environments/EnvironmentRecords.h"
 #include "environments/EnvironmentUsers.h"
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
+#include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
 #include "repository/Schema.h"
@@ -19,7 +21,9 @@
 #include <QHash>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QRegularExpression>
 #include <QStringList>
+#include <QSysInfo>
 
 #include <algorithm>
 #include <cerrno>
@@ -27,13 +31,17 @@
 #include <cstring>
 #include <memory>
 
+#include <signal.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace dorvane {
 
 namespace {
 
 QString num(qint32 key) { return QString::number(key); }
 
-const QString kJetProvider = QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;");
 const QString kBackupsBelowShared = QStringLiteral("\\Environments\\Backups\\");
 const QString kBackupsBelowExe = QStringLiteral("\\Tutorial\\Environments\\Backups\\");
 const QString kTemplateName = QStringLiteral("\\ZentrixBackup.mdb");
@@ -44,7 +52,6 @@ const QString kNoBackups = QStringLiteral("This Environment has no backups to re
 const QString kPreparingFailed = QStringLiteral("Error while preparing for version restore: ");
 const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
 const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
-const QString kPathFileAccessError = QStringLiteral("Path/File access error");
 
 // tApp without its key and iOriginalAppKey.
 const QStringList kAppColumns = {
@@ -60,8 +67,21 @@ const QStringList kVersionColumns = {
     QStringLiteral("iVersionLoginProcess"),   QStringLiteral("iVersionLogoutProcess"),
     QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
     QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
-    QStringLiteral("iVersionUpdateStatusKey"),
+    QStringLiteral("iVersionUpdateStatusKey"), QStringLiteral("sVersionAttributes"),
 };
+
+// The columns of `columns` that `table` has on `connection`: a backup file
+// made from an older template may lack some.
+QStringList columnsOf(Connection& connection, const QString& table, const QStringList& columns)
+{
+    const QStringList present = connection.TableColumns(table);
+    QStringList result;
+    for (const QString& column : columns) {
+        if (present.contains(column, Qt::CaseInsensitive))
+            result << column;
+    }
+    return result;
+}
 
 
 
@@ -92,38 +112,66 @@ void deleteAll(Recordset& rs)
         rs.Delete();
 }
 
-// A file-system step of the backup. Its failures are described the way the
-// suite has always described them; one described as "Path/File access
-// error" (a folder that cannot be made) is passed over and the backup goes
-// on with its next step, which then meets the problem if it is real.
-template <typename Step>
-void passingOverAccessErrors(Step step)
+// What an operating-system error means for the administrator who meets it.
+QString fileErrorText(int error)
 {
-    try {
-        step();
-    } catch (const DbError& e) {
-        if (e.description() != kPathFileAccessError)
-            throw;
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+        return QStringLiteral("The disk is full");
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("Permission denied");
+    case EROFS:
+        return QStringLiteral("Permission denied (the file system is read-only)");
+    default:
+        return QString::fromLocal8Bit(std::strerror(error));
     }
 }
 
 // Copies the template to `target` (both Windows texts), replacing what a
 // broken earlier run may have left there. The copy must be writable even
-// when the installed template is not.
-void copyTemplate(const QString& templatePath, const QString& target)
+// when the installed template is not. `folderError` is why the folder
+// could not be made, if it could not.
+void copyTemplate(const QString& templatePath, const QString& target, int folderError)
 {
     const QString from = NativePath(templatePath);
-    const QString to = NativePath(target);
+    const QByteArray to = QFile::encodeName(NativePath(target));
     if (!QFileInfo(from).isFile())
         throw DbError(QStringLiteral("Could not find file '%1'.").arg(templatePath));
-    if (!QFileInfo(QFileInfo(to).absolutePath()).isDir())
+    if (!QFileInfo(QFileInfo(NativePath(target)).absolutePath()).isDir()) {
+        if (folderError != 0)
+            throw DbError(QStringLiteral("%1: the folder '%2' could not be created.")
+                              .arg(fileErrorText(folderError), target.section(QLatin1Char('\\'), 0, -2)));
         throw DbError(QStringLiteral("Path not found: '%1'.").arg(target));
-    QFile::remove(to);
+    }
+    // Copied by hand: the library's copy reports a full disk as an
+    // input/output error, and the administrator must learn which it was.
     QFile source(from);
-    if (!source.copy(to))
-        throw DbError(QStringLiteral("Could not copy '%1' to '%2': %3").arg(templatePath, target, source.errorString()));
-    QFile copy(to);
-    copy.setPermissions(copy.permissions() | QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    if (!source.open(QIODevice::ReadOnly))
+        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(templatePath, source.errorString()));
+    const int out = ::open(to.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (out < 0)
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), target));
+    int error = 0;
+    while (error == 0 && !source.atEnd()) {
+        const QByteArray block = source.read(1 << 20);
+        if (block.isEmpty() && source.error() != QFileDevice::NoError)
+            error = EIO;
+        for (qsizetype done = 0; error == 0 && done < block.size();) {
+            const ssize_t written = ::write(out, block.constData() + done, size_t(block.size() - done));
+            if (written < 0 && errno != EINTR)
+                error = errno;
+            else if (written > 0)
+                done += written;
+        }
+    }
+    if (::close(out) != 0 && error == 0)
+        error = errno;
+    if (error != 0) {
+        ::unlink(to.constData());
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(error), target));
+    }
 }
 
 // Puts `from` in the place of `to` in one step: whoever looks at the folder
@@ -133,7 +181,51 @@ void replaceFile(const QString& from, const QString& to)
     const QByteArray source = QFile::encodeName(NativePath(from));
     const QByteArray target = QFile::encodeName(NativePath(to));
     if (std::rename(source.constData(), target.constData()) != 0)
-        throw DbError(QStringLiteral("Could not write '%1': %2").arg(to, QString::fromLocal8Bit(std::strerror(errno))));
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), to));
+}
+
+// A database file and the journal files SQLite keeps beside it.
+void removeDatabaseFiles(const QString& path)
+{
+    const QString native = NativePath(path);
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        QFile::remove(native + QLatin1String(suffix));
+}
+
+// This machine's name as it may stand in a file name.
+QString hostTag()
+{
+    QString host = QSysInfo::machineHostName();
+    for (QChar& c : host) {
+        if (!(c.isLetterOrNumber() && c.unicode() < 0x80) && c != QLatin1Char('-'))
+            c = QLatin1Char('_');
+    }
+    return host.isEmpty() ? QStringLiteral("host") : host;
+}
+
+// A backup is written to "<day>.MDB.<host>-<pid>.tmp" until it commits.
+// Names of this form whose writer has gone are leftovers of a backup that
+// was killed; files of an older run without a host name count as this
+// machine's.
+const QRegularExpression& workFilePattern()
+{
+    static const QRegularExpression pattern(
+        QStringLiteral(R"(^\d\d-\d\d-\d{4}\.MDB\.(?:(.+)-)?(\d+)\.tmp(?:-wal|-shm|-journal)?$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    return pattern;
+}
+
+// Another machine's leftovers are removed once nobody has written them for
+// this long: its backups are never checked for by process.
+constexpr qint64 kForeignWorkFileAgeSecs = 24 * 60 * 60;
+
+bool processRuns(qint64 pid)
+{
+    if (pid <= 0 || pid > std::numeric_limits<pid_t>::max())
+        return false;
+    if (pid == QCoreApplication::applicationPid())
+        return false;  // this process writes no backup while it looks
+    return ::kill(pid_t(pid), 0) == 0 || errno == EPERM;
 }
 
 } // namespace
@@ -172,10 +264,29 @@ std::vector<BackupFileEntry> ListBackupFiles(const QString& folder)
     return result;
 }
 
+int RemoveAbandonedBackupFiles(const QString& folder)
+{
+    const QDir dir(NativePath(folder));
+    const QString host = hostTag();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    int removed = 0;
+    for (const QFileInfo& file : dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System, QDir::NoSort)) {
+        const QRegularExpressionMatch match = workFilePattern().match(file.fileName());
+        if (!match.hasMatch())
+            continue;
+        const bool ours = !match.hasCaptured(1) || match.captured(1) == host;
+        const bool abandoned = ours ? !processRuns(match.captured(2).toLongLong())
+                                    : file.lastModified().toUTC().secsTo(now) > kForeignWorkFileAgeSecs;
+        if (abandoned && QFile::remove(file.absoluteFilePath()))
+            ++removed;
+    }
+    return removed;
+}
+
 BackupFileContents CountBackupFile(const QString& path)
 {
     Connection file;
-    file.Open(kJetProvider + QStringLiteral("Data Source=") + path + QLatin1Char(';'));
+    file.Open(FileConnectionString(path));
     BackupFileContents contents;
     for (const TableDef& table : RepositoryTables()) {
         // Table names are the schema's own, never user text.
@@ -212,8 +323,18 @@ QString EnvironmentBackup::BackupQuestion(const QString& environmentName) const
            BackupFileName(Today()) + QStringLiteral("?");
 }
 
+void EnvironmentBackup::CheckFolderName(const QString& environmentName)
+{
+    const QString problem = EnvironFolderNameProblem(environmentName);
+    if (!problem.isEmpty())
+        throw DbError(QStringLiteral("The environment name \"%1\" cannot name its backup folder: %2. Rename the "
+                                     "environment before backing it up or restoring it.")
+                          .arg(environmentName, problem));
+}
+
 QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
 {
+    CheckFolderName(environmentName);
     if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
         return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
     return m_sharedResourcePath + kBackupsBelowShared + environmentName;
@@ -221,6 +342,7 @@ QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
 
 QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const
 {
+    CheckFolderName(environmentName);
     return m_sharedResourcePath + kBackupsBelowShared + environmentName;
 }
 
@@ -228,6 +350,7 @@ bool EnvironmentBackup::AskAndBackUp(qint32 environmentKey, const QString& envir
 {
     MessageSink& messages = m_engine.Messages();
     try {
+        BackupFolder(environmentName);
         if (messages.Show(BackupQuestion(environmentName), Buttons::YesNo) != Answer::Yes)
             return false;
     } catch (const DbError& e) {
@@ -244,6 +367,7 @@ bool EnvironmentBackup::ChooseAndRestore(qint32 environmentKey, const QString& e
     std::optional<QString> chosen;
     try {
         const QString folder = RestoreFolder(environmentName);
+        RemoveAbandonedBackupFiles(folder);
         if (ListBackupFiles(folder).empty()) {
             messages.Inform(kNoBackups);
             return false;
@@ -295,7 +419,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
             if (run.file)
                 run.file->Close();
             if (!run.workName.isEmpty())
-                QFile::remove(NativePath(run.workName));
+                removeDatabaseFiles(run.workName);
         }
     }
     finishRun();
@@ -314,19 +438,22 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     const QString name = environment.Text(QStringLiteral("sEnvironmentName"));
 
     const QString folder = BackupFolder(name);
+    // A folder that cannot be made is passed over here, as the suite always
+    // has; the template's copy then meets the problem and says why.
+    int folderError = 0;
     if (!QFileInfo::exists(NativePath(folder))) {
-        passingOverAccessErrors([&] {
-            // One level only: the backups folder itself must be there.
-            if (!QDir().mkdir(NativePath(folder)))
-                throw DbError(kPathFileAccessError);
-        });
+        // One level only: the backups folder itself must be there.
+        if (::mkdir(QFile::encodeName(NativePath(folder)).constData(), 0777) != 0)
+            folderError = errno;
+    } else {
+        RemoveAbandonedBackupFiles(folder);
     }
     run.fileName = folder + QLatin1Char('\\') + BackupFileName(Today());
-    run.workName = run.fileName + QStringLiteral(".%1.tmp").arg(QCoreApplication::applicationPid());
-    copyTemplate(SettingString(QStringLiteral("ExePath")) + kTemplateName, run.workName);
+    run.workName = run.fileName + QStringLiteral(".%1-%2.tmp").arg(hostTag()).arg(QCoreApplication::applicationPid());
+    copyTemplate(SettingString(QStringLiteral("ExePath")) + kTemplateName, run.workName, folderError);
 
     run.file = std::make_unique<Connection>();
-    run.file->Open(kJetProvider + QStringLiteral("Data Source=") + run.workName + QLatin1Char(';'));
+    run.file->Open(FileConnectionString(run.workName));
     Connection& backup = *run.file;
     backup.BeginTrans();
 
@@ -348,6 +475,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey),
                       reading);
     Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), backup);
+    const QStringList versionColumns = columnsOf(backup, QStringLiteral("tVersion"), kVersionColumns);
     for (; !details.Eof(); details.MoveNext()) {
         const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(versionKey), reading);
@@ -366,7 +494,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
         Recordset newVersion(QStringLiteral("SELECT * FROM tVersion"), backup);
         newVersion.AddNew();
         newVersion.SetValue(QStringLiteral("iOriginalVersionKey"), versionKey);
-        CopyColumns(version, newVersion, kVersionColumns);
+        CopyColumns(version, newVersion, versionColumns);
         newVersion.SetValue(QStringLiteral("iVersionAppKey"), newAppKey);
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
@@ -400,7 +528,11 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
             // can fail with "Path/File access error" to be passed over.
             Connection backup;
             try {
-                backup.Open(kJetProvider + QStringLiteral("Data Source=") + backupFilePath + QLatin1Char(';'));
+                backup.Open(FileConnectionString(backupFilePath));
+                if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
+                    finishRun();
+                    return false;
+                }
                 repository.BeginTrans();
                 ok = PrepareForRestore(environmentKey, repository) && restoreContent(environmentKey, backup, repository);
                 if (ok)
@@ -422,6 +554,32 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
     return ok;
 }
 
+bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
+                                          Connection& repository)
+{
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    if (saved.Eof())
+        throw DbError(QStringLiteral("The file '%1' holds no environment backup.").arg(backupFilePath));
+    const qint32 original = saved.Int(QStringLiteral("iOriginalEnvironmentKey"));
+    if (original == environmentKey)
+        return true;
+    const QString file = backupFilePath.section(QLatin1Char('\\'), -1).section(QLatin1Char('/'), -1);
+    Recordset target(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                     repository);
+    const QString targetName = target.Eof() ? QString() : target.Text(QStringLiteral("sEnvironmentName"));
+    Recordset owner(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(original), repository);
+    if (!owner.Eof()) {
+        m_engine.Messages().Inform(QStringLiteral("The backup %1 belongs to environment \"%2\" and cannot be restored "
+                                                  "into environment \"%3\". Nothing was changed.")
+                                       .arg(file, owner.Text(QStringLiteral("sEnvironmentName")), targetName));
+        return false;
+    }
+    return m_engine.Messages().Show(QStringLiteral("The backup %1 was made of environment \"%2\", which no longer "
+                                                   "exists. Restore it into environment \"%3\"?")
+                                        .arg(file, saved.Text(QStringLiteral("sEnvironmentName")), targetName),
+                                    Buttons::YesNo) == Answer::Yes;
+}
+
 // Steps 3 to 7 of the restore, up to the commit. Throws DbError for its own
 // statements; a primitive's failure (already reported) returns false.
 bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup, Connection& repository)
@@ -437,7 +595,14 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
                           repository);
     if (environment.Eof())
         environment.AddNew();
-    environment.SetValue(QStringLiteral("sEnvironmentName"), saved.Value(QStringLiteral("sEnvironmentName")));
+    // The name the backup remembers goes back unless another environment
+    // has taken it since: two environments never share a name.
+    Recordset namesake(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") +
+                           QuoteSql(saved.Text(QStringLiteral("sEnvironmentName"))) +
+                           QStringLiteral("' AND iEnvironmentKey<>") + num(environmentKey),
+                       repository);
+    if (namesake.Eof())
+        environment.SetValue(QStringLiteral("sEnvironmentName"), saved.Value(QStringLiteral("sEnvironmentName")));
     environment.SetValue(QStringLiteral("sEnvironmentDesc"), saved.Value(QStringLiteral("sEnvironmentDesc")));
     environment.Update();
 
@@ -460,6 +625,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(backupEnvironmentKey),
                       backup);
     Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), repository);
+    const QStringList versionColumns = columnsOf(backup, QStringLiteral("tVersion"), kVersionColumns);
     for (; !details.Eof(); details.MoveNext()) {
         const qint32 backupVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(backupVersionKey), backup);
@@ -488,7 +654,12 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
                                     repository);
         if (repositoryVersion.Eof())
             repositoryVersion.AddNew();
-        CopyColumns(version, repositoryVersion, kVersionColumns);
+        else
+            // The version may have been filled again since the backup (an
+            // update, or another environment that lists it): what the
+            // backup holds replaces that content instead of joining it.
+            ClearVersionContent(repositoryVersion.Int(QStringLiteral("iVersionKey")), repository);
+        CopyColumns(version, repositoryVersion, versionColumns);
         repositoryVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
         repositoryVersion.Update();
         const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
@@ -517,6 +688,13 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
     progress.Refresh();
     try {
         const QString environment = num(environmentKey);
+        // The schedules' own rows below them go with them.
+        const QString schedulesOfEnvironment =
+            QStringLiteral(" IN (SELECT iScheduleKey FROM tSchedule WHERE iScheduleEnvironKey=") + environment +
+            QStringLiteral(")");
+        repository.Execute(QStringLiteral("DELETE FROM tScheduleCycles WHERE iScheduleKey") + schedulesOfEnvironment);
+        repository.Execute(QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelScheduleKey") +
+                           schedulesOfEnvironment);
         Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=") + environment,
                             repository);
         deleteAll(schedules);
@@ -567,6 +745,33 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
         m_engine.Messages().Inform(kDeleteFailed + e.description());
         return false;
     }
+}
+
+void ClearVersionContent(qint32 versionKey, Connection& connection)
+{
+    const QString version = num(versionKey);
+    const QString cycles = QStringLiteral(" IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey=") + version +
+                           QStringLiteral(")");
+    const QString processes = QStringLiteral(" IN (SELECT iProcessKey FROM tProcess WHERE iProcessVerKey=") + version +
+                              QStringLiteral(")");
+    const QString windows = QStringLiteral(" IN (SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=") + version +
+                            QStringLiteral(")");
+    // Children before their parents.
+    for (const QString& sql : {
+             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelCycleKey") + cycles,
+             QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey") + cycles,
+             QStringLiteral("DELETE FROM tCycle WHERE iCycleVerKey=") + version,
+             QStringLiteral("DELETE FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM tStepWindow "
+                            "WHERE iStepWindowProcessKey") + processes + QStringLiteral(")"),
+             QStringLiteral("DELETE FROM tStepWindow WHERE iStepWindowProcessKey") + processes,
+             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelProcessKey") + processes,
+             QStringLiteral("DELETE FROM tProcess WHERE iProcessVerKey=") + version,
+             QStringLiteral("DELETE FROM tObject WHERE iObjectWindowKey") + windows,
+             QStringLiteral("DELETE FROM tWindow WHERE iWindowVerKey=") + version,
+             QStringLiteral("DELETE FROM tUserVar WHERE iVarAppVerKey=") + version,
+             QStringLiteral("DELETE FROM tRequirement WHERE iRequirementAppVerKey=") + version,
+         })
+        connection.Execute(sql);
 }
 
 } // namespace dorvane

@@ -32,6 +32,18 @@ struct BackupFileContents {
 };
 BackupFileContents CountBackupFile(const QString& path);
 
+// Removes the work files of backups that were killed before they finished
+// ("<day>.MDB.<host>-<pid>.tmp" and the journal files beside it): this
+// machine's whose process no longer runs, another machine's once nobody
+// has written them for a day. Returns how many files went.
+int RemoveAbandonedBackupFiles(const QString& folder);
+
+// Deletes the content of a version (windows with their objects, processes
+// with their step windows, steps and keyword relations, cycles with their
+// processes and keyword relations, variables and requirements), keeping the
+// version row. Begins no transaction; throws DbError.
+void ClearVersionContent(qint32 versionKey, Connection& connection);
+
 // The backup chooser (frmRestoreSelect): the files of `folder`, of which the
 // user picks one. Returns the chosen path (the folder & "\" & the file
 // name), or nothing when cancelled.
@@ -67,6 +79,8 @@ public:
     static QString BackupFileName(const QDate& day);
     // "Back up all application/versions of " & name & " to " & file & "?"
     QString BackupQuestion(const QString& environmentName) const;
+    // The folders throw DbError when the stored name cannot name a folder
+    // (EnvironFolderNameProblem): nothing is written outside the backups.
     QString BackupFolder(const QString& environmentName) const;
     QString RestoreFolder(const QString& environmentName) const;
 
@@ -109,6 +123,12 @@ public:
     // second repository connection: a failure leaves the repository as it
     // was. Failures show "Error while restoring environment: " and the
     // description (or the failing step's own message).
+    //
+    // A file of another environment that still exists is refused, naming
+    // both, before anything is written; one whose environment no longer
+    // exists is restored only after a Yes to a question that says so.
+    // Versions written into are emptied first, so content that reached
+    // them since the backup is replaced, not doubled.
     bool RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath);
 
     // Deletes the environment's schedules and, for each of its versions,
@@ -122,6 +142,9 @@ public:
 
 private:
     struct BackupRun;
+    static void CheckFolderName(const QString& environmentName);
+    bool BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
+                           Connection& repository);
     bool backupContent(qint32 environmentKey, BackupRun& run);
     bool restoreContent(qint32 environmentKey, Connection& backup, Connection& repository);
     void finishRun();

@@ -35,14 +35,30 @@ void rollbackQuietly(Connection& connection)
 
 } // namespace
 
+namespace {
+
+// What a Windows folder name cannot hold, beyond what the suite's own
+// lists replace already.
+QString replaceFolderUnsafe(const QString& name)
+{
+    return ReplaceChars(QStringLiteral("_"), name,
+                        {QStringLiteral("\\"), QStringLiteral(":"), QStringLiteral("<"), QStringLiteral(">"),
+                         QStringLiteral("|")},
+                        QString())
+        .trimmed();
+}
+
+} // namespace
+
 QString NormaliseEnvironNameForSave(const QString& typedName)
 {
     QString name = ReplaceChars(QStringLiteral("_"), typedName,
                                 {QStringLiteral("?"), QStringLiteral("!"), QStringLiteral("/")}, QString());
-    return ReplaceChars(QStringLiteral("_"), name,
+    name = ReplaceChars(QStringLiteral("_"), name,
                         {QStringLiteral("\""), QStringLiteral("*"), QStringLiteral("'"), QStringLiteral("]"),
                          QStringLiteral("[")},
                         QString());
+    return replaceFolderUnsafe(name);
 }
 
 QString NormaliseEnvironNameForSaveAs(const QString& typedName)
@@ -50,10 +66,44 @@ QString NormaliseEnvironNameForSaveAs(const QString& typedName)
     QString name = ReplaceChars(QStringLiteral("_"), typedName,
                                 {QStringLiteral("?"), QStringLiteral("!"), QStringLiteral("."), QStringLiteral("/")},
                                 QString());
-    return ReplaceChars(QStringLiteral("_"), name,
+    name = ReplaceChars(QStringLiteral("_"), name,
                         {QStringLiteral("\""), QStringLiteral("*"), QStringLiteral("'"), QStringLiteral("]"),
                          QStringLiteral("[")},
                         QString());
+    return replaceFolderUnsafe(name);
+}
+
+QString EnvironFolderNameProblem(const QString& name)
+{
+    if (name.trimmed().isEmpty())
+        return kBlankName;
+    for (const QChar c : name) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7f)
+            return QStringLiteral("Environment name cannot contain control characters");
+    }
+    for (const QChar c : QStringView(u"\\/:*?\"<>|")) {
+        if (name.contains(c))
+            return QStringLiteral("Environment name cannot contain any of \\ / : * ? \" < > |");
+    }
+    if (name.trimmed() != name)
+        return QStringLiteral("Environment name cannot begin or end with a blank");
+    if (name.count(QLatin1Char('.')) == name.size())
+        return QStringLiteral("Environment name cannot consist of full stops only");
+    if (name.endsWith(QLatin1Char('.')))
+        return QStringLiteral("Environment name cannot end with a full stop");
+    if (name.toUtf8().size() > 255)
+        return QStringLiteral("Environment name is too long for a folder name");
+    static const QStringList devices = {
+        QStringLiteral("CON"),  QStringLiteral("PRN"),  QStringLiteral("AUX"),  QStringLiteral("NUL"),
+        QStringLiteral("COM1"), QStringLiteral("COM2"), QStringLiteral("COM3"), QStringLiteral("COM4"),
+        QStringLiteral("COM5"), QStringLiteral("COM6"), QStringLiteral("COM7"), QStringLiteral("COM8"),
+        QStringLiteral("COM9"), QStringLiteral("LPT1"), QStringLiteral("LPT2"), QStringLiteral("LPT3"),
+        QStringLiteral("LPT4"), QStringLiteral("LPT5"), QStringLiteral("LPT6"), QStringLiteral("LPT7"),
+        QStringLiteral("LPT8"), QStringLiteral("LPT9")};
+    const QString stem = name.section(QLatin1Char('.'), 0, 0).trimmed();
+    if (devices.contains(stem, Qt::CaseInsensitive))
+        return QStringLiteral("Environment name cannot be %1: Windows keeps that name for a device").arg(stem);
+    return QString();
 }
 
 EnvironDefinitionControls EnvironControlsAfterNew() { return {}; }
@@ -113,13 +163,16 @@ EnvironOutcome EnvironmentRecords::Open(int listIndex, qint32 environKey, Connec
                                         MessageSink& messages)
 {
     EnvironOutcome outcome;
-    m_currentKey = environKey;
     m_listIndex = listIndex;
     try {
+        // Key and name change together, once the row has been read: the
+        // backup commands never pair one environment's key with another's
+        // folder.
         Recordset rs(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environKey), connection);
         outcome.Name = rs.Text(kName);
-        m_currentName = *outcome.Name;
         outcome.Description = rs.IsNull(kDesc) ? QString() : rs.Text(kDesc);
+        m_currentKey = environKey;
+        m_currentName = *outcome.Name;
     } catch (const DbError& e) {
         messages.Inform(kOpenFailed + e.description());
         outcome.Controls = m_controls;
@@ -146,10 +199,19 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         outcome.FocusField = kTxtEnvironName;
         return outcome;
     }
+    // The name and key stay those of the stored environment until the new
+    // ones are committed: Backup and Restore work on the stored one's
+    // folder whatever a refused Save left in the box.
+    const QString name = NormaliseEnvironNameForSave(input.Name);
+    if (const QString problem = EnvironFolderNameProblem(name); !problem.isEmpty()) {
+        messages.Inform(problem);
+        outcome.FocusField = kTxtEnvironName;
+        return outcome;
+    }
+    qint32 key = m_currentKey;
     try {
         connection.BeginTrans();
-        m_currentName = NormaliseEnvironNameForSave(input.Name);
-        const QString quoted = QuoteSql(m_currentName);
+        const QString quoted = QuoteSql(name);
 
         Recordset others(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName = '") + quoted +
                              QStringLiteral("' AND iEnvironmentKey <>") + num(m_currentKey),
@@ -166,7 +228,7 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
                       connection);
         if (m_isNew)
             row.AddNew();
-        row.SetValue(kName, m_currentName);
+        row.SetValue(kName, name);
         row.SetValue(kDesc, input.Description);
         row.Update();
         row.Close();
@@ -175,13 +237,13 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         Recordset byName(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted +
                              QStringLiteral("'"),
                          connection);
-        m_currentKey = byName.Int(kKey);
+        key = byName.Int(kKey);
 
         if (m_isNew) {
             Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail"), connection);
             for (const qint32 versionKey : input.ListedVersionKeys) {
                 details.AddNew();
-                details.SetValue(QStringLiteral("iEnvironKey"), m_currentKey);
+                details.SetValue(QStringLiteral("iEnvironKey"), key);
                 details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
                 details.Update();
             }
@@ -193,7 +255,7 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
                              connection);
                 if (details.Eof()) {
                     details.AddNew();
-                    details.SetValue(QStringLiteral("iEnvironKey"), m_currentKey);
+                    details.SetValue(QStringLiteral("iEnvironKey"), key);
                     details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
                     details.Update();
                 }
@@ -206,6 +268,8 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         rollbackQuietly(connection);
         return outcome;
     }
+    m_currentKey = key;
+    m_currentName = name;
 
     // The environment is stored now: a later Save updates this row, and a
     // change of its name offers Save As.
@@ -237,6 +301,11 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
         testData = nullptr;
 
     const QString name = NormaliseEnvironNameForSaveAs(input.Name);
+    if (const QString problem = EnvironFolderNameProblem(name); !problem.isEmpty()) {
+        messages.Inform(problem);
+        outcome.FocusField = kTxtEnvironName;
+        return outcome;
+    }
     const QString quoted = QuoteSql(name);
     bool copied = false;
     try {
@@ -262,36 +331,7 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
                     connection);
         qint32 newKey = byName.Int(kKey);
 
-        // The rows added to the record set come after the ones read; the
-        // count taken first keeps the loop off them.
-        Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceKey), connection);
-        if (!users.Eof()) {
-            const qint32 count = CountRecords(&users);
-            users.MoveFirst();
-            for (qint32 position = 0; position < count; ++position) {
-                const QVariant userKey = users.Value(QStringLiteral("iUserKey"));
-                const QVariant dorvane = users.Value(QStringLiteral("bDorvane"));
-                const QVariant omrik = users.Value(QStringLiteral("bOmrik"));
-                const QVariant vantrel = users.Value(QStringLiteral("bVantrel"));
-                const QVariant krestin = users.Value(QStringLiteral("bKrestin"));
-                const QVariant zulane = users.Value(QStringLiteral("bZulane"));
-                users.AddNew();
-                users.SetValue(QStringLiteral("iEnvironKey"), newKey);
-                users.SetValue(QStringLiteral("iUserKey"), userKey);
-                users.SetValue(QStringLiteral("bDorvane"), dorvane);
-                users.SetValue(QStringLiteral("bOmrik"), omrik);
-                users.SetValue(QStringLiteral("bVantrel"), vantrel);
-                users.SetValue(QStringLiteral("bKrestin"), krestin);
-                users.SetValue(QStringLiteral("bZulane"), zulane);
-                users.Update();
-                // Back to the remembered row, then on to the next.
-                users.MoveFirst();
-                for (qint32 i = 0; i < position; ++i)
-                    users.MoveNext();
-                users.MoveNext();
-            }
-        }
-
+        // The users are registered by the environment copy, once.
         copied = copy.CopyEnvironment(sourceKey, newKey);
         if (!copied) {
             connection.RollbackTrans();

@@ -14,9 +14,19 @@ class MessageSink;
 
 // Environment names as stored. Save replaces "?", "!", "/", then the
 // double quote, "*", "'", "]" and "[" with "_"; Save As replaces the full
-// stop as well. Case and blanks are kept.
+// stop as well. Both then replace what else a Windows folder name cannot
+// hold ("\", ":", "<", ">", "|") and trim blanks at the ends: the stored
+// name names the environment's backup folder. Case and inner blanks are
+// kept.
 QString NormaliseEnvironNameForSave(const QString& typedName);
 QString NormaliseEnvironNameForSaveAs(const QString& typedName);
+
+// Why `name` cannot be one folder below the backups folder on Windows and
+// Linux (a blank name, control characters, a separator or other character
+// Windows forbids, blanks at the ends, full stops only, a full stop at the
+// end, a device name such as CON or LPT1, more than 255 bytes); empty when
+// it can.
+QString EnvironFolderNameProblem(const QString& name);
 
 // Object name of the field an outcome may focus.
 inline const QString kTxtEnvironName = QStringLiteral("txtEnvironName");

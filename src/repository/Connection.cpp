@@ -60,10 +60,21 @@ QList<Setting> parseSettings(const QString& text)
             ++v;
         s.valueStart = v;
         if (v < n && (text.at(v) == QLatin1Char('"') || text.at(v) == QLatin1Char('\''))) {
+            // A quoted value ends at its closing quote; a doubled quote
+            // inside it stands for one.
             const QChar quote = text.at(v);
-            const qsizetype close = text.indexOf(quote, v + 1);
-            const qsizetype end = close < 0 ? n : close;
-            s.value = text.mid(v + 1, end - v - 1);
+            qsizetype end = v + 1;
+            while (end < n) {
+                if (text.at(end) == quote) {
+                    if (end + 1 < n && text.at(end + 1) == quote) {
+                        s.value += quote;
+                        end += 2;
+                        continue;
+                    }
+                    break;
+                }
+                s.value += text.at(end++);
+            }
             const qsizetype next = text.indexOf(QLatin1Char(';'), end);
             i = next < 0 ? n : next + 1;
         } else {
@@ -123,6 +134,16 @@ void checkDatabaseFile(const QString& givenPath, const QString& nativePath)
 }
 
 } // namespace
+
+QString FileConnectionString(const QString& path)
+{
+    QString value = path;
+    const bool plain = !path.contains(QLatin1Char(';')) && !path.startsWith(QLatin1Char('"')) &&
+                       !path.startsWith(QLatin1Char('\'')) && path.trimmed() == path;
+    if (!plain)
+        value = QLatin1Char('"') + QString(path).replace(QLatin1String("\""), QLatin1String("\"\"")) + QLatin1Char('"');
+    return QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") + value + QLatin1Char(';');
+}
 
 struct Connection::Private {
     QString name;
@@ -316,7 +337,7 @@ void Connection::BeginTrans()
     if (d->dialect->beginSql) {
         d->run(QString::fromLatin1(d->dialect->beginSql));
     } else if (!d->db.transaction()) {
-        throw DbError(ErrorDescription(d->db.lastError()));
+        throw StatementFailure(d->db.lastError());
     }
     m_inTransaction = true;
 }
@@ -336,7 +357,7 @@ void Connection::CommitTrans()
             throw;
         }
     } else if (!d->db.commit()) {
-        throw DbError(ErrorDescription(d->db.lastError()));
+        throw StatementFailure(d->db.lastError());
     }
     m_inTransaction = false;
 }
@@ -378,10 +399,25 @@ qint64 Connection::Execute(const QString& sql)
     QSqlQuery q(d->db);
     q.setForwardOnly(true);
     if (!q.exec(text))
-        throw DbError(ErrorDescription(q.lastError()));
+        throw StatementFailure(q.lastError());
     const qint64 affected = q.numRowsAffected();
     q.finish();
     return affected;
+}
+
+DbError Connection::StatementFailure(const QSqlError& error)
+{
+    const QString text = ErrorDescription(error);
+    if (!IsOpen() || d->dialect->backend != BackendKind::Odbc)
+        return DbError(text);
+    // The driver's words for a vanished server vary with the moment it went
+    // ("internal SAVEPOINT failed", "Could not send Query"); a statement
+    // that needs nothing of the database tells.
+    QSqlQuery probe(d->db);
+    probe.setForwardOnly(true);
+    if (probe.exec(QStringLiteral("SELECT 1")))
+        return DbError(text);
+    return DbError(kConnectionLostText + text);
 }
 
 QStringList Connection::TableColumns(const QString& table) { return tableInfo(table)->columns; }
@@ -422,7 +458,7 @@ QSqlQuery& Connection::preparedStatement(const QString& sql)
     auto q = std::make_shared<QSqlQuery>(d->db);
     q->setForwardOnly(true);
     if (!q->prepare(sql))
-        throw DbError(ErrorDescription(q->lastError()));
+        throw StatementFailure(q->lastError());
     d->statements.insert(sql, q);
     return *q;
 }

@@ -3,6 +3,7 @@
 #include "repository/DbError.h"
 
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QString>
 #include <QStringList>
@@ -24,6 +25,14 @@ enum class BackendKind { Sqlite, Odbc };
 // description that names it. Every failing call throws DbError.
 // The page cache, in KiB, of every SQLite connection the program opens.
 inline constexpr int kSqlitePageCacheKiB = 32 * 1024;
+
+// "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=" & path & ";", the path
+// in double quotes (inner ones doubled) when a ";", a quote or blanks at
+// its ends would otherwise change what the connection string says.
+QString FileConnectionString(const QString& path);
+
+// What a failed statement says when the server is no longer there.
+inline const QString kConnectionLostText = QStringLiteral("The connection to the database server was lost: ");
 
 class Connection {
 public:
@@ -54,6 +63,10 @@ public:
     // Column names of a table as the database reports them, cached per
     // connection; no rows are read.
     QStringList TableColumns(const QString& table);
+
+    // The error of a statement that failed on this connection, described by
+    // the database; on a server, a connection found gone says so first.
+    DbError StatementFailure(const QSqlError& error);
 
     // Creates a new, empty SQLite database file (write-ahead journal).
     // Fails when the file exists already or cannot be created.

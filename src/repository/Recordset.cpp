@@ -265,12 +265,12 @@ struct Row {
 
 QString keyText(const QVariant& key) { return key.toString(); }
 
-void execOrThrow(QSqlQuery& q)
+void execOrThrow(QSqlQuery& q, Connection& connection)
 {
     if (!q.exec()) {
-        const QString text = ErrorDescription(q.lastError());
+        const QSqlError error = q.lastError();
         q.finish();
-        throw DbError(text);
+        throw connection.StatementFailure(error);
     }
 }
 
@@ -594,7 +594,7 @@ struct Recordset::Private {
         QSqlQuery q(connection->database());
         q.setForwardOnly(true);
         if (!q.exec(text))
-            throw DbError(ErrorDescription(q.lastError()));
+            throw connection->StatementFailure(q.lastError());
 
         const QSqlRecord record = q.record();
         const int count = record.count();
@@ -611,10 +611,8 @@ struct Recordset::Private {
             r.packed = values.EndRow();
             read.push_back(std::move(r));
         }
-        if (q.lastError().isValid()) {
-            const QString error = ErrorDescription(q.lastError());
-            throw DbError(error);
-        }
+        if (q.lastError().isValid())
+            throw connection->StatementFailure(q.lastError());
         q.finish();
     }
 
@@ -650,7 +648,7 @@ struct Recordset::Private {
         } else if (t.HasKey() && row.own->known.testBit(t.keyIndex)) {
             QSqlQuery& q = connection->preparedStatement(connection->dialect().SelectByKeySql(t));
             q.bindValue(0, row.own->values[t.keyIndex]);
-            execOrThrow(q);
+            execOrThrow(q, *connection);
             if (q.next() && q.record().count() == int(t.columns.size())) {
                 found = true;
                 for (int i = 0; i < int(t.columns.size()); ++i) {
@@ -753,7 +751,7 @@ struct Recordset::Private {
             QSqlQuery& q = connection->preparedStatement(*sql);
             for (size_t i = 0; i < assigned.size(); ++i)
                 q.bindValue(int(i), bindable(t, assigned[i], pending[assigned[i]]));
-            execOrThrow(q);
+            execOrThrow(q, *connection);
             if (t.HasKey()) {
                 QVariant key;
                 if (dialect.keyReadBack == Dialect::KeyReadBack::Returning) {
@@ -810,7 +808,7 @@ struct Recordset::Private {
             for (int c : changed)
                 q.bindValue(p++, bindable(t, c, pending[c]));
             q.bindValue(p, cell(row, t.keyIndex));
-            execOrThrow(q);
+            execOrThrow(q, *connection);
             affected = q.numRowsAffected();
             q.finish();
         }
@@ -959,7 +957,7 @@ void Recordset::Delete()
     } else {
         QSqlQuery& q = d->connection->preparedStatement(sql);
         q.bindValue(0, d->cell(row, t.keyIndex));
-        execOrThrow(q);
+        execOrThrow(q, *d->connection);
         affected = q.numRowsAffected();
         q.finish();
     }

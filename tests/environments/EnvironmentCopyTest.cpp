@@ -189,13 +189,12 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
     EXPECT_EQ(rows(QStringLiteral("SELECT sEnvironmentDesc FROM tEnvironment WHERE iEnvironmentKey=%1").arg(copy)),
               QStringList{QStringLiteral("Second release")});
 
-    // Users: Save As registers them, and the copy registers them again,
-    // each time with the same rights.
+    // Users: registered once each, with the same rights.
     const QString joRow = QStringLiteral("%1|-1|0").arg(jo), alRow = QStringLiteral("%1|0|-1").arg(al);
     EXPECT_EQ(rows(QStringLiteral("SELECT iUserKey, bDorvane, bOmrik FROM tEnvironmentUser WHERE iEnvironKey=%1 "
                                   "ORDER BY iEnvironmentUserKey")
                        .arg(copy)),
-              (QStringList{joRow, alRow, joRow, alRow}));
+              (QStringList{joRow, alRow}));
 
     // The versions: new rows of the same applications, in detail order.
     const QString details = QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey").arg(copy);
@@ -211,18 +210,17 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
     const qint32 newLedgerMain = windowOf(ledger50, QStringLiteral("LEDG01"));
     const qint32 newLogin = only(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(billing20), QStringLiteral("iProcessKey"));
     const qint32 newPost = only(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(ledger50), QStringLiteral("iProcessKey"));
-    // The version rows: the listed columns taken over, the pointers
-    // through the maps; sVersionAttributes is not among the columns taken.
+    // The version rows: every column taken over (the list-handling
+    // attributes too), the pointers through the maps.
     // Ledger's window pointers name a Billing window, copied before it.
     const QStringList pointers = {QStringLiteral("sVersionID"), QStringLiteral("iVersionLoadProcess"),
                                   QStringLiteral("iVersionLoginProcess"), QStringLiteral("iVersionLogoutProcess"),
                                   QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
-                                  QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow"),
-                                  QStringLiteral("sVersionAttributes")};
+                                  QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
     expectCopied(QStringLiteral("tVersion"), billing10, billing20, pointers,
-                 QStringLiteral("2.0|%1|%1|%1|%1|%1|%2|%2|<null>").arg(newLogin).arg(newMain));
+                 QStringLiteral("2.0|%1|%1|%1|%1|%1|%2|%2").arg(newLogin).arg(newMain));
     expectCopied(QStringLiteral("tVersion"), ledger42, ledger50, pointers,
-                 QStringLiteral("5.0|%1|%1|%1|%1|%1|%2|%2|<null>").arg(newPost).arg(newInvoice));
+                 QStringLiteral("5.0|%1|%1|%1|%1|%1|%2|%2").arg(newPost).arg(newInvoice));
 
     // The system screen is copied too.
     EXPECT_EQ(rows(QStringLiteral("SELECT sWindowPhysicalName FROM tWindow WHERE iWindowVerKey=%1 ORDER BY iWindowKey").arg(billing20)),
@@ -287,21 +285,55 @@ TEST_P(EnvironmentCopyTest, SaveAsCopiesTheWholeEnvironmentRowByRow)
 TEST_P(EnvironmentCopyTest, TheNewVersionIdPromptChecksBlankAndTakenIds)
 {
     populate();
-    // Billing 3.0 holds only its system screen: it counts as empty and its
-    // ID may be given again. Billing 1.0 has content. Ledger 4.2 has a
-    // single window, so even its own ID is accepted.
-    addVersion(billing, QStringLiteral("3.0"), 1);
+    // Billing 3.0 holds only its system screen: it counts as empty, its ID
+    // may be given again, and the copy goes into it. Billing 1.0 has
+    // content. Ledger 4.2 has a single window but is the version being
+    // copied, so its own ID is refused too.
+    const qint32 billing30 = addVersion(billing, QStringLiteral("3.0"), 1);
+    const qint32 ownScreen = windowOf(billing30, QStringLiteral("[System Screen]"));
     prompt.answers = {QStringLiteral(""), QStringLiteral("   "), QStringLiteral("1.0"), QStringLiteral("3.0"),
-                      QStringLiteral("4.2")};
+                      QStringLiteral("4.2"), QStringLiteral("4.3")};
 
     ASSERT_TRUE(saveAs(QStringLiteral("Release 2")).Ok) << messages.shown.join(u'\n').toStdString();
     EXPECT_TRUE(prompt.answers.empty());
     EXPECT_EQ(messages.shown, QStringList({QStringLiteral("Version ID cannot be blank"),
                                            QStringLiteral("Version ID cannot be blank"),
-                                           QStringLiteral("1.0 already exists - please choose another ID")}));
-    // The new versions are added beside the empty ones of the same ID.
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='3.0'").arg(billing)), 2);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='4.2'").arg(ledger)), 2);
+                                           QStringLiteral("1.0 already exists - please choose another ID"),
+                                           QStringLiteral("4.2 already exists - please choose another ID")}));
+    // One version per ID: Billing 3.0 received the copy and kept its own
+    // system screen; Ledger 4.2 is untouched.
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='3.0'").arg(billing)), 1);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='4.2'").arg(ledger)), 1);
+    EXPECT_EQ(rows(QStringLiteral("SELECT iWindowKey, sWindowPhysicalName FROM tWindow WHERE iWindowVerKey=%1 ORDER BY iWindowKey")
+                       .arg(billing30))
+                  .join(u','),
+              QStringLiteral("%1|[System Screen],%2|frmMain,%3|frmInvoice")
+                  .arg(ownScreen)
+                  .arg(windowOf(billing30, QStringLiteral("frmMain")))
+                  .arg(windowOf(billing30, QStringLiteral("frmInvoice"))));
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(ledger42)), 1);
+    const qint32 copy = environmentNamed(QStringLiteral("Release 2"));
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironVerKey=%2").arg(copy).arg(billing30)), 1);
+    EXPECT_EQ(rows(QStringLiteral("SELECT iVersionSourceVersion FROM tVersion WHERE iVersionKey=%1").arg(billing30)),
+              QStringList{QString::number(billing10)});
+}
+
+TEST_P(EnvironmentCopyTest, OneEmptyVersionReceivesOneCopyOnly)
+{
+    populate();
+    // Both versions of the source are given the ID of one empty version of
+    // Billing; the second is refused once the first has filled it.
+    const qint32 audit = addApp(QStringLiteral("Audit"));
+    addDetail(source, addVersion(audit, QStringLiteral("0.9"), 0));
+    addVersion(audit, QStringLiteral("1.0"), 0);
+    const qint32 secondAudit = addVersion(audit, QStringLiteral("0.8"), 0);
+    addDetail(source, secondAudit);
+    prompt.answers = {QStringLiteral("2.0"), QStringLiteral("5.0"), QStringLiteral("1.0"), QStringLiteral("1.0"),
+                      QStringLiteral("1.1")};
+    ASSERT_TRUE(saveAs(QStringLiteral("Release 2")).Ok) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("1.0 already exists - please choose another ID")});
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='1.0'").arg(audit)), 1);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='1.1'").arg(audit)), 1);
 }
 
 TEST_P(EnvironmentCopyTest, CancellingTheSecondOfThreePromptsRollsEverythingBack)
@@ -383,7 +415,7 @@ TEST_P(EnvironmentCopyTest, AnEnvironmentWithoutVersionsCopiesUsersSchedulesAndL
     ASSERT_TRUE(saved.Ok) << messages.shown.join(u'\n').toStdString();
     EXPECT_TRUE(prompt.labels.isEmpty());
     const qint32 copy = environmentNamed(QStringLiteral("Bare 2"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1").arg(copy)), 2);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1").arg(copy)), 1);
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1").arg(copy)), 1);
     EXPECT_EQ(texts(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=%1").arg(copy), QStringLiteral("sRecordName")),
               QStringList{QStringLiteral("Loose")});

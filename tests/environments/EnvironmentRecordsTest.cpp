@@ -6,6 +6,7 @@
 
 using namespace dorvane;
 using namespace dorvane::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -23,13 +24,54 @@ EnvironDefinitionInput Input(const QString& name, const QString& description = Q
 
 TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullStop)
 {
-    EXPECT_EQ(NormaliseEnvironNameForSave(QStringLiteral("Test/Env?")), QStringLiteral("Test_Env_"));
-    EXPECT_EQ(NormaliseEnvironNameForSave(QStringLiteral("Release 1.0")), QStringLiteral("Release 1.0"));
-    EXPECT_EQ(NormaliseEnvironNameForSaveAs(QStringLiteral("Release 1.0")), QStringLiteral("Release 1_0"));
-    EXPECT_EQ(NormaliseEnvironNameForSave(QStringLiteral("a?b!c/d\"e*f'g]h[i.j k")), QStringLiteral("a_b_c_d_e_f_g_h_i.j k"));
-    EXPECT_EQ(NormaliseEnvironNameForSaveAs(QStringLiteral("a?b!c/d\"e*f'g]h[i.j k")), QStringLiteral("a_b_c_d_e_f_g_h_i_j k"));
-    // Case is kept; other punctuation too.
-    EXPECT_EQ(NormaliseEnvironNameForSaveAs(QStringLiteral("Prod-EU: Q3")), QStringLiteral("Prod-EU: Q3"));
+    struct Case {
+        QString typed, forSave, forSaveAs;
+    };
+    const Case cases[] = {
+        {u"Test/Env?"_s, u"Test_Env_"_s, u"Test_Env_"_s},
+        {u"Release 1.0"_s, u"Release 1.0"_s, u"Release 1_0"_s},
+        {u"a?b!c/d\"e*f'g]h[i.j k"_s, u"a_b_c_d_e_f_g_h_i.j k"_s, u"a_b_c_d_e_f_g_h_i_j k"_s},
+        // What else a Windows folder name cannot hold, and blanks at the ends.
+        {u"  Prod\\EU:Q3<a>|b  "_s, u"Prod_EU_Q3_a__b"_s, u"Prod_EU_Q3_a__b"_s},
+        {u"../../../../x"_s, u".._.._.._.._x"_s, u"____________x"_s},
+        {u"Semi;colon"_s, u"Semi;colon"_s, u"Semi;colon"_s},
+        {u"Prod-EU Q3"_s, u"Prod-EU Q3"_s, u"Prod-EU Q3"_s},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(NormaliseEnvironNameForSave(c.typed), c.forSave) << c.typed.toStdString();
+        EXPECT_EQ(NormaliseEnvironNameForSaveAs(c.typed), c.forSaveAs) << c.typed.toStdString();
+    }
+}
+
+TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
+{
+    struct Case {
+        QString name;
+        QString problemStart;  // empty: accepted
+    };
+    const Case cases[] = {
+        {u"Release 1.0"_s, {}},
+        {u"Semi;colon"_s, {}},
+        {u"Ünïcødé €"_s, {}},
+        {u"   "_s, u"Environment name cannot be blank"_s},
+        {u"Tab\there"_s, u"Environment name cannot contain control characters"_s},
+        {u"../../x"_s, u"Environment name cannot contain any of"_s},
+        {u"a\\b"_s, u"Environment name cannot contain any of"_s},
+        {u" lead"_s, u"Environment name cannot begin or end with a blank"_s},
+        {u".."_s, u"Environment name cannot consist of full stops only"_s},
+        {u"Release 1."_s, u"Environment name cannot end with a full stop"_s},
+        {QString(256, u'x'), u"Environment name is too long for a folder name"_s},
+        {QString(128, u'é'), u"Environment name is too long for a folder name"_s},
+        {u"con"_s, u"Environment name cannot be con"_s},
+        {u"LPT1.old"_s, u"Environment name cannot be LPT1"_s},
+    };
+    for (const Case& c : cases) {
+        const QString problem = EnvironFolderNameProblem(c.name);
+        if (c.problemStart.isEmpty())
+            EXPECT_TRUE(problem.isEmpty()) << c.name.toStdString() << ": " << problem.toStdString();
+        else
+            EXPECT_TRUE(problem.startsWith(c.problemStart)) << c.name.toStdString() << ": " << problem.toStdString();
+    }
 }
 
 TEST(EnvironmentControls, FollowTheStatesOfTheDefinitionPane)
