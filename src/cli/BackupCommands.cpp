@@ -77,11 +77,15 @@ int RunBackup(const CommandContext& context)
 
 int RunRestore(const CommandContext& context)
 {
-    if (context.arguments.size() != 2)
+    QStringList arguments = context.arguments;
+    const bool yes = arguments.removeAll(QStringLiteral("--yes")) > 0;
+    if (arguments.size() != 2)
         return WrongArguments(context);
-    return WithEnvironment(context, context.arguments[0], context.messages,
+    AssumeYes assumeYes(context.messages);
+    MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
+    return WithEnvironment(context, arguments[0], messages,
                            [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
-                               ArgumentChooser chooser(context.arguments[1]);
+                               ArgumentChooser chooser(arguments[1]);
                                return backup.ChooseAndRestore(environment.key, environment.name, chooser)
                                           ? kExitSuccess
                                           : kExitFailure;
@@ -94,8 +98,16 @@ int RunBackups(const CommandContext& context)
         return WrongArguments(context);
     return WithEnvironment(context, context.arguments[0], context.messages,
                            [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
+                               QString folder;
+                               try {
+                                   folder = backup.RestoreFolder(environment.name);
+                               } catch (const DbError& e) {
+                                   context.messages.Inform(e.description());
+                                   return kExitFailure;
+                               }
+                               RemoveAbandonedBackupFiles(folder);
                                int status = kExitSuccess;
-                               for (const BackupFileEntry& file : ListBackupFiles(backup.RestoreFolder(environment.name))) {
+                               for (const BackupFileEntry& file : ListBackupFiles(folder)) {
                                    try {
                                        const BackupFileContents contents = CountBackupFile(file.path);
                                        PrintLine(QStringLiteral("%1  versions: %2  rows: %3")

@@ -82,8 +82,10 @@ const std::vector<Command>& Commands()
          QStringLiteral("Back the environment up into today's file in its backup folder and print the file's name "
                         "(--yes answers the confirmation)"),
          RunBackup},
-        {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE"),
-         QStringLiteral("Restore the environment from FILE, a name that 'backups' lists or a path"), RunRestore},
+        {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE [--yes]"),
+         QStringLiteral("Restore the environment from FILE, a name that 'backups' lists or a path; a file of another "
+                        "environment is refused (--yes restores one whose environment was deleted since)"),
+         RunRestore},
         {QStringLiteral("backups"), QStringLiteral("ENVIRONMENT"),
          QStringLiteral("List the environment's backup files, newest first, with the versions and rows each holds"),
          RunBackups},

@@ -5,6 +5,7 @@
 
 #include <QDate>
 #include <QDir>
+#include <QFileInfo>
 #include <QRegularExpression>
 
 namespace dorvane {
@@ -39,7 +40,7 @@ TEST_P(BackupCommandsTest, WithoutBackupsThereIsNothingToListOrRestore)
 
     run = ctl({QStringLiteral("restore"), kEnvironment});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, QStringLiteral("usage: dorvanectl restore ENVIRONMENT FILE\n"));
+    EXPECT_EQ(run.err, QStringLiteral("usage: dorvanectl restore ENVIRONMENT FILE [--yes]\n"));
 }
 
 TEST_P(BackupCommandsTest, BackupAsksFirstAndPrintsTheFileItWrote)
@@ -89,6 +90,30 @@ TEST_P(BackupCommandsTest, RestoreTakesAListedNameOrAPath)
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.startsWith(QStringLiteral("Error while restoring environment: Could not find file '")))
         << run.err.toStdString();
+}
+
+TEST_P(BackupCommandsTest, AnotherEnvironmentsBackupAndUnsafeNamesAreRefused)
+{
+    ASSERT_EQ(ctl({QStringLiteral("backup"), kEnvironment, QStringLiteral("--yes")}).exitCode, 0);
+    open()->Execute(QStringLiteral("INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"));
+    open()->Execute(QStringLiteral("INSERT INTO tEnvironment (sEnvironmentName) VALUES ('../../../../x')"));
+    ASSERT_EQ(ctl({QStringLiteral("backup"), QStringLiteral("OTHER"), QStringLiteral("--yes")}).exitCode, 0);
+    const QStringList before = dump();
+
+    CtlResult run = ctl({QStringLiteral("restore"), QStringLiteral("OTHER"), folder() + QLatin1Char('/') + m_file, QStringLiteral("--yes")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.err, QStringLiteral("The backup %1 belongs to environment \"TUTORIAL\" and cannot be restored into "
+                                      "environment \"OTHER\". Nothing was changed.\n")
+                           .arg(m_file));
+
+    for (const QStringList& command : {QStringList{QStringLiteral("backup"), QStringLiteral("--yes")}, QStringList{QStringLiteral("backups")}}) {
+        run = ctl(command + QStringList{QStringLiteral("../../../../x")});
+        EXPECT_EQ(run.exitCode, 1) << command.join(u' ').toStdString();
+        EXPECT_TRUE(run.err.contains(QStringLiteral("The environment name \"../../../../x\" cannot name its backup folder")))
+            << run.err.toStdString();
+    }
+    EXPECT_EQ(dump(), before);
+    EXPECT_FALSE(QFileInfo::exists(m_exe + QStringLiteral("/x")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Tutorial, BackupCommandsTest, ::testing::Values("tutorial"),

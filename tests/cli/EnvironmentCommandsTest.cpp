@@ -77,6 +77,23 @@ TEST_P(EnvironmentCommandsTest, GivenVersionIdsPassThePromptsChecks)
     EXPECT_EQ(dump(), before);
 }
 
+TEST_P(EnvironmentCommandsTest, AnEmptyVersionOfTheGivenIdReceivesTheCopy)
+{
+    open()->Execute(QStringLiteral("INSERT INTO tVersion (iVersionAppKey, sVersionID, sVersionDesc) SELECT iAppKey, '2.0', "
+                                   "'Prepared' FROM tApp WHERE sAppName='Order Entry'"));
+    const QString twins = QStringLiteral("SELECT sVersionDesc FROM tVersion WHERE sVersionID='2.0' AND iVersionAppKey IN "
+                                         "(SELECT iAppKey FROM tApp WHERE sAppName='Order Entry')");
+    const CtlResult run = ctl({kCopy, QStringLiteral("TUTORIAL"), QStringLiteral("Release 2"), kVersionId, kOrderEntryId,
+                               kVersionId, kInquiryId});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    // One 2.0, the prepared one, now listed by the copy and filled.
+    EXPECT_EQ(rows(twins), QStringList{QStringLiteral("Prepared")});
+    EXPECT_GT(rows(QStringLiteral("SELECT iWindowKey FROM tWindow WHERE iWindowVerKey IN (SELECT iVersionKey FROM tVersion "
+                                  "WHERE sVersionID='2.0')"))
+                  .size(),
+              1);
+}
+
 TEST_P(EnvironmentCommandsTest, CopyEnvironmentRefusesATakenNameAndUnknownSources)
 {
     CtlResult run = ctl({kCopy, QStringLiteral("TUTORIAL"), QStringLiteral("tutorial"), kVersionId, kOrderEntryId, kVersionId, kInquiryId});

@@ -401,6 +401,44 @@ TEST_P(EnvironmentEditorWidgetTest, BackupAndRestoreRunFromThePage)
     EXPECT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
 }
 
+// Open TUTORIAL, type another environment's name, Save (refused), then
+// Restore: the chooser shows TUTORIAL's own backups, and the other
+// environment's file is refused with nothing changed.
+TEST_P(EnvironmentEditorWidgetTest, ARefusedSaveLeavesBackupAndRestoreOnTheStoredEnvironment)
+{
+    PointSettingsAtRepository();
+    openActive();
+    c().cmdEnvironNew->click();
+    c().txtEnvironName->setText(QStringLiteral("OTHER"));
+    c().cmdEnvironSave->click();
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + QStringLiteral("/Environments/Backups")));
+    const QString file = QDate::currentDate().toString(QStringLiteral("MM-dd-yyyy")) + QStringLiteral(".MDB");
+    // A new environment's Backup is enabled once it is opened from the list.
+    select(c().lbEnvironList, QStringLiteral("TUTORIAL"));
+    for (const QString& name : {QStringLiteral("OTHER"), QStringLiteral("TUTORIAL")}) {
+        select(c().lbEnvironList, name);
+        messages.Queue(Answer::Yes);
+        c().cmdEnvironBackup->click();
+    }
+    messages.shown.clear();
+
+    c().txtEnvironName->setText(QStringLiteral("OTHER"));
+    c().cmdEnvironSave->click();
+    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("OTHER already exists - please choose another ID")});
+    messages.shown.clear();
+
+    const QStringList before = environmentRows();
+    const QString backups = sharedPath() + QStringLiteral("\\Environments\\Backups\\");
+    dialogs.restoreAnswers = {backups + QStringLiteral("OTHER\\") + file};
+    c().cmdEnvironRestore->click();
+    EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + QStringLiteral("TUTORIAL")});
+    ASSERT_EQ(messages.shown.size(), 1);
+    EXPECT_TRUE(messages.shown.first().startsWith(QStringLiteral("The backup ") + file +
+                                                  QStringLiteral(" belongs to environment \"OTHER\"")))
+        << messages.shown.first().toStdString();
+    EXPECT_EQ(environmentRows(), before);
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()),
                          [](const auto& info) { return info.param; });
 

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 
 #include <functional>
 
@@ -103,6 +104,25 @@ TEST(ConnectionFileTest, ProvidersAndDataSources)
     EXPECT_FALSE(c.IsOpen());
     EXPECT_EQ(descriptionOf([&] { c.Execute(QStringLiteral("SELECT 1")); }),
               QStringLiteral("Operation is not allowed when the object is closed."));
+}
+
+// File names as users choose them: a ";" or a quote in the path, blanks
+// at its ends.
+TEST(ConnectionFileTest, AnyFilePathOpensThroughItsConnectionString)
+{
+    QTemporaryDir dir;
+    for (const QString& name : {QStringLiteral("Semi;colon.mdb"), QStringLiteral("\"Quoted\" it's.mdb"),
+                                QStringLiteral(" blank ends .mdb"), QStringLiteral("plain.mdb")}) {
+        const QString path = dir.filePath(name);
+        ASSERT_NO_THROW(Connection::CreateDatabaseFile(path));
+        Connection c;
+        EXPECT_EQ(descriptionOf([&] { c.Open(FileConnectionString(path)); }), QStringLiteral("<no error>"))
+            << name.toStdString();
+        EXPECT_TRUE(c.IsOpen());
+    }
+    // A path that needs no quotes is written as the suite writes it.
+    EXPECT_EQ(FileConnectionString(QStringLiteral("C:\\db\\Zentrix.mdb")),
+              QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=C:\\db\\Zentrix.mdb;"));
 }
 
 TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
