@@ -9,6 +9,7 @@
 
 #include <QDirIterator>
 #include <QHash>
+#include <QProcess>
 #include <QSysInfo>
 
 #include <cstdlib>
@@ -453,8 +454,18 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehind)
     const qint32 key = addEnvironment(kRelease);
     const QString day = EnvironmentBackup::BackupFileName(QDate::currentDate());
     const QString host = QSysInfo::machineHostName();
-    const QStringList dead = {day + u".999999.tmp"_s, day + u".999999.tmp-wal"_s, day + u".999999.tmp-shm"_s,
-                              day + u".%1-999998.tmp"_s.arg(host)};
+    // The process numbers of two backups that were killed: processes that
+    // ran and are gone.
+    qint64 gone[2] = {};
+    for (qint64& pid : gone) {
+        QProcess process;
+        process.start(u"true"_s);
+        ASSERT_TRUE(process.waitForStarted());
+        pid = process.processId();
+        ASSERT_TRUE(process.waitForFinished());
+    }
+    const QStringList dead = {day + u".%1.tmp"_s.arg(gone[0]), day + u".%1.tmp-wal"_s.arg(gone[0]),
+                              day + u".%1.tmp-shm"_s.arg(gone[0]), day + u".%1-%2.tmp"_s.arg(host).arg(gone[1])};
     const QString live = day + u".%1-1.tmp"_s.arg(host);  // process 1 always runs
     ASSERT_TRUE(QDir().mkpath(folder()));
     for (const QString& name : dead + QStringList{live})
