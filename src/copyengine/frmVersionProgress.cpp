@@ -13,6 +13,9 @@ namespace dorvane {
 namespace {
 // The bar works in whole steps; the engine's values are single-precision.
 constexpr int kBarSteps = 1000;
+// How often, at most, the window repaints and the event loop runs while
+// the engine works.
+constexpr qint64 kCatchUpMs = 100;
 } // namespace
 
 frmVersionProgress::frmVersionProgress(QWidget* parent) : QDialog(parent)
@@ -38,9 +41,14 @@ void frmVersionProgress::ShowWindow()
 {
     show();
     raise();
+    catchUp(true);
 }
 
-void frmVersionProgress::SetAction(const QString& text) { m_action->setText(text); }
+void frmVersionProgress::SetAction(const QString& text)
+{
+    m_action->setText(text);
+    catchUp(true);
+}
 
 void frmVersionProgress::SetRange(float minimum, float maximum)
 {
@@ -49,11 +57,7 @@ void frmVersionProgress::SetRange(float minimum, float maximum)
     updateBar();
 }
 
-void frmVersionProgress::SetValue(float value)
-{
-    m_value = value;
-    updateBar();
-}
+void frmVersionProgress::SetValue(float value) { m_value = value; }
 
 void frmVersionProgress::updateBar()
 {
@@ -62,12 +66,26 @@ void frmVersionProgress::updateBar()
     m_bar->setValue(static_cast<int>(std::lround(std::clamp(share, 0.0f, 1.0f) * kBarSteps)));
 }
 
-void frmVersionProgress::Refresh() { m_bar->repaint(); m_action->repaint(); }
+void frmVersionProgress::catchUp(bool now)
+{
+    if (!now && m_sinceCaughtUp.isValid() && m_sinceCaughtUp.elapsed() < kCatchUpMs)
+        return;
+    updateBar();
+    if (isVisible()) {
+        m_bar->repaint();
+        m_action->repaint();
+    }
+    QCoreApplication::processEvents();
+    m_sinceCaughtUp.start();
+}
 
-void frmVersionProgress::Yield() { QCoreApplication::processEvents(); }
+void frmVersionProgress::Refresh() { catchUp(false); }
+
+void frmVersionProgress::Yield() { catchUp(false); }
 
 void frmVersionProgress::HideWindow()
 {
+    updateBar();
     if (isVisible())
         hide();
 }

@@ -3,6 +3,7 @@
 #include "repository/Interaction.h"
 
 #include <QDialog>
+#include <QElapsedTimer>
 
 class QLabel;
 class QProgressBar;
@@ -11,6 +12,12 @@ namespace dorvane {
 
 // The copy engine's progress window: what is being copied and how far.
 // It has no behaviour of its own; the engine writes into it.
+//
+// The engine refreshes it and yields after every row, hundreds of
+// thousands of times a second; painting and running the event loop that
+// often would cost more than the copy. The bar takes the engine's value
+// and the window repaints and lets the event loop run a few times a
+// second only, and at once when it is shown or a new step begins.
 class frmVersionProgress : public QDialog, public ProgressSink {
     Q_OBJECT
 public:
@@ -32,12 +39,16 @@ public:
 
 private:
     void updateBar();
+    // Paints and runs the event loop when the last time is long enough ago
+    // (or `now`).
+    void catchUp(bool now);
 
     QLabel* m_action;
     QProgressBar* m_bar;
     float m_minimum = 0;
     float m_maximum = 100;
     float m_value = 0;
+    QElapsedTimer m_sinceCaughtUp;
 };
 
 } // namespace dorvane

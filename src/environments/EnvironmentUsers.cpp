@@ -6,6 +6,8 @@
 #include "repository/Recordset.h"
 #include "users/UserRecords.h"
 
+#include <QSet>
+
 #include <algorithm>
 
 namespace dorvane {
@@ -60,11 +62,12 @@ void MoveUserEntry(ListEntries& from, int& fromSelection, ListEntries& to, int& 
     fromSelection = from.isEmpty() ? -1 : std::min(index, int(from.size()) - 1);
 }
 
-EnvironUserLists EnvironmentUsers::Refresh(Connection& connection, MessageSink& messages)
+EnvironUserLists EnvironmentUsers::Refresh(Connection& connection, MessageSink& messages,
+                                           const std::vector<UserListItem>* users)
 {
     EnvironUserLists lists;
-    for (const UserListItem& item : ReadUserList(connection, messages))
-        lists.Unregistered.push_back({item.Text, item.Key});
+    const std::vector<UserListItem> read = users ? std::vector<UserListItem>() : ReadUserList(connection, messages);
+    QSet<qint32> registered;
     try {
         Recordset members(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey = ") +
                               num(m_definition.CurrentEnvironKey()),
@@ -76,15 +79,15 @@ EnvironUserLists EnvironmentUsers::Refresh(Connection& connection, MessageSink& 
             lists.Registered.push_back(
                 {user.Text(QStringLiteral("sUserFirst")) + QStringLiteral(" ") + user.Text(QStringLiteral("sUserLast")),
                  userKey});
-            for (int i = 0; i < lists.Unregistered.size(); ++i) {
-                if (lists.Unregistered.at(i).key == userKey) {
-                    lists.Unregistered.remove(i);
-                    break;
-                }
-            }
+            registered.insert(userKey);
         }
     } catch (const DbError& e) {
         messages.Inform(QStringLiteral("Error reading Application users: ") + e.description());
+    }
+    // A registered user leaves the other list once, at its first entry.
+    for (const UserListItem& item : users ? *users : read) {
+        if (!registered.remove(item.Key))
+            lists.Unregistered.push_back({item.Text, item.Key});
     }
     return lists;
 }

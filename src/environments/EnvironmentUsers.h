@@ -1,12 +1,14 @@
 #pragma once
 
 #include "mainwindow/ListQueries.h"
+#include "users/UserRecords.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <array>
 #include <optional>
+#include <vector>
 
 namespace dorvane {
 
@@ -58,8 +60,10 @@ public:
     // RefreshEnvironUsers: every user (the user list's rows, "first last"
     // by last name), the environment's registered users taken out of that
     // list and listed in the order read. Failure: "Error reading
-    // Application users: " + description.
-    EnvironUserLists Refresh(Connection& connection, MessageSink& messages);
+    // Application users: " + description. `users`, when given, is the
+    // user list as the caller has just read it, not read again.
+    EnvironUserLists Refresh(Connection& connection, MessageSink& messages,
+                             const std::vector<UserListItem>* users = nullptr);
 
     // A click on lbEnvironUsers (not while the program fills the page):
     // the user becomes current, and the boxes are to show the returned

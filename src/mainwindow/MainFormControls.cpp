@@ -57,6 +57,9 @@ QListWidget* listBox(const char* name, const char* toolTip = nullptr)
     auto* list = named(new QListWidget, name, toolTip);
     list->setSelectionMode(QAbstractItemView::SingleSelection);
     list->setMinimumWidth(200);
+    // One line of text per entry: the view need not measure each of a
+    // hundred thousand users to lay them out.
+    list->setUniformItemSizes(true);
     return list;
 }
 

@@ -17,6 +17,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QSignalBlocker>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -179,10 +180,18 @@ void frmMainForm::Form_Activate()
 
 void frmMainForm::fillList(QListWidget* list, const ListEntries& entries)
 {
-    for (const ListEntry& entry : entries) {
-        auto* item = new QListWidgetItem(entry.text, list);
-        item->setData(Qt::UserRole, entry.key);
-    }
+    // A repository may hold a hundred thousand users: the entries go in as
+    // one insertion, and their keys are set without telling the view about
+    // each (a key is never shown).
+    QStringList texts;
+    texts.reserve(entries.size());
+    for (const ListEntry& entry : entries)
+        texts << entry.text;
+    const int first = list->count();
+    list->addItems(texts);
+    const QSignalBlocker quiet(list->model());
+    for (qsizetype i = 0; i < entries.size(); ++i)
+        list->item(first + int(i))->setData(Qt::UserRole, entries[i].key);
 }
 
 void frmMainForm::fillCombo(QComboBox* combo, const ListEntries& entries)
@@ -197,8 +206,8 @@ void frmMainForm::RefreshAllLists()
     RefreshRoleGrid();
     RefreshKeywordGrid();
     RefreshProjectGrid();
-    RefreshUserList();
-    RefreshEnvironUsers();
+    const std::vector<UserListItem> users = RefreshUserList();
+    RefreshEnvironUsers(&users);
     RefreshReferenceLists();
     RefreshEnvironList();
 }
@@ -234,23 +243,25 @@ void frmMainForm::RefreshKeywordGrid()
     dorvane::RefreshKeywordGrid(*m_keywords, m_session.repository, m_messages, CurrentAppKey);
 }
 
-void frmMainForm::RefreshUserList()
+std::vector<UserListItem> frmMainForm::RefreshUserList()
 {
     EditLoading = true;
     c.lbUserList->clear();
     c.lbEnvironUserList->clear();
-    for (const UserListItem& user : ReadUserList(m_session.repository, m_messages)) {
-        for (QListWidget* list : {c.lbUserList, c.lbEnvironUserList}) {
-            auto* item = new QListWidgetItem(user.Text, list);
-            item->setData(Qt::UserRole, user.Key);
-        }
-    }
+    std::vector<UserListItem> users = ReadUserList(m_session.repository, m_messages);
+    ListEntries entries;
+    entries.reserve(qsizetype(users.size()));
+    for (const UserListItem& user : users)
+        entries.append({user.Text, user.Key});
+    fillList(c.lbUserList, entries);
+    fillList(c.lbEnvironUserList, entries);
     EditLoading = false;
+    return users;
 }
 
-void frmMainForm::RefreshEnvironUsers()
+void frmMainForm::RefreshEnvironUsers(const std::vector<UserListItem>* users)
 {
-    const EnvironUserLists lists = m_environUsers->Refresh(m_session.repository, m_messages);
+    const EnvironUserLists lists = m_environUsers->Refresh(m_session.repository, m_messages, users);
     EditLoading = true;
     c.lbEnvironUserList->clear();
     c.lbEnvironUsers->clear();

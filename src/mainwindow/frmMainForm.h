@@ -3,6 +3,7 @@
 #include "mainwindow/DialogProvider.h"
 #include "mainwindow/MainFormControls.h"
 #include "mainwindow/ListQueries.h"
+#include "users/UserRecords.h"
 
 #include <QMainWindow>
 #include <QStringList>
@@ -112,8 +113,10 @@ public:
     void RefreshRoleGrid();
     void RefreshKeywordGrid();
     void RefreshProjectGrid();
-    void RefreshUserList();
-    void RefreshEnvironUsers();
+    // Returns the users it listed.
+    std::vector<UserListItem> RefreshUserList();
+    // `users`: the user list just read by RefreshUserList, if any.
+    void RefreshEnvironUsers(const std::vector<UserListItem>* users = nullptr);
     void RefreshReferenceLists();
     void RefreshEnvironList();
     void RefreshEnvironAppVerList();
