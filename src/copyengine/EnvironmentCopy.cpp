@@ -35,16 +35,6 @@ const QStringList kVersionColumns = {
     QStringLiteral("iVersionMainWindow"),     QStringLiteral("iVersionUpdateStatusKey"),
     QStringLiteral("sVersionAttributes"),
 };
-// What a version that already existed takes from its source when the copy
-// goes into it, as an update fills it: the pointers (rewritten through the
-// maps afterwards); its ID, description and settings stay its own.
-const QStringList kPointerColumns = {
-    QStringLiteral("iVersionLoadProcess"),      QStringLiteral("iVersionLoginProcess"),
-    QStringLiteral("iVersionLogoutProcess"),    QStringLiteral("iVersionTerminateProcess"),
-    QStringLiteral("iVersionRecoverProcess"),   QStringLiteral("iVersionInitialWindow"),
-    QStringLiteral("iVersionMainWindow"),
-};
-
 const QStringList kRecordColumns = {
     QStringLiteral("iRecordFileKey"),    QStringLiteral("sRecordName"),       QStringLiteral("sRecordDesc"),
     QStringLiteral("iRecordKeyType"),    QStringLiteral("iRecordSourceType"), QStringLiteral("iRecordSourceKey"),
@@ -282,7 +272,9 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
                                        QStringLiteral(" AND sWindowPhysicalName = '[System Screen]'"),
                                    m_main);
             includeSystemScreen = systemScreen.Eof();
-            CopyColumns(version, newVersion, kPointerColumns);
+            // As an update fills it: the source's pointers (rewritten through
+            // the maps below); its ID, description and settings stay its own.
+            CopyColumns(version, newVersion, VersionProcessPointers() + VersionWindowPointers());
             newVersion.SetValue(QStringLiteral("iVersionSourceVersion"), sourceVersionKey);
         }
         newVersion.Update();

@@ -584,15 +584,26 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
     }
 }
 
-void VersionBackup::RemapVersionPointers(Recordset& version) const
+const QStringList& VersionProcessPointers()
 {
-    static const QStringList processPointers = {
+    static const QStringList columns = {
         QStringLiteral("iVersionLoadProcess"),      QStringLiteral("iVersionLoginProcess"),
         QStringLiteral("iVersionLogoutProcess"),    QStringLiteral("iVersionTerminateProcess"),
         QStringLiteral("iVersionRecoverProcess"),
     };
-    static const QStringList windowPointers = {QStringLiteral("iVersionInitialWindow"),
-                                               QStringLiteral("iVersionMainWindow")};
+    return columns;
+}
+
+const QStringList& VersionWindowPointers()
+{
+    static const QStringList columns = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
+    return columns;
+}
+
+void VersionBackup::RemapVersionPointers(Recordset& version) const
+{
+    const QStringList& processPointers = VersionProcessPointers();
+    const QStringList& windowPointers = VersionWindowPointers();
     auto remap = [&](const QString& column, const KeyMap& map) {
         const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
         if (mapped != 0)

@@ -3,6 +3,7 @@
 #include "copyengine/KeyMap.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -137,6 +138,10 @@ private:
     ProgressSink& m_progress;
     BusyIndicator* m_busy;
 };
+
+// The five process pointers and the two window pointers of a version row.
+const QStringList& VersionProcessPointers();
+const QStringList& VersionWindowPointers();
 
 // Deletes a version and everything below it (variables, cycles with their
 // processes and keyword relations, processes with their step windows,
