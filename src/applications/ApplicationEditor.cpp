@@ -58,10 +58,10 @@ void frmMainForm::lbAppList_Click()
     {
         const QSignalBlocker blockName(c.txtAppName), blockEnviron(c.txtAppEnviron), blockId(c.txtAppID),
             blockDesc(c.txtAppDesc);
-        c.txtAppName->setText(app->name);
+        SetBoxText(c.txtAppName, app->name);
         c.txtAppEnviron->setPlainText(app->environ);
-        c.txtAppID->setText(app->id);
-        c.txtAppDesc->setText(app->description);
+        SetBoxText(c.txtAppID, app->id);
+        SetBoxText(c.txtAppDesc, app->description);
     }
     if (app->platformKey) {
         CurrentPlatformKey = *app->platformKey;
@@ -119,7 +119,7 @@ void frmMainForm::ClearAppFields()
     EditLoading = true;
     for (QLineEdit* box : {c.txtAppName, c.txtAppID, c.txtAppDesc}) {
         const QSignalBlocker block(box);
-        box->clear();
+        SetBoxText(box, QString());
     }
     {
         const QSignalBlocker block(c.txtAppEnviron);
@@ -179,15 +179,18 @@ void frmMainForm::cmdAppSave_Click()
     CurrentPlatformKey = outcome.state.CurrentPlatformKey;
     AppFolderName = outcome.state.AppFolderName;
     AppIsHost = outcome.state.AppIsHost;
-    if (outcome.dirtyCleared)
+    if (outcome.dirtyCleared) {
+        // The row is written: the list shows it, also when the folder work
+        // after it failed, and the next Save updates it.
         AppDirty = false;
-
-    if (outcome.SaveOk) {
         RefreshAppList();
         EditLoading = true;
         AppListIndex = FindListItem(CurrentAppKey, c.lbAppList);
         c.lbAppList->setCurrentRow(AppListIndex);
         EditLoading = false;
+    }
+
+    if (outcome.SaveOk) {
         c.cmdAppSave->setEnabled(false);
         AppDirty = false;
         AppIsNew = false;
