@@ -236,6 +236,10 @@ private:
     std::unique_ptr<EnvironmentRecords> m_environ;
     std::unique_ptr<EnvironmentConfig> m_environConfig;
     std::unique_ptr<EnvironmentUsers> m_environUsers;
+    // The application's mAppEnviron as stored, and as txtAppEnviron showed
+    // it when the application was opened or saved.
+    QString m_appEnvironStored;
+    QString m_appEnvironShown;
     frmVersionProgress* m_progress = nullptr;
     DialogProvider* m_dialogs = nullptr;
     std::unique_ptr<QtDialogProvider> m_qtDialogs;

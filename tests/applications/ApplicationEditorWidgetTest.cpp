@@ -271,8 +271,11 @@ TEST_P(ApplicationEditorWidgetTest, StoredValuesAreShownWholeAndSavedAsStored)
     const QString name = QStringLiteral("Order Entry for the regional sales offices");
     const QString id = QStringLiteral("ORD-ENTRY-2026");
     const QString version = QStringLiteral("1.0-build-20260114");
-    DB_ASSERT(repository().Execute(
-        QStringLiteral("UPDATE tApp SET sAppName='%1', sAppID='%2' WHERE sAppID='OE'").arg(name, id)));
+    // The environment notes as a Windows text box writes them.
+    const QString environ = QStringLiteral("Needs the order database\r\non the test server.");
+    DB_ASSERT(repository().Execute(QStringLiteral("UPDATE tApp SET sAppName='%1', sAppID='%2', mAppEnviron='%3' "
+                                                  "WHERE sAppID='OE'")
+                                       .arg(name, id, environ)));
     DB_ASSERT(repository().Execute(QStringLiteral("UPDATE tVersion SET sVersionID='%1' WHERE sVersionID='1.0'").arg(version)));
     ASSERT_TRUE(QDir().mkpath(sharedPath() + QStringLiteral("/Apps/") + id + u'/' + version));
     window->RefreshAppList();
@@ -283,9 +286,9 @@ TEST_P(ApplicationEditorWidgetTest, StoredValuesAreShownWholeAndSavedAsStored)
     retype(c().txtAppDesc, QStringLiteral("Reworked"));
     c().cmdAppSave->click();
     EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE sAppName='%1' AND sAppID='%2' AND sAppDesc='Reworked'")
-                        .arg(name, id)),
-              1);
+    EXPECT_EQ(Rows(repository(), QStringLiteral("SELECT sAppName, sAppID, sAppDesc, mAppEnviron FROM tApp WHERE "
+                                                "sAppDesc='Reworked'")),
+              QStringList{name + u'|' + id + QStringLiteral("|Reworked|") + environ});
     EXPECT_TRUE(folderExists(QStringLiteral("Apps/") + id + u'/' + version));
     EXPECT_FALSE(folderExists(QStringLiteral("Apps/ORD_ENTRY_2026")));
 

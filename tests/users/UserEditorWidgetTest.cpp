@@ -85,6 +85,20 @@ TEST_P(UserEditorWidgetTest, StartsOnANewUserAndOpensNullOptionalsAsEmpty)
     EXPECT_TRUE(c().cmdUserDelete->isEnabled());
 }
 
+// A login ID stored longer than the box lets a user type is shown whole
+// and saved as stored when another field was edited.
+TEST_P(UserEditorWidgetTest, ALongStoredIdIsShownWholeAndKept)
+{
+    openActive(RepositoryContent::Tutorial);
+    const QString id = QStringLiteral("jane.smith.qa.team");
+    DB_ASSERT(repository().Execute(QStringLiteral("UPDATE tUser SET sUserID='%1' WHERE sUserID='jsmith'").arg(id)));
+    c().lbUserList->setCurrentRow(FindItemByText(c().lbUserList, QStringLiteral("Jane Smith")));
+    EXPECT_EQ(c().txtUserID->text(), id);
+    retype(c().txtDepartment, QStringLiteral("Release"));
+    EXPECT_EQ(save(), QString());
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'").arg(id)), 1);
+}
+
 TEST_P(UserEditorWidgetTest, SaveChecksTheFieldsInOrderAndWritesOnlyWhenAllPass)
 {
     openActive(RepositoryContent::Tutorial);
