@@ -58,11 +58,13 @@ void frmMainForm::lbAppList_Click()
     {
         const QSignalBlocker blockName(c.txtAppName), blockEnviron(c.txtAppEnviron), blockId(c.txtAppID),
             blockDesc(c.txtAppDesc);
-        c.txtAppName->setText(app->name);
+        SetBoxText(c.txtAppName, app->name);
         c.txtAppEnviron->setPlainText(app->environ);
-        c.txtAppID->setText(app->id);
-        c.txtAppDesc->setText(app->description);
+        SetBoxText(c.txtAppID, app->id);
+        SetBoxText(c.txtAppDesc, app->description);
     }
+    m_appEnvironStored = app->environ;
+    m_appEnvironShown = c.txtAppEnviron->toPlainText();
     if (app->platformKey) {
         CurrentPlatformKey = *app->platformKey;
         c.cbPlatform->setEnabled(true);
@@ -119,12 +121,14 @@ void frmMainForm::ClearAppFields()
     EditLoading = true;
     for (QLineEdit* box : {c.txtAppName, c.txtAppID, c.txtAppDesc}) {
         const QSignalBlocker block(box);
-        box->clear();
+        SetBoxText(box, QString());
     }
     {
         const QSignalBlocker block(c.txtAppEnviron);
         c.txtAppEnviron->clear();
     }
+    m_appEnvironStored.clear();
+    m_appEnvironShown.clear();
     c.cbPlatform->setCurrentIndex(-1);
     c.cbPlatform->setEnabled(true);
     c.cbEmulator->setCurrentIndex(-1);
@@ -159,7 +163,11 @@ void frmMainForm::cmdAppSave_Click()
     input.name = c.txtAppName->text();
     input.id = c.txtAppID->text();
     input.description = c.txtAppDesc->text();
-    input.environ = c.txtAppEnviron->toPlainText();
+    // The text box shows line breaks its own way ("\r\n" written by the
+    // suite's Windows modules comes back as "\n"): a text left as shown is
+    // saved as stored.
+    const QString environ = c.txtAppEnviron->toPlainText();
+    input.environ = environ == m_appEnvironShown ? m_appEnvironStored : environ;
     input.platformKey = SelectedKey(c.cbPlatform);
     input.emulatorKey = SelectedKey(c.cbEmulator);
     input.emulatorText = c.cbEmulator->currentText();
@@ -179,15 +187,20 @@ void frmMainForm::cmdAppSave_Click()
     CurrentPlatformKey = outcome.state.CurrentPlatformKey;
     AppFolderName = outcome.state.AppFolderName;
     AppIsHost = outcome.state.AppIsHost;
-    if (outcome.dirtyCleared)
+    if (outcome.dirtyCleared) {
+        // The row is written: the list shows it, also when the folder work
+        // after it failed, and the next Save updates it.
         AppDirty = false;
-
-    if (outcome.SaveOk) {
+        m_appEnvironStored = input.environ;
+        m_appEnvironShown = environ;
         RefreshAppList();
         EditLoading = true;
         AppListIndex = FindListItem(CurrentAppKey, c.lbAppList);
         c.lbAppList->setCurrentRow(AppListIndex);
         EditLoading = false;
+    }
+
+    if (outcome.SaveOk) {
         c.cmdAppSave->setEnabled(false);
         AppDirty = false;
         AppIsNew = false;

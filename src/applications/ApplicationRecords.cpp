@@ -88,8 +88,10 @@ ApplicationSaveOutcome ApplicationRecords::Save(const ApplicationInput& input, c
         return refuse(QStringLiteral("You must select a valid platform type for this application."), "cbPlatform");
 
     try {
-        const QString folder = NormaliseAppId(input.id);
-        out.state.AppFolderName = folder;
+        // An ID left as stored is saved as stored, also one the suite's
+        // other modules wrote in a form this editor would normalise.
+        const bool idUnchanged = !state.AppIsNew && input.id == state.AppFolderName;
+        const QString folder = idUnchanged ? input.id : NormaliseAppId(input.id);
         const QString otherKeys = QStringLiteral("' AND iAppKey <>") + QString::number(state.CurrentAppKey);
 
         Recordset sameName(
@@ -127,23 +129,28 @@ ApplicationSaveOutcome ApplicationRecords::Save(const ApplicationInput& input, c
         app.Update();
         app.Close();
 
-        // A new row's key is learnt by its ID, which is unique.
+        // A new row's key is learnt by its ID, which is unique. From here on
+        // the application is a stored one with this ID as its folder name,
+        // also when the folder work below fails: Save again updates the row.
         Recordset byId(QStringLiteral("SELECT * FROM tApp WHERE sAppID='") + QuoteSql(folder) + u'\'', m_connection);
         out.state.CurrentAppKey = byId.Int(QStringLiteral("iAppKey"));
+        out.state.AppIsNew = false;
+        out.state.AppFolderName = folder;
         out.dirtyCleared = true;
 
+        // The folder is created whenever it is missing, so that a Save
+        // retried after a failed folder creation still creates it.
         const QString apps = m_sharedResourcePath + QStringLiteral("\\Apps");
         CreateFolderIfMissing(apps);
-        if (state.AppIsNew)
-            CreateFolderIfMissing(apps + u'\\' + folder);
         if (oldFolder)
             RenameFolder(apps + u'\\' + *oldFolder, apps + u'\\' + folder);
+        else
+            CreateFolderIfMissing(apps + u'\\' + folder);
     } catch (const DbError& e) {
         m_messages.Inform(QStringLiteral("Error during app save: ") + e.description());
         return out;
     }
 
-    out.state.AppIsNew = false;
     out.SaveOk = true;
     out.appTab = kVersionsPage;
     out.focusField = QStringLiteral("txtVersionID");

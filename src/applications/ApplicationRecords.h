@@ -55,9 +55,12 @@ struct ApplicationState {
 
 struct ApplicationSaveOutcome {
     bool SaveOk = false;
-    // The state as the save left it, also after a failure: the folder name
-    // is computed before the uniqueness checks and the platform key before
-    // the emulator check, so a late failure already shows the new values.
+    // The state as the save left it, also after a failure. The platform key
+    // is taken before the emulator check, so that refusal already shows
+    // it. Once the row is written the application is a stored one (not
+    // new, its key and its folder name, the stored ID, learnt), even when
+    // the folder work after it fails; before that the folder name stays
+    // the stored ID of the application shown.
     ApplicationState state;
     bool dirtyCleared = false; // the row was written
     QString focusField; // object name of the field to focus; empty: leave it
@@ -77,7 +80,8 @@ public:
 
     // Checks the input in order, each failure with its message and the
     // field to focus (nothing written), then writes the row, learns its key
-    // and creates or renames the folders. On success the outcome points at
+    // and renames the folder when the ID changed, or creates it when it is
+    // missing. An ID typed as stored is written as stored, not normalised. On success the outcome points at
     // the versions page (SSAppTab page 1, focus txtVersionID).
     ApplicationSaveOutcome Save(const ApplicationInput& input, const ApplicationState& state);
 

@@ -84,8 +84,8 @@ void frmMainForm::lbVersionList_Click()
     }
     {
         const QSignalBlocker blockId(c.txtVersionID), blockDesc(c.txtVersionDesc);
-        c.txtVersionID->setText(version->id);
-        c.txtVersionDesc->setText(version->description);
+        SetBoxText(c.txtVersionID, version->id);
+        SetBoxText(c.txtVersionDesc, version->description);
     }
     VersionFolderName = version->id;
     c.cbVersionMapType->setCurrentIndex(FindComboItem(version->mapTypeKey, c.cbVersionMapType));
@@ -114,7 +114,7 @@ void frmMainForm::ClearVersionFields()
     EditLoading = true;
     for (QLineEdit* box : {c.txtVersionID, c.txtVersionDesc}) {
         const QSignalBlocker block(box);
-        box->clear();
+        SetBoxText(box, QString());
     }
     {
         const QSignalBlocker block(c.lbVersionList);
@@ -169,15 +169,20 @@ void frmMainForm::cmdVersionSave_Click()
     CurrentVersionKey = outcome.state.CurrentVersionKey;
     VersionIsNew = outcome.state.VersionIsNew;
     VersionFolderName = outcome.state.VersionFolderName;
-    if (outcome.dirtyCleared)
+    if (outcome.dirtyCleared) {
         VersionDirty = false;
+        showSavedVersion();
+        // The environments page's version drop-down follows when it lists
+        // this application's versions.
+        if (SelectedKey(c.cbEnvironApp) == CurrentAppKey)
+            cbEnvironApp_Click();
+    }
     if (outcome.mainTab >= 0)
         c.SSMainTab->setCurrentIndex(outcome.mainTab);
     if (outcome.appTab >= 0)
         c.SSAppTab->setCurrentIndex(outcome.appTab);
     focusField(outcome.focusField);
     if (outcome.SaveOk) {
-        RefreshVersionList();
         ClearVersionFields();
         // The editor now stands on a new version: the saved one's key must
         // not exclude it from the next save's duplicate check.
@@ -200,8 +205,20 @@ void frmMainForm::cmdVersionSaveAs_Click()
     if (outcome.appTab >= 0)
         c.SSAppTab->setCurrentIndex(outcome.appTab);
     focusField(outcome.focusField);
-    if (outcome.SaveOk)
-        RefreshVersionList();
+    if (outcome.dirtyCleared)
+        showSavedVersion();
+}
+
+void frmMainForm::showSavedVersion()
+{
+    RefreshVersionList();
+    // The version just written is the one shown, also when the folder
+    // work after it failed.
+    const bool wasLoading = EditLoading;
+    EditLoading = true;
+    VersionListIndex = FindListItem(CurrentVersionKey, c.lbVersionList);
+    c.lbVersionList->setCurrentRow(VersionListIndex);
+    EditLoading = wasLoading;
 }
 
 bool frmMainForm::deleteVersionContents(qint32 versionKey)

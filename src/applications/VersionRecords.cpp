@@ -147,8 +147,9 @@ VersionSaveOutcome VersionRecords::Save(
     if (!input.mapTypeKey)
         return Refuse(out, QStringLiteral("You must select a valid map type for this Version."), "cbVersionMapType");
 
-    const QString folder = NormaliseVersionId(input.id);
-    out.state.VersionFolderName = folder;
+    // An ID left as stored is saved as stored.
+    const bool idUnchanged = !state.VersionIsNew && input.id == state.VersionFolderName;
+    const QString folder = idUnchanged ? input.id : NormaliseVersionId(input.id);
     bool inTransaction = false;
     try {
         Recordset sameId(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID = '") + QuoteSql(folder)
@@ -185,6 +186,10 @@ VersionSaveOutcome VersionRecords::Save(
         CreateSystemScreen(m_connection, out.state.CurrentVersionKey, app.AppIsHost, app.CurrentPlatformKey);
         m_connection.CommitTrans();
         inTransaction = false;
+        // The version is a stored one now, also when the folder work below
+        // fails: Save again updates this row.
+        out.state.VersionIsNew = false;
+        out.state.VersionFolderName = folder;
 
         const QString versionFolder = AppFolder(app) + u'\\' + folder;
         const QString previousFolder = oldFolder ? AppFolder(app) + u'\\' + *oldFolder : QString();
@@ -223,7 +228,6 @@ VersionSaveOutcome VersionRecords::SaveAs(
         return Refuse(out, QStringLiteral("Version ID cannot be blank"), "txtVersionID");
 
     const QString folder = NormaliseVersionId(input.id);
-    out.state.VersionFolderName = folder;
     try {
         // No key is excluded: the ID must differ from the shown version's.
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID='") + QuoteSql(folder)
@@ -242,6 +246,7 @@ VersionSaveOutcome VersionRecords::SaveAs(
         version.Close();
 
         out.state.CurrentVersionKey = KeyOfVersion(m_connection, folder, app.CurrentAppKey);
+        out.state.VersionFolderName = folder;
         out.dirtyCleared = true;
         CreateSystemScreen(m_connection, out.state.CurrentVersionKey, app.AppIsHost, app.CurrentPlatformKey);
         CreateVersionFolders(AppFolder(app) + u'\\' + folder);

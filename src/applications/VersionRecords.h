@@ -66,9 +66,10 @@ struct VersionState {
 
 struct VersionSaveOutcome {
     bool SaveOk = false;
-    // The state as the save left it. The folder name is computed before
-    // the duplicate check, so a refused ID already shows there; a write
-    // that was rolled back leaves the key as it was.
+    // The state as the save left it. Once the row is committed the version
+    // is a stored one (not new, its key and folder name learnt), even when
+    // the folder work after it fails; a refusal or a write that was rolled
+    // back leaves the state as it was.
     VersionState state;
     bool dirtyCleared = false; // the row was written
     QString focusField; // object name of the field to focus; empty: leave it
@@ -90,7 +91,8 @@ public:
 
     // Checks the input, then writes the row, learns its key and seeds the
     // system screen in one transaction (rolled back on failure), then
-    // creates or renames the folders. After a successful save the editor
+    // creates or renames the folders. An ID typed as stored is written as
+    // stored, not normalised. After a successful save the editor
     // reloads the version list and clears its fields.
     VersionSaveOutcome Save(const VersionInput& input, const VersionApplication& app, const VersionState& state);
 

@@ -57,7 +57,10 @@ int RunImportKeywords(const CommandContext& context)
         return kExitFailure;
     const KeywordImportOutcome outcome = ImportKeywords(session.repository, context.messages, *appKey,
                                                         [&file] { return std::optional<QString>(file); });
-    return outcome.result == KeywordImportResult::Imported ? kExitSuccess : kExitFailure;
+    if (outcome.result != KeywordImportResult::Imported)
+        return kExitFailure;
+    PrintLine(KeywordImportCounts(outcome));
+    return kExitSuccess;
 }
 
 } // namespace dorvane::cli

@@ -199,8 +199,8 @@ void frmMainForm::applyEnvironOutcome(const EnvironOutcome& outcome)
     }
     if (outcome.Name || outcome.Description) {
         EditLoading = true;
-        c.txtEnvironName->setText(outcome.Name.value_or(QString()));
-        c.txtEnvironDesc->setText(outcome.Description.value_or(QString()));
+        SetBoxText(c.txtEnvironName, outcome.Name.value_or(QString()));
+        SetBoxText(c.txtEnvironDesc, outcome.Description.value_or(QString()));
         EditLoading = wasLoading;
     }
     if (outcome.RefreshEnvironList)

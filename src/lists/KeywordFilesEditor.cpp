@@ -28,16 +28,22 @@ void frmMainForm::cmdExportKeywords_Click()
 
 void frmMainForm::cmdImportKeywords_Click()
 {
+    // The import reloads the grid: edits not saved yet are saved, or
+    // dropped, by the grid's own prompt first.
+    if (KeywordExitCancel())
+        return;
     const KeywordImportOutcome outcome = ImportKeywords(m_session.repository, m_messages, CurrentAppKey, [this] {
         return dialogs().FileList(kImportKeywordsCaption, FileNamePreset::None);
     });
     if (!outcome.ReloadGrid())
         return;
-    // The grid now shows the repository's rows; edits not saved before the
-    // import are gone with the old rows.
+    // The grid now shows the repository's rows; edits the prompt was told
+    // to drop are gone with the old rows.
     RefreshKeywordGrid();
     m_keywords->SetDirty(false);
     c.cmdKeywordSave->setEnabled(false);
+    if (outcome.result == KeywordImportResult::Imported)
+        m_messages.Inform(kKeywordsImported + KeywordImportCounts(outcome));
 }
 
 } // namespace dorvane

@@ -118,13 +118,9 @@ bool NameDescGrid::CheckName(int index, const QString& name, MessageSink& messag
     return true;
 }
 
-QString NameDescGrid::deleteLookupSql(const QString& name) const
+QString NameDescGrid::deleteLookupSql(int index) const
 {
-    const QString quoted = QuoteSql(name);
-    switch (m_info->kind) {
-    case NameDescGridKind::Roles:
-        return QStringLiteral("SELECT * FROM tRole WHERE sRoleName = '") + quoted + QStringLiteral("'");
-    case NameDescGridKind::Projects:
+    if (m_info->kind == NameDescGridKind::Projects) {
         // This lookup names no table, so the database refuses it and a
         // stored project is never deleted from the grid: the attempt ends
         // in "Error removing Project: " with the database's reason and the
@@ -132,13 +128,12 @@ QString NameDescGrid::deleteLookupSql(const QString& name) const
         // administrator may add and rename them here, and drop one that was
         // added but not yet saved, but a project in the repository stays.
         // Do not "repair" the statement.
-        return QStringLiteral("SELECT * FROM sProjectName = '") + quoted + QStringLiteral("'");
-    case NameDescGridKind::Keywords:
-        // By name only, across all applications: the first keyword of
-        // that name found decides, whichever application it belongs to.
-        break;
+        return QStringLiteral("SELECT * FROM sProjectName = '") + QuoteSql(m_list.GetValue(index, NameField)) +
+               QStringLiteral("'");
     }
-    return QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName = '") + quoted + QStringLiteral("'");
+    // The row the grid shows, by its key: a name may stand for another
+    // application's keyword, or for another row in another letter case.
+    return rowSql(index);
 }
 
 bool NameDescGrid::DeleteRow(int index, Connection& connection, MessageSink& messages)
@@ -147,14 +142,13 @@ bool NameDescGrid::DeleteRow(int index, Connection& connection, MessageSink& mes
         return false;
     try {
         if (!m_list.IsNew(index)) {
-            Recordset found(deleteLookupSql(m_list.GetValue(index, NameField)), connection);
-            // Run the lookup before reading from it, so that a statement the
+            Recordset found(deleteLookupSql(index), connection);
+            // Run the lookup before anything else, so that a statement the
             // database refuses fails with the database's own reason.
             found.Eof();
-            const qint32 key = found.Int(m_info->keyColumn);
             if (m_info->kind == NameDescGridKind::Keywords) {
                 Recordset uses(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey = ") +
-                                   QString::number(key),
+                                   m_list.GetValue(index, KeyField),
                                connection);
                 if (CountRecords(&uses) > 0) {
                     messages.Inform(QStringLiteral("You can't delete this keyword because it is being used"));
@@ -162,6 +156,7 @@ bool NameDescGrid::DeleteRow(int index, Connection& connection, MessageSink& mes
                     return false;
                 }
             }
+            // A row deleted elsewhere since fails here, and the entry stays.
             found.Delete();
         }
     } catch (const DbError& e) {
@@ -208,6 +203,9 @@ GridSaveOutcome NameDescGrid::Save(Connection& connection, MessageSink& messages
                 if (m_info->kind == NameDescGridKind::Keywords)
                     rs.SetValue(QStringLiteral("iKeywordAppKey"), appKey);
                 rs.Update();
+                // The entry is a stored row from here on, also when a later
+                // row fails: it keeps the key it was given.
+                m_list.SetValue(i, KeyField, QString::number(rs.Int(m_info->keyColumn)));
             } else if (m_list.IsDirty(i)) {
                 Recordset rs(rowSql(i), connection);
                 rs.SetValue(m_info->nameColumn, cellText(m_list.GetValue(i, NameField)));
@@ -222,8 +220,7 @@ GridSaveOutcome NameDescGrid::Save(Connection& connection, MessageSink& messages
     }
     m_dirty = false;
     outcome.SaveOk = true;
-    // The list does not learn the keys of the rows it added: reading the
-    // table again gives every row its key.
+    // Reading the table again shows the rows in name order.
     Refresh(connection, messages, appKey);
     return outcome;
 }

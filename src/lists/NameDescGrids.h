@@ -75,13 +75,14 @@ public:
     bool CheckName(int index, const QString& name, MessageSink& messages) const;
 
     // Deletes the entry at `index`: a stored one from the repository at
-    // once, then from the list. Returns whether the entry was removed; a
+    // once, found by the entry's key (a keyword also checked for use by
+    // that key), then from the list. Returns whether the entry was removed; a
     // refusal or an error leaves it in place. The adding row (or any other
     // index outside the list) deletes nothing.
     bool DeleteRow(int index, Connection& connection, MessageSink& messages);
 
-    // Writes the new and changed entries, then reloads the grid so that the
-    // new rows carry their keys. A database error stops the loop with a
+    // Writes the new and changed entries, each new one learning its key,
+    // then reloads the grid. A database error stops the loop with a
     // message; the entries written before it stay written (and clean).
     GridSaveOutcome Save(Connection& connection, MessageSink& messages, qint32 appKey = 0);
 
@@ -92,7 +93,7 @@ public:
     bool ExitCancel(Connection& connection, MessageSink& messages, qint32 appKey = 0);
 
 private:
-    QString deleteLookupSql(const QString& name) const;
+    QString deleteLookupSql(int index) const;
     QString addSetSql(int index, qint32 appKey) const;
     QString rowSql(int index) const;
 

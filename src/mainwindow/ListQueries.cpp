@@ -7,13 +7,17 @@ namespace dorvane {
 namespace {
 
 // Appends one entry per row of `sql`, text and key taken from the named
-// columns.
+// columns. A failure throws ListQueryError with the entries read so far.
 void AppendRows(
     ListEntries& entries, Connection& connection, const QString& sql, const QString& textField, const QString& keyField)
 {
-    Recordset rs(sql, connection);
-    for (; !rs.Eof(); rs.MoveNext())
-        entries.append({rs.Text(textField), rs.Int(keyField)});
+    try {
+        Recordset rs(sql, connection);
+        for (; !rs.Eof(); rs.MoveNext())
+            entries.append({rs.Text(textField), rs.Int(keyField)});
+    } catch (const DbError& e) {
+        throw ListQueryError(e, entries);
+    }
 }
 
 ListEntries NoneFirst() { return {{QStringLiteral("None"), 0}}; }

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "repository/DbError.h"
+
 #include <QString>
 #include <QVector>
+
+#include <utility>
 
 namespace dorvane {
 
@@ -18,8 +22,17 @@ struct ListEntry {
 
 using ListEntries = QVector<ListEntry>;
 
+// A list query that failed part way: the database's error, and the entries
+// read before it, which a loader keeps.
+class ListQueryError : public DbError {
+public:
+    ListQueryError(const DbError& error, ListEntries read) : DbError(error), entriesRead(std::move(read)) {}
+    ListEntries entriesRead;
+};
+
 // The entries of the main window's lists, in query order. Each throws
-// DbError when its query fails.
+// ListQueryError (or, for the environment's lists, DbError) when its
+// query fails.
 
 // The state processes of a version (process type 1), after "None" with key 0.
 ListEntries VersionProcessEntries(Connection& connection, qint32 versionKey);

@@ -16,6 +16,8 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace dorvane {
 
 namespace {
@@ -29,11 +31,22 @@ W* named(W* widget, const char* name, const char* toolTip = nullptr)
     return widget;
 }
 
+// The property that keeps a text box's limit for typing.
+constexpr const char* kTypingLimit = "typingLimit";
+
+// A text box whose length limit applies to typing only: a longer text
+// shown by SetBoxText may be shortened, not lengthened, and the limit comes
+// back once the text fits it.
 QLineEdit* textBox(const char* name, int maxLength, const char* toolTip = nullptr)
 {
     auto* box = named(new QLineEdit, name, toolTip);
-    if (maxLength > 0)
+    if (maxLength > 0) {
+        box->setProperty(kTypingLimit, maxLength);
         box->setMaxLength(maxLength);
+        QObject::connect(box, &QLineEdit::textChanged, box, [box, maxLength] {
+            box->setMaxLength(std::max(maxLength, static_cast<int>(box->text().size())));
+        });
+    }
     return box;
 }
 
@@ -393,6 +406,14 @@ QWidget* withExitButton(MainFormControls& c, QWidget* content)
 }
 
 } // namespace
+
+void SetBoxText(QLineEdit* box, const QString& text)
+{
+    const int limit = box->property(kTypingLimit).toInt();
+    if (limit > 0)
+        box->setMaxLength(std::max(limit, static_cast<int>(text.size())));
+    box->setText(text);
+}
 
 void BuildMainFormControls(QMainWindow* window, MainFormControls& c)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QVector>
 
 class QCheckBox;
@@ -123,5 +124,10 @@ struct MainFormControls {
 // Builds the pages, lays them out and sets names, captions, tooltips,
 // input limits and tab order. Behaviour is connected by the window.
 void BuildMainFormControls(QMainWindow* window, MainFormControls& c);
+
+// Shows a text in a text box whole, also one longer than the box lets a
+// user type: the suite's other modules may store longer values, and a Save
+// writes back what the box holds.
+void SetBoxText(QLineEdit* box, const QString& text);
 
 } // namespace dorvane

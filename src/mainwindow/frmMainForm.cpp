@@ -212,19 +212,30 @@ void frmMainForm::RefreshAllLists()
     RefreshEnvironList();
 }
 
+bool frmMainForm::loadEntries(const QString& list, ListEntries& entries, const std::function<ListEntries()>& query)
+{
+    try {
+        entries = query();
+        return true;
+    } catch (const ListQueryError& e) {
+        entries = e.entriesRead;
+        showDbError(QStringLiteral("Error while refreshing %1 list : ").arg(list), e);
+    } catch (const DbError& e) {
+        showDbError(QStringLiteral("Error while refreshing %1 list : ").arg(list), e);
+    }
+    return false;
+}
+
 void frmMainForm::RefreshAppList()
 {
     EditLoading = true;
     c.lbAppList->clear();
     c.cbEnvironApp->clear();
-    try {
-        const ListEntries entries = AppEntries(m_session.repository);
-        fillList(c.lbAppList, entries);
-        fillCombo(c.cbEnvironApp, entries);
-        c.cbEnvironApp->setCurrentIndex(-1);
-    } catch (const DbError&) {
-        // A loader that fails ends; the lists keep what they had.
-    }
+    ListEntries entries;
+    loadEntries(QStringLiteral("application"), entries, [this] { return AppEntries(m_session.repository); });
+    fillList(c.lbAppList, entries);
+    fillCombo(c.cbEnvironApp, entries);
+    c.cbEnvironApp->setCurrentIndex(-1);
     EditLoading = false;
 }
 
@@ -278,14 +289,15 @@ void frmMainForm::RefreshReferenceLists()
     c.cbEnvironTestTool->clear();
     c.cbEmulator->clear();
     c.cbEnvironEmulator->clear();
-    try {
-        fillCombo(c.cbPlatform, PlatformEntries(m_session.repository));
-        fillCombo(c.cbEnvironTestTool, TestToolEntries(m_session.repository));
-        const ListEntries emulators = EmulatorEntries(m_session.repository);
-        fillCombo(c.cbEmulator, emulators);
-        fillCombo(c.cbEnvironEmulator, emulators);
-    } catch (const DbError&) {
-    }
+    // The first failure ends the loader, as in every loader.
+    ListEntries platforms, tools, emulators;
+    if (loadEntries(QStringLiteral("platform"), platforms, [this] { return PlatformEntries(m_session.repository); }) &&
+        loadEntries(QStringLiteral("test tool"), tools, [this] { return TestToolEntries(m_session.repository); }))
+        loadEntries(QStringLiteral("emulator"), emulators, [this] { return EmulatorEntries(m_session.repository); });
+    fillCombo(c.cbPlatform, platforms);
+    fillCombo(c.cbEnvironTestTool, tools);
+    fillCombo(c.cbEmulator, emulators);
+    fillCombo(c.cbEnvironEmulator, emulators);
     for (QComboBox* combo : {c.cbPlatform, c.cbEnvironTestTool, c.cbEmulator, c.cbEnvironEmulator})
         combo->setCurrentIndex(-1);
 }
@@ -295,10 +307,7 @@ void frmMainForm::RefreshEnvironList()
     EditLoading = true;
     c.lbEnvironList->clear();
     ListEntries entries;
-    try {
-        entries = EnvironmentEntries(m_session.repository);
-    } catch (const DbError&) {
-    }
+    loadEntries(QStringLiteral("environment"), entries, [this] { return EnvironmentEntries(m_session.repository); });
     fillList(c.lbEnvironList, entries);
     nEnvironCount = static_cast<qint16>(entries.size());
     EditLoading = false;
@@ -314,50 +323,45 @@ void frmMainForm::RefreshEnvironAppVerList()
 void frmMainForm::RefreshVersionList()
 {
     c.lbVersionList->clear();
-    try {
-        fillList(c.lbVersionList, VersionListEntries(m_session.repository, CurrentAppKey));
-    } catch (const DbError&) {
-    }
+    ListEntries entries;
+    loadEntries(QStringLiteral("version"), entries,
+                [this] { return VersionListEntries(m_session.repository, CurrentAppKey); });
+    fillList(c.lbVersionList, entries);
 }
 
 void frmMainForm::RefreshVersionProcesses(qint32 versionKey)
 {
     const QList<QComboBox*> combos = {c.cbVersionLoadProcess, c.cbVersionLoginProcess, c.cbVersionLogoutProcess,
                                       c.cbVersionTerminateProcess, c.cbVersionRecoverProcess};
-    for (QComboBox* combo : combos)
+    ListEntries entries;
+    loadEntries(QStringLiteral("process"), entries,
+                [this, versionKey] { return VersionProcessEntries(m_session.repository, versionKey); });
+    for (QComboBox* combo : combos) {
         combo->clear();
-    try {
-        const ListEntries entries = VersionProcessEntries(m_session.repository, versionKey);
-        for (QComboBox* combo : combos)
-            fillCombo(combo, entries);
-    } catch (const DbError&) {
-    }
-    for (QComboBox* combo : combos)
+        fillCombo(combo, entries);
         combo->setCurrentIndex(-1);
+    }
 }
 
 void frmMainForm::RefreshVersionWindows(qint32 versionKey)
 {
-    const QList<QComboBox*> combos = {c.cbVersionInitialWindow, c.cbVersionMainWindow};
-    for (QComboBox* combo : combos)
+    ListEntries entries;
+    loadEntries(QStringLiteral("window"), entries,
+                [this, versionKey] { return VersionWindowEntries(m_session.repository, versionKey); });
+    for (QComboBox* combo : {c.cbVersionInitialWindow, c.cbVersionMainWindow}) {
         combo->clear();
-    try {
-        const ListEntries entries = VersionWindowEntries(m_session.repository, versionKey);
-        for (QComboBox* combo : combos)
-            fillCombo(combo, entries);
-    } catch (const DbError&) {
-    }
-    for (QComboBox* combo : combos)
+        fillCombo(combo, entries);
         combo->setCurrentIndex(-1);
+    }
 }
 
 void frmMainForm::RefreshMapTypes()
 {
     c.cbVersionMapType->clear();
-    try {
-        fillCombo(c.cbVersionMapType, MapTypeEntries(m_session.repository, CurrentPlatformKey));
-    } catch (const DbError&) {
-    }
+    ListEntries entries;
+    loadEntries(QStringLiteral("map type"), entries,
+                [this] { return MapTypeEntries(m_session.repository, CurrentPlatformKey); });
+    fillCombo(c.cbVersionMapType, entries);
     c.cbVersionMapType->setCurrentIndex(-1);
 }
 

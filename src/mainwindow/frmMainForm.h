@@ -8,6 +8,7 @@
 #include <QMainWindow>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -204,9 +205,16 @@ private:
     void printList(const QString& title, const QListWidget* list);
     void printGrid(const QString& title, NameDescGrid& grid);
     void focusField(const QString& objectName);
+    // Runs one loader's query into `entries`. A failure is shown as "Error
+    // while refreshing LIST list : " and the description, and keeps the
+    // entries read before it; false then.
+    bool loadEntries(const QString& list, ListEntries& entries, const std::function<ListEntries()>& query);
     void fillList(QListWidget* list, const ListEntries& entries);
     void fillCombo(QComboBox* combo, const ListEntries& entries);
     void showDbError(const QString& prefix, const class DbError& error);
+    // After a version's row was written: the version list shows it
+    // selected.
+    void showSavedVersion();
     // Removes a version's contents and row under the hourglass.
     bool deleteVersionContents(qint32 versionKey);
     void applyEnvironOutcome(const EnvironOutcome& outcome);
@@ -231,6 +239,10 @@ private:
     std::unique_ptr<EnvironmentRecords> m_environ;
     std::unique_ptr<EnvironmentConfig> m_environConfig;
     std::unique_ptr<EnvironmentUsers> m_environUsers;
+    // The application's mAppEnviron as stored, and as txtAppEnviron showed
+    // it when the application was opened or saved.
+    QString m_appEnvironStored;
+    QString m_appEnvironShown;
     frmVersionProgress* m_progress = nullptr;
     DialogProvider* m_dialogs = nullptr;
     std::unique_ptr<QtDialogProvider> m_qtDialogs;

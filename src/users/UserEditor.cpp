@@ -63,7 +63,7 @@ void frmMainForm::showUserForm(const UserForm& form)
                                form.Fields.Password, form.Fields.VerifyPassword};
     for (int i = 0; i < boxes.size(); ++i) {
         const QSignalBlocker block(boxes[i]);
-        boxes[i]->setText(texts[i]);
+        SetBoxText(boxes[i], texts[i]);
     }
     c.cmdUserSave->setEnabled(form.SaveEnabled);
     c.cmdUserDelete->setEnabled(form.DeleteEnabled);

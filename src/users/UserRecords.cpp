@@ -9,9 +9,9 @@ namespace dorvane {
 
 namespace {
 
-// A text box cannot hold Null: only the email and the department columns
-// are read with a fallback to the empty text, every other column of a row
-// that holds Null makes the open fail.
+// A text box cannot hold Null. The optional columns (email, extension,
+// department), which the suite's other modules may leave Null, read as the
+// empty text; a Null in a required column makes the open fail.
 QString requiredText(Recordset& rs, const QString& column)
 {
     if (rs.IsNull(column))
@@ -50,7 +50,7 @@ UserOpenOutcome UserRecords::Open(int listIndex, qint32 userKey, Connection& con
         form.Fields.UserID = requiredText(rs, QStringLiteral("sUserID"));
         form.Fields.FirstName = requiredText(rs, QStringLiteral("sUserFirst"));
         form.Fields.LastName = requiredText(rs, QStringLiteral("sUserLast"));
-        form.Fields.Extension = requiredText(rs, QStringLiteral("sUserExtension"));
+        form.Fields.Extension = rs.Text(QStringLiteral("sUserExtension"));
         form.Fields.Email = rs.Text(QStringLiteral("sUserEmail"));
         form.Fields.Department = rs.Text(QStringLiteral("sUserDepartment"));
         form.Fields.Password = requiredText(rs, QStringLiteral("sUserPassword"));

@@ -129,7 +129,8 @@ public:
 
 private:
     CurrentUserKey& m_currentUserKey;
-    bool m_userIsNew = false;
+    // After start-up the editor stands on a new, empty user.
+    bool m_userIsNew = true;
     bool m_userDirty = false;
     int m_userListIndex = -1;
 };

@@ -167,7 +167,8 @@ TEST_P(VersionRecordsTest, VersionIdsAreNormalisedAndUniquePerApplication)
     const VersionSaveOutcome clash = save(versionInput(QStringLiteral("1_0")), newVersion());
     EXPECT_FALSE(clash.SaveOk);
     EXPECT_EQ(messages.shown, QStringList{QStringLiteral("1_0 already exists - please choose another ID")});
-    EXPECT_EQ(clash.state.VersionFolderName, QStringLiteral("1_0"));
+    // A refused ID leaves the folder name as it was.
+    EXPECT_EQ(clash.state.VersionFolderName, QString());
 
     messages.shown.clear();
     const qint32 quoted = saveNew(QStringLiteral("O'Neil"));

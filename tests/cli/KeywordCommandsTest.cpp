@@ -55,16 +55,34 @@ TEST_P(KeywordCommandsTest, ExportWritesTheFileAndPrintsTheCompletionMessage)
     EXPECT_EQ(bytes(file), lines + QByteArray(100 - lines.size(), 'x'));
 }
 
+// The file is Windows-1252 text; the import prints its counts as a line of
+// its own, and a second import of the same file adds nothing.
 TEST_P(KeywordCommandsTest, ExportThenImportCopiesKeywordsToAnotherApplication)
 {
+    open()->Execute(QStringLiteral("UPDATE tKeyword SET sKeywordDesc='Needs the host region \u2013 \u20ac' WHERE sKeywordName='Host'"));
     const QString file = path(QStringLiteral("ci.txt"));
     ASSERT_EQ(ctl({kExport, QStringLiteral("Customer Inquiry"), file}).exitCode, 0);
-    const CtlResult run = ctl({kImport, QStringLiteral("Web Store"), file});
+    EXPECT_EQ(bytes(file), QByteArray("Host\tNeeds the host region \x96 \x80\r\n"));
+    CtlResult run = ctl({kImport, QStringLiteral("Web Store"), file});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_EQ(run.out, QString());
+    EXPECT_EQ(run.out, QStringLiteral("added: 1  skipped: 0\n"));
     EXPECT_EQ(run.err, QString());
     EXPECT_EQ(keywords(QStringLiteral("Web Store")),
-              (QStringList{QStringLiteral("Checkout|Payment pages"), QStringLiteral("Host|Needs the host region")}));
+              (QStringList{QStringLiteral("Checkout|Payment pages"),
+                           QStringLiteral("Host|Needs the host region \u2013 \u20ac")}));
+
+    run = ctl({kImport, QStringLiteral("Web Store"), file});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, QStringLiteral("added: 0  skipped: 1\n"));
+    EXPECT_EQ(keywords(QStringLiteral("Web Store")).size(), 2);
+
+    // A line without its TAB stops the import with its number.
+    writeBytes(file, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n");
+    run = ctl({kImport, QStringLiteral("Web Store"), file});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, QString());
+    EXPECT_EQ(run.err, QStringLiteral("Bad format on import file - line 2 has no TAB\n"));
+    EXPECT_EQ(keywords(QStringLiteral("Web Store")).size(), 3);
 }
 
 TEST_P(KeywordCommandsTest, FailuresAreSaidOnStandardErrorWithStatusOne)

@@ -162,6 +162,38 @@ TEST_P(GridWidgetTest, SaveWritesTheEditsAndReloadsTheKeys)
     EXPECT_EQ(count(QStringLiteral("SELECT * FROM tRole WHERE sRoleDesc='Checks the records'")), 1);
 }
 
+// Deleting a row deletes the row shown: a role whose name differs only in
+// letter case, and another application's keyword of the same name, stay.
+TEST_P(GridWidgetTest, DeletingARowDeletesThatRow)
+{
+    openActive(RepositoryContent::Tutorial);
+    showRoles();
+    QTableView* roles = c().TDBGridRoles;
+    ASSERT_TRUE(typeCell(roles, roles->model()->rowCount() - 1, 0, QStringLiteral("tester")));
+    c().cmdRoleSave->click();
+    const int lower = names(roles).indexOf(QStringLiteral("tester"));
+    ASSERT_GE(lower, 0);
+    deleteRow(roles, lower);
+    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(Rows(repository(), QStringLiteral("SELECT sRoleName FROM tRole WHERE sRoleName='Tester'")),
+              QStringList{QStringLiteral("Tester")});
+    EXPECT_FALSE(names(roles).contains(QStringLiteral("tester")));
+    EXPECT_TRUE(names(roles).contains(QStringLiteral("Tester")));
+
+    // "Checkout" is Web Store's keyword; Order Entry gets one of its own.
+    c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+    c().lbAppList->setCurrentRow(FindItemByText(c().lbAppList, QStringLiteral("Order Entry")));
+    QTableView* keywords = c().TDBGridKeywords;
+    ASSERT_TRUE(typeCell(keywords, keywords->model()->rowCount() - 1, 0, QStringLiteral("Checkout")));
+    c().cmdKeywordSave->click();
+    deleteRow(keywords, names(keywords).indexOf(QStringLiteral("Checkout")));
+    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='Checkout'")), 1);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='Checkout' AND iKeywordAppKey=") +
+                    QString::number(window->CurrentAppKey)),
+              0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, GridWidgetTest, ::testing::ValuesIn(TestBackends()),
                          [](const auto& info) { return info.param; });
 

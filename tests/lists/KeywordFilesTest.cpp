@@ -108,16 +108,56 @@ TEST_P(KeywordFilesTest, AnApplicationWithoutKeywordsExportsNothing)
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_P(KeywordFilesTest, TextIsLatin1AndOtherCharactersBecomeQuestionMarks)
+// Windows-1252 both ways: the characters of 0x80 to 0x9F are written as
+// those bytes and read back, the undefined bytes stand for themselves, and
+// only a character the code page lacks becomes "?".
+TEST_P(KeywordFilesTest, TextIsWindows1252BothWays)
 {
-    addKeyword(app, QStringLiteral("Caf\u00e9"), QStringLiteral("\u00c4nderung \u2013 \U0001F600"));
-    const QString file = path(QStringLiteral("latin1.txt"));
+    addKeyword(app, QStringLiteral("Caf\u00e9 \u2013 \u20ac"),
+               QStringLiteral("\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 \U0001F600 \u0100"));
+    const QString file = path(QStringLiteral("cp1252.txt"));
     EXPECT_TRUE(exportTo(app, file));
-    EXPECT_EQ(bytes(file), QByteArray("Caf\xe9\t\xc4nderung ? ?\r\n"));
+    EXPECT_EQ(bytes(file), QByteArray("Caf\xe9 \x96 \x80\t\x93Quoted\x94 \x91it\x92s\x92 \x85 \x8a\x9f ? ?\r\n"));
 
-    const KeywordImportOutcome outcome = importFrom(other, file);
+    EXPECT_EQ(importFrom(other, file).result, KeywordImportResult::Imported);
+    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Caf\u00e9 \u2013 \u20ac|\u201cQuoted\u201d \u2018it\u2019s\u2019 "
+                                                          "\u2026 \u0160\u0178 ? ?")});
+
+    QByteArray high;
+    for (int b = 0x80; b < 0xA0; ++b)
+        high += static_cast<char>(b);
+    EXPECT_EQ(KeywordFileText(high),
+              QStringLiteral("\u20ac\u0081\u201a\u0192\u201e\u2026\u2020\u2021\u02c6\u2030\u0160\u2039\u0152\u008d"
+                             "\u017d\u008f\u0090\u2018\u2019\u201c\u201d\u2022\u2013\u2014\u02dc\u2122\u0161\u203a"
+                             "\u0153\u009d\u017e\u0178"));
+    EXPECT_EQ(KeywordFileBytes(KeywordFileText(high)), high);
+    EXPECT_EQ(KeywordFileBytes(QStringLiteral("\u0080\u009f")), QByteArray("??"));
+}
+
+// A name the application has already, compared exactly as the grid
+// compares names, is skipped, also when an earlier line of the same file
+// added it; a second import of a file adds nothing.
+TEST_P(KeywordFilesTest, NamesTheApplicationHasAreSkippedAndCounted)
+{
+    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Stored"));
+    addKeyword(other, QStringLiteral("Nightly"), QStringLiteral("Other application"));
+    const QString file = path(QStringLiteral("again.txt"));
+    writeBytes(file, "Smoke\tFrom the file\r\nsmoke\tOther case\r\nNightly\tNew here\r\nNightly\tTwice in the file\r\n");
+
+    KeywordImportOutcome outcome = importFrom(app, file);
     EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Caf\u00e9|\u00c4nderung ? ?")});
+    EXPECT_EQ(outcome.rowsAdded, 2);
+    EXPECT_EQ(outcome.rowsSkipped, 2);
+    EXPECT_EQ(KeywordImportCounts(outcome), QStringLiteral("added: 2  skipped: 2"));
+    EXPECT_EQ(keywords(app), (QStringList{QStringLiteral("Smoke|Stored"), QStringLiteral("smoke|Other case"),
+                                          QStringLiteral("Nightly|New here")}));
+
+    outcome = importFrom(app, file);
+    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
+    EXPECT_EQ(KeywordImportCounts(outcome), QStringLiteral("added: 0  skipped: 4"));
+    EXPECT_EQ(keywords(app).size(), 3);
+    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Nightly|Other application")});
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 TEST_P(KeywordFilesTest, ImportSplitsAtTheFirstTabAndStoresAnEmptyDescriptionAsABlank)
@@ -131,30 +171,41 @@ TEST_P(KeywordFilesTest, ImportSplitsAtTheFirstTabAndStoresAnEmptyDescriptionAsA
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_P(KeywordFilesTest, AFileEndingInsideALineKeepsTheLinesBeforeIt)
+// Where a read stops: a file that ends inside a line, a line without its
+// TAB, or an empty line (reported with its number; nothing is joined into
+// a name). The lines before stay added; empty lines at the end of the file
+// are no lines.
+TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
 {
     struct Case {
         const char* name;
         QByteArray content;
+        QString message;
+        QStringList added;
     };
     const Case cases[] = {
-        {"no CR LF on the last line", "One\tFirst\r\nTwo\tSecond"},
-        {"CR without its LF at the end", "One\tFirst\r\nTwo\tSecond\r"},
-        {"no TAB on the last line", "One\tFirst\r\nTwo"},
-        {"no TAB at all in the rest", "One\tFirst\r\nTwo Second\r\n"},
+        {"no CR LF on the last line", "One\tFirst\r\nTwo\tSecond", kImportUnexpectedEnd, {"One|First"}},
+        {"CR without its LF at the end", "One\tFirst\r\nTwo\tSecond\r", kImportUnexpectedEnd, {"One|First"}},
+        {"no TAB on the last line", "One\tFirst\r\nTwo", kImportUnexpectedEnd, {"One|First"}},
+        {"no TAB", "One\tFirst\r\nNoTab\r\nNext\tThird\r\n", kImportNoTab.arg(2), {"One|First"}},
+        {"a bare LF before the TAB", "One\tFirst\r\nNo\nTab\tSecond\r\n", kImportNoTab.arg(2), {"One|First"}},
+        {"empty line", "One\tFirst\r\nTwo\tSecond\r\n\r\nThree\tThird\r\n", kImportEmptyLine.arg(3),
+         {"One|First", "Two|Second"}},
+        {"empty first line", "\r\nOne\tFirst\r\n", kImportEmptyLine.arg(1), {}},
+        {"empty lines at the end", "One\tFirst\r\n\r\n\r\n", QString(), {"One|First"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const qint32 target = addApp(QString::fromLatin1(c.name), QStringLiteral("X"), 1);
-        const QString file = path(QStringLiteral("cut.txt"));
+        const QString file = path(QStringLiteral("lines.txt"));
         writeBytes(file, c.content);
         messages.shown.clear();
         const KeywordImportOutcome outcome = importFrom(target, file);
-        EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
-        EXPECT_EQ(outcome.rowsAdded, 1);
-        EXPECT_TRUE(outcome.ReloadGrid());
-        EXPECT_EQ(messages.shown, QStringList{kImportUnexpectedEnd});
-        EXPECT_EQ(keywords(target), QStringList{QStringLiteral("One|First")});
+        EXPECT_EQ(outcome.result, c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed);
+        EXPECT_EQ(outcome.rowsAdded, c.added.size());
+        EXPECT_EQ(outcome.ReloadGrid(), !c.added.isEmpty());
+        EXPECT_EQ(messages.shown, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+        EXPECT_EQ(keywords(target), c.added);
     }
 }
 

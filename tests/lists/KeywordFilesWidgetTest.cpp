@@ -114,7 +114,7 @@ TEST_P(KeywordFilesWidgetTest, ImportAddsTheRowsAndReloadsTheGrid)
     c().cmdImportKeywords->click();
     EXPECT_EQ(dialogs.fileListCaptions, QStringList{QStringLiteral("Import Keywords From Tab-Delimited Text File")});
     EXPECT_EQ(dialogs.fileListPresets[0], FileNamePreset::None);
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("The Keywords have been imported - added: 2  skipped: 0")});
     // Reloaded in name order, with their keys.
     EXPECT_EQ(gridRows(), (QStringList{QStringLiteral("Account| "), QStringLiteral("Checkout|Payment pages"),
                                        QStringLiteral("Search|Finding products")}));
@@ -123,6 +123,39 @@ TEST_P(KeywordFilesWidgetTest, ImportAddsTheRowsAndReloadsTheGrid)
     Recordset rs(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='Search' AND iKeywordAppKey=%1").arg(window->CurrentAppKey),
                  repository());
     EXPECT_EQ(CountRecords(&rs), 1);
+}
+
+// Unsaved grid edits meet the grid's save prompt before an import reloads
+// the grid: Cancel stops the import, Yes saves them first; the import then
+// says what it added and skipped, and a second import adds nothing.
+TEST_P(KeywordFilesWidgetTest, TheSavePromptComesBeforeAnImportWhichCountsWhatItDid)
+{
+    openKeywords(QStringLiteral("Web Store"));
+    const QString file = path(QStringLiteral("in.txt"));
+    writeBytes(file, "Checkout\tFrom the file\r\nSearch\tFinding products\r\n");
+    QAbstractItemModel* grid = c().TDBGridKeywords->model();
+    ASSERT_TRUE(grid->setData(grid->index(grid->rowCount() - 1, 0), QStringLiteral("Coupons")));
+
+    messages.Queue(Answer::Cancel);
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Save changes to Keywords?")});
+    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty());
+    EXPECT_TRUE(window->KeywordDirty());
+
+    messages.shown.clear();
+    messages.Queue(Answer::Yes);
+    dialogs.fileAnswers.push_back(file);
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, (QStringList{QStringLiteral("Save changes to Keywords?"),
+                                           QStringLiteral("The Keywords have been imported - added: 1  skipped: 1")}));
+    EXPECT_EQ(gridRows(), (QStringList{QStringLiteral("Checkout|Payment pages"), QStringLiteral("Coupons| "),
+                                       QStringLiteral("Search|Finding products")}));
+
+    messages.shown.clear();
+    dialogs.fileAnswers.push_back(file);
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("The Keywords have been imported - added: 0  skipped: 2")});
+    EXPECT_EQ(gridRows().size(), 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, KeywordFilesWidgetTest, ::testing::ValuesIn(TestBackends()));

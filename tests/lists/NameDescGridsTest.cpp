@@ -280,8 +280,14 @@ TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
     EXPECT_FALSE(list.IsNew(0));
     EXPECT_TRUE(list.IsDirty(1));
     EXPECT_TRUE(list.IsNew(2));
-    // No reload after a failed save: the list is as it was.
+    // No reload after a failed save: the list is as it was, and the entry
+    // written carries its row's key, so deleting it deletes that row.
     EXPECT_EQ(listRows(list), QStringList({"Alpha| ", "Zulu|changed", "Omega| "}));
+    EXPECT_NE(list.GetValue(0, 2), QStringLiteral("0"));
+    messages.shown.clear();
+    EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
+    EXPECT_TRUE(tableRows(conn, grid.Info()).isEmpty());
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 TEST_P(NameDescGridsTest, DeletingAStoredRoleRemovesRowAndEntry)
@@ -348,23 +354,29 @@ TEST_P(NameDescGridsTest, AKeywordInUseIsNotDeleted)
     EXPECT_EQ(messages.shown.size(), 1);
 }
 
-TEST_P(NameDescGridsTest, KeywordDeletionFindsTheNameInAnyApplication)
+// The row deleted, and the row checked for use, is the one the grid shows:
+// a keyword of the same name in another application, or a role whose name
+// differs only in letter case, is neither deleted nor asked about.
+TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
 {
-    // The lookup has no application condition: the keyword of the same
-    // name that was stored first is the one checked and deleted.
-    qint32 other = 0;
-    DB_ASSERT(other = addRow(NameDescGridKind::Keywords, QStringLiteral("Login"), QStringLiteral("of A"), appA));
+    qint32 otherLogin = 0;
+    DB_ASSERT(otherLogin = addRow(NameDescGridKind::Keywords, QStringLiteral("Login"), QStringLiteral("of A"), appA));
     DB_ASSERT(addRow(NameDescGridKind::Keywords, QStringLiteral("Login"), QStringLiteral("of B"), appB));
-    NameDescGrid grid(NameDescGridKind::Keywords, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages, appB));
+    DB_ASSERT(useKeyword(otherLogin));
+    NameDescGrid keywords(NameDescGridKind::Keywords, messages);
+    ASSERT_TRUE(keywords.Refresh(conn, messages, appB));
+    EXPECT_TRUE(keywords.DeleteRow(0, conn, messages)) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(tableRows(conn, keywords.Info()), QStringList({"Login|of A"}));
 
-    DB_ASSERT(useKeyword(other));
-    EXPECT_FALSE(grid.DeleteRow(0, conn, messages)) << "refused for the other application's use";
-    EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
-
-    DB_ASSERT(conn.Execute(QStringLiteral("DELETE * FROM tKeywordRel")));
-    EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Login|of B"}));
+    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Tester"), QStringLiteral("upper")));
+    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("tester"), QStringLiteral("lower")));
+    NameDescGrid roles(NameDescGridKind::Roles, messages);
+    ASSERT_TRUE(roles.Refresh(conn, messages));
+    const int lower = roles.List().GetValue(0, 1) == QStringLiteral("lower") ? 0 : 1;
+    EXPECT_TRUE(roles.DeleteRow(lower, conn, messages));
+    EXPECT_EQ(tableRows(conn, roles.Info()), QStringList({"Tester|upper"}));
+    EXPECT_EQ(listRows(roles.List()), QStringList({"Tester|upper"}));
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 TEST_P(NameDescGridsTest, AStoredProjectIsNeverDeleted)

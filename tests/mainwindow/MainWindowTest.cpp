@@ -93,6 +93,33 @@ TEST_P(MainWindowTest, FirstActivationLoadsEveryListWithKeys)
     EXPECT_FALSE(window->FirstActivate);
 }
 
+// A loader whose query fails says so, "Error while refreshing NAME list : "
+// and the database's reason, ends there, and keeps what it loaded before.
+TEST_P(MainWindowTest, LoadersReportTheirErrorsAndKeepWhatTheyLoaded)
+{
+    OpenWindow(RepositoryContent::Tutorial);
+    ASSERT_GT(c().lbEnvironList->count(), 0);
+    DB_ASSERT(repository().Execute(QStringLiteral("ALTER TABLE tEnvironment RENAME TO tEnvironmentGone")));
+    DB_ASSERT(repository().Execute(QStringLiteral("ALTER TABLE tTestTool RENAME TO tTestToolGone")));
+    const QString prefixes[] = {QStringLiteral("Error while refreshing environment list : "),
+                                QStringLiteral("Error while refreshing test tool list : ")};
+
+    window->RefreshEnvironList();
+    window->RefreshReferenceLists();
+    ASSERT_EQ(messages.shown.size(), 2) << messages.shown.join(u'\n').toStdString();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(messages.shown[i].startsWith(prefixes[i])) << messages.shown[i].toStdString();
+        EXPECT_GT(messages.shown[i].size(), prefixes[i].size()) << "the database's reason follows";
+    }
+    EXPECT_EQ(c().lbEnvironList->count(), 0);
+    EXPECT_EQ(window->nEnvironCount, 0);
+    EXPECT_FALSE(window->EditLoading);
+    // The platforms were read before the failure; the emulators come after it.
+    EXPECT_EQ(c().cbPlatform->count(), 4);
+    EXPECT_EQ(c().cbEnvironTestTool->count(), 0);
+    EXPECT_EQ(c().cbEmulator->count(), 0);
+}
+
 TEST_P(MainWindowTest, AnEmptyRepositoryStartsLumenoOncePerRun)
 {
     OpenWindow();

@@ -57,6 +57,48 @@ protected:
     }
 };
 
+// Right after start-up the editor stands on a new, empty user: typing and
+// Save add one. A user whose optional columns the suite's other modules
+// left Null opens with those boxes empty.
+TEST_P(UserEditorWidgetTest, StartsOnANewUserAndOpensNullOptionalsAsEmpty)
+{
+    openActive(RepositoryContent::Tutorial);
+    const qint32 before = count(QStringLiteral("SELECT * FROM tUser"));
+    const QStringList typed = {QStringLiteral("skim"), QStringLiteral("Sam"), QStringLiteral("Kim"),
+                               QStringLiteral("secret"), QStringLiteral("secret")};
+    const QList<QLineEdit*> boxes = {c().txtUserID, c().txtFirstName, c().txtLastName, c().txtPassword,
+                                     c().txtVerifyPassword};
+    for (int i = 0; i < boxes.size(); ++i)
+        retype(boxes[i], typed[i]);
+    EXPECT_EQ(save(), QString());
+    EXPECT_TRUE(window->SaveOk);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser")), before + 1);
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser WHERE sUserID='skim' AND sUserDepartment=' '")), 1);
+
+    DB_ASSERT(repository().Execute(QStringLiteral(
+        "UPDATE tUser SET sUserEmail=NULL, sUserExtension=NULL, sUserDepartment=NULL WHERE sUserID='jsmith'")));
+    c().lbUserList->setCurrentRow(FindItemByText(c().lbUserList, QStringLiteral("Jane Smith")));
+    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(boxTexts(), (QStringList{QStringLiteral("jsmith"), QStringLiteral("Jane"), QStringLiteral("Smith"),
+                                       QStringLiteral("tutorial"), QStringLiteral("tutorial"), QString(), QString(),
+                                       QString()}));
+    EXPECT_TRUE(c().cmdUserDelete->isEnabled());
+}
+
+// A login ID stored longer than the box lets a user type is shown whole
+// and saved as stored when another field was edited.
+TEST_P(UserEditorWidgetTest, ALongStoredIdIsShownWholeAndKept)
+{
+    openActive(RepositoryContent::Tutorial);
+    const QString id = QStringLiteral("jane.smith.qa.team");
+    DB_ASSERT(repository().Execute(QStringLiteral("UPDATE tUser SET sUserID='%1' WHERE sUserID='jsmith'").arg(id)));
+    c().lbUserList->setCurrentRow(FindItemByText(c().lbUserList, QStringLiteral("Jane Smith")));
+    EXPECT_EQ(c().txtUserID->text(), id);
+    retype(c().txtDepartment, QStringLiteral("Release"));
+    EXPECT_EQ(save(), QString());
+    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'").arg(id)), 1);
+}
+
 TEST_P(UserEditorWidgetTest, SaveChecksTheFieldsInOrderAndWritesOnlyWhenAllPass)
 {
     openActive(RepositoryContent::Tutorial);
