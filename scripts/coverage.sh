@@ -17,6 +17,4 @@ find build/coverage -name '*.gcda' -delete
 scripts/with-postgres.sh ctest --preset coverage -j "$(nproc)"
 gcovr --root . --filter 'src/' --object-directory build/coverage \
     --exclude-unreachable-branches --exclude-throw-branches \
-    --html-details build/coverage/coverage.html --print-summary -j "$(nproc)" >/dev/null
-gcovr --root . --filter 'src/' --object-directory build/coverage \
-    --exclude-unreachable-branches --exclude-throw-branches --print-summary -j "$(nproc)" | tail -n 3
+    --html-details build/coverage/coverage.html --print-summary -j "$(nproc)"
