@@ -1,110 +1,83 @@
 // Keyword export and import: the file's bytes, the reader's messages and
 // what stays in the repository when a read fails.
 
-#include "applications/AppTestFixture.h"
+#include "copyengine/CopyEngineFixture.h"
 #include "lists/KeywordFiles.h"
 
-#include <QFile>
+using namespace Qt::StringLiterals;
 
 namespace dorvane::test {
 namespace {
 
-class KeywordFilesTest : public AppRepositoryTest {
+class KeywordFilesTest : public CopyEngineTest {
 protected:
     void SetUp() override
     {
-        AppRepositoryTest::SetUp();
-        app = addApp(QStringLiteral("Orders"), QStringLiteral("OR"), 1);
-        other = addApp(QStringLiteral("Billing"), QStringLiteral("BI"), 1);
+        CopyEngineTest::SetUp();
+        app = addApp(u"Orders"_s);
+        other = addApp(u"Billing"_s);
     }
 
+    qint32 addApp(const QString& name) { return add(u"tApp"_s, {{u"sAppName"_s, name}, {u"iAppPlatform"_s, 1}}); }
     void addKeyword(qint32 appKey, const QString& name, const QVariant& description)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordKey=0"), conn);
-        rs.AddNew();
-        rs.SetValue(QStringLiteral("iKeywordAppKey"), appKey);
-        rs.SetValue(QStringLiteral("sKeywordName"), name);
-        rs.SetValue(QStringLiteral("sKeywordDesc"), description);
-        rs.Update();
+        add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, description}});
     }
-
     // "name|description" per keyword of the application, in key order.
     QStringList keywords(qint32 appKey)
     {
-        QStringList rows;
-        for (Recordset rs(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY iKeywordKey").arg(appKey),
-                          conn);
-             !rs.Eof(); rs.MoveNext())
-            rows << rs.Text(QStringLiteral("sKeywordName")) + u'|' + rs.Text(QStringLiteral("sKeywordDesc"));
-        return rows;
+        return Rows(conn, u"SELECT sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY iKeywordKey"_s.arg(appKey));
     }
 
     QString path(const QString& name) const { return db->tempPath() + u'/' + name; }
-
-    QByteArray bytes(const QString& file)
+    static QByteArray bytes(const QString& file)
     {
         QFile f(file);
         EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << file.toStdString();
         return f.readAll();
     }
-
-    void writeBytes(const QString& file, const QByteArray& content)
+    QString write(const QByteArray& content, const QString& name = u"in.txt"_s)
     {
-        QFile f(file);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QFile f(path(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
         f.write(content);
+        return f.fileName();
     }
 
-    static KeywordFileChooser chosen(const QString& file)
+    bool exportTo(qint32 appKey, const QString& file)
     {
-        return [file] { return std::optional<QString>(file); };
+        return ExportKeywords(conn, messages, appKey, [file] { return std::optional<QString>(file); });
     }
-
-    bool exportTo(qint32 appKey, const QString& file) { return ExportKeywords(conn, messages, appKey, chosen(file)); }
     KeywordImportOutcome importFrom(qint32 appKey, const QString& file)
     {
-        return ImportKeywords(conn, messages, appKey, chosen(file));
+        return ImportKeywords(conn, messages, appKey, [file] { return std::optional<QString>(file); });
     }
 
-    qint32 app = 0;
-    qint32 other = 0;
+    qint32 app = 0, other = 0;
 };
 
-TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInNameOrder)
+// Name TAB description CR LF in name order (letter case ignored), a TAB in
+// a description as it stands, a Null description empty; an existing file
+// is written over from its start, and with no keywords it is left alone.
+TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfOverTheFilesStart)
 {
-    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Quick check"));
-    addKeyword(app, QStringLiteral("Orders"), QStringLiteral("Touches\torder data"));
-    addKeyword(app, QStringLiteral("billing"), QVariant());
-    addKeyword(other, QStringLiteral("Elsewhere"), QStringLiteral("Not this application"));
-    const QString file = path(QStringLiteral("out.txt"));
-
-    EXPECT_TRUE(exportTo(app, file));
-    EXPECT_TRUE(messages.shown.isEmpty());
-    // Name order ignores case; a TAB in a description is written as it
-    // stands; a Null description is empty.
-    EXPECT_EQ(bytes(file), QByteArray("billing\t\r\nOrders\tTouches\torder data\r\nSmoke\tQuick check\r\n"));
-}
-
-TEST_P(KeywordFilesTest, ExportOverALongerFileLeavesItsTail)
-{
-    addKeyword(app, QStringLiteral("A"), QStringLiteral("B"));
-    const QString file = path(QStringLiteral("old.txt"));
-    writeBytes(file, "Regression\tThe full run\r\nNightly\tEvery night\r\n");
-    EXPECT_TRUE(exportTo(app, file));
-    EXPECT_EQ(bytes(file), QByteArray("A\tB\r\nssion\tThe full run\r\nNightly\tEvery night\r\n"));
-}
-
-TEST_P(KeywordFilesTest, AnApplicationWithoutKeywordsExportsNothing)
-{
-    const QString fresh = path(QStringLiteral("empty.txt"));
+    const QString fresh = path(u"empty.txt"_s);
     EXPECT_TRUE(exportTo(app, fresh));
-    EXPECT_TRUE(QFile::exists(fresh));
-    EXPECT_EQ(bytes(fresh), QByteArray());
+    EXPECT_EQ(bytes(fresh), QByteArray()) << "an application without keywords exports an empty file";
+    const QString kept = write("Kept\tAs it was\r\n", u"kept.txt"_s);
+    EXPECT_TRUE(exportTo(app, kept));
+    EXPECT_EQ(bytes(kept), QByteArray("Kept\tAs it was\r\n"));
 
-    const QString existing = path(QStringLiteral("kept.txt"));
-    writeBytes(existing, "Kept\tAs it was\r\n");
-    EXPECT_TRUE(exportTo(app, existing));
-    EXPECT_EQ(bytes(existing), QByteArray("Kept\tAs it was\r\n"));
+    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
+    addKeyword(app, u"Orders"_s, u"Touches\torder data"_s);
+    addKeyword(app, u"billing"_s, QVariant());
+    addKeyword(other, u"Elsewhere"_s, u"Not this application"_s);
+    EXPECT_TRUE(exportTo(app, fresh));
+    EXPECT_EQ(bytes(fresh), QByteArray("billing\t\r\nOrders\tTouches\torder data\r\nSmoke\tQuick check\r\n"));
+    const QByteArray old = "Regression\tThe full run\r\nA much longer file than the export\r\nNightly\tEvery night\r\n";
+    const QString longer = write(old);
+    EXPECT_TRUE(exportTo(app, longer));
+    EXPECT_EQ(bytes(longer), bytes(fresh) + old.mid(bytes(fresh).size())) << "the old file's tail stays";
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
@@ -113,68 +86,51 @@ TEST_P(KeywordFilesTest, AnApplicationWithoutKeywordsExportsNothing)
 // only a character the code page lacks becomes "?".
 TEST_P(KeywordFilesTest, TextIsWindows1252BothWays)
 {
-    addKeyword(app, QStringLiteral("Caf\u00e9 \u2013 \u20ac"),
-               QStringLiteral("\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 \U0001F600 \u0100"));
-    const QString file = path(QStringLiteral("cp1252.txt"));
+    addKeyword(app, u"Caf\u00e9 \u2013 \u20ac"_s, u"\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 \U0001F600 \u0100"_s);
+    const QString file = path(u"cp1252.txt"_s);
     EXPECT_TRUE(exportTo(app, file));
     EXPECT_EQ(bytes(file), QByteArray("Caf\xe9 \x96 \x80\t\x93Quoted\x94 \x91it\x92s\x92 \x85 \x8a\x9f ? ?\r\n"));
-
     EXPECT_EQ(importFrom(other, file).result, KeywordImportResult::Imported);
-    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Caf\u00e9 \u2013 \u20ac|\u201cQuoted\u201d \u2018it\u2019s\u2019 "
-                                                          "\u2026 \u0160\u0178 ? ?")});
+    EXPECT_EQ(keywords(other), QStringList{u"Caf\u00e9 \u2013 \u20ac|\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 ? ?"_s});
 
     QByteArray high;
     for (int b = 0x80; b < 0xA0; ++b)
         high += static_cast<char>(b);
-    EXPECT_EQ(KeywordFileText(high),
-              QStringLiteral("\u20ac\u0081\u201a\u0192\u201e\u2026\u2020\u2021\u02c6\u2030\u0160\u2039\u0152\u008d"
-                             "\u017d\u008f\u0090\u2018\u2019\u201c\u201d\u2022\u2013\u2014\u02dc\u2122\u0161\u203a"
-                             "\u0153\u009d\u017e\u0178"));
+    EXPECT_EQ(KeywordFileText(high), u"\u20ac\u0081\u201a\u0192\u201e\u2026\u2020\u2021\u02c6\u2030\u0160\u2039\u0152\u008d"
+                                     u"\u017d\u008f\u0090\u2018\u2019\u201c\u201d\u2022\u2013\u2014\u02dc\u2122\u0161\u203a"
+                                     u"\u0153\u009d\u017e\u0178"_s);
     EXPECT_EQ(KeywordFileBytes(KeywordFileText(high)), high);
-    EXPECT_EQ(KeywordFileBytes(QStringLiteral("\u0080\u009f")), QByteArray("??"));
+    EXPECT_EQ(KeywordFileBytes(u"\u0080\u009f"_s), QByteArray("??"));
 }
 
 // A name the application has already, compared exactly as the grid
 // compares names, is skipped, also when an earlier line of the same file
-// added it; a second import of a file adds nothing.
-TEST_P(KeywordFilesTest, NamesTheApplicationHasAreSkippedAndCounted)
+// added it; a second import adds nothing. A line splits at its first TAB;
+// an empty description is stored as a blank.
+TEST_P(KeywordFilesTest, ImportSkipsAndCountsNamesTheApplicationHas)
 {
-    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Stored"));
-    addKeyword(other, QStringLiteral("Nightly"), QStringLiteral("Other application"));
-    const QString file = path(QStringLiteral("again.txt"));
-    writeBytes(file, "Smoke\tFrom the file\r\nsmoke\tOther case\r\nNightly\tNew here\r\nNightly\tTwice in the file\r\n");
-
+    addKeyword(app, u"Smoke"_s, u"Stored"_s);
+    addKeyword(other, u"Nightly"_s, u"Other application"_s);
+    const QString file = write("Smoke\tFrom the file\r\nsmoke\tOther case\r\nNightly\tNew\there\r\nNightly\tTwice\r\nBlank\t\r\n");
     KeywordImportOutcome outcome = importFrom(app, file);
     EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(outcome.rowsAdded, 2);
+    EXPECT_EQ(outcome.rowsAdded, 3);
     EXPECT_EQ(outcome.rowsSkipped, 2);
-    EXPECT_EQ(KeywordImportCounts(outcome), QStringLiteral("added: 2  skipped: 2"));
-    EXPECT_EQ(keywords(app), (QStringList{QStringLiteral("Smoke|Stored"), QStringLiteral("smoke|Other case"),
-                                          QStringLiteral("Nightly|New here")}));
+    EXPECT_EQ(KeywordImportCounts(outcome), u"added: 3  skipped: 2"_s);
+    EXPECT_EQ(keywords(app), QStringList({"Smoke|Stored", "smoke|Other case", "Nightly|New\there", "Blank| "}));
 
     outcome = importFrom(app, file);
     EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(KeywordImportCounts(outcome), QStringLiteral("added: 0  skipped: 4"));
-    EXPECT_EQ(keywords(app).size(), 3);
-    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("Nightly|Other application")});
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(KeywordFilesTest, ImportSplitsAtTheFirstTabAndStoresAnEmptyDescriptionAsABlank)
-{
-    const QString file = path(QStringLiteral("in.txt"));
-    writeBytes(file, "Orders\tTouches\torder data\r\nSmoke\t\r\n\tNo name\r\n");
-    const KeywordImportOutcome outcome = importFrom(app, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(keywords(app),
-              (QStringList{QStringLiteral("Orders|Touches\torder data"), QStringLiteral("Smoke| "), QStringLiteral("|No name")}));
+    EXPECT_EQ(KeywordImportCounts(outcome), u"added: 0  skipped: 5"_s);
+    EXPECT_EQ(keywords(app).size(), 4);
+    EXPECT_EQ(keywords(other), QStringList{u"Nightly|Other application"_s});
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 // Where a read stops: a file that ends inside a line, a line without its
-// TAB, or an empty line (reported with its number; nothing is joined into
-// a name). The lines before stay added; empty lines at the end of the file
-// are no lines.
+// TAB or an empty line (reported with its number; nothing is joined into a
+// name), a CR without its LF. The lines before stay added; empty lines at
+// the end of the file are no lines; a bare LF ends no line.
 TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
 {
     struct Case {
@@ -189,18 +145,18 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
         {"no TAB on the last line", "One\tFirst\r\nTwo", kImportUnexpectedEnd, {"One|First"}},
         {"no TAB", "One\tFirst\r\nNoTab\r\nNext\tThird\r\n", kImportNoTab.arg(2), {"One|First"}},
         {"a bare LF before the TAB", "One\tFirst\r\nNo\nTab\tSecond\r\n", kImportNoTab.arg(2), {"One|First"}},
-        {"empty line", "One\tFirst\r\nTwo\tSecond\r\n\r\nThree\tThird\r\n", kImportEmptyLine.arg(3),
-         {"One|First", "Two|Second"}},
+        {"empty line", "One\tFirst\r\nTwo\tSecond\r\n\r\nThree\tThird\r\n", kImportEmptyLine.arg(3), {"One|First", "Two|Second"}},
         {"empty first line", "\r\nOne\tFirst\r\n", kImportEmptyLine.arg(1), {}},
         {"empty lines at the end", "One\tFirst\r\n\r\n\r\n", QString(), {"One|First"}},
+        {"CR without LF", "One\tFirst\r\nTwo\tSecond\rThree\tThird\r\n", kImportBadFormat, {"One|First"}},
+        {"no name", "\tNo name\r\n", QString(), {"|No name"}},
+        {"bare LF after the TAB", "One\tFirst\nTwo\tSecond\r\n", QString(), {"One|First\nTwo\tSecond"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const qint32 target = addApp(QString::fromLatin1(c.name), QStringLiteral("X"), 1);
-        const QString file = path(QStringLiteral("lines.txt"));
-        writeBytes(file, c.content);
+        const qint32 target = addApp(QString::fromLatin1(c.name));
         messages.shown.clear();
-        const KeywordImportOutcome outcome = importFrom(target, file);
+        const KeywordImportOutcome outcome = importFrom(target, write(c.content));
         EXPECT_EQ(outcome.result, c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed);
         EXPECT_EQ(outcome.rowsAdded, c.added.size());
         EXPECT_EQ(outcome.ReloadGrid(), !c.added.isEmpty());
@@ -209,69 +165,46 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
     }
 }
 
-TEST_P(KeywordFilesTest, ACrWithoutLfIsABadFormat)
+// A file that cannot be opened is named; a row the repository refuses stops
+// the import with the database's reason and keeps the rows before.
+TEST_P(KeywordFilesTest, FailuresAreReportedAndKeepWhatWasAdded)
 {
-    const QString file = path(QStringLiteral("bad.txt"));
-    writeBytes(file, "One\tFirst\r\nTwo\tSecond\rThree\tThird\r\n");
-    const KeywordImportOutcome outcome = importFrom(app, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
-    EXPECT_EQ(messages.shown, QStringList{kImportBadFormat});
-    EXPECT_EQ(keywords(app), QStringList{QStringLiteral("One|First")});
-
-    // A bare LF ends no line: it becomes part of the description.
-    messages.shown.clear();
-    writeBytes(file, "One\tFirst\nTwo\tSecond\r\n");
-    EXPECT_EQ(importFrom(other, file).result, KeywordImportResult::Imported);
-    EXPECT_EQ(keywords(other), QStringList{QStringLiteral("One|First\nTwo\tSecond")});
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(KeywordFilesTest, AFileThatCannotBeOpenedIsReported)
-{
-    addKeyword(app, QStringLiteral("Smoke"), QStringLiteral("Quick check"));
-    const QString missingFolder = path(QStringLiteral("no/such/folder/out.txt"));
-    EXPECT_FALSE(exportTo(app, missingFolder));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.front().startsWith(QStringLiteral("Error while exporting Keywords: ")));
-    EXPECT_TRUE(messages.shown.front().contains(QStringLiteral("out.txt"))) << messages.shown.front().toStdString();
-
-    messages.shown.clear();
-    const KeywordImportOutcome outcome = importFrom(other, path(QStringLiteral("missing.txt")));
-    EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
-    EXPECT_FALSE(outcome.ReloadGrid());
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.front().startsWith(QStringLiteral("Error while Importing Keywords: ")));
-    EXPECT_TRUE(messages.shown.front().contains(QStringLiteral("missing.txt"))) << messages.shown.front().toStdString();
-
-    // A folder is no keyword file either.
-    messages.shown.clear();
-    EXPECT_EQ(importFrom(other, db->tempPath()).result, KeywordImportResult::Failed);
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.front().startsWith(QStringLiteral("Error while Importing Keywords: ")));
-    EXPECT_TRUE(keywords(other).isEmpty());
-}
-
-TEST_P(KeywordFilesTest, ARowTheRepositoryRefusesStopsTheImportAndKeepsTheRowsBefore)
-{
-    const QString file = path(QStringLiteral("refused.txt"));
-    writeBytes(file, "One\tFirst\r\nRefused\tSecond\r\nThree\tThird\r\n");
-    if (db->isOdbc()) {
-        conn.Execute(QStringLiteral("CREATE OR REPLACE FUNCTION dorvane_refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
-                                    "IF NEW.sKeywordName = 'Refused' THEN RAISE EXCEPTION 'refused'; END IF; "
-                                    "RETURN NEW; END $$"));
-        conn.Execute(QStringLiteral("CREATE TRIGGER refuse_keyword BEFORE INSERT ON tKeyword FOR EACH ROW EXECUTE "
-                                    "FUNCTION dorvane_refuse()"));
-    } else {
-        conn.Execute(QStringLiteral("CREATE TRIGGER refuse_keyword BEFORE INSERT ON tKeyword WHEN "
-                                    "NEW.sKeywordName = 'Refused' BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
+    const std::pair<bool, QString> attempts[] = {{false, path(u"no/such/folder/out.txt"_s)},
+                                                 {true, path(u"missing.txt"_s)},
+                                                 {true, db->tempPath()}};
+    for (const auto& [import, file] : attempts) {
+        messages.shown.clear();
+        if (import) {
+            const KeywordImportOutcome outcome = importFrom(other, file);
+            EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
+            EXPECT_FALSE(outcome.ReloadGrid());
+        } else {
+            EXPECT_FALSE(exportTo(app, file));
+        }
+        ASSERT_EQ(messages.shown.size(), 1);
+        const QString& shown = messages.shown.front();
+        EXPECT_TRUE(shown.startsWith(import ? u"Error while Importing Keywords: "_s : u"Error while exporting Keywords: "_s));
+        EXPECT_TRUE(!file.endsWith(u".txt"_s) || shown.contains(QFileInfo(file).fileName())) << shown.toStdString();
     }
-    const KeywordImportOutcome outcome = importFrom(app, file);
+    EXPECT_TRUE(keywords(other).isEmpty());
+
+    if (db->isOdbc()) {
+        conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                     u"IF NEW.sKeywordName = 'Refused' THEN RAISE EXCEPTION 'refused'; END IF; RETURN NEW; END $$"_s);
+        conn.Execute(u"CREATE TRIGGER refuse_keyword BEFORE INSERT ON tKeyword FOR EACH ROW EXECUTE FUNCTION dorvane_refuse()"_s);
+    } else {
+        conn.Execute(u"CREATE TRIGGER refuse_keyword BEFORE INSERT ON tKeyword WHEN NEW.sKeywordName = 'Refused' "
+                     u"BEGIN SELECT RAISE(ABORT, 'refused'); END"_s);
+    }
+    messages.shown.clear();
+    const KeywordImportOutcome outcome = importFrom(other, write("One\tFirst\r\nRefused\tSecond\r\nThree\tThird\r\n"));
     EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
     EXPECT_EQ(outcome.rowsAdded, 1);
     ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.front().startsWith(QStringLiteral("Error while Importing Keywords: ")));
-    EXPECT_TRUE(messages.shown.front().contains(QStringLiteral("refused"))) << messages.shown.front().toStdString();
-    EXPECT_EQ(keywords(app), QStringList{QStringLiteral("One|First")});
+    EXPECT_TRUE(messages.shown.front().startsWith(u"Error while Importing Keywords: "_s));
+    EXPECT_TRUE(messages.shown.front().contains(u"refused"_s)) << messages.shown.front().toStdString();
+    EXPECT_EQ(keywords(other), QStringList{u"One|First"_s});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, KeywordFilesTest, ::testing::ValuesIn(TestBackends()));

@@ -1,35 +1,19 @@
-#include "lists/NameDescGrids.h"
-#include "lists/NameDescTableModel.h"
-#include "repository/Connection.h"
-#include "repository/Installation.h"
-#include "repository/Recordset.h"
-#include "support/TestSupport.h"
+// The in-memory list behind the roles, projects and keywords grids, and the
+// grids' reads, name checks, saves and deletions against the repository.
 
-#include <memory>
+#include "copyengine/CopyEngineFixture.h"
+#include "lists/NameDescGrids.h"
+
+#include <stdexcept>
 
 using namespace dorvane;
 using namespace dorvane::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-QString descriptionOf(Connection& conn, const QString& sql)
-{
-    try {
-        Recordset rs(sql, conn);
-        rs.Eof();
-    } catch (const DbError& e) {
-        return e.description();
-    }
-    return QStringLiteral("<no error>");
-}
-
-// The rows of a table as "name|description", in name order.
-QStringList tableRows(Connection& conn, const NameDescGridInfo& info, const QString& where = QString())
-{
-    return Rows(conn, QStringLiteral("SELECT %1, %2 FROM %3 %4 ORDER BY %1").arg(info.nameColumn, info.descriptionColumn, info.table, where));
-}
-
-QStringList listRows(const clsNameDescPair& list)
+// "name|description" per entry, in list order.
+QStringList entries(const clsNameDescPair& list)
 {
     QStringList out;
     for (int i = 0; i < list.Count(); ++i)
@@ -39,124 +23,149 @@ QStringList listRows(const clsNameDescPair& list)
 
 } // namespace
 
-class NameDescGridsTest : public ::testing::TestWithParam<std::string> {
+TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
+{
+    clsNameDescPair list;
+    EXPECT_TRUE(list.IsUnique(u"A"_s, 0));
+    list.Add(u"Admin"_s, u"a"_s, 11, false);
+    list.Add(u"Tester"_s, u"t"_s, 12, false);
+    list.Add(u"Lead"_s, u" "_s, 0, true);
+    // The same text still marks the entry dirty; a key does not make it stored.
+    list.SetValue(0, 0, u"Admin"_s);
+    list.SetValue(2, 2, u"42"_s);
+    EXPECT_TRUE(list.IsDirty(0));
+    EXPECT_FALSE(list.IsDirty(1));
+    EXPECT_TRUE(list.IsNew(2));
+    EXPECT_EQ(list.GetValue(2, 2), u"42"_s);
+    // Outside the list (the spare slot included) nothing is read or changed.
+    for (const auto& [index, field] : {std::pair{-1, 0}, std::pair{3, 0}, std::pair{0, 3}}) {
+        EXPECT_EQ(list.GetValue(index, field), QString());
+        list.SetValue(index, field, u"x"_s);
+    }
+    list.Remove(3);
+    list.Remove(-1);
+    EXPECT_EQ(entries(list), QStringList({"Admin|a", "Tester|t", "Lead| "}));
+    EXPECT_FALSE(list.IsDirty(3));
+    // Names clash exactly (letter case makes another name); the entry itself
+    // is skipped, and a row being added (index Count) meets every entry.
+    EXPECT_FALSE(list.IsUnique(u"Tester"_s, 0));
+    EXPECT_TRUE(list.IsUnique(u"Tester"_s, 1));
+    EXPECT_TRUE(list.IsUnique(u"tester"_s, 0));
+    EXPECT_FALSE(list.IsUnique(u"Lead"_s, list.Count()));
+    // The flags reach the spare slot but not beyond the storage.
+    EXPECT_FALSE(list.IsNew(3));
+    list.Initialize(3);
+    EXPECT_EQ(list.Count(), 3);
+    EXPECT_THROW(list.IsDirty(4), std::out_of_range);
+    EXPECT_THROW(list.Initialize(-1), std::out_of_range);
+    // Remove shifts the later entries down with their flags and keys; the
+    // storage does not shrink; an entry added later takes its place clean.
+    list.SetValue(1, 1, u"t2"_s);
+    list.Remove(0);
+    EXPECT_EQ(entries(list), QStringList({"Tester|t2", "Lead| "}));
+    EXPECT_TRUE(list.IsDirty(0));
+    EXPECT_EQ(list.GetValue(0, 2), u"12"_s);
+    EXPECT_TRUE(list.IsNew(1));
+    EXPECT_NO_THROW(list.IsNew(3));
+    list.Remove(1);
+    list.Add(u"Viewer"_s, u"v"_s, 9, false);
+    EXPECT_FALSE(list.IsNew(1) || list.IsDirty(1));
+    // Clear goes back to the single spare slot.
+    list.Clear();
+    EXPECT_EQ(list.Count(), 0);
+    EXPECT_NO_THROW(list.IsNew(0));
+    EXPECT_THROW(list.IsNew(1), std::out_of_range);
+}
+
+class NameDescGridsTest : public CopyEngineTest {
 protected:
     void SetUp() override
     {
-        db = std::make_unique<TestDatabase>(GetParam());
-        DB_ASSERT(conn.Open(db->connectionString()));
-        DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
-        DB_ASSERT(appA = addApp(QStringLiteral("Billing")));
-        DB_ASSERT(appB = addApp(QStringLiteral("Claims")));
+        CopyEngineTest::SetUp();
+        appA = add(u"tApp"_s, {{u"sAppName"_s, u"Billing"_s}, {u"iAppPlatform"_s, kPlatformWindows}});
+        appB = add(u"tApp"_s, {{u"sAppName"_s, u"Claims"_s}, {u"iAppPlatform"_s, kPlatformWindows}});
     }
 
-    qint32 addApp(const QString& name)
-    {
-        Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=0"), conn);
-        rs.AddNew();
-        rs.SetValue(QStringLiteral("sAppName"), name);
-        rs.SetValue(QStringLiteral("iAppPlatform"), kPlatformWindows);
-        rs.Update();
-        return rs.Int(QStringLiteral("iAppKey"));
-    }
-
-    qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 appKey = 0)
+    qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
     {
         const NameDescGridInfo& info = GridInfo(kind);
-        Recordset rs(QStringLiteral("SELECT * FROM %1 WHERE %2=0").arg(info.table, info.keyColumn), conn);
-        rs.AddNew();
-        rs.SetValue(info.nameColumn, name);
-        rs.SetValue(info.descriptionColumn, desc);
+        Values values = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
         if (kind == NameDescGridKind::Keywords)
-            rs.SetValue(QStringLiteral("iKeywordAppKey"), appKey);
-        rs.Update();
-        return rs.Int(info.keyColumn);
+            values.emplace_back(u"iKeywordAppKey"_s, app);
+        return add(info.table, values);
     }
 
-    void useKeyword(qint32 keywordKey)
+    void useKeyword(qint32 keyword)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), conn);
-        rs.AddNew();
-        rs.SetValue(QStringLiteral("iKeywordRelKeywordKey"), keywordKey);
-        rs.SetValue(QStringLiteral("iKeywordRelProcessKey"), 0);
-        rs.SetValue(QStringLiteral("iKeywordRelCycleKey"), 7);
-        rs.SetValue(QStringLiteral("iKeywordRelScheduleKey"), 0);
-        rs.Update();
+        add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0},
+                               {u"iKeywordRelCycleKey"_s, 7}, {u"iKeywordRelScheduleKey"_s, 0}});
+    }
+
+    // The grid's table as "name|description" in name order.
+    QStringList stored(const NameDescGrid& grid, const QString& where = {})
+    {
+        const NameDescGridInfo& i = grid.Info();
+        return Rows(conn, u"SELECT %1, %2 FROM %3 %4 ORDER BY %1"_s.arg(i.nameColumn, i.descriptionColumn, i.table, where));
     }
 
     // Types into a cell as a user would.
-    bool type(NameDescGrid& grid, int row, int column, const QString& text)
+    static bool type(NameDescGrid& grid, int row, int column, const QString& text)
     {
-        NameDescTableModel& model = grid.Model();
-        return model.setData(model.index(row, column), text, Qt::EditRole);
+        return grid.Model().setData(grid.Model().index(row, column), text, Qt::EditRole);
     }
 
-    std::unique_ptr<TestDatabase> db;
-    Connection conn;
-    ScriptedMessages messages;
-    qint32 appA = 0;
-    qint32 appB = 0;
+    qint32 appA = 0, appB = 0;
 };
 
-TEST_P(NameDescGridsTest, LoadersReadNameOrderWithKeysAndKeywordsOfOneApplication)
+TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
 {
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Zeta"), QStringLiteral("z")));
-    qint32 alpha = 0;
-    DB_ASSERT(alpha = addRow(NameDescGridKind::Roles, QStringLiteral("alpha"), QStringLiteral("a")));
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Beta"), QStringLiteral("b")));
-    DB_ASSERT(addRow(NameDescGridKind::Keywords, QStringLiteral("Smoke"), QStringLiteral("s"), appA));
-    DB_ASSERT(addRow(NameDescGridKind::Keywords, QStringLiteral("Regression"), QStringLiteral("r"), appB));
+    addRow(NameDescGridKind::Roles, u"Zeta"_s, u"z"_s);
+    const qint32 alpha = addRow(NameDescGridKind::Roles, u"alpha"_s, u"a"_s);
+    addRow(NameDescGridKind::Roles, u"Beta"_s, u"b"_s);
+    addRow(NameDescGridKind::Keywords, u"Smoke"_s, u"s"_s, appA);
+    addRow(NameDescGridKind::Keywords, u"Regression"_s, u"r"_s, appB);
 
     NameDescGrid roles(NameDescGridKind::Roles, messages);
     ASSERT_TRUE(RefreshRoleGrid(roles, conn, messages));
-    EXPECT_EQ(listRows(roles.List()), QStringList({"alpha|a", "Beta|b", "Zeta|z"}));
+    EXPECT_EQ(entries(roles.List()), QStringList({"alpha|a", "Beta|b", "Zeta|z"}));
     EXPECT_EQ(roles.List().GetValue(0, 2), QString::number(alpha));
     EXPECT_FALSE(roles.List().IsNew(0));
     EXPECT_EQ(roles.Model().rowCount(), 4) << "three rows and the adding row";
-
     NameDescGrid keywords(NameDescGridKind::Keywords, messages);
     ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
-    EXPECT_EQ(listRows(keywords.List()), QStringList({"Regression|r"}));
+    EXPECT_EQ(entries(keywords.List()), QStringList({"Regression|r"}));
     ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0));
     EXPECT_EQ(keywords.List().Count(), 0);
     EXPECT_TRUE(messages.shown.isEmpty());
-}
 
-TEST_P(NameDescGridsTest, LoaderFailureKeepsNothingStaleAndSaysWhy)
-{
     NameDescGrid projects(NameDescGridKind::Projects, messages);
-    projects.List().Add(QStringLiteral("Stale"), QString(), 0, true);
-    DB_ASSERT(conn.Execute(QStringLiteral("DROP TABLE tProject")));
+    projects.List().Add(u"Stale"_s, QString(), 0, true);
+    DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
     EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
     EXPECT_EQ(projects.List().Count(), 0);
     ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error while reading Projects: ")))
-        << messages.shown[0].toStdString();
+    EXPECT_TRUE(messages.shown[0].startsWith(u"Error while reading Projects: "_s)) << messages.shown[0].toStdString();
 }
 
 TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesOnly)
 {
-    for (NameDescGridKind kind : {NameDescGridKind::Roles, NameDescGridKind::Projects, NameDescGridKind::Keywords}) {
+    const std::pair<NameDescGridKind, QString> kinds[] = {{NameDescGridKind::Roles, u"Role name cannot be blank"_s},
+                                                         {NameDescGridKind::Projects, u"Project name cannot be blank"_s},
+                                                         {NameDescGridKind::Keywords, u"Keyword cannot be blank"_s}};
+    for (const auto& [kind, blank] : kinds) {
         NameDescGrid grid(kind, messages);
-        grid.List().Add(QStringLiteral("Admin"), QStringLiteral("a"), 1, false);
-        grid.List().Add(QStringLiteral("Tester"), QStringLiteral("t"), 2, false);
+        grid.List().Add(u"Admin"_s, u"a"_s, 1, false);
+        grid.List().Add(u"Tester"_s, u"t"_s, 2, false);
         messages.shown.clear();
-
         EXPECT_FALSE(type(grid, 1, 0, QString()));
-        EXPECT_FALSE(type(grid, 1, 0, QStringLiteral("Admin")));
-        // A name that differs in letter case only is another name.
-        EXPECT_TRUE(type(grid, 1, 0, QStringLiteral("admin")));
-        // A row may keep its own name.
-        EXPECT_TRUE(grid.CheckName(0, QStringLiteral("Admin"), messages));
-
-        EXPECT_EQ(messages.shown, QStringList({GridInfo(kind).blankNameMessage, "Admin already exists!"}));
-        EXPECT_EQ(listRows(grid.List()), QStringList({"Admin|a", "admin|t"}));
+        EXPECT_FALSE(type(grid, 1, 0, u"Admin"_s));
+        EXPECT_TRUE(type(grid, 1, 0, u"admin"_s)); // letter case makes another name
+        EXPECT_TRUE(grid.CheckName(0, u"Admin"_s, messages)); // a row keeps its own name
+        EXPECT_EQ(messages.shown, QStringList({blank, u"Admin already exists!"_s}));
+        EXPECT_EQ(entries(grid.List()), QStringList({"Admin|a", "admin|t"}));
         EXPECT_FALSE(grid.List().IsDirty(0));
         EXPECT_TRUE(grid.List().IsDirty(1));
     }
-    EXPECT_EQ(GridInfo(NameDescGridKind::Roles).blankNameMessage, QStringLiteral("Role name cannot be blank"));
-    EXPECT_EQ(GridInfo(NameDescGridKind::Projects).blankNameMessage, QStringLiteral("Project name cannot be blank"));
-    EXPECT_EQ(GridInfo(NameDescGridKind::Keywords).blankNameMessage, QStringLiteral("Keyword cannot be blank"));
 }
 
 TEST_P(NameDescGridsTest, ModelAddsRowsOnTheAddingRowAndReportsEdits)
@@ -165,236 +174,168 @@ TEST_P(NameDescGridsTest, ModelAddsRowsOnTheAddingRowAndReportsEdits)
     NameDescTableModel& model = grid.Model();
     int changes = 0;
     QObject::connect(&model, &NameDescTableModel::changed, [&changes] { ++changes; });
-    EXPECT_EQ(model.headerData(0, Qt::Horizontal).toString(), QStringLiteral("Role"));
-    EXPECT_EQ(model.headerData(1, Qt::Horizontal).toString(), QStringLiteral("Description"));
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal).toString(), u"Role"_s);
+    EXPECT_EQ(model.headerData(1, Qt::Horizontal).toString(), u"Description"_s);
     ASSERT_EQ(model.rowCount(), 1);
     EXPECT_TRUE(model.IsAddingRow(0));
-
     // Leaving the adding row untouched adds nothing and says nothing.
     EXPECT_FALSE(type(grid, 0, 0, QString()));
     EXPECT_EQ(changes, 0);
     EXPECT_FALSE(grid.Dirty());
-
-    // A description alone does not make a row: the name is blank.
-    EXPECT_FALSE(type(grid, 0, 1, QStringLiteral("orphan")));
+    // A description alone makes no row: the name is blank.
+    EXPECT_FALSE(type(grid, 0, 1, u"orphan"_s));
     EXPECT_EQ(messages.shown, QStringList({"Role name cannot be blank"}));
     EXPECT_EQ(grid.List().Count(), 0);
     EXPECT_TRUE(grid.Dirty()) << "the change event comes before the check";
 
-    ASSERT_TRUE(type(grid, 0, 0, QStringLiteral("Auditor")));
-    ASSERT_EQ(grid.List().Count(), 1);
-    EXPECT_EQ(grid.List().GetValue(0, 1), QStringLiteral(" ")) << "a missing description is one blank";
-    EXPECT_EQ(grid.List().GetValue(0, 2), QStringLiteral("0"));
+    ASSERT_TRUE(type(grid, 0, 0, u"Auditor"_s));
+    EXPECT_EQ(entries(grid.List()), QStringList({"Auditor| "})) << "a missing description is one blank";
+    EXPECT_EQ(grid.List().GetValue(0, 2), u"0"_s);
     EXPECT_TRUE(grid.List().IsNew(0));
-    EXPECT_EQ(model.rowCount(), 2);
     EXPECT_TRUE(model.IsAddingRow(1));
-    EXPECT_EQ(model.headerData(1, Qt::Vertical).toString(), QStringLiteral("*"));
-
-    ASSERT_TRUE(type(grid, 0, 1, QStringLiteral("Reads everything")));
-    EXPECT_EQ(model.data(model.index(0, 1)).toString(), QStringLiteral("Reads everything"));
-    // The same name again on the adding row clashes with the row above.
-    EXPECT_FALSE(type(grid, 1, 0, QStringLiteral("Auditor")));
-    EXPECT_EQ(messages.shown.last(), QStringLiteral("Auditor already exists!"));
+    EXPECT_EQ(model.headerData(1, Qt::Vertical).toString(), u"*"_s);
+    ASSERT_TRUE(type(grid, 0, 1, u"Reads everything"_s));
+    EXPECT_EQ(model.data(model.index(0, 1)).toString(), u"Reads everything"_s);
+    EXPECT_FALSE(type(grid, 1, 0, u"Auditor"_s));
+    EXPECT_EQ(messages.shown.last(), u"Auditor already exists!"_s);
     EXPECT_EQ(changes, 4);
 }
 
 TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesAndReloadGivesKeys)
 {
-    qint32 admin = 0;
-    DB_ASSERT(admin = addRow(NameDescGridKind::Roles, QStringLiteral("Admin"), QStringLiteral("old")));
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Tester"), QStringLiteral("t")));
+    const qint32 admin = addRow(NameDescGridKind::Roles, u"Admin"_s, u"old"_s);
+    addRow(NameDescGridKind::Roles, u"Tester"_s, u"t"_s);
     NameDescGrid grid(NameDescGridKind::Roles, messages);
     ASSERT_TRUE(grid.Refresh(conn, messages));
-
-    ASSERT_TRUE(type(grid, 0, 1, QStringLiteral("new description")));
-    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, QStringLiteral("Viewer")));
-    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, QStringLiteral("Auditor")));
-    ASSERT_TRUE(type(grid, 3, 1, QStringLiteral("Checks")));
-    ASSERT_TRUE(grid.Dirty());
-
-    const GridSaveOutcome outcome = grid.Save(conn, messages);
-    EXPECT_TRUE(outcome.SaveOk);
-    EXPECT_FALSE(grid.Dirty());
-    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-
-    const NameDescGridInfo& info = grid.Info();
-    EXPECT_EQ(tableRows(conn, info),
-              QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
-    // The reloaded list is in name order and every row has its key.
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
-    EXPECT_EQ(grid.List().GetValue(0, 2), QString::number(admin));
-    for (int i = 0; i < grid.List().Count(); ++i) {
-        EXPECT_NE(grid.List().GetValue(i, 2), QStringLiteral("0")) << i;
-        EXPECT_FALSE(grid.List().IsNew(i)) << i;
-        EXPECT_FALSE(grid.List().IsDirty(i)) << i;
-    }
-
-    // A second save writes nothing new.
+    ASSERT_TRUE(type(grid, 0, 1, u"new description"_s));
+    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, u"Viewer"_s));
+    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, u"Auditor"_s));
+    ASSERT_TRUE(type(grid, 3, 1, u"Checks"_s));
     EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
-    EXPECT_EQ(tableRows(conn, info).size(), 4);
-}
+    EXPECT_FALSE(grid.Dirty());
+    const QStringList all = {"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "};
+    EXPECT_EQ(stored(grid), all);
+    // Reloaded in name order, every row with its key.
+    EXPECT_EQ(entries(grid.List()), all);
+    EXPECT_EQ(grid.List().GetValue(0, 2), QString::number(admin));
+    for (int i = 0; i < grid.List().Count(); ++i)
+        EXPECT_TRUE(grid.List().GetValue(i, 2) != u"0"_s && !grid.List().IsNew(i) && !grid.List().IsDirty(i)) << i;
+    EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
+    EXPECT_EQ(stored(grid), all) << "a second save writes nothing new";
 
-TEST_P(NameDescGridsTest, KeywordsAndProjectsAreAddedWithTheirOwnAddSets)
-{
+    // Keywords are written for their application; projects with their own add set.
     NameDescGrid keywords(NameDescGridKind::Keywords, messages);
     ASSERT_TRUE(keywords.Refresh(conn, messages, appB));
-    ASSERT_TRUE(type(keywords, 0, 0, QStringLiteral("Smoke")));
+    ASSERT_TRUE(type(keywords, 0, 0, u"Smoke"_s));
     ASSERT_TRUE(keywords.Save(conn, messages, appB).SaveOk);
-    EXPECT_EQ(tableRows(conn, keywords.Info(), QStringLiteral("WHERE iKeywordAppKey = %1").arg(appB)),
-              QStringList({"Smoke| "}));
-    EXPECT_TRUE(tableRows(conn, keywords.Info(), QStringLiteral("WHERE iKeywordAppKey = %1").arg(appA)).isEmpty());
-    EXPECT_EQ(listRows(keywords.List()), QStringList({"Smoke| "}));
-    EXPECT_NE(keywords.List().GetValue(0, 2), QStringLiteral("0"));
-
+    EXPECT_EQ(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appB)), QStringList({"Smoke| "}));
+    EXPECT_TRUE(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appA)).isEmpty());
+    EXPECT_NE(keywords.List().GetValue(0, 2), u"0"_s);
     NameDescGrid projects(NameDescGridKind::Projects, messages);
     ASSERT_TRUE(projects.Refresh(conn, messages));
-    ASSERT_TRUE(type(projects, 0, 0, QStringLiteral("Apollo")));
-    ASSERT_TRUE(type(projects, 0, 1, QStringLiteral("Moon")));
+    ASSERT_TRUE(type(projects, 0, 0, u"Apollo"_s));
+    ASSERT_TRUE(type(projects, 0, 1, u"Moon"_s));
     ASSERT_TRUE(projects.Save(conn, messages).SaveOk);
-    EXPECT_EQ(tableRows(conn, projects.Info()), QStringList({"Apollo|Moon"}));
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_EQ(stored(projects), QStringList({"Apollo|Moon"}));
+    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
 }
 
 TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
 {
-    qint32 gone = 0;
-    DB_ASSERT(gone = addRow(NameDescGridKind::Roles, QStringLiteral("Zulu"), QStringLiteral("z")));
+    const qint32 gone = addRow(NameDescGridKind::Roles, u"Zulu"_s, u"z"_s);
     NameDescGrid grid(NameDescGridKind::Roles, messages);
     clsNameDescPair& list = grid.List();
-    list.Add(QStringLiteral("Alpha"), QStringLiteral(" "), 0, true);
-    list.Add(QStringLiteral("Zulu"), QStringLiteral("z"), gone, false);
-    list.SetValue(1, 1, QStringLiteral("changed"));
-    list.Add(QStringLiteral("Omega"), QStringLiteral(" "), 0, true);
+    list.Add(u"Alpha"_s, u" "_s, 0, true);
+    list.Add(u"Zulu"_s, u"z"_s, gone, false);
+    list.SetValue(1, 1, u"changed"_s);
+    list.Add(u"Omega"_s, u" "_s, 0, true);
     grid.SetDirty(true);
     // Somebody else deletes the changed row before the save.
-    DB_ASSERT(conn.Execute(QStringLiteral("DELETE * FROM tRole WHERE iRoleKey = %1").arg(gone)));
+    DB_ASSERT(conn.Execute(u"DELETE * FROM tRole WHERE iRoleKey = %1"_s.arg(gone)));
 
     EXPECT_FALSE(grid.Save(conn, messages).SaveOk);
     EXPECT_TRUE(grid.Dirty());
-    const QString prefix = QStringLiteral("Error while saving Roles: ");
+    const QString prefix = u"Error while saving Roles: "_s;
     ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(prefix)) << messages.shown[0].toStdString();
-    EXPECT_GT(messages.shown[0].size(), prefix.size()) << "the database's reason follows";
-    // The entry before the failure stays written; the one after it is not.
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Alpha| "}));
+    EXPECT_TRUE(messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size()) << messages.shown[0].toStdString();
+    // The entry before the failure stays written, the one after it is not;
+    // no reload: the written entry carries its key, so deleting it deletes that row.
+    EXPECT_EQ(stored(grid), QStringList({"Alpha| "}));
     EXPECT_FALSE(list.IsNew(0));
     EXPECT_TRUE(list.IsDirty(1));
     EXPECT_TRUE(list.IsNew(2));
-    // No reload after a failed save: the list is as it was, and the entry
-    // written carries its row's key, so deleting it deletes that row.
-    EXPECT_EQ(listRows(list), QStringList({"Alpha| ", "Zulu|changed", "Omega| "}));
-    EXPECT_NE(list.GetValue(0, 2), QStringLiteral("0"));
+    EXPECT_EQ(entries(list), QStringList({"Alpha| ", "Zulu|changed", "Omega| "}));
     messages.shown.clear();
     EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(tableRows(conn, grid.Info()).isEmpty());
+    EXPECT_TRUE(stored(grid).isEmpty());
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_P(NameDescGridsTest, DeletingAStoredRoleRemovesRowAndEntry)
-{
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Admin"), QStringLiteral("a")));
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("O'Brien's"), QStringLiteral("o")));
-    NameDescGrid grid(NameDescGridKind::Roles, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages));
-    ASSERT_EQ(grid.List().GetValue(1, 0), QStringLiteral("O'Brien's"));
-
-    EXPECT_TRUE(grid.DeleteRow(1, conn, messages));
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Admin|a"}));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Admin|a"}));
-    EXPECT_EQ(grid.Model().rowCount(), 2);
-    // The adding row holds no entry.
-    EXPECT_FALSE(grid.DeleteRow(grid.Model().AddingRow(), conn, messages));
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(NameDescGridsTest, DeletingAnUnsavedRowLeavesTheRepositoryAlone)
-{
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Admin"), QStringLiteral("a")));
-    NameDescGrid grid(NameDescGridKind::Roles, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages));
-    // Same name but for letter case: a lookup by name in the repository
-    // would find the stored row.
-    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, QStringLiteral("admin")));
-
-    EXPECT_TRUE(grid.DeleteRow(1, conn, messages));
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Admin|a"}));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Admin|a"}));
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(NameDescGridsTest, DeletingARowGoneFromTheRepositoryFailsAndKeepsTheEntry)
-{
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Admin"), QStringLiteral("a")));
-    NameDescGrid grid(NameDescGridKind::Roles, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages));
-    DB_ASSERT(conn.Execute(QStringLiteral("DELETE * FROM tRole")));
-
-    EXPECT_FALSE(grid.DeleteRow(0, conn, messages));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error removing Role: ")))
-        << messages.shown[0].toStdString();
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Admin|a"}));
-}
-
-TEST_P(NameDescGridsTest, AKeywordInUseIsNotDeleted)
-{
-    qint32 used = 0;
-    DB_ASSERT(used = addRow(NameDescGridKind::Keywords, QStringLiteral("Smoke"), QStringLiteral("s"), appA));
-    DB_ASSERT(addRow(NameDescGridKind::Keywords, QStringLiteral("Spare"), QStringLiteral("x"), appA));
-    DB_ASSERT(useKeyword(used));
-    NameDescGrid grid(NameDescGridKind::Keywords, messages);
-    ASSERT_TRUE(grid.Refresh(conn, messages, appA));
-
-    EXPECT_FALSE(grid.DeleteRow(0, conn, messages));
-    EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Smoke|s", "Spare|x"}));
-
-    EXPECT_TRUE(grid.DeleteRow(1, conn, messages));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Smoke|s"}));
-    EXPECT_EQ(messages.shown.size(), 1);
-}
-
-// The row deleted, and the row checked for use, is the one the grid shows:
-// a keyword of the same name in another application, or a role whose name
-// differs only in letter case, is neither deleted nor asked about.
+// The row deleted, and the row checked for use, is the one the grid shows,
+// found by its key: a keyword of the same name in another application, or a
+// role whose name differs only in letter case, is neither deleted nor asked
+// about; an unsaved row touches no stored one.
 TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
 {
-    qint32 otherLogin = 0;
-    DB_ASSERT(otherLogin = addRow(NameDescGridKind::Keywords, QStringLiteral("Login"), QStringLiteral("of A"), appA));
-    DB_ASSERT(addRow(NameDescGridKind::Keywords, QStringLiteral("Login"), QStringLiteral("of B"), appB));
-    DB_ASSERT(useKeyword(otherLogin));
+    const qint32 otherLogin = addRow(NameDescGridKind::Keywords, u"Login"_s, u"of A"_s, appA);
+    addRow(NameDescGridKind::Keywords, u"Login"_s, u"of B"_s, appB);
+    addRow(NameDescGridKind::Keywords, u"Smoke"_s, u"s"_s, appB);
+    useKeyword(otherLogin);
+    useKeyword(addRow(NameDescGridKind::Keywords, u"Used"_s, u"u"_s, appB));
     NameDescGrid keywords(NameDescGridKind::Keywords, messages);
     ASSERT_TRUE(keywords.Refresh(conn, messages, appB));
-    EXPECT_TRUE(keywords.DeleteRow(0, conn, messages)) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(tableRows(conn, keywords.Info()), QStringList({"Login|of A"}));
+    EXPECT_FALSE(keywords.DeleteRow(2, conn, messages));
+    EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
+    EXPECT_TRUE(keywords.DeleteRow(0, conn, messages));
+    EXPECT_EQ(stored(keywords), QStringList({"Login|of A", "Smoke|s", "Used|u"}));
+    EXPECT_EQ(entries(keywords.List()), QStringList({"Smoke|s", "Used|u"}));
 
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("Tester"), QStringLiteral("upper")));
-    DB_ASSERT(addRow(NameDescGridKind::Roles, QStringLiteral("tester"), QStringLiteral("lower")));
+    addRow(NameDescGridKind::Roles, u"Tester"_s, u"upper"_s);
+    addRow(NameDescGridKind::Roles, u"tester"_s, u"lower"_s);
+    addRow(NameDescGridKind::Roles, u"O'Brien's"_s, u"o"_s);
     NameDescGrid roles(NameDescGridKind::Roles, messages);
     ASSERT_TRUE(roles.Refresh(conn, messages));
-    const int lower = roles.List().GetValue(0, 1) == QStringLiteral("lower") ? 0 : 1;
-    EXPECT_TRUE(roles.DeleteRow(lower, conn, messages));
-    EXPECT_EQ(tableRows(conn, roles.Info()), QStringList({"Tester|upper"}));
-    EXPECT_EQ(listRows(roles.List()), QStringList({"Tester|upper"}));
-    EXPECT_TRUE(messages.shown.isEmpty());
+    ASSERT_EQ(roles.List().GetValue(0, 0), u"O'Brien's"_s);
+    EXPECT_TRUE(roles.DeleteRow(0, conn, messages));
+    EXPECT_TRUE(roles.DeleteRow(roles.List().GetValue(0, 1) == u"lower"_s ? 0 : 1, conn, messages));
+    EXPECT_EQ(stored(roles), QStringList({"Tester|upper"}));
+    ASSERT_TRUE(type(roles, roles.Model().AddingRow(), 0, u"TESTER"_s));
+    EXPECT_TRUE(roles.DeleteRow(1, conn, messages));
+    EXPECT_FALSE(roles.DeleteRow(roles.Model().AddingRow(), conn, messages)) << "the adding row holds no entry";
+    EXPECT_EQ(entries(roles.List()), QStringList({"Tester|upper"}));
+    EXPECT_EQ(stored(roles), QStringList({"Tester|upper"}));
+    EXPECT_EQ(roles.Model().rowCount(), 2);
+    EXPECT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
+
+    // A row gone from the repository fails and keeps its entry.
+    DB_ASSERT(conn.Execute(u"DELETE * FROM tRole"_s));
+    messages.shown.clear();
+    EXPECT_FALSE(roles.DeleteRow(0, conn, messages));
+    ASSERT_EQ(messages.shown.size(), 1);
+    EXPECT_TRUE(messages.shown[0].startsWith(u"Error removing Role: "_s)) << messages.shown[0].toStdString();
+    EXPECT_EQ(entries(roles.List()), QStringList({"Tester|upper"}));
 }
 
+// A stored project is never deleted (the suite's statement fails); one only
+// added in the grid goes.
 TEST_P(NameDescGridsTest, AStoredProjectIsNeverDeleted)
 {
-    DB_ASSERT(addRow(NameDescGridKind::Projects, QStringLiteral("Apollo"), QStringLiteral("Moon")));
+    addRow(NameDescGridKind::Projects, u"Apollo"_s, u"Moon"_s);
     NameDescGrid grid(NameDescGridKind::Projects, messages);
     ASSERT_TRUE(grid.Refresh(conn, messages));
-    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, QStringLiteral("Gemini")));
-
+    ASSERT_TRUE(type(grid, grid.Model().AddingRow(), 0, u"Gemini"_s));
     EXPECT_FALSE(grid.DeleteRow(0, conn, messages));
-    const QString reason = descriptionOf(conn, QStringLiteral("SELECT * FROM sProjectName = 'Apollo'"));
-    ASSERT_NE(reason, QStringLiteral("<no error>"));
-    EXPECT_EQ(messages.shown, QStringList({QStringLiteral("Error removing Project: ") + reason}));
-    EXPECT_EQ(tableRows(conn, grid.Info()), QStringList({"Apollo|Moon"}));
-
-    // One that was only added in the grid goes.
+    QString reason;
+    try {
+        Recordset(u"SELECT * FROM sProjectName = 'Apollo'"_s, conn).Eof();
+    } catch (const DbError& e) {
+        reason = e.description();
+    }
+    ASSERT_FALSE(reason.isEmpty());
+    EXPECT_EQ(messages.shown, QStringList({u"Error removing Project: "_s + reason}));
+    EXPECT_EQ(stored(grid), QStringList({"Apollo|Moon"}));
     EXPECT_TRUE(grid.DeleteRow(1, conn, messages));
-    EXPECT_EQ(listRows(grid.List()), QStringList({"Apollo|Moon"}));
+    EXPECT_EQ(entries(grid.List()), QStringList({"Apollo|Moon"}));
     EXPECT_EQ(messages.shown.size(), 1);
 }
 

@@ -1,0 +1,255 @@
+// The roles grid and the Keywords tab walked as an administrator does, the
+// repository checked after; and the frmFileList chooser.
+
+#include "lists/KeywordFiles.h"
+#include "lists/NameDescGrids.h"
+#include "lists/frmFileList.h"
+#include "mainwindow/MainWindowFixture.h"
+#include "mainwindow/ScriptedDialogs.h"
+#include "repository/Globals.h"
+#include "repository/Recordset.h"
+
+#include <QAction>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListView>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace dorvane::test {
+namespace {
+
+QStringList column(QTableView* view, int col = 0)
+{
+    QStringList result;
+    for (int row = 0; row < view->model()->rowCount(); ++row)
+        result << view->model()->index(row, col).data().toString();
+    return result;
+}
+
+bool typeCell(QTableView* view, int row, int col, const QString& text)
+{
+    return view->model()->setData(view->model()->index(row, col), text, Qt::EditRole);
+}
+
+// Types into the cell's own editor and presses Enter.
+void typeInEditor(QTableView* view, int row, const QString& text)
+{
+    const QModelIndex index = view->model()->index(row, 0);
+    view->setCurrentIndex(index);
+    view->edit(index);
+    auto* editor = qobject_cast<QLineEdit*>(view->indexWidget(index));
+    ASSERT_NE(editor, nullptr);
+    editor->selectAll();
+    QTest::keyClicks(editor, text);
+    QTest::keyClick(editor, Qt::Key_Return);
+    QCoreApplication::processEvents(); // the delegate commits by a queued call
+}
+
+void deleteRow(QTableView* view, int row)
+{
+    view->setCurrentIndex(view->model()->index(row, 0));
+    for (QAction* action : view->actions())
+        if (action->text() == u"&Delete Row"_s)
+            return action->trigger();
+    ADD_FAILURE() << "no Delete Row action on " << view->objectName().toStdString();
+}
+
+class ListsWidgetTest : public MainWindowFixture {
+protected:
+    void SetUp() override
+    {
+        MainWindowFixture::SetUp();
+        OpenWindow(RepositoryContent::Tutorial);
+        window->SetDialogProvider(&dialogs);
+        window->activateWindow();
+    }
+
+    QStringList stored(const QString& sql) { return Rows(repository(), sql); }
+
+    void openKeywords(const QString& app)
+    {
+        c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+        c().lbAppList->setCurrentRow(FindItemByText(c().lbAppList, app));
+        ASSERT_EQ(c().txtAppName->text(), app);
+        c().SSAppTab->setCurrentIndex(2);
+    }
+
+    // The keyword grid's rows as "name|description", the adding row left out.
+    QStringList keywordRows()
+    {
+        QStringList rows;
+        const QStringList names = column(c().TDBGridKeywords), descriptions = column(c().TDBGridKeywords, 1);
+        for (int i = 0; i + 1 < names.size(); ++i)
+            rows << names[i] + u'|' + descriptions[i];
+        return rows;
+    }
+
+    QString file(const QString& name, const QByteArray& content = {})
+    {
+        QFile f(m_db->tempPath() + u'/' + name);
+        if (!content.isEmpty()) {
+            EXPECT_TRUE(f.open(QIODevice::WriteOnly) && f.write(content) == content.size());
+        }
+        return f.fileName();
+    }
+
+    ScriptedDialogs dialogs;
+};
+
+TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
+{
+    c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
+    c().SSOptionsTab->setCurrentWidget(c().grpUserRoles);
+    QTableView* view = c().TDBGridRoles;
+    EXPECT_TRUE(c().SSMainTab->widget(frmMainForm::OptionsPage)->isAncestorOf(view));
+    EXPECT_TRUE(c().SSMainTab->widget(frmMainForm::OptionsPage)->isAncestorOf(c().TDBGridProjects));
+    EXPECT_TRUE(c().SSAppTab->widget(2)->isAncestorOf(c().TDBGridKeywords));
+    EXPECT_EQ(c().SSAppTab->tabText(2), u"&Keywords"_s);
+    // The rows as loaded, in name order, and the adding row below them.
+    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""}));
+    EXPECT_FALSE(c().cmdRoleSave->isEnabled());
+
+    // Names clash only in exact letter case; blank and taken names are refused.
+    typeInEditor(view, 3, u"Tester"_s);
+    EXPECT_EQ(view->model()->rowCount(), 4);
+    typeInEditor(view, 3, u"tester"_s);
+    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", "tester", ""}));
+    EXPECT_EQ(column(view, 1)[3], u" "_s);
+    EXPECT_FALSE(typeCell(view, 0, 0, u"Test Lead"_s));
+    EXPECT_FALSE(typeCell(view, 0, 0, QString()));
+    EXPECT_EQ(messages.shown, QStringList({"Tester already exists!", "Test Lead already exists!", "Role name cannot be blank"}));
+    EXPECT_TRUE(typeCell(view, 0, 0, u"DEVELOPER"_s)) << "its own name in other letters is no clash";
+    EXPECT_TRUE(typeCell(view, 2, 1, u"Runs the tests"_s));
+    EXPECT_TRUE(window->RoleDirty());
+    ASSERT_TRUE(c().cmdRoleSave->isEnabled());
+
+    c().cmdRoleSave->click();
+    EXPECT_EQ(messages.shown.size(), 3);
+    EXPECT_TRUE(window->SaveOk);
+    EXPECT_FALSE(window->RoleDirty() || c().cmdRoleSave->isEnabled());
+    const QString sql = u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleDesc IN (' ', 'Runs the tests') ORDER BY iRoleKey"_s;
+    EXPECT_EQ(stored(sql), QStringList({"Tester|Runs the tests", "tester| "}));
+    // Reloaded with the keys: a second edit of the added row updates it.
+    const int added = column(view).indexOf(u"tester"_s);
+    const clsNameDescPair& list = window->rolesGrid().List();
+    EXPECT_EQ(list.GetValue(added, clsNameDescPair::KeyField),
+              stored(u"SELECT iRoleKey FROM tRole WHERE sRoleDesc=' '"_s).value(0));
+    EXPECT_FALSE(list.IsNew(added));
+    ASSERT_TRUE(typeCell(view, added, 1, u"Checks"_s));
+    c().cmdRoleSave->click();
+    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole ORDER BY iRoleKey"_s).size(), 4);
+    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole WHERE sRoleDesc='Checks'"_s), QStringList{u"tester"_s});
+
+    // Deleting a row deletes the row shown, not one whose name differs only in letter case.
+    deleteRow(view, column(view).indexOf(u"tester"_s));
+    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole WHERE sRoleName='Tester'"_s), QStringList{u"Tester"_s});
+    EXPECT_EQ(column(view), QStringList({"DEVELOPER", "Test Lead", "Tester", ""}));
+    EXPECT_EQ(messages.shown.size(), 3) << messages.shown.join(u'\n').toStdString();
+}
+
+TEST_P(ListsWidgetTest, KeywordsAreExportedImportedAndDeletedFromTheirTab)
+{
+    openKeywords(u"Order Entry"_s);
+    // Cancelled choosers do nothing.
+    dialogs.fileAnswers = {std::nullopt, std::nullopt};
+    c().cmdExportKeywords->click();
+    c().cmdImportKeywords->click();
+    EXPECT_TRUE(messages.shown.isEmpty());
+    dialogs.fileAnswers = {file(u"oe.txt"_s)};
+    c().cmdExportKeywords->click();
+    EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File",
+                                                     "Import Keywords From Tab-Delimited Text File",
+                                                     "Export Keywords to Tab-Delimited Text File"}));
+    EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None,
+                                                    FileNamePreset::TextFileInCurrentFolder}));
+    QFile exported(file(u"oe.txt"_s));
+    ASSERT_TRUE(exported.open(QIODevice::ReadOnly));
+    EXPECT_EQ(exported.readAll(), QByteArray("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\n"
+                                             "Smoke\tQuick check after each build\r\n"));
+    EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
+
+    // "Checkout" is Web Store's keyword; Order Entry's own is deleted by its key.
+    const QString checkouts = u"SELECT iKeywordAppKey FROM tKeyword WHERE sKeywordName='Checkout'"_s;
+    const QStringList before = stored(checkouts);
+    ASSERT_TRUE(typeCell(c().TDBGridKeywords, 3, 0, u"Checkout"_s));
+    c().cmdKeywordSave->click();
+    ASSERT_EQ(stored(checkouts).size(), 2);
+    deleteRow(c().TDBGridKeywords, column(c().TDBGridKeywords).indexOf(u"Checkout"_s));
+    EXPECT_EQ(stored(checkouts), before);
+
+    // Import adds the rows and reloads the grid in name order.
+    openKeywords(u"Web Store"_s);
+    ASSERT_EQ(keywordRows(), QStringList{u"Checkout|Payment pages"_s});
+    messages.shown.clear();
+    dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\r\nAccount\t\r\n")};
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s});
+    EXPECT_EQ(keywordRows(), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products"}));
+    EXPECT_FALSE(window->KeywordDirty() || c().cmdKeywordSave->isEnabled());
+
+    // Unsaved grid edits meet the save prompt first: Cancel stops the
+    // import, Yes saves them, and the import then skips them.
+    ASSERT_TRUE(typeCell(c().TDBGridKeywords, 3, 0, u"Coupons"_s));
+    const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
+    messages.shown.clear();
+    messages.Queue(Answer::Cancel);
+    dialogs.fileListCaptions.clear();
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{u"Save changes to Keywords?"_s});
+    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty());
+    EXPECT_TRUE(window->KeywordDirty());
+    messages.Queue(Answer::Yes);
+    dialogs.fileAnswers = {again, again};
+    c().cmdImportKeywords->click();
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList({"Save changes to Keywords?", "Save changes to Keywords?",
+                                           "The Keywords have been imported - added: 1  skipped: 2",
+                                           "The Keywords have been imported - added: 0  skipped: 3"}));
+    EXPECT_EQ(stored(u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
+              QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}));
+    EXPECT_EQ(keywordRows().size(), 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ListsWidgetTest, ::testing::ValuesIn(TestBackends()),
+                         [](const auto& info) { return info.param; });
+
+// The chooser: the preset is the current folder and the extension, a click
+// on a file takes its name, Cancel hands nothing back.
+TEST(frmFileListTest, PresetClickAndCancel)
+{
+    QTemporaryDir dir;
+    ScriptedMessages messages;
+    ASSERT_TRUE(QFile(dir.path() + u"/keywords.txt"_s).open(QIODevice::WriteOnly));
+    frmFileList dialog(messages);
+    EXPECT_EQ(dialog.CurrentFolder(), QDir::currentPath());
+    dialog.SetFolder(dir.path());
+    dialog.show();
+    QAbstractItemModel* files = dialog.flbFileList->model();
+    QTRY_COMPARE(files->rowCount(dialog.flbFileList->rootIndex()), 1);
+    dialog.flbFileList_Click(files->index(0, 0, dialog.flbFileList->rootIndex()));
+    EXPECT_EQ(dialog.txtFileName->text(), dir.path() + u"/keywords.txt"_s);
+    dialog.PresetTextFileName();
+    EXPECT_EQ(dialog.txtFileName->text(), dir.path() + u"/.txt"_s);
+    dialog.txtFileName->setCursorPosition(dialog.txtFileName->text().size() - 4);
+    QTest::keyClicks(dialog.txtFileName, u"export"_s);
+    dialog.cmdOK->click();
+    EXPECT_FALSE(dialog.Cancelled());
+    EXPECT_EQ(dialog.FileName(), dir.path() + u"/export.txt"_s);
+
+    frmFileList cancelled(messages);
+    cancelled.show();
+    cancelled.txtFileName->setText(u"/tmp/x.txt"_s);
+    cancelled.cmdCancel->click();
+    EXPECT_TRUE(cancelled.Cancelled());
+    EXPECT_EQ(cancelled.FileName(), QString());
+    EXPECT_FALSE(cancelled.isVisible());
+}
+
+} // namespace
+} // namespace dorvane::test
