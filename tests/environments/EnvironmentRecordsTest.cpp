@@ -1,33 +1,18 @@
-// The environment definition: name normalisation, Save with its uniqueness
-// check and detail rows, the refusals of Save As, Delete and its refusal,
-// the controls' states and the environment's save prompt.
+// The environment definition: name normalisation and the folder-name
+// check, the controls' states and the save prompt, Save with its
+// uniqueness check and detail rows, the refusals of Save As, Delete and
+// its refusal, and the rollbacks.
 
 #include "environments/EnvironmentFixture.h"
 
 using namespace dorvane;
 using namespace dorvane::test;
-using namespace Qt::StringLiterals;
 
-namespace {
-
-EnvironDefinitionInput Input(const QString& name, const QString& description = QString(),
-                             QVector<qint32> versions = {})
-{
-    EnvironDefinitionInput input;
-    input.Name = name;
-    input.Description = description;
-    input.ListedVersionKeys = std::move(versions);
-    return input;
-}
-
-} // namespace
+using Controls = EnvironDefinitionControls; // Save, Save As, Delete, tabs
 
 TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullStop)
 {
-    struct Case {
-        QString typed, forSave, forSaveAs;
-    };
-    const Case cases[] = {
+    const std::tuple<QString, QString, QString> cases[] = {
         {u"Test/Env?"_s, u"Test_Env_"_s, u"Test_Env_"_s},
         {u"Release 1.0"_s, u"Release 1.0"_s, u"Release 1_0"_s},
         {u"a?b!c/d\"e*f'g]h[i.j k"_s, u"a_b_c_d_e_f_g_h_i.j k"_s, u"a_b_c_d_e_f_g_h_i_j k"_s},
@@ -37,19 +22,15 @@ TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullSt
         {u"Semi;colon"_s, u"Semi;colon"_s, u"Semi;colon"_s},
         {u"Prod-EU Q3"_s, u"Prod-EU Q3"_s, u"Prod-EU Q3"_s},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(NormaliseEnvironNameForSave(c.typed), c.forSave) << c.typed.toStdString();
-        EXPECT_EQ(NormaliseEnvironNameForSaveAs(c.typed), c.forSaveAs) << c.typed.toStdString();
+    for (const auto& [typed, forSave, forSaveAs] : cases) {
+        EXPECT_EQ(NormaliseEnvironNameForSave(typed), forSave) << typed.toStdString();
+        EXPECT_EQ(NormaliseEnvironNameForSaveAs(typed), forSaveAs) << typed.toStdString();
     }
 }
 
 TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
 {
-    struct Case {
-        QString name;
-        QString problemStart;  // empty: accepted
-    };
-    const Case cases[] = {
+    const std::pair<QString, QString> cases[] = { // the name, how the problem starts (empty: accepted)
         {u"Release 1.0"_s, {}},
         {u"Semi;colon"_s, {}},
         {u"Ünïcødé €"_s, {}},
@@ -65,267 +46,170 @@ TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
         {u"con"_s, u"Environment name cannot be con"_s},
         {u"LPT1.old"_s, u"Environment name cannot be LPT1"_s},
     };
-    for (const Case& c : cases) {
-        const QString problem = EnvironFolderNameProblem(c.name);
-        if (c.problemStart.isEmpty())
-            EXPECT_TRUE(problem.isEmpty()) << c.name.toStdString() << ": " << problem.toStdString();
-        else
-            EXPECT_TRUE(problem.startsWith(c.problemStart)) << c.name.toStdString() << ": " << problem.toStdString();
+    for (const auto& [name, start] : cases) {
+        const QString problem = EnvironFolderNameProblem(name);
+        EXPECT_TRUE(start.isEmpty() ? problem.isEmpty() : problem.startsWith(start)) << name.toStdString() << ": " << problem.toStdString();
     }
 }
 
 TEST(EnvironmentControls, FollowTheStatesOfTheDefinitionPane)
 {
-    const EnvironDefinitionControls empty = EnvironControlsAfterNew();
-    EXPECT_EQ(empty, EnvironDefinitionControls{});
-
-    // New environment: typing enables Save only.
-    const EnvironDefinitionControls typedNew = EnvironControlsAfterEdit(empty, EnvironField::Name, true);
-    EXPECT_TRUE(typedNew.SaveEnabled);
-    EXPECT_FALSE(typedNew.SaveAsEnabled);
-    EXPECT_FALSE(typedNew.DeleteEnabled);
-    EXPECT_FALSE(typedNew.TabsEnabled);
-
-    const EnvironDefinitionControls loaded = EnvironControlsAfterOpen();
-    EXPECT_EQ(loaded, (EnvironDefinitionControls{false, false, true, true}));
-    EXPECT_EQ(EnvironControlsAfterEdit(loaded, EnvironField::Name, false),
-              (EnvironDefinitionControls{true, true, true, true}));
-    EXPECT_EQ(EnvironControlsAfterEdit(loaded, EnvironField::Description, false),
-              (EnvironDefinitionControls{true, false, true, true}));
-    // The description leaves Save As as the name made it.
-    const EnvironDefinitionControls renamed = EnvironControlsAfterEdit(loaded, EnvironField::Name, false);
-    EXPECT_TRUE(EnvironControlsAfterEdit(renamed, EnvironField::Description, false).SaveAsEnabled);
-
-    EXPECT_EQ(EnvironControlsAfterSave(renamed), (EnvironDefinitionControls{false, false, true, true}));
-    // Delete stays as it was before the save.
-    EXPECT_EQ(EnvironControlsAfterSave(typedNew), (EnvironDefinitionControls{false, false, false, true}));
-}
-
-TEST(EnvironmentEditState, EditsWhileTheProgramFillsTheBoxesDoNotCount)
-{
+    const Controls empty = EnvironControlsAfterNew(), loaded = EnvironControlsAfterOpen();
+    const Controls typedNew = EnvironControlsAfterEdit(empty, EnvironField::Name, true);
+    const Controls renamed = EnvironControlsAfterEdit(loaded, EnvironField::Name, false);
+    EXPECT_EQ(empty, Controls{});
+    EXPECT_EQ(typedNew, (Controls{true, false, false, false})) << "a new environment: typing enables Save only";
+    EXPECT_EQ(loaded, (Controls{false, false, true, true}));
+    EXPECT_EQ(renamed, (Controls{true, true, true, true}));
+    EXPECT_EQ(EnvironControlsAfterEdit(loaded, EnvironField::Description, false), (Controls{true, false, true, true}));
+    EXPECT_TRUE(EnvironControlsAfterEdit(renamed, EnvironField::Description, false).SaveAsEnabled) << "as the name made it";
+    EXPECT_EQ(EnvironControlsAfterSave(renamed), (Controls{false, false, true, true}));
+    EXPECT_EQ(EnvironControlsAfterSave(typedNew), (Controls{false, false, false, true})) << "Delete stays as before the save";
+    // Edits while the program fills the boxes do not count.
     EnvironmentRecords records;
     records.TextChanged(EnvironField::Name, true);
-    EXPECT_FALSE(records.EnvironDirty());
-    EXPECT_FALSE(records.Controls().SaveEnabled);
+    EXPECT_FALSE(records.EnvironDirty() || records.Controls().SaveEnabled);
     records.TextChanged(EnvironField::Description, false);
-    EXPECT_TRUE(records.EnvironDirty());
-    EXPECT_TRUE(records.Controls().SaveEnabled);
+    EXPECT_TRUE(records.EnvironDirty() && records.Controls().SaveEnabled);
 }
 
+// One prompt for both parts; Yes saves both and the configuration's outcome
+// replaces the definition's; No leaves, Cancel stays.
 TEST(EnvironmentEditState, OnePromptForBothPartsAndYesSavesBoth)
 {
     ScriptedMessages messages;
     int saves = 0;
-    const auto ok = [&] { ++saves; return true; };
-    const auto failed = [&] { ++saves; return false; };
-
+    const std::function<bool()> ok = [&] { return ++saves > 0; }, failed = [&] { return ++saves < 0; };
     EXPECT_FALSE(EnvironExitCancel(false, false, messages, ok, ok));
     EXPECT_TRUE(messages.shown.isEmpty());
-
-    messages.Queue(Answer::Yes);
-    EXPECT_FALSE(EnvironExitCancel(true, true, messages, ok, ok));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Save changes to this Environment?")});
-    EXPECT_EQ(saves, 2);
-
-    // The configuration's outcome replaces the definition's.
-    saves = 0;
-    messages.Queue(Answer::Yes);
-    EXPECT_FALSE(EnvironExitCancel(true, true, messages, failed, ok));
-    messages.Queue(Answer::Yes);
-    EXPECT_TRUE(EnvironExitCancel(true, true, messages, ok, failed));
-    messages.Queue(Answer::Yes);
-    EXPECT_TRUE(EnvironExitCancel(true, false, messages, failed, ok));
-    EXPECT_EQ(saves, 5);
-
-    saves = 0;
-    messages.Queue(Answer::No);
-    EXPECT_FALSE(EnvironExitCancel(false, true, messages, ok, ok));
-    messages.Queue(Answer::Cancel);
-    EXPECT_TRUE(EnvironExitCancel(false, true, messages, ok, ok));
-    EXPECT_EQ(saves, 0);
+    const std::tuple<bool, bool, std::function<bool()>, std::function<bool()>, Answer, bool, int> cases[] = {
+        {true, true, ok, ok, Answer::Yes, false, 2},         {true, true, failed, ok, Answer::Yes, false, 2},
+        {true, true, ok, failed, Answer::Yes, true, 2},      {true, false, failed, ok, Answer::Yes, true, 1},
+        {false, true, ok, ok, Answer::No, false, 0},         {false, true, ok, ok, Answer::Cancel, true, 0},
+    };
+    for (const auto& [definitionDirty, configDirty, saveDefinition, saveConfig, answer, stays, saved] : cases) {
+        saves = 0;
+        messages.shown.clear();
+        messages.Queue(answer);
+        EXPECT_EQ(EnvironExitCancel(definitionDirty, configDirty, messages, saveDefinition, saveConfig), stays);
+        EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Environment?"_s});
+        EXPECT_EQ(saves, saved);
+    }
 }
 
-class EnvironmentRecordsTest : public EnvironmentTest {};
+class EnvironmentRecordsTest : public EnvironmentTest {
+protected:
+    std::vector<qint32> listed(qint32 env)
+    {
+        return ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(env), u"iEnvironVerKey"_s);
+    }
+};
 
-TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndShowsTheConfiguration)
+TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRows)
 {
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 v1 = addVersion(app, QStringLiteral("1"));
-    const qint32 v2 = addVersion(app, QStringLiteral("2"));
-
+    const qint32 app = addApp(u"Billing"_s);
+    const qint32 v1 = addVersion(app, u"1"_s), v2 = addVersion(app, u"2"_s), v3 = addVersion(app, u"3"_s);
+    const qint32 other = addEnvironment(u"Other"_s);
+    addDetail(other, v3);
     definition.New();
     definition.TextChanged(EnvironField::Name, false);
-    const EnvironOutcome saved = definition.Save(Input(QStringLiteral("Test/Env?"), QStringLiteral("QA"), {v2, v1}), conn, messages);
+    const EnvironOutcome saved = definition.Save({u"Test/Env?"_s, u"QA"_s, {v2, v1}}, conn, messages);
     ASSERT_TRUE(saved.Ok) << messages.shown.join(u'\n').toStdString();
-    EXPECT_TRUE(messages.shown.isEmpty());
-
-    const qint32 key = environmentNamed(QStringLiteral("Test_Env_"));
+    const qint32 key = environmentNamed(u"Test_Env_"_s);
     ASSERT_NE(key, 0);
     EXPECT_EQ(definition.CurrentEnvironKey(), key);
-    EXPECT_EQ(definition.CurrentEnvironName(), QStringLiteral("Test_Env_"));
-    EXPECT_EQ(value(QStringLiteral("tEnvironment"), key, QStringLiteral("sEnvironmentDesc")).toString(), QStringLiteral("QA"));
-    // A new environment's detail rows: one per listed version, in list order.
-    EXPECT_EQ(ints(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey").arg(key),
-                   QStringLiteral("iEnvironVerKey")),
-              (std::vector<qint32>{v2, v1}));
-
+    EXPECT_EQ(definition.CurrentEnvironName(), u"Test_Env_"_s);
+    EXPECT_EQ(rows(u"SELECT sEnvironmentDesc FROM tEnvironment WHERE iEnvironmentKey=%1"_s.arg(key)), QStringList{u"QA"_s});
+    EXPECT_EQ(listed(key), (std::vector<qint32>{v2, v1})) << "one row per listed version, in list order";
     EXPECT_EQ(saved.ShowTab, kEnvironConfigurationTab);
     EXPECT_EQ(saved.SelectEnvironKey, key);
-    EXPECT_TRUE(saved.RefreshEnvironList);
-    EXPECT_TRUE(saved.RefreshEnvironUsers);
-    EXPECT_TRUE(saved.Controls.TabsEnabled);
-    EXPECT_FALSE(saved.Controls.SaveEnabled);
-    EXPECT_FALSE(definition.EnvironDirty());
-
-    // Saved again: the same row, no second one; the full stop is kept.
-    const EnvironOutcome again = definition.Save(Input(QStringLiteral("Release 1.0")), conn, messages);
-    ASSERT_TRUE(again.Ok);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironment")), 1);
-    EXPECT_EQ(environmentNamed(QStringLiteral("Release 1.0")), key);
+    EXPECT_TRUE(saved.RefreshEnvironList && saved.RefreshEnvironUsers && saved.Controls.TabsEnabled);
+    EXPECT_FALSE(saved.Controls.SaveEnabled || definition.EnvironDirty());
+    // Saved again: the same row, the full stop kept; a stored environment
+    // adds rows only for versions no environment lists.
+    ASSERT_TRUE(definition.Save({u"Release 1.0"_s, {}, {v1, v2, v3, addVersion(app, u"4"_s)}}, conn, messages).Ok);
+    EXPECT_EQ(count(u"SELECT * FROM tEnvironment"_s), 2);
+    EXPECT_EQ(environmentNamed(u"Release 1.0"_s), key);
+    EXPECT_EQ(listed(key).size(), 3u);
+    EXPECT_EQ(listed(other), std::vector<qint32>{v3});
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_P(EnvironmentRecordsTest, SaveOfAStoredEnvironmentAddsRowsOnlyForVersionsNoEnvironmentLists)
-{
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 mine = addVersion(app, QStringLiteral("1"));
-    const qint32 elsewhere = addVersion(app, QStringLiteral("2"));
-    const qint32 fresh = addVersion(app, QStringLiteral("3"));
-    const qint32 env = addEnvironment(QStringLiteral("Prod"));
-    const qint32 other = addEnvironment(QStringLiteral("Other"));
-    addDetail(env, mine);
-    addDetail(other, elsewhere);
-
-    ASSERT_TRUE(definition.Open(0, env, conn, messages).Ok);
-    ASSERT_TRUE(definition.Save(Input(QStringLiteral("Prod"), QString(), {mine, elsewhere, fresh}), conn, messages).Ok);
-    EXPECT_EQ(ints(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey").arg(env),
-                   QStringLiteral("iEnvironVerKey")),
-              (std::vector<qint32>{mine, fresh}));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentDetail")), 3);
-}
-
-TEST_P(EnvironmentRecordsTest, NamesThatNormaliseAlikeCollide)
+// Names that normalise alike collide; Save As excludes no key, so its own
+// name (in any letter case) is taken; a blank name is refused by both.
+TEST_P(EnvironmentRecordsTest, SaveAndSaveAsRefuseTakenAndBlankNames)
 {
     definition.New();
-    ASSERT_TRUE(definition.Save(Input(QStringLiteral("A?")), conn, messages).Ok);
+    ASSERT_TRUE(definition.Save({u"A?"_s, {}, {}}, conn, messages).Ok);
     definition.New();
-    const EnvironOutcome second = definition.Save(Input(QStringLiteral("A!")), conn, messages);
-    EXPECT_FALSE(second.Ok);
-    EXPECT_EQ(second.FocusField, kTxtEnvironName);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("A! already exists - please choose another ID")});
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironment")), 1);
-    // Nothing is left open: the next save goes through.
-    EXPECT_FALSE(conn.InTransaction());
-    messages.shown.clear();
-    EXPECT_TRUE(definition.Save(Input(QStringLiteral("B")), conn, messages).Ok);
-}
-
-TEST_P(EnvironmentRecordsTest, ABlankNameIsRefusedByBothSaves)
-{
-    definition.New();
-    EXPECT_EQ(definition.Save(Input(QString()), conn, messages).FocusField, kTxtEnvironName);
-    EXPECT_EQ(definition.SaveAs(Input(QString()), copier(), messages).FocusField, kTxtEnvironName);
-    EXPECT_EQ(messages.shown, QStringList({QStringLiteral("Environment name cannot be blank"),
-                                           QStringLiteral("Environment name cannot be blank")}));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironment")), 0);
-}
-
-TEST_P(EnvironmentRecordsTest, SaveAsExcludesNoKeySoItsOwnNameIsTaken)
-{
-    const qint32 env = addEnvironment(QStringLiteral("Prod"));
-    ASSERT_TRUE(definition.Open(0, env, conn, messages).Ok);
+    EXPECT_EQ(definition.Save({u"A!"_s, {}, {}}, conn, messages).FocusField, kTxtEnvironName);
+    EXPECT_FALSE(conn.InTransaction()) << "nothing is left open";
+    EXPECT_EQ(definition.Save({QString(), {}, {}}, conn, messages).FocusField, kTxtEnvironName);
+    EXPECT_EQ(definition.SaveAs({QString(), {}, {}}, copier(), messages).FocusField, kTxtEnvironName);
+    ASSERT_TRUE(definition.Save({u"B"_s, {}, {}}, conn, messages).Ok);
+    ASSERT_TRUE(definition.Open(0, environmentNamed(u"B"_s), conn, messages).Ok);
+    addEnvironment(u"Release 1_0"_s);
     const QStringList before = dump();
-
-    // Save keeps its own name; Save As refuses it, in any letter case.
-    EXPECT_TRUE(definition.Save(Input(QStringLiteral("Prod")), conn, messages).Ok);
-    const EnvironOutcome refused = definition.SaveAs(Input(QStringLiteral("PROD")), copier(), messages);
+    EXPECT_TRUE(definition.Save({u"B"_s, {}, {}}, conn, messages).Ok) << "Save keeps its own name";
+    const EnvironOutcome refused = definition.SaveAs({u"b"_s, {}, {}}, copier(), messages);
     EXPECT_FALSE(refused.Ok);
     EXPECT_EQ(refused.FocusField, kTxtEnvironName);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("PROD already exists - please choose another ID")});
+    EXPECT_FALSE(definition.SaveAs({u"Release 1.0"_s, {}, {}}, copier(), messages).Ok);
+    EXPECT_EQ(messages.shown, QStringList({"A! already exists - please choose another ID", "Environment name cannot be blank",
+                                           "Environment name cannot be blank", "b already exists - please choose another ID",
+                                           "Release 1_0 already exists - please choose another ID"}));
     EXPECT_TRUE(prompt.labels.isEmpty());
     EXPECT_EQ(dump(), before);
-
-    // The normalised name is what collides, and what the message names.
-    addEnvironment(QStringLiteral("Release 1_0"));
-    messages.shown.clear();
-    EXPECT_FALSE(definition.SaveAs(Input(QStringLiteral("Release 1.0")), copier(), messages).Ok);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Release 1_0 already exists - please choose another ID")});
 }
 
-TEST_P(EnvironmentRecordsTest, AFailedSaveLeavesNoPartialEnvironment)
+// Delete takes the detail and user rows with it (another environment's
+// stay, and its step windows do not hold this one); it is refused while a
+// step window runs in the environment; a failed Save or Delete rolls back.
+TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
 {
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 v1 = addVersion(app, QStringLiteral("1"));
-    abortOn(QStringLiteral("tEnvironmentDetail"), QStringLiteral("INSERT"));
-    definition.New();
-    const EnvironOutcome saved = definition.Save(Input(QStringLiteral("Prod"), QString(), {v1}), conn, messages);
-    EXPECT_FALSE(saved.Ok);
-    expectFailure(QStringLiteral("Error while saving environment definition : "));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironment")), 0);
-    EXPECT_FALSE(conn.InTransaction());
-}
-
-TEST_P(EnvironmentRecordsTest, DeleteIsRefusedWhileAStepWindowRefersToTheEnvironment)
-{
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 v1 = addVersion(app, QStringLiteral("1"), 2);
-    const qint32 env = addEnvironment(QStringLiteral("Prod"));
-    addDetail(env, v1);
-    const qint32 stepWindowProcess = addProcessOn(v1, 0, env, QStringLiteral("Login"));
+    const qint32 app = addApp(u"Billing"_s);
+    const qint32 v1 = addVersion(app, u"1"_s, 2), v2 = addVersion(app, u"2"_s);
+    const qint32 user = addUser(u"jd"_s);
+    const qint32 env = addEnvironment(u"Prod"_s), other = addEnvironment(u"Other"_s);
+    for (const auto& [e, v] : {std::pair{env, v1}, std::pair{other, v2}}) {
+        addDetail(e, v);
+        registerUser(e, user);
+    }
+    addProcessOn(v2, 0, other, u"Login"_s);
+    const qint32 held = addProcessOn(v1, 0, env, u"Login"_s);
     ASSERT_TRUE(definition.Open(0, env, conn, messages).Ok);
-    const QStringList before = dump();
-
-    EXPECT_FALSE(definition.Delete(false, conn, messages).Ok); // nothing selected: nothing happens
+    QStringList before = dump();
+    EXPECT_FALSE(definition.Delete(false, conn, messages).Ok) << "nothing selected: nothing happens";
     EXPECT_TRUE(messages.shown.isEmpty());
     EXPECT_FALSE(definition.Delete(true, conn, messages).Ok);
-    EXPECT_EQ(messages.shown,
-              QStringList{QStringLiteral("This environment is referenced in existing steps and cannot be deleted")});
+    EXPECT_EQ(messages.shown, QStringList{u"This environment is referenced in existing steps and cannot be deleted"_s});
     EXPECT_EQ(dump(), before);
-    (void)stepWindowProcess;
-}
+    messages.shown.clear();
 
-TEST_P(EnvironmentRecordsTest, DeleteTakesTheDetailAndUserRowsWithIt)
-{
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 v1 = addVersion(app, QStringLiteral("1"));
-    const qint32 v2 = addVersion(app, QStringLiteral("2"));
-    const qint32 user = addUser(QStringLiteral("jd"), QStringLiteral("Jo"), QStringLiteral("Doe"));
-    const qint32 env = addEnvironment(QStringLiteral("Prod"));
-    const qint32 other = addEnvironment(QStringLiteral("Other"));
-    addDetail(env, v1);
-    addDetail(other, v2);
-    for (const qint32 e : {env, other})
-        add(QStringLiteral("tEnvironmentUser"), {{QStringLiteral("iEnvironKey"), e}, {QStringLiteral("iUserKey"), user}});
-    // A step window of another environment does not hold this one.
-    addProcessOn(v2, 0, other, QStringLiteral("Login"));
-
-    ASSERT_TRUE(definition.Open(0, env, conn, messages).Ok);
-    const EnvironOutcome deleted = definition.Delete(true, conn, messages);
-    ASSERT_TRUE(deleted.Ok) << messages.shown.join(u'\n').toStdString();
-    EXPECT_TRUE(deleted.RefreshEnvironList);
-    EXPECT_TRUE(deleted.ClearForm);
-    EXPECT_EQ(deleted.Controls, EnvironControlsAfterNew());
-    EXPECT_TRUE(definition.EnvironIsNew());
-    EXPECT_EQ(definition.CurrentEnvironKey(), 0);
-
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1").arg(env)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1").arg(env)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1").arg(env)), 0);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1").arg(other)), 1);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1").arg(other)), 1);
-}
-
-TEST_P(EnvironmentRecordsTest, AFailedDeleteRollsBack)
-{
-    const qint32 app = addApp(QStringLiteral("Billing"));
-    const qint32 env = addEnvironment(QStringLiteral("Prod"));
-    addDetail(env, addVersion(app, QStringLiteral("1")));
-    ASSERT_TRUE(definition.Open(0, env, conn, messages).Ok);
-    const QStringList before = dump();
-    abortOn(QStringLiteral("tEnvironment"), QStringLiteral("DELETE"));
+    conn.Execute(u"DELETE FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s.arg(held));
+    before = dump();
+    abortOn(u"tEnvironment"_s, u"DELETE"_s);
     EXPECT_FALSE(definition.Delete(true, conn, messages).Ok);
-    expectFailure(QStringLiteral("Error while deleting environment: "));
+    expectFailure(u"Error while deleting environment: "_s);
     EXPECT_EQ(dump(), before);
     EXPECT_EQ(definition.CurrentEnvironKey(), env);
+    dropAbort(u"tEnvironment"_s, u"DELETE"_s);
+
+    const EnvironOutcome deleted = definition.Delete(true, conn, messages);
+    ASSERT_TRUE(deleted.Ok) << messages.shown.join(u'\n').toStdString();
+    EXPECT_TRUE(deleted.RefreshEnvironList && deleted.ClearForm && definition.EnvironIsNew());
+    EXPECT_EQ(deleted.Controls, EnvironControlsAfterNew());
+    EXPECT_EQ(definition.CurrentEnvironKey(), 0);
+    EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail UNION ALL SELECT iEnvironKey FROM tEnvironmentUser "
+                   u"UNION ALL SELECT iEnvironmentKey FROM tEnvironment"_s),
+              QStringList({QString::number(other), QString::number(other), QString::number(other)}));
+
+    abortOn(u"tEnvironmentDetail"_s, u"INSERT"_s);
+    definition.New();
+    EXPECT_FALSE(definition.Save({u"Prod"_s, {}, {v1}}, conn, messages).Ok);
+    expectFailure(u"Error while saving environment definition : "_s);
+    EXPECT_EQ(environmentNamed(u"Prod"_s), 0);
+    EXPECT_FALSE(conn.InTransaction());
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentRecordsTest, ::testing::ValuesIn(TestBackends()),
