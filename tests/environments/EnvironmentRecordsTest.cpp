@@ -1,5 +1,5 @@
 // The environment definition: name normalisation and the folder-name
-// check, the controls' states and the save prompt, Save with its
+// check, the save prompt, Save with its
 // uniqueness check and detail rows, the refusals of Save As, Delete and
 // its refusal, and the rollbacks.
 
@@ -7,8 +7,6 @@
 
 using namespace dorvane;
 using namespace dorvane::test;
-
-using Controls = EnvironDefinitionControls; // Save, Save As, Delete, tabs
 
 TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullStop)
 {
@@ -50,27 +48,6 @@ TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
         const QString problem = EnvironFolderNameProblem(name);
         EXPECT_TRUE(start.isEmpty() ? problem.isEmpty() : problem.startsWith(start)) << name.toStdString() << ": " << problem.toStdString();
     }
-}
-
-TEST(EnvironmentControls, FollowTheStatesOfTheDefinitionPane)
-{
-    const Controls empty = EnvironControlsAfterNew(), loaded = EnvironControlsAfterOpen();
-    const Controls typedNew = EnvironControlsAfterEdit(empty, EnvironField::Name, true);
-    const Controls renamed = EnvironControlsAfterEdit(loaded, EnvironField::Name, false);
-    EXPECT_EQ(empty, Controls{});
-    EXPECT_EQ(typedNew, (Controls{true, false, false, false})) << "a new environment: typing enables Save only";
-    EXPECT_EQ(loaded, (Controls{false, false, true, true}));
-    EXPECT_EQ(renamed, (Controls{true, true, true, true}));
-    EXPECT_EQ(EnvironControlsAfterEdit(loaded, EnvironField::Description, false), (Controls{true, false, true, true}));
-    EXPECT_TRUE(EnvironControlsAfterEdit(renamed, EnvironField::Description, false).SaveAsEnabled) << "as the name made it";
-    EXPECT_EQ(EnvironControlsAfterSave(renamed), (Controls{false, false, true, true}));
-    EXPECT_EQ(EnvironControlsAfterSave(typedNew), (Controls{false, false, false, true})) << "Delete stays as before the save";
-    // Edits while the program fills the boxes do not count.
-    EnvironmentRecords records;
-    records.TextChanged(EnvironField::Name, true);
-    EXPECT_FALSE(records.EnvironDirty() || records.Controls().SaveEnabled);
-    records.TextChanged(EnvironField::Description, false);
-    EXPECT_TRUE(records.EnvironDirty() && records.Controls().SaveEnabled);
 }
 
 // One prompt for both parts; Yes saves both and the configuration's outcome
@@ -121,10 +98,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRows)
     EXPECT_EQ(definition.CurrentEnvironName(), u"Test_Env_"_s);
     EXPECT_EQ(rows(u"SELECT sEnvironmentDesc FROM tEnvironment WHERE iEnvironmentKey=%1"_s.arg(key)), QStringList{u"QA"_s});
     EXPECT_EQ(listed(key), (std::vector<qint32>{v2, v1})) << "one row per listed version, in list order";
-    EXPECT_EQ(saved.ShowTab, kEnvironConfigurationTab);
-    EXPECT_EQ(saved.SelectEnvironKey, key);
-    EXPECT_TRUE(saved.RefreshEnvironList && saved.RefreshEnvironUsers && saved.Controls.TabsEnabled);
-    EXPECT_FALSE(saved.Controls.SaveEnabled || definition.EnvironDirty());
+    EXPECT_TRUE(saved.RefreshEnvironList && saved.RefreshEnvironUsers);
     // Saved again: the same row, the full stop kept; a stored environment
     // adds rows only for versions no environment lists.
     ASSERT_TRUE(definition.Save({u"Release 1.0"_s, {}, {v1, v2, v3, addVersion(app, u"4"_s)}}, conn, messages).Ok);
@@ -198,8 +172,6 @@ TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
     const EnvironOutcome deleted = definition.Delete(true, conn, messages);
     ASSERT_TRUE(deleted.Ok) << messages.shown.join(u'\n').toStdString();
     EXPECT_TRUE(deleted.RefreshEnvironList && deleted.ClearForm && definition.EnvironIsNew());
-    EXPECT_EQ(deleted.Controls, EnvironControlsAfterNew());
-    EXPECT_EQ(definition.CurrentEnvironKey(), 0);
     EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail UNION ALL SELECT iEnvironKey FROM tEnvironmentUser "
                    u"UNION ALL SELECT iEnvironmentKey FROM tEnvironment"_s),
               QStringList({QString::number(other), QString::number(other), QString::number(other)}));

@@ -102,6 +102,9 @@ protected:
     ScriptedDialogs dialogs;
 };
 
+// The grids where the administrator looks for them; a name typed into the
+// cell's editor and Enter, Save, and the Delete Row action reach the
+// repository (the checks themselves are pinned on the grid's own tests).
 TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
 {
     c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
@@ -111,49 +114,25 @@ TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
     EXPECT_TRUE(c().SSMainTab->widget(frmMainForm::OptionsPage)->isAncestorOf(c().TDBGridProjects));
     EXPECT_TRUE(c().SSAppTab->widget(2)->isAncestorOf(c().TDBGridKeywords));
     EXPECT_EQ(c().SSAppTab->tabText(2), u"&Keywords"_s);
-    // The rows as loaded, in name order, and the adding row below them.
-    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""}));
+    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""})) << "name order, then the adding row";
     EXPECT_FALSE(c().cmdRoleSave->isEnabled());
-
-    // Names clash only in exact letter case; blank and taken names are refused.
     typeInEditor(view, 3, u"Tester"_s);
-    EXPECT_EQ(view->model()->rowCount(), 4);
     typeInEditor(view, 3, u"tester"_s);
-    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", "tester", ""}));
-    EXPECT_EQ(column(view, 1)[3], u" "_s);
-    EXPECT_FALSE(typeCell(view, 0, 0, u"Test Lead"_s));
-    EXPECT_FALSE(typeCell(view, 0, 0, QString()));
-    EXPECT_EQ(messages.shown, QStringList({"Tester already exists!", "Test Lead already exists!", "Role name cannot be blank"}));
-    EXPECT_TRUE(typeCell(view, 0, 0, u"DEVELOPER"_s)) << "its own name in other letters is no clash";
+    EXPECT_EQ(messages.shown, QStringList({"Tester already exists!"}));
     EXPECT_TRUE(typeCell(view, 2, 1, u"Runs the tests"_s));
-    EXPECT_TRUE(window->RoleDirty());
-    ASSERT_TRUE(c().cmdRoleSave->isEnabled());
-
+    EXPECT_TRUE(window->RoleDirty() && c().cmdRoleSave->isEnabled());
     c().cmdRoleSave->click();
-    EXPECT_EQ(messages.shown.size(), 3);
     EXPECT_TRUE(window->SaveOk);
     EXPECT_FALSE(window->RoleDirty() || c().cmdRoleSave->isEnabled());
     const QString sql = u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleDesc IN (' ', 'Runs the tests') ORDER BY iRoleKey"_s;
     EXPECT_EQ(stored(sql), QStringList({"Tester|Runs the tests", "tester| "}));
-    // Reloaded with the keys: a second edit of the added row updates it.
-    const int added = column(view).indexOf(u"tester"_s);
-    const clsNameDescPair& list = window->rolesGrid().List();
-    EXPECT_EQ(list.GetValue(added, clsNameDescPair::KeyField),
-              stored(u"SELECT iRoleKey FROM tRole WHERE sRoleDesc=' '"_s).value(0));
-    EXPECT_FALSE(list.IsNew(added));
-    ASSERT_TRUE(typeCell(view, added, 1, u"Checks"_s));
-    c().cmdRoleSave->click();
-    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole ORDER BY iRoleKey"_s).size(), 4);
-    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole WHERE sRoleDesc='Checks'"_s), QStringList{u"tester"_s});
-
-    // Deleting a row deletes the row shown, not one whose name differs only in letter case.
     deleteRow(view, column(view).indexOf(u"tester"_s));
-    EXPECT_EQ(stored(u"SELECT sRoleName FROM tRole WHERE sRoleName='Tester'"_s), QStringList{u"Tester"_s});
-    EXPECT_EQ(column(view), QStringList({"DEVELOPER", "Test Lead", "Tester", ""}));
-    EXPECT_EQ(messages.shown.size(), 3) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(stored(sql), QStringList({"Tester|Runs the tests"}));
+    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""}));
+    EXPECT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
 }
 
-TEST_P(ListsWidgetTest, KeywordsAreExportedImportedAndDeletedFromTheirTab)
+TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
 {
     openKeywords(u"Order Entry"_s);
     // Cancelled choosers do nothing.
@@ -173,15 +152,6 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedImportedAndDeletedFromTheirTab)
     EXPECT_EQ(exported.readAll(), QByteArray("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\n"
                                              "Smoke\tQuick check after each build\r\n"));
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
-
-    // "Checkout" is Web Store's keyword; Order Entry's own is deleted by its key.
-    const QString checkouts = u"SELECT iKeywordAppKey FROM tKeyword WHERE sKeywordName='Checkout'"_s;
-    const QStringList before = stored(checkouts);
-    ASSERT_TRUE(typeCell(c().TDBGridKeywords, 3, 0, u"Checkout"_s));
-    c().cmdKeywordSave->click();
-    ASSERT_EQ(stored(checkouts).size(), 2);
-    deleteRow(c().TDBGridKeywords, column(c().TDBGridKeywords).indexOf(u"Checkout"_s));
-    EXPECT_EQ(stored(checkouts), before);
 
     // Import adds the rows and reloads the grid in name order.
     openKeywords(u"Web Store"_s);
