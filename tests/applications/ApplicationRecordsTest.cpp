@@ -1,278 +1,436 @@
-#include "applications/ApplicationRecords.h"
+// Saving and opening applications and versions, the system screen a
+// version is seeded with, and a host version's list-handling attributes.
 
 #include "applications/AppTestFixture.h"
+#include "applications/ApplicationRecords.h"
+#include "applications/SystemScreen.h"
+#include "applications/VersionAttributes.h"
+#include "applications/VersionRecords.h"
 
-using namespace dorvane;
-using namespace dorvane::test;
-
+namespace dorvane::test {
 namespace {
 
-ApplicationInput windowsApp(const QString& name, const QString& id)
+ApplicationInput appInput(const QString& name, const QString& id, qint32 platform = kPlatformWindows)
 {
-    ApplicationInput input;
-    input.name = name;
-    input.id = id;
-    input.description = QStringLiteral("Order entry");
-    input.environ = QStringLiteral("Needs a printer");
-    input.platformKey = kPlatformWindows;
-    return input;
+    return {name, id, u"Order entry"_s, u"Needs a printer"_s, platform, {}, {}};
 }
 
-ApplicationState newApp() { return {}; }
-
-ApplicationState shown(qint32 key, const QString& folder)
+ApplicationState shownApp(qint32 key, const QString& folder)
 {
-    ApplicationState state;
-    state.CurrentAppKey = key;
-    state.AppIsNew = false;
-    state.AppFolderName = folder;
-    return state;
+    return {.CurrentAppKey = key, .AppIsNew = false, .AppFolderName = folder};
 }
-
-} // namespace
 
 class ApplicationRecordsTest : public AppRepositoryTest {
 protected:
-    ApplicationSaveOutcome save(const ApplicationInput& input, const ApplicationState& state)
+    ApplicationSaveOutcome save(const ApplicationInput& in, const ApplicationState& state = {})
     {
-        ApplicationRecords records(conn, messages, sharedPath());
-        return records.Save(input, state);
+        return ApplicationRecords(conn, messages, sharedPath()).Save(in, state);
     }
-
-    // Saves a new application and expects it to succeed.
-    ApplicationSaveOutcome saveNew(const ApplicationInput& input)
-    {
-        const ApplicationSaveOutcome out = save(input, newApp());
-        EXPECT_TRUE(out.SaveOk) << messages.shown.join(u'\n').toStdString();
-        return out;
-    }
-};
-
-// Each check refused alone, in order: message, field to focus, the
-// definition page, and nothing written.
-struct RefusalCase {
-    const char* label;
-    void (*change)(ApplicationInput&);
-    const char* message;
-    const char* focus;
 };
 
 TEST_P(ApplicationRecordsTest, EachCheckRefusesAloneWithItsMessageAndField)
 {
-    DB_ASSERT(addApp(QStringLiteral("Billing"), QStringLiteral("BILL_1_0"), kPlatformWindows));
-    const std::vector<RefusalCase> cases = {
-        {"blank name", [](ApplicationInput& in) { in.name.clear(); }, "Application Name cannot be blank", "txtAppName"},
-        {"blank ID", [](ApplicationInput& in) { in.id.clear(); }, "You must specify an ID for this application.",
-            "txtAppID"},
-        {"no platform", [](ApplicationInput& in) { in.platformKey.reset(); },
-            "You must select a valid platform type for this application.", "cbPlatform"},
-        {"same name", [](ApplicationInput& in) { in.name = QStringLiteral("billing"); },
-            "billing already exists - please choose another Name", "txtAppName"},
-        {"same normalised ID", [](ApplicationInput& in) { in.id = QStringLiteral("BILL 1-0"); },
-            "BILL 1-0 already exists - please choose another ID", "txtAppID"},
-        {"host without emulator", [](ApplicationInput& in) { in.platformKey = kPlatform3270; },
-            "You must select a supported emulator for a host-based platform", "cbEmulator"},
+    makeApp(u"Billing"_s, u"BILL_1_0"_s, kPlatformWindows);
+    const struct { void (*change)(ApplicationInput&); const char* message; const char* focus; } cases[] = {
+        {[](ApplicationInput& in) { in.name.clear(); }, "Application Name cannot be blank", "txtAppName"},
+        {[](ApplicationInput& in) { in.id.clear(); }, "You must specify an ID for this application.", "txtAppID"},
+        {[](ApplicationInput& in) { in.platformKey.reset(); }, "You must select a valid platform type for this application.", "cbPlatform"},
+        {[](ApplicationInput& in) { in.name = u"billing"_s; }, "billing already exists - please choose another Name", "txtAppName"},
+        {[](ApplicationInput& in) { in.id = u"BILL 1-0"_s; }, "BILL 1-0 already exists - please choose another ID", "txtAppID"},
+        {[](ApplicationInput& in) { in.platformKey = kPlatform3270; }, "You must select a supported emulator for a host-based platform", "cbEmulator"},
     };
-    for (const RefusalCase& c : cases) {
-        SCOPED_TRACE(c.label);
+    for (const auto& c : cases) {
         messages.shown.clear();
-        ApplicationInput input = windowsApp(QStringLiteral("Orders"), QStringLiteral("ORD"));
-        c.change(input);
-        const ApplicationSaveOutcome out = save(input, newApp());
-        EXPECT_FALSE(out.SaveOk);
+        ApplicationInput in = appInput(u"Orders"_s, u"ORD"_s);
+        c.change(in);
+        const ApplicationSaveOutcome out = save(in);
         EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(c.message)});
-        EXPECT_EQ(out.focusField, QString::fromLatin1(c.focus));
-        EXPECT_EQ(out.mainTab, 2);
-        EXPECT_EQ(out.appTab, 0);
-        EXPECT_FALSE(out.dirtyCleared);
-        EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 1);
-        EXPECT_FALSE(folderExists(QStringLiteral("Apps")));
+        EXPECT_EQ(std::tuple(out.SaveOk, out.dirtyCleared, out.mainTab, out.appTab, out.focusField),
+                  std::tuple(false, false, 2, 0, QString::fromLatin1(c.focus)));
     }
+    EXPECT_EQ(count(u"SELECT * FROM tApp"_s), 1);
+    EXPECT_FALSE(folderExists(u"Apps"_s));
 }
 
-TEST_P(ApplicationRecordsTest, NewApplicationIsStoredNormalisedWithBlanksAndFolder)
+TEST_P(ApplicationRecordsTest, NewApplicationsAreStoredNormalisedAndOpenAsStored)
 {
-    ApplicationInput input = windowsApp(QStringLiteral("Quality"), QStringLiteral("Q/A 1.0"));
-    input.description.clear();
-    input.environ.clear();
-    input.emulatorKey = 2; // a leftover selection whose text was cleared
-    const ApplicationSaveOutcome out = saveNew(input);
+    ApplicationInput in = appInput(u"Quality"_s, u"Q/A 1.0"_s);
+    in.description.clear();
+    in.environ.clear();
+    in.emulatorKey = 2; // a leftover selection of a non-host application
+    const ApplicationSaveOutcome out = save(in);
+    ASSERT_TRUE(out.SaveOk) << Shown(messages);
+    const qint32 key = out.state.CurrentAppKey;
+    EXPECT_EQ(Rows(conn, u"SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp"_s),
+              QStringList{u"%1|Q_A_1_0| | |1|0"_s.arg(key)});
+    EXPECT_EQ(std::tuple(out.state.AppFolderName, out.state.AppIsHost, out.state.AppIsNew, out.dirtyCleared, out.appTab, out.focusField),
+              std::tuple(u"Q_A_1_0"_s, false, false, true, 1, u"txtVersionID"_s));
+    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"Q_A_1_0"_s});
 
-    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp "
-                                        "WHERE sAppName='Quality'")),
-              QStringList{QStringLiteral("%1|Q_A_1_0| | |%2|0").arg(out.state.CurrentAppKey).arg(kPlatformWindows)});
-    EXPECT_EQ(out.state.AppFolderName, QStringLiteral("Q_A_1_0"));
-    EXPECT_FALSE(out.state.AppIsHost);
-    EXPECT_FALSE(out.state.AppIsNew);
-    EXPECT_TRUE(out.dirtyCleared);
-    EXPECT_EQ(out.appTab, 1);
-    EXPECT_EQ(out.focusField, QStringLiteral("txtVersionID"));
-    EXPECT_TRUE(messages.shown.isEmpty());
-    EXPECT_EQ(foldersIn(QStringLiteral("Apps")), QStringList{QStringLiteral("Q_A_1_0")});
-}
-
-TEST_P(ApplicationRecordsTest, HostApplicationStoresItsEmulator)
-{
-    ApplicationInput input = windowsApp(QStringLiteral("Mainframe ledger"), QStringLiteral("LEDGER"));
-    input.platformKey = kPlatform3270;
-    input.emulatorKey = 2;
-    input.emulatorText = QStringLiteral("Attachmate EXTRA!");
-    const ApplicationSaveOutcome out = saveNew(input);
-    EXPECT_TRUE(out.state.AppIsHost);
-    EXPECT_EQ(out.state.CurrentPlatformKey, kPlatform3270);
-    EXPECT_EQ(Rows(conn, QStringLiteral("SELECT iApp3270Key FROM tApp WHERE iAppKey=%1").arg(out.state.CurrentAppKey)),
-              QStringList{QStringLiteral("2")});
+    ApplicationInput host = appInput(u"Ledger"_s, u"LEDGER"_s, kPlatform3270);
+    host.emulatorKey = 2;
+    host.emulatorText = u"Attachmate EXTRA!"_s;
+    const ApplicationSaveOutcome hostOut = save(host);
+    EXPECT_EQ(std::pair(hostOut.state.AppIsHost, hostOut.state.CurrentPlatformKey), std::pair(true, kPlatform3270));
 
     ApplicationRecords records(conn, messages, sharedPath());
-    const auto opened = records.Open(out.state.CurrentAppKey);
+    const auto opened = records.Open(hostOut.state.CurrentAppKey);
     ASSERT_TRUE(opened);
-    EXPECT_TRUE(opened->AppIsHost);
-    EXPECT_EQ(opened->emulatorKey, 2);
+    EXPECT_EQ(std::tuple(opened->name, opened->id, opened->AppFolderName, opened->description, opened->environ),
+              std::tuple(u"Ledger"_s, u"LEDGER"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s));
+    EXPECT_EQ(std::tuple(opened->AppIsHost, opened->emulatorKey, opened->platformKey), std::tuple(true, 2, std::optional(kPlatform3270)));
+    // A stored emulator of a non-host application is not shown; a Null
+    // platform is no error.
+    EXPECT_EQ(records.Open(addApp(u"Stray"_s, u"STRAY"_s, kPlatformWeb, 3))->emulatorKey, 0);
+    DB_ASSERT(conn.Execute(u"INSERT INTO tApp (sAppName, sAppID, iAppPlatform) VALUES ('Legacy', 'LEG', NULL)"_s));
+    const auto legacy = records.Open(Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppID='LEG'"_s)[0].toInt());
+    ASSERT_TRUE(legacy);
+    EXPECT_FALSE(legacy->platformKey);
+    EXPECT_TRUE(messages.shown.isEmpty()) << Shown(messages);
+    EXPECT_FALSE(records.Open(999));
+    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening application:Either BOF or EOF"_s)) << Shown(messages);
 }
 
-// Application IDs turn "." and "-" into "_" alike (unlike version IDs), so
-// 1.0 and 1-0 are the same application ID.
-TEST_P(ApplicationRecordsTest, NormalisedIdsCollide)
+// Application IDs turn "." and "-" into "_" alike (unlike version IDs).
+TEST_P(ApplicationRecordsTest, NormalisedIdsAndQuotedNamesCollide)
 {
-    EXPECT_EQ(NormaliseAppId(QStringLiteral("Q/A 1.0")), QStringLiteral("Q_A_1_0"));
-    EXPECT_EQ(NormaliseAppId(QStringLiteral("a!b?c[d]e:f*g\"h-i")), QStringLiteral("a_b_c_d_e_f_g_h_i"));
-    EXPECT_EQ(NormaliseAppId(QStringLiteral("O'Neil")), QStringLiteral("O'Neil"));
-
-    const struct {
-        const char* stored;
-        const char* typed;
-        bool collides;
-    } cases[] = {
-        {"1 0", "1_0", true},
-        {"1.0", "1-0", true},
-        {"A B", "A_B", true},
-        {"1.0", "10", false},
-        {"O'Neil", "O'Neil", true},
-        {"O'Neil", "O Neil", false},
-    };
+    EXPECT_EQ(NormaliseAppId(u"a!b?c[d]e:f*g\"h-i.j k/l"_s), u"a_b_c_d_e_f_g_h_i_j_k_l"_s);
+    const struct { const char* stored; const char* typed; bool collides; } cases[] = {
+        {"1 0", "1_0", true}, {"1.0", "1-0", true}, {"A B", "A_B", true}, {"1.0", "10", false}, {"O'Neil", "O'Neil", true}, {"O'Neil", "O Neil", false}};
     int n = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.typed);
         messages.shown.clear();
-        const QString suffix = QString::number(++n);
-        const ApplicationSaveOutcome first
-            = saveNew(windowsApp(QStringLiteral("First ") + suffix, QString::fromUtf8(c.stored) + suffix));
-        const ApplicationSaveOutcome second
-            = save(windowsApp(QStringLiteral("Second ") + suffix, QString::fromUtf8(c.typed) + suffix), newApp());
-        EXPECT_EQ(second.SaveOk, !c.collides);
-        if (c.collides) {
-            EXPECT_EQ(messages.shown,
-                QStringList{QString::fromUtf8(c.typed) + suffix
-                    + QStringLiteral(" already exists - please choose another ID")});
-        }
-        ASSERT_TRUE(first.SaveOk);
+        const QString suffix = QString::number(++n), typed = QString::fromUtf8(c.typed) + suffix;
+        ASSERT_TRUE(save(appInput(u"First "_s + suffix, QString::fromUtf8(c.stored) + suffix)).SaveOk);
+        EXPECT_EQ(save(appInput(u"Second "_s + suffix, typed)).SaveOk, !c.collides);
+        EXPECT_EQ(messages.shown, c.collides ? QStringList{typed + u" already exists - please choose another ID"_s}
+                                             : QStringList{});
     }
-}
-
-TEST_P(ApplicationRecordsTest, NameWithQuoteIsFoundByTheUniquenessCheck)
-{
-    const ApplicationSaveOutcome first = saveNew(windowsApp(QStringLiteral("O'Neil's app"), QStringLiteral("ONEIL")));
-    const ApplicationSaveOutcome second
-        = save(windowsApp(QStringLiteral("O'Neil's app"), QStringLiteral("OTHER")), newApp());
-    EXPECT_FALSE(second.SaveOk);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("O'Neil's app already exists - please choose another Name")});
-
+    const ApplicationSaveOutcome first = save(appInput(u"O'Neil's app"_s, u"ONEIL"_s));
+    EXPECT_FALSE(save(appInput(u"O'Neil's app"_s, u"OTHER"_s)).SaveOk);
+    EXPECT_EQ(messages.shown.last(), u"O'Neil's app already exists - please choose another Name"_s);
     // Its own row does not count against it.
-    messages.shown.clear();
-    const ApplicationSaveOutcome again = save(windowsApp(QStringLiteral("O'Neil's app"), QStringLiteral("ONEIL")),
-        shown(first.state.CurrentAppKey, QStringLiteral("ONEIL")));
-    EXPECT_TRUE(again.SaveOk) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(again.state.CurrentAppKey, first.state.CurrentAppKey);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 1);
+    const ApplicationSaveOutcome again = save(appInput(u"O'Neil's app"_s, u"ONEIL"_s), shownApp(first.state.CurrentAppKey, u"ONEIL"_s));
+    EXPECT_EQ(std::pair(again.SaveOk, again.state.CurrentAppKey), std::pair(true, first.state.CurrentAppKey));
 }
 
-TEST_P(ApplicationRecordsTest, ChangingTheIdRenamesTheFolderAndTheNameAloneDoesNot)
+TEST_P(ApplicationRecordsTest, AChangedIdRenamesTheFolderAndFailuresAreReported)
 {
-    const ApplicationSaveOutcome first = saveNew(windowsApp(QStringLiteral("Orders"), QStringLiteral("ord")));
-    const qint32 key = first.state.CurrentAppKey;
-    ASSERT_TRUE(QDir().mkpath(sharedPath() + QStringLiteral("/Apps/ord/1.0")));
-
-    ASSERT_TRUE(
-        save(windowsApp(QStringLiteral("Order entry"), QStringLiteral("ord")), shown(key, QStringLiteral("ord")))
-            .SaveOk);
-    EXPECT_EQ(foldersIn(QStringLiteral("Apps")), QStringList{QStringLiteral("ord")});
-
+    const qint32 key = save(appInput(u"Orders"_s, u"ord"_s)).state.CurrentAppKey;
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/ord/1.0"_s));
+    ASSERT_TRUE(save(appInput(u"Order entry"_s, u"ord"_s), shownApp(key, u"ord"_s)).SaveOk);
+    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"ord"_s});
     // A change of letter case alone is a change of ID.
-    const ApplicationSaveOutcome upper
-        = save(windowsApp(QStringLiteral("Order entry"), QStringLiteral("ORD")), shown(key, QStringLiteral("ord")));
-    ASSERT_TRUE(upper.SaveOk) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(foldersIn(QStringLiteral("Apps")), QStringList{QStringLiteral("ORD")});
+    ASSERT_TRUE(save(appInput(u"Order entry"_s, u"ORD"_s), shownApp(key, u"ord"_s)).SaveOk);
+    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"ORD"_s});
+    const ApplicationSaveOutcome renamed = save(appInput(u"Order entry"_s, u"ORD 2"_s), shownApp(key, u"ORD"_s));
+    EXPECT_EQ(std::tuple(renamed.SaveOk, renamed.state.AppFolderName, renamed.state.CurrentAppKey), std::tuple(true, u"ORD_2"_s, key));
+    EXPECT_TRUE(folderExists(u"Apps/ORD_2/1.0"_s));
+    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"ORD_2"_s});
 
-    const ApplicationSaveOutcome renamed
-        = save(windowsApp(QStringLiteral("Order entry"), QStringLiteral("ORD 2")), shown(key, QStringLiteral("ORD")));
-    ASSERT_TRUE(renamed.SaveOk) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(renamed.state.AppFolderName, QStringLiteral("ORD_2"));
-    EXPECT_EQ(renamed.state.CurrentAppKey, key);
-    EXPECT_EQ(foldersIn(QStringLiteral("Apps")), QStringList{QStringLiteral("ORD_2")});
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps/ORD_2/1.0")));
-}
+    // A folder that cannot be renamed is reported after the row is saved;
+    // the Apps folder is made.
+    ASSERT_TRUE(QDir(sharedPath() + u"/Apps"_s).removeRecursively());
+    const ApplicationSaveOutcome lost = save(appInput(u"Order entry"_s, u"NEW"_s), shownApp(key, u"ORD_2"_s));
+    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error during app save: File not found: "_s)) << Shown(messages);
+    EXPECT_EQ(std::pair(lost.SaveOk, lost.dirtyCleared), std::pair(false, true));
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppID='NEW'"_s), 1);
+    EXPECT_TRUE(folderExists(u"Apps"_s));
 
-TEST_P(ApplicationRecordsTest, FailedFolderRenameIsReportedAfterTheRowIsSaved)
-{
-    const qint32 key = addApp(QStringLiteral("Orders"), QStringLiteral("ORD"), kPlatformWindows);
-    const ApplicationSaveOutcome out
-        = save(windowsApp(QStringLiteral("Orders"), QStringLiteral("NEW")), shown(key, QStringLiteral("ORD")));
-    EXPECT_FALSE(out.SaveOk);
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error during app save: File not found: ")))
-        << messages.shown[0].toStdString();
-    EXPECT_TRUE(out.dirtyCleared);
-    EXPECT_EQ(out.state.CurrentAppKey, key);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp WHERE sAppID='NEW'")), 1);
-    EXPECT_TRUE(folderExists(QStringLiteral("Apps")));
-}
-
-TEST_P(ApplicationRecordsTest, DatabaseErrorIsShownWithThePrefix)
-{
-    // A name too long for a quoted literal fails inside the save.
-    const ApplicationSaveOutcome out = save(windowsApp(QString(40000, u'x'), QStringLiteral("LONG")), newApp());
-    EXPECT_FALSE(out.SaveOk);
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Error during app save: Overflow")});
-    EXPECT_TRUE(out.focusField.isEmpty());
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 0);
-}
-
-TEST_P(ApplicationRecordsTest, OpenShowsTheStoredFields)
-{
-    ApplicationRecords records(conn, messages, sharedPath());
-    const ApplicationSaveOutcome saved = saveNew(windowsApp(QStringLiteral("Orders"), QStringLiteral("ORD 1")));
-    const auto opened = records.Open(saved.state.CurrentAppKey);
-    ASSERT_TRUE(opened);
-    EXPECT_EQ(opened->name, QStringLiteral("Orders"));
-    EXPECT_EQ(opened->id, QStringLiteral("ORD_1"));
-    EXPECT_EQ(opened->AppFolderName, QStringLiteral("ORD_1"));
-    EXPECT_EQ(opened->description, QStringLiteral("Order entry"));
-    EXPECT_EQ(opened->environ, QStringLiteral("Needs a printer"));
-    EXPECT_EQ(opened->platformKey, kPlatformWindows);
-    EXPECT_FALSE(opened->AppIsHost);
-
-    // A stored emulator of a non-host application is not shown.
-    const auto stray = records.Open(addApp(QStringLiteral("Stray"), QStringLiteral("STRAY"), kPlatformWeb, 3));
-    ASSERT_TRUE(stray);
-    EXPECT_EQ(stray->emulatorKey, 0);
-
-    // A Null platform is no error: there is simply no platform key.
-    DB_ASSERT(conn.Execute(
-        QStringLiteral("INSERT INTO tApp (sAppName, sAppID, iAppPlatform) VALUES ('Legacy', 'LEG', NULL)")));
-    Recordset legacy(QStringLiteral("SELECT * FROM tApp WHERE sAppID='LEG'"), conn);
-    const auto noPlatform = records.Open(legacy.Int(QStringLiteral("iAppKey")));
-    ASSERT_TRUE(noPlatform);
-    EXPECT_FALSE(noPlatform->platformKey);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_P(ApplicationRecordsTest, OpeningAMissingApplicationShowsTheError)
-{
-    ApplicationRecords records(conn, messages, sharedPath());
-    EXPECT_FALSE(records.Open(999));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(QStringLiteral("Error while opening application:Either BOF or EOF")))
-        << messages.shown[0].toStdString();
+    // A database error, with the prefix; nothing written.
+    messages.shown.clear();
+    const ApplicationSaveOutcome overflow = save(appInput(QString(40000, u'x'), u"LONG"_s));
+    EXPECT_EQ(messages.shown, QStringList{u"Error during app save: Overflow"_s});
+    EXPECT_EQ(std::pair(overflow.SaveOk, overflow.focusField), std::pair(false, QString()));
+    EXPECT_EQ(count(u"SELECT * FROM tApp"_s), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ApplicationRecordsTest, ::testing::ValuesIn(TestBackends()));
+
+// ---- versions ----
+
+VersionInput versionInput(const QString& id) { return {id, u"First release"_s, 1, {}}; }
+
+VersionState shownVersion(qint32 key, const QString& folder) { return {key, false, folder}; }
+
+class VersionRecordsTest : public AppRepositoryTest {
+protected:
+    void SetUp() override
+    {
+        AppRepositoryTest::SetUp();
+        ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps"_s));
+        DB_ASSERT(app.CurrentAppKey = addApp(u"Orders"_s, u"ORD"_s, kPlatformWindows));
+        app.AppFolderName = u"ORD"_s;
+        app.CurrentPlatformKey = kPlatformWindows;
+    }
+    VersionSaveOutcome save(const VersionInput& in, const VersionState& state = {}, bool as = false)
+    {
+        VersionRecords records(conn, messages, sharedPath());
+        return as ? records.SaveAs(in, app, state) : records.Save(in, app, state);
+    }
+    qint32 saveNew(const QString& id)
+    {
+        const VersionSaveOutcome out = save(versionInput(id));
+        EXPECT_TRUE(out.SaveOk) << Shown(messages);
+        return out.state.CurrentVersionKey;
+    }
+    QStringList version(qint32 key, const QString& columns)
+    {
+        return Rows(conn, u"SELECT %1 FROM tVersion WHERE iVersionKey=%2"_s.arg(columns).arg(key));
+    }
+    qint32 seeded(qint32 key) { return count(u"SELECT * FROM tObject WHERE iObjectVersionKey=%1"_s.arg(key)); }
+    void dropSystemClass() { DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=1 AND sClassPhysicalName='[System]'"_s)); }
+
+    VersionApplication app;
+};
+
+TEST_P(VersionRecordsTest, EachCheckRefusesAloneAndIdsAreNormalisedPerApplication)
+{
+    saveNew(u"1.0"_s);
+    const struct { void (*change)(VersionInput&); const char* message; const char* focus; } cases[] = {
+        {[](VersionInput& in) { in.id.clear(); }, "Version ID cannot be blank", "txtVersionID"},
+        {[](VersionInput& in) { in.mapTypeKey.reset(); }, "You must select a valid map type for this Version.", "cbVersionMapType"},
+        {[](VersionInput& in) { in.id = u"1.0"_s; }, "1.0 already exists - please choose another ID", "txtVersionID"},
+    };
+    for (const auto& c : cases) {
+        messages.shown.clear();
+        VersionInput in = versionInput(u"2.0"_s);
+        c.change(in);
+        const VersionSaveOutcome out = save(in);
+        EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(c.message)});
+        EXPECT_EQ(std::tuple(out.SaveOk, out.dirtyCleared, out.mainTab, out.appTab, out.focusField),
+                  std::tuple(false, false, 2, 1, QString::fromLatin1(c.focus)));
+    }
+    EXPECT_EQ(count(u"SELECT * FROM tVersion"_s) + count(u"SELECT * FROM tWindow"_s), 2);
+    EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.0"_s});
+
+    EXPECT_EQ(NormaliseVersionId(u"v 1/2!3?4[5]6'7*8\"9"_s), u"v_1_2_3_4_5_6_7_8_9"_s);
+    EXPECT_EQ(NormaliseVersionId(u"1.0-beta:2"_s), u"1.0-beta:2"_s);
+    saveNew(u"1-0"_s);
+    saveNew(u"1 0"_s);
+    messages.shown.clear();
+    const VersionSaveOutcome clash = save(versionInput(u"1_0"_s));
+    EXPECT_EQ(messages.shown, QStringList{u"1_0 already exists - please choose another ID"_s});
+    EXPECT_EQ(clash.state.VersionFolderName, QString()); // a refused ID leaves the folder name
+    EXPECT_EQ(version(saveNew(u"O'Neil"_s), u"sVersionID"_s), QStringList{u"O_Neil"_s});
+    // Another application may use the same ID.
+    app.CurrentAppKey = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows);
+    app.AppFolderName = u"BILL"_s;
+    saveNew(u"1.0"_s);
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s), 2);
+    EXPECT_TRUE(folderExists(u"Apps/BILL/1.0/Primary Map Source"_s));
+}
+
+TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
+{
+    const VersionSaveOutcome out = save(versionInput(u"Release 1"_s));
+    ASSERT_TRUE(out.SaveOk && out.dirtyCleared && messages.shown.isEmpty()) << Shown(messages);
+    const qint32 key = out.state.CurrentVersionKey;
+    EXPECT_EQ(out.state.VersionFolderName, u"Release_1"_s);
+    EXPECT_EQ(version(key, u"iVersionAppKey, sVersionID, sVersionDesc, iMapType, iVersionSourceVersion, bVersionActive, "
+                           "iVersionLoadProcess, iVersionMainWindow"_s),
+              QStringList{u"%1|Release_1|First release|1|0|-1|0|0"_s.arg(app.CurrentAppKey)});
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(key)), seeded(key)), std::pair(1, 1));
+    EXPECT_EQ(foldersIn(u"Apps/ORD/Release_1"_s), (QStringList{u"Primary Map Source"_s, u"Secondary Map Source"_s}));
+
+    // An existing version: pointers written, the attributes emptied, the
+    // folder renamed with its content, the seeding repeated (Windows).
+    const auto k = makeApp(u"Other"_s, u"OTH"_s, kPlatformWindows, {{u"9"_s, {u"Main"_s}, {u"Login"_s}}});
+    DB_ASSERT(conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1', iVersionLoadProcess=77"_s));
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/ORD/Release_1/Primary Map Source/maps"_s));
+    VersionInput in = versionInput(u"1.1"_s);
+    in.links.loginProcess = k[u"Login"_s];
+    in.links.mainWindow = k[u"Main"_s];
+    ASSERT_TRUE(save(in, shownVersion(key, u"Release_1"_s)).SaveOk) << Shown(messages);
+    EXPECT_EQ(version(key, u"sVersionID, sVersionAttributes, iVersionLoadProcess, iVersionLoginProcess, "
+                           "iVersionMainWindow, iVersionInitialWindow"_s),
+              QStringList{u"1.1||0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
+    EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.1"_s});
+    EXPECT_TRUE(folderExists(u"Apps/ORD/1.1/Primary Map Source/maps"_s));
+    EXPECT_EQ(seeded(key), 2);
+    // Without an old folder to rename, the folders are created.
+    ASSERT_TRUE(QDir(sharedPath() + u"/Apps/ORD/1.1"_s).removeRecursively());
+    ASSERT_TRUE(save(versionInput(u"1.2"_s), shownVersion(key, u"1.1"_s)).SaveOk);
+    EXPECT_TRUE(folderExists(u"Apps/ORD/1.2/Secondary Map Source"_s));
+}
+
+TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
+{
+    const qint32 key = saveNew(u"1.0"_s);
+    dropSystemClass();
+    const QStringList before = TableRows(conn, {u"tVersion"_s, u"tWindow"_s});
+    const QString reason = u"Platform 1 has no \"[System]\" class."_s;
+    const VersionSaveOutcome added = save(versionInput(u"2.0"_s));
+    EXPECT_EQ(std::tuple(added.SaveOk, added.dirtyCleared, added.state.CurrentVersionKey), std::tuple(false, false, 0));
+    VersionInput changed = versionInput(u"1.5"_s);
+    changed.description = u"Changed"_s;
+    const VersionSaveOutcome edited = save(changed, shownVersion(key, u"1.0"_s));
+    EXPECT_EQ(std::pair(edited.SaveOk, edited.state.CurrentVersionKey), std::pair(false, key));
+    EXPECT_EQ(messages.shown, QStringList(2, u"Error during Version save: "_s + reason));
+    EXPECT_EQ(TableRows(conn, {u"tVersion"_s, u"tWindow"_s}), before);
+    EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.0"_s});
+
+    // Save As writes its row before the seeding, and keeps it.
+    messages.shown.clear();
+    EXPECT_FALSE(save(versionInput(u"3.0"_s), shownVersion(key, u"1.0"_s), true).SaveOk);
+    EXPECT_EQ(messages.shown, QStringList{u"Error while saving version as : "_s + reason});
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='3.0'"_s), 1);
+    EXPECT_FALSE(folderExists(u"Apps/ORD/3.0"_s));
+
+    // The connection is usable again afterwards.
+    messages.shown.clear();
+    app.AppIsHost = true;
+    app.CurrentPlatformKey = kPlatform3270;
+    EXPECT_TRUE(save(versionInput(u"4.0"_s)).SaveOk) << Shown(messages);
+}
+
+TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndWindows)
+{
+    const qint32 source = saveNew(u"1.0"_s);
+    const qint32 load = add(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"sProcessName"_s, u"Load"_s}, {u"iProcessType"_s, 1}});
+    for (const int type : {0, 2})
+        add(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"sProcessName"_s, u"Case"_s}, {u"iProcessType"_s, type}});
+    const qint32 first = add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowLogicalName"_s, u"First"_s}});
+    add(u"tProcess"_s, {{u"iProcessVerKey"_s, saveNew(u"2.0"_s)}, {u"sProcessName"_s, u"Elsewhere"_s}, {u"iProcessType"_s, 1}});
+    VersionInput in = versionInput(u"1.0"_s);
+    in.links.loadProcess = load;
+    in.links.initialWindow = first;
+    // No key is excluded: the shown version's own ID is refused.
+    const VersionSaveOutcome refused = save(in, shownVersion(source, u"1.0"_s), true);
+    EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
+    EXPECT_EQ(refused.focusField, u"txtVersionID"_s);
+
+    messages.shown.clear();
+    in.id = u"1.0 copy"_s;
+    const VersionSaveOutcome out = save(in, shownVersion(source, u"1.0"_s), true);
+    ASSERT_TRUE(out.SaveOk) << Shown(messages);
+    const qint32 copy = out.state.CurrentVersionKey;
+    EXPECT_EQ(out.state.VersionFolderName, u"1.0_copy"_s);
+    EXPECT_TRUE(folderExists(u"Apps/ORD/1.0_copy/Secondary Map Source"_s));
+    EXPECT_EQ(seeded(copy), 1);
+    EXPECT_EQ(version(copy, u"iVersionSourceVersion, iVersionLoadProcess, iVersionInitialWindow, bVersionActive"_s),
+              QStringList{u"%1|%2|%3|-1"_s.arg(source).arg(load).arg(first)});
+
+    VersionRecords records(conn, messages, sharedPath());
+    const auto opened = records.Open(copy);
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(std::tuple(opened->id, opened->description, opened->mapTypeKey), std::tuple(u"1.0_copy"_s, u"First release"_s, 1));
+    EXPECT_EQ(opened->processes, (ListEntries{{u"None"_s, 0}, {u"Load"_s, load}}));
+    ASSERT_EQ(opened->windows.size(), 3); // None, the seeded system screen, First
+    EXPECT_EQ(opened->windows[0], (ListEntry{u"None"_s, 0}));
+    EXPECT_TRUE(opened->windows.contains(ListEntry{u"First"_s, first}));
+    EXPECT_EQ(std::pair(opened->links.loadProcess, opened->links.initialWindow), std::pair(std::optional(load), std::optional(first)));
+    EXPECT_FALSE(opened->links.mainWindow);
+    EXPECT_EQ(records.Open(source)->processes, opened->processes);
+    DB_ASSERT(conn.Execute(u"UPDATE tVersion SET iVersionLogoutProcess=%1 WHERE iVersionKey=%2"_s.arg(load).arg(copy)));
+    EXPECT_EQ(records.Open(copy)->links.logoutProcess, load);
+    EXPECT_FALSE(records.Open(9999));
+    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening Version:Either BOF or EOF"_s)) << Shown(messages);
+}
+
+// ---- the system screen: the existence test looks for class 1 (host) or
+// 100, while the window is written with class 1, 100, 242 or none ----
+
+TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOrOnEverySave)
+{
+    // The window's class and name location, and the pairs after two saves.
+    const struct { qint32 platform; bool host; const char* windowClass; const char* nameLocation; int pairs; } cases[] = {{kPlatform3270, true, "1", "Row=\tCol=\tLen=\t", 1}, {kPlatformWeb, false, "100", "", 1},
+                 {kPlatformJava, false, "242", "", 2},               {kPlatformWindows, false, "0", "<null>", 2},
+                 {kPlatformJava, true, "1", "Row=\tCol=\tLen=\t", 1}}; // the host flag wins
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.platform * 10 + c.host);
+        const qint32 v = makeApp(u"App"_s, u"APP"_s, c.platform, {{u"1.0"_s}})[u"1.0"_s];
+        DB_ASSERT(CreateSystemScreen(conn, v, c.host, c.platform); CreateSystemScreen(conn, v, c.host, c.platform));
+        const QString window = u"%1|[System Screen]|[System Screen]|[System Screen]|%2|-1|-1"_s.arg(
+            QString::fromLatin1(c.windowClass), QString::fromUtf8(c.nameLocation));
+        EXPECT_EQ(Rows(conn, u"SELECT COALESCE(iWindowClassKey, 0), sWindowPhysicalName, sWindowLogicalName, sWindowOverrideName, "
+                             "sWindowNameLocation, bWindowVisible, bWindowUserCreated FROM tWindow WHERE iWindowVerKey=%1"_s.arg(v)),
+                  QStringList(c.pairs, window));
+        EXPECT_EQ(Rows(conn, u"SELECT o.sObjectPhysicalName, o.sObjectLogicalName, o.iObjectDataTypeKey, o.sObjectAttributes, "
+                             "o.bObjectVisible, c.iClassPlatformKey, c.sClassPhysicalName FROM tObject o, tClass c, tWindow w "
+                             "WHERE o.iObjectClassKey=c.iClassKey AND o.iObjectWindowKey=w.iWindowKey AND w.iWindowVerKey=%1 AND o.iObjectVersionKey=%1"_s.arg(v)),
+                  QStringList(c.pairs, u"[System]|[System]|1||-1|%1|[System]"_s.arg(c.platform)));
+    }
+    const qint32 v = makeApp(u"Web"_s, u"WEB"_s, kPlatformWeb, {{u"1.0"_s}})[u"1.0"_s];
+    DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=2 AND sClassPhysicalName='[System]'"_s));
+    try {
+        CreateSystemScreen(conn, v, false, kPlatformWeb);
+        ADD_FAILURE() << "no error raised";
+    } catch (const DbError& e) {
+        EXPECT_EQ(e.description(), u"Platform 2 has no \"[System]\" class."_s);
+    }
+    EXPECT_EQ(count(u"SELECT * FROM tObject WHERE iObjectVersionKey=%1"_s.arg(v)), 0);
+}
+
+// ---- the list-handling attributes of a host version ----
+
+QString Joined(const ListAttributes& a) { return QStringList{a.NextPageLine, a.NextPageIndicator, a.NextPageKey}.join(u'|'); }
+
+TEST(VersionAttributesString, ParsesAsTheSuiteWritesIt)
+{
+    const ListAttributes values{u"24"_s, u"More..."_s, u"PF8/F8"_s};
+    // A tab is written after "MoreLine=" and skipped when read.
+    EXPECT_EQ(BuildVersionAttributes(values), u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s);
+    EXPECT_EQ(Joined(ParseVersionAttributes(BuildVersionAttributes(values))), u"24|More...|PF8/F8"_s);
+    const std::pair<const char*, const char*> cases[] = {
+        // Without the extra tab the line loses its first character, a
+        // one-character line altogether.
+        {"MoreLine=24\tMoreKey=PF8/F8\tMoreText=More...\t", "4|More...|PF8/F8"},
+        {"MoreLine=9\t", "||"},
+        {"", "||"},
+        // Any order; each value ends at the next tab, an unclosed one reads empty.
+        {"MoreText=Next\tMoreKey=Enter\t", "|Next|Enter"},
+        {"MoreLine=\t23\tMoreKey=PA1\tMoreText=More", "23||PA1"},
+        {"MoreLine=", "||"},
+        {"MoreLine=\t", "||"},
+        // Tags are matched with their case; the first occurrence counts.
+        {"morekey=PA2\tMoreKey=PA3\tMoreKey=PA4\t", "||PA3"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(Joined(ParseVersionAttributes(QString::fromUtf8(text))), QString::fromUtf8(expected)) << text;
+}
+
+TEST(ListAttributesChecks, RunInOrderAndNameTheFieldToFocus)
+{
+    const struct { ListAttributes values; const char* message; const char* field; } cases[] = {
+        {{}, "Next Page Indicator cannot be blank", "txtNextPageIndicator"},
+        {{{}, u"More..."_s, {}}, "Next Page Line cannot be blank", "txtNextPageLine"},
+        {{u"24"_s, u"More..."_s, {}}, "You must select a Next Page key", "cbNextPageKey"},
+        // Only emptiness is checked: a blank or a key outside the list passes.
+        {{u" "_s, u"More..."_s, u"Ctrl+N"_s}, nullptr, ""},
+    };
+    for (const auto& c : cases) {
+        ScriptedMessages messages;
+        EXPECT_EQ(CheckListAttributes(c.values, messages), QString::fromLatin1(c.field));
+        EXPECT_EQ(messages.shown, c.message ? QStringList{QString::fromUtf8(c.message)} : QStringList{});
+    }
+}
+
+// Showing the stored values and writing the chosen ones: the Applications
+// page test.
+TEST_P(VersionRecordsTest, AttributesNullShowEmptyCancelWritesNothingAndAVersionGoneIsAnError)
+{
+    QStringList shown;
+    const auto set = [&](qint32 version, std::optional<ListAttributes> answer) {
+        return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) {
+            shown << Joined(values);
+            return answer;
+        });
+    };
+    const qint32 v = makeApp(u"Host"_s, u"HO"_s, kPlatform3270, {{u"1.0"_s}}, 1)[u"1.0"_s];
+    EXPECT_FALSE(set(v, std::nullopt));
+    EXPECT_EQ(version(v, u"sVersionAttributes"_s), QStringList{u"<null>"_s});
+    EXPECT_TRUE(messages.shown.isEmpty());
+    // A version that is gone is an error, and the dialog is not shown.
+    EXPECT_FALSE(set(4711, ListAttributes{u"1"_s, u"x"_s, u"Enter"_s}));
+    EXPECT_EQ(shown, QStringList{u"||"_s});
+    const QString prefix = u"Error while setting attributes:"_s;
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size())
+        << Shown(messages);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, VersionRecordsTest, ::testing::ValuesIn(TestBackends()));
+
+} // namespace
+} // namespace dorvane::test

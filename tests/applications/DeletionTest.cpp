@@ -1,253 +1,145 @@
 // Deleting an application with its versions, and one version: the
-// refusals for versions that take part in an environment, the
-// confirmations, and the order in which the rows go.
+// refusals for versions in an environment, the questions, the failures.
 
+#include "applications/AppTestFixture.h"
 #include "applications/Deletion.h"
-#include "copyengine/CopyEngineFixture.h"
+#include "copyengine/VersionBackup.h"
 
-#include <vector>
-
-using namespace dorvane;
-using namespace dorvane::test;
-
+namespace dorvane::test {
 namespace {
 
-const QString kInEnvironment = QStringLiteral("This version is part of an existing environment and cannot be deleted!");
-
-class DeletionTest : public CopyEngineTest {
+class DeletionTest : public AppRepositoryTest {
 protected:
     RepositoryContent content() const override { return RepositoryContent::Tutorial; }
 
-    qint32 appKey(const QString& name)
+    qint32 key(const QString& sql) { return Rows(conn, sql).value(0).toInt(); }
+    qint32 appKey(const QString& name) { return key(u"SELECT iAppKey FROM tApp WHERE sAppName='%1'"_s.arg(name)); }
+    qint32 versionKey(const QString& id) { return key(u"SELECT iVersionKey FROM tVersion WHERE sVersionID='%1'"_s.arg(id)); }
+    void addToEnvironment(const QString& environment, qint32 version)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE sAppName='%1'").arg(name), conn);
-        return rs.Eof() ? 0 : rs.Int(QStringLiteral("iAppKey"));
+        qint32 env = key(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='%1'"_s.arg(environment));
+        if (!env)
+            env = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, environment}});
+        add(u"tEnvironmentDetail"_s, {{u"iEnvironKey"_s, env}, {u"iEnvironVerKey"_s, version},
+                                      {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}});
     }
-
-    qint32 versionKey(const QString& app, const QString& id)
+    // The version contents deletion, every call recorded; one that must not be reached.
+    DeleteContents recording()
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=%1 AND sVersionID='%2'").arg(appKey(app)).arg(id),
-                     conn);
-        return rs.Eof() ? 0 : rs.Int(QStringLiteral("iVersionKey"));
+        return [this](qint32 v) { calls.push_back(v); return DeleteVersionContents(v, conn, messages); };
     }
-
-    qint32 addEnvironment(const QString& name)
+    static bool unreachable(qint32 v) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
+    // Makes every DELETE on a table fail.
+    void abortDeletes(const QString& table)
     {
-        return add(QStringLiteral("tEnvironment"), {{QStringLiteral("sEnvironmentName"), name}});
+        if (db->isOdbc()) {
+            conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+            conn.Execute(u"CREATE TRIGGER abort_delete BEFORE DELETE ON %1 FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s.arg(table));
+        } else {
+            conn.Execute(u"CREATE TRIGGER abort_delete BEFORE DELETE ON %1 BEGIN SELECT RAISE(ABORT, 'boom'); END"_s.arg(table));
+        }
     }
-
-    void addToEnvironment(qint32 environment, qint32 version)
-    {
-        add(QStringLiteral("tEnvironmentDetail"), {{QStringLiteral("iEnvironKey"), environment},
-                                                   {QStringLiteral("iEnvironVerKey"), version},
-                                                   {QStringLiteral("iEnvironTestToolKey"), 2},
-                                                   {QStringLiteral("iEnviron3270Key"), 0}});
-    }
-
-    // A version with one window, one process, one step window and one step.
-    qint32 addVersionWithAStep(qint32 app, const QString& id)
-    {
-        const qint32 v = add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), id}});
-        const qint32 window = add(QStringLiteral("tWindow"), {{QStringLiteral("iWindowVerKey"), v},
-                                                              {QStringLiteral("sWindowPhysicalName"), QStringLiteral("frmMain")}});
-        const qint32 process = add(QStringLiteral("tProcess"), {{QStringLiteral("iProcessVerKey"), v},
-                                                                {QStringLiteral("sProcessName"), QStringLiteral("Run")}});
-        const qint32 stepWindow = add(QStringLiteral("tStepWindow"), {{QStringLiteral("iStepWindowProcessKey"), process},
-                                                                      {QStringLiteral("iStepWindowVerKey"), v},
-                                                                      {QStringLiteral("iStepWindowWindowKey"), window},
-                                                                      {QStringLiteral("iStepWindowSequenceNum"), 1}});
-        add(QStringLiteral("tStep"), {{QStringLiteral("iStepWindowKey"), stepWindow}, {QStringLiteral("iStepSequenceNum"), 1}});
-        return v;
-    }
-
-    qint32 rows(const QString& table, const QString& condition)
-    {
-        return count(QStringLiteral("SELECT * FROM %1 WHERE %2").arg(table, condition));
-    }
-
-    // The version contents deletion, with every call recorded.
-    DeleteContents recordingDeletion()
-    {
-        return [this](qint32 key) {
-            calls.push_back(key);
-            return DeleteVersionContents(key, conn, messages);
-        };
-    }
-
-    // A deletion that must not be reached.
-    DeleteContents unreachable()
-    {
-        return [](qint32 key) {
-            ADD_FAILURE() << "version " << key << " was deleted";
-            return false;
-        };
-    }
-
-    // `before` without the rows of one table whose text contains `marker`.
-    static QStringList without(QStringList before, const QString& table, const QString& marker)
-    {
-        before.removeIf([&](const QString& row) { return row.startsWith(table + u':') && row.contains(marker); });
-        return before;
-    }
-
     std::vector<qint32> calls;
 };
 
-// ---- Delete application ----
+const QString kWebStoreQuestion = u"Are you sure you want to delete Web Store and all its versions?"_s;
 
-TEST_P(DeletionTest, AnApplicationWithoutVersionsLosesOnlyItsAppRow)
+TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedAndNoWritesNothing)
 {
-    add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Payroll")},
-                                 {QStringLiteral("sAppID"), QStringLiteral("PAYROLLAPP")},
-                                 {QStringLiteral("iAppPlatform"), kPlatformWindows}});
-    const QStringList before = dump();
-    messages.Queue(Answer::Yes);
+    // Only the environment of the first version found is named: ALPHA
+    // has the lower key and sorts first, ZETA holds the earlier version.
+    const auto k = makeApp(u"Ledger"_s, u"LEDGER"_s, kPlatformWindows, {{u"1"_s}, {u"2"_s}, {u"3"_s}});
+    addToEnvironment(u"ALPHA"_s, k[u"3"_s]);
+    addToEnvironment(u"ZETA"_s, k[u"2"_s]);
+    addToEnvironment(u"ALPHA"_s, k[u"2"_s]);
+    const QStringList before = TableRows(conn);
+    // Order Entry 1.0 is free, 1.1 is in the tutorial environment. No
+    // answer is queued: the question must not be asked.
+    EXPECT_FALSE(DeleteApplication(conn, messages, appKey(u"Order Entry"_s), u"Order Entry"_s, unreachable));
+    EXPECT_FALSE(DeleteApplication(conn, messages, k[u"app"_s], u"Ledger"_s, unreachable));
+    EXPECT_EQ(messages.shown, (QStringList{u"This application is used in at least one environment (TUTORIAL) and cannot be deleted"_s,
+                                           u"This application is used in at least one environment (ZETA) and cannot be deleted"_s}));
+    EXPECT_EQ(TableRows(conn), before);
 
-    EXPECT_TRUE(DeleteApplication(conn, messages, appKey(QStringLiteral("Payroll")), QStringLiteral("Payroll"), unreachable()));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Are you sure you want to delete Payroll and all its versions?")});
-    EXPECT_EQ(dump(), without(before, QStringLiteral("tApp"), QStringLiteral("|PAYROLLAPP|")));
-    EXPECT_EQ(dump().size(), before.size() - 1);
+    messages.shown.clear();
+    for (const Answer answer : {Answer::No, Answer::Cancel}) {
+        messages.Queue(answer);
+        EXPECT_FALSE(DeleteApplication(conn, messages, appKey(u"Web Store"_s), u"Web Store"_s, unreachable));
+    }
+    EXPECT_EQ(messages.shown, QStringList(2, kWebStoreQuestion));
+    EXPECT_EQ(TableRows(conn), before);
 }
 
 TEST_P(DeletionTest, AFreeApplicationGoesWithEveryVersionAndItsContents)
 {
-    const qint32 app = appKey(QStringLiteral("Web Store"));
-    const qint32 ws30 = versionKey(QStringLiteral("Web Store"), QStringLiteral("3.0"));
-    const qint32 ws31 = addVersionWithAStep(app, QStringLiteral("3.1"));
-    ASSERT_GT(rows(QStringLiteral("tWindow"), QStringLiteral("iWindowVerKey=%1").arg(ws30)), 0);
+    const qint32 app = appKey(u"Web Store"_s), ws30 = versionKey(u"3.0"_s);
+    const qint32 ws31 = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, u"3.1"_s}});
+    const qint32 payroll = addApp(u"Payroll"_s, u"PAYROLLAPP"_s, kPlatformWindows);
+    ASSERT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(ws30)), 0);
+    QStringList before = TableRows(conn);
     messages.Queue(Answer::Yes);
+    // An application without versions loses only its row.
+    EXPECT_TRUE(DeleteApplication(conn, messages, payroll, u"Payroll"_s, unreachable));
+    before.removeIf([](const QString& row) { return row.startsWith(u"tApp:"_s) && row.contains(u"|PAYROLLAPP|"_s); });
+    EXPECT_EQ(TableRows(conn), before);
 
     // The name in the question is the text of the name box, as typed.
-    EXPECT_TRUE(DeleteApplication(conn, messages, app, QStringLiteral("web store"), recordingDeletion()));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Are you sure you want to delete web store and all its versions?")});
+    messages.Queue(Answer::Yes);
+    EXPECT_TRUE(DeleteApplication(conn, messages, app, u"web store"_s, recording()));
+    EXPECT_EQ(messages.shown, (QStringList{u"Are you sure you want to delete Payroll and all its versions?"_s,
+                                           u"Are you sure you want to delete web store and all its versions?"_s}));
     EXPECT_EQ(calls, (std::vector<qint32>{ws30, ws31}));
-    EXPECT_EQ(rows(QStringLiteral("tApp"), QStringLiteral("iAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(rows(QStringLiteral("tVersion"), QStringLiteral("iVersionAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(rows(QStringLiteral("tWindow"), QStringLiteral("iWindowVerKey IN (%1,%2)").arg(ws30).arg(ws31)), 0);
-    EXPECT_EQ(rows(QStringLiteral("tProcess"), QStringLiteral("iProcessVerKey IN (%1,%2)").arg(ws30).arg(ws31)), 0);
-    // The other applications keep theirs.
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tApp")), 2);
-}
-
-TEST_P(DeletionTest, AnApplicationWhoseSecondVersionIsInAnEnvironmentIsRefused)
-{
-    // Order Entry 1.0 is free, 1.1 is in the tutorial environment.
-    ASSERT_EQ(rows(QStringLiteral("tEnvironmentDetail"),
-                   QStringLiteral("iEnvironVerKey=%1").arg(versionKey(QStringLiteral("Order Entry"), QStringLiteral("1.0")))),
-              0);
-    const QStringList before = dump();
-
-    // No answer is queued: the question must not be asked.
-    EXPECT_FALSE(DeleteApplication(conn, messages, appKey(QStringLiteral("Order Entry")), QStringLiteral("Order Entry"),
-                                   unreachable()));
-    EXPECT_EQ(messages.shown,
-              QStringList{QStringLiteral("This application is used in at least one environment (TUTORIAL) and cannot be deleted")});
-    EXPECT_EQ(dump(), before);
-}
-
-TEST_P(DeletionTest, OnlyTheEnvironmentOfTheFirstVersionFoundIsNamed)
-{
-    // ALPHA has the lower key and sorts first; ZETA holds the earlier version.
-    const qint32 alpha = addEnvironment(QStringLiteral("ALPHA"));
-    const qint32 zeta = addEnvironment(QStringLiteral("ZETA"));
-    const qint32 app = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Ledger")},
-                                                    {QStringLiteral("iAppPlatform"), kPlatformWindows}});
-    add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), QStringLiteral("1")}});
-    const qint32 v2 = add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), QStringLiteral("2")}});
-    const qint32 v3 = add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), QStringLiteral("3")}});
-    addToEnvironment(alpha, v3);
-    addToEnvironment(zeta, v2);
-    addToEnvironment(alpha, v2);
-    const QStringList before = dump();
-
-    EXPECT_FALSE(DeleteApplication(conn, messages, app, QStringLiteral("Ledger"), unreachable()));
-    EXPECT_EQ(messages.shown,
-              QStringList{QStringLiteral("This application is used in at least one environment (ZETA) and cannot be deleted")});
-    EXPECT_EQ(dump(), before);
-}
-
-TEST_P(DeletionTest, NoToTheApplicationQuestionWritesNothing)
-{
-    const QStringList before = dump();
-    for (const Answer answer : {Answer::No, Answer::Cancel}) {
-        messages.shown.clear();
-        messages.Queue(answer);
-        EXPECT_FALSE(DeleteApplication(conn, messages, appKey(QStringLiteral("Web Store")), QStringLiteral("Web Store"),
-                                       unreachable()));
-        EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Are you sure you want to delete Web Store and all its versions?")});
-        EXPECT_EQ(dump(), before);
-    }
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE iVersionAppKey=%1"_s.arg(app)), 0);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(ws30)), 0);
+    EXPECT_EQ(Rows(conn, u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
 }
 
 TEST_P(DeletionTest, AFailedVersionStopsTheLoopButTheApplicationRowStillGoes)
 {
-    const qint32 app = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Broken")},
-                                                    {QStringLiteral("iAppPlatform"), kPlatformWindows}});
-    const qint32 first = add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), QStringLiteral("1")}});
-    const qint32 second = addVersionWithAStep(app, QStringLiteral("2"));
-    const qint32 third = addVersionWithAStep(app, QStringLiteral("3"));
-    abortOn(QStringLiteral("tStep"), QStringLiteral("DELETE"));
+    const auto k = makeApp(u"Broken"_s, u"BROKEN"_s, kPlatformWindows,
+                           {{u"1"_s}, {u"2"_s, {u"w2"_s}, {u"p2"_s}}, {u"3"_s, {u"w3"_s}, {u"p3"_s}}});
+    abortDeletes(u"tStep"_s);
     messages.Queue(Answer::Yes);
-
-    EXPECT_TRUE(DeleteApplication(conn, messages, app, QStringLiteral("Broken"), recordingDeletion()));
-    // The third version is not attempted.
-    EXPECT_EQ(calls, (std::vector<qint32>{first, second}));
-    ASSERT_EQ(messages.shown.size(), 2) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(messages.shown[0], QStringLiteral("Are you sure you want to delete Broken and all its versions?"));
-    EXPECT_TRUE(messages.shown[1].startsWith(QStringLiteral("Error while deleting Steps:"))) << messages.shown[1].toStdString();
-    EXPECT_TRUE(messages.shown[1].endsWith(QStringLiteral("! New version not fully deleted.")));
-
-    EXPECT_EQ(rows(QStringLiteral("tApp"), QStringLiteral("iAppKey=%1").arg(app)), 0);
-    EXPECT_EQ(rows(QStringLiteral("tVersion"), QStringLiteral("iVersionKey=%1").arg(first)), 0);
+    EXPECT_TRUE(DeleteApplication(conn, messages, k[u"app"_s], u"Broken"_s, recording()));
+    EXPECT_EQ(calls, (std::vector<qint32>{k[u"1"_s], k[u"2"_s]})); // the third is not attempted
+    ASSERT_EQ(messages.shown.size(), 2) << Shown(messages);
+    EXPECT_EQ(messages.shown[0], u"Are you sure you want to delete Broken and all its versions?"_s);
+    EXPECT_TRUE(messages.shown[1].startsWith(u"Error while deleting Steps:"_s) && messages.shown[1].endsWith(u"! New version not fully deleted."_s))
+        << Shown(messages);
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE iAppKey=%1"_s.arg(k[u"app"_s])), 0);
+    EXPECT_EQ(Rows(conn, u"SELECT sVersionID FROM tVersion WHERE iVersionAppKey=%1"_s.arg(k[u"app"_s])), (QStringList{u"2"_s, u"3"_s}));
     // The failed version is rolled back whole; the untried one is untouched.
-    for (const qint32 v : {second, third}) {
-        EXPECT_EQ(rows(QStringLiteral("tVersion"), QStringLiteral("iVersionKey=%1").arg(v)), 1);
-        EXPECT_EQ(rows(QStringLiteral("tWindow"), QStringLiteral("iWindowVerKey=%1").arg(v)), 1);
-        EXPECT_EQ(rows(QStringLiteral("tStepWindow"), QStringLiteral("iStepWindowVerKey=%1").arg(v)), 1);
-    }
-    EXPECT_EQ(rows(QStringLiteral("tStep"), QStringLiteral("iStepWindowKey IN (SELECT iStepWindowKey FROM tStepWindow WHERE "
-                                                           "iStepWindowVerKey IN (%1,%2))")
-                                                .arg(second)
-                                                .arg(third)),
-              2);
+    EXPECT_EQ(Rows(conn, u"SELECT v.sVersionID, w.sWindowPhysicalName, p.sProcessName, s.iStepSequenceNum FROM tVersion v, "
+                         "tWindow w, tProcess p, tStepWindow sw, tStep s WHERE w.iWindowVerKey=v.iVersionKey AND "
+                         "p.iProcessVerKey=v.iVersionKey AND sw.iStepWindowVerKey=v.iVersionKey AND "
+                         "s.iStepWindowKey=sw.iStepWindowKey AND v.iVersionAppKey=%1 ORDER BY v.sVersionID"_s.arg(k[u"app"_s])),
+              (QStringList{u"2|w2|p2|1"_s, u"3|w3|p3|1"_s}));
     EXPECT_FALSE(conn.InTransaction());
 }
 
-// ---- Delete version ----
-
-TEST_P(DeletionTest, AVersionInTwoEnvironmentsGetsOneFixedMessage)
+TEST_P(DeletionTest, AVersionIsRefusedInAnEnvironmentElseDeletedAfterTheQuestion)
 {
-    const qint32 oe11 = versionKey(QStringLiteral("Order Entry"), QStringLiteral("1.1"));
-    addToEnvironment(addEnvironment(QStringLiteral("SECOND")), oe11);
-    const QStringList before = dump();
-
-    EXPECT_FALSE(DeleteVersion(conn, messages, oe11, QStringLiteral("1.1"), unreachable()));
-    EXPECT_EQ(messages.shown, QStringList{kInEnvironment});
-    EXPECT_EQ(dump(), before);
-}
-
-TEST_P(DeletionTest, AFreeVersionIsDeletedAfterTheQuestion)
-{
-    const qint32 oe10 = versionKey(QStringLiteral("Order Entry"), QStringLiteral("1.0"));
-    const QStringList before = dump();
+    const qint32 oe10 = versionKey(u"1.0"_s), oe11 = versionKey(u"1.1"_s);
+    addToEnvironment(u"SECOND"_s, oe11);
+    const QStringList before = TableRows(conn);
+    // In two environments: one fixed message.
+    EXPECT_FALSE(DeleteVersion(conn, messages, oe11, u"1.1"_s, unreachable));
     messages.Queue(Answer::No);
-    EXPECT_FALSE(DeleteVersion(conn, messages, oe10, QStringLiteral("1.0"), unreachable()));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Are you sure you want to delete ALL elements of 1.0?")});
-    EXPECT_EQ(dump(), before);
-
-    messages.shown.clear();
+    EXPECT_FALSE(DeleteVersion(conn, messages, oe10, u"1.0"_s, unreachable));
+    EXPECT_EQ(TableRows(conn), before);
     messages.Queue(Answer::Yes);
-    EXPECT_TRUE(DeleteVersion(conn, messages, oe10, QStringLiteral("1.0"), recordingDeletion()));
-    EXPECT_EQ(messages.shown, QStringList{QStringLiteral("Are you sure you want to delete ALL elements of 1.0?")});
+    EXPECT_TRUE(DeleteVersion(conn, messages, oe10, u"1.0"_s, recording()));
+    const QString question = u"Are you sure you want to delete ALL elements of 1.0?"_s;
+    EXPECT_EQ(messages.shown, (QStringList{u"This version is part of an existing environment and cannot be deleted!"_s,
+                                           question, question}));
     EXPECT_EQ(calls, std::vector<qint32>{oe10});
-    EXPECT_EQ(rows(QStringLiteral("tVersion"), QStringLiteral("iVersionKey=%1").arg(oe10)), 0);
-    EXPECT_EQ(rows(QStringLiteral("tWindow"), QStringLiteral("iWindowVerKey=%1").arg(oe10)), 0);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(oe10)), 0);
     // The application and its other version stay.
-    EXPECT_EQ(rows(QStringLiteral("tApp"), QStringLiteral("sAppName='Order Entry'")), 1);
-    EXPECT_NE(versionKey(QStringLiteral("Order Entry"), QStringLiteral("1.1")), 0);
+    EXPECT_EQ(Rows(conn, u"SELECT v.sVersionID FROM tVersion v, tApp a WHERE v.iVersionAppKey=a.iAppKey AND a.sAppName='Order Entry'"_s),
+              QStringList{u"1.1"_s});
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, DeletionTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, DeletionTest, ::testing::ValuesIn(TestBackends()));
 
 } // namespace
+} // namespace dorvane::test

@@ -9,6 +9,7 @@
 #include "startup/Registry.h"
 #include "startup/Startup.h"
 #include "support/TestSupport.h"
+#include "support/WidgetDriving.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,8 @@
 #include <memory>
 
 namespace dorvane::test {
+
+using namespace Qt::StringLiterals;
 
 class RecordingLauncher : public ProgramLauncher {
 public:
@@ -48,7 +51,6 @@ public:
 class MainWindowFixture : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override { m_db = std::make_unique<TestDatabase>(GetParam()); }
-
     void TearDown() override
     {
         window.reset();
@@ -62,27 +64,24 @@ protected:
     void PointSettingsAtRepository()
     {
         {
-            const QString templ = m_db->tempPath() + QStringLiteral("/ZentrixBackup.mdb");
+            const QString templ = m_db->tempPath() + u"/ZentrixBackup.mdb"_s;
             Connection::CreateDatabaseFile(templ);
             Connection backup;
             backup.OpenFile(templ);
             BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
         }
-        QString values = QStringLiteral("\"ExePath\"=\"%1\"\r\n").arg(m_db->tempPath());
+        QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(m_db->tempPath());
         if (m_db->isOdbc())
-            values += QStringLiteral("\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n")
-                         .arg(TestDsn());
+            values += u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn());
         else
-            values += QStringLiteral("\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
-                                    "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Test.mdb\"\r\n")
-                         .arg(m_db->tempPath());
-        const QString path = m_db->tempPath() + QStringLiteral("/zentrix.reg");
-        QFile file(path);
+            values += u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
+                      "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(m_db->tempPath());
+        QFile file(m_db->tempPath() + u"/zentrix.reg"_s);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
         file.write(values.toUtf8());
         file.close();
-        SetSettingsFileOverride(path);
+        SetSettingsFileOverride(file.fileName());
     }
 
     // Builds the repository and opens the window on it; the window is shown
@@ -94,18 +93,15 @@ protected:
             setup.Open(m_db->connectionString());
             BuildDatabase(setup, SchemaVariant::Repository, content);
         }
-        const QString shared = m_db->tempPath() + QStringLiteral("/shared");
-        QDir().mkpath(shared + QStringLiteral("/Apps"));
-        Connection::CreateDatabaseFile(shared + QStringLiteral("/testdata.mdb"));
-        Connection::CreateDatabaseFile(m_db->tempPath() + QStringLiteral("/UserData.mdb"));
-
+        QDir().mkpath(sharedPath() + u"/Apps"_s);
+        Connection::CreateDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
+        Connection::CreateDatabaseFile(m_db->tempPath() + u"/UserData.mdb"_s);
         session.plan.connectionString = m_db->connectionString();
-        session.plan.sharedResourcePath = shared;
-        session.plan.testDataPath = shared + QStringLiteral("\\testdata.mdb");
-        session.plan.userDataPath = m_db->tempPath() + QStringLiteral("\\UserData.mdb");
+        session.plan.sharedResourcePath = sharedPath();
+        session.plan.testDataPath = sharedPath() + u"\\testdata.mdb"_s;
+        session.plan.userDataPath = m_db->tempPath() + u"\\UserData.mdb"_s;
         session.plan.installationPath = m_db->tempPath();
         session.Open(session.plan);
-
         window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
         window->show();
         window->Form_Activate();
@@ -113,7 +109,9 @@ protected:
 
     MainFormControls& c() { return window->ui(); }
     Connection& repository() { return session.repository; }
-    QString sharedPath() const { return m_db->tempPath() + QStringLiteral("/shared"); }
+    QString sharedPath() const { return m_db->tempPath() + u"/shared"_s; }
+    qsizetype count(const QString& sql) { return Rows(repository(), sql).size(); }
+    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
     std::unique_ptr<TestDatabase> m_db;
     Session session;

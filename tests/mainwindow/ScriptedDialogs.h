@@ -1,7 +1,7 @@
 #pragma once
 
 // Answers the main window's modal dialogs from queues and records what
-// they were shown.
+// they were shown. An empty answer is Cancel.
 
 #include "mainwindow/DialogProvider.h"
 
@@ -20,59 +20,31 @@ public:
     std::optional<ListAttributes> ListHandlingAttributes(const ListAttributes& shown) override
     {
         attributesShown.push_back(shown);
-        if (attributeAnswers.empty()) {
-            ADD_FAILURE() << "frmAttributes was shown with no answer queued";
-            return std::nullopt;
-        }
-        const std::optional<ListAttributes> answer = attributeAnswers.front();
-        attributeAnswers.pop_front();
-        return answer;
+        return next(attributeAnswers, "frmAttributes", QString());
     }
-
     std::optional<QString> FileList(const QString& caption, FileNamePreset preset) override
     {
         fileListCaptions << caption;
         fileListPresets.push_back(preset);
-        if (fileAnswers.empty()) {
-            ADD_FAILURE() << "frmFileList was shown with no answer queued: " << caption.toStdString();
-            return std::nullopt;
-        }
-        const std::optional<QString> answer = fileAnswers.front();
-        fileAnswers.pop_front();
-        return answer;
+        return next(fileAnswers, "frmFileList", caption);
     }
-
     // Each answer is typed and OK pressed; one the check refuses leaves the
     // dialog open for the next answer, as the window stays open.
-    std::optional<QString> NewVersionID(const QString& prompt,
-                                        const std::function<bool(const QString& id)>& okCheck) override
+    std::optional<QString> NewVersionID(const QString& prompt, const std::function<bool(const QString& id)>& okCheck) override
     {
         versionIdPrompts << prompt;
         for (;;) {
-            if (versionIdAnswers.empty()) {
-                ADD_FAILURE() << "frmNewVersionID was shown with no answer queued: " << prompt.toStdString();
-                return std::nullopt;
-            }
-            const std::optional<QString> answer = versionIdAnswers.front();
-            versionIdAnswers.pop_front();
+            const std::optional<QString> answer = next(versionIdAnswers, "frmNewVersionID", prompt);
             if (!answer || okCheck(*answer))
                 return answer;
         }
     }
-
     std::optional<QString> RestoreBackup(const QString& folder) override
     {
         restoreFolders << folder;
-        if (restoreAnswers.empty()) {
-            ADD_FAILURE() << "frmRestoreSelect was shown with no answer queued: " << folder.toStdString();
-            return std::nullopt;
-        }
-        const std::optional<QString> answer = restoreAnswers.front();
-        restoreAnswers.pop_front();
-        return answer;
+        return next(restoreAnswers, "frmRestoreSelect", folder);
     }
 
-    // An empty answer is Cancel.
     std::deque<std::optional<ListAttributes>> attributeAnswers;
     std::deque<std::optional<QString>> fileAnswers;
     std::deque<std::optional<QString>> versionIdAnswers;
@@ -83,6 +55,19 @@ public:
     std::vector<FileNamePreset> fileListPresets;
     QStringList versionIdPrompts;
     QStringList restoreFolders;
+
+private:
+    template <typename T>
+    static std::optional<T> next(std::deque<std::optional<T>>& answers, const char* dialog, const QString& shown)
+    {
+        if (answers.empty()) {
+            ADD_FAILURE() << dialog << " was shown with no answer queued: " << shown.toStdString();
+            return std::nullopt;
+        }
+        const std::optional<T> answer = answers.front();
+        answers.pop_front();
+        return answer;
+    }
 };
 
 } // namespace dorvane::test

@@ -1,0 +1,290 @@
+// The Applications page, walked as an administrator does: the application
+// and version editors, their Delete buttons and the Attributes dialog.
+
+#include "applications/frmAttributes.h"
+#include "lists/NameDescGrids.h"
+#include "mainwindow/MainWindowFixture.h"
+#include "mainwindow/ScriptedDialogs.h"
+
+#include <QFileInfo>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableView>
+
+namespace dorvane::test {
+namespace {
+
+const QString kAppPrompt = u"Save changes to this Application?"_s;
+
+class ApplicationsPageTest : public MainWindowFixture {
+protected:
+    void SetUp() override
+    {
+        MainWindowFixture::SetUp();
+        OpenWindow(RepositoryContent::Tutorial);
+        window->SetDialogProvider(&dialogs);
+        window->activateWindow();
+        c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+    }
+    bool folderExists(const QString& relative) const { return QFileInfo(sharedPath() + u'/' + relative).isDir(); }
+    void selectVersion(const QString& app, const QString& id)
+    {
+        Select(c().lbAppList, app);
+        c().SSAppTab->setCurrentIndex(1);
+        Select(c().lbVersionList, id);
+        ASSERT_EQ(c().txtVersionID->text(), id);
+    }
+    void saveNewApp(const QString& name, const QString& id)
+    {
+        c().SSAppTab->setCurrentIndex(0);
+        c().cmdAppNew->click();
+        Retype(c().txtAppName, name);
+        Retype(c().txtAppID, id);
+        Choose(c().cbPlatform, u"Windows"_s);
+        c().cmdAppSave->click();
+    }
+    // The one message shown since the last call starts with `prefix`.
+    bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
+    ScriptedDialogs dialogs;
+};
+
+TEST_P(ApplicationsPageTest, OpeningSwitchingAndAddingApplications)
+{
+    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1));
+    Select(c().lbAppList, u"Customer Inquiry"_s);
+    EXPECT_EQ(std::pair(c().txtAppName->text(), c().txtAppID->text()), std::pair(u"Customer Inquiry"_s, u"CI"_s));
+    EXPECT_TRUE(c().cbEmulator->isEnabled());
+    EXPECT_EQ(std::pair(ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()), ComboKey(c().cbEmulator, c().cbEmulator->currentIndex())),
+              std::pair(kPlatform3270, 1));
+    // Its versions, map types and keywords are loaded; the sub-tabs open.
+    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1) && c().SSAppTab->isTabEnabled(2));
+    EXPECT_EQ(Items(c().lbVersionList), QStringList{u"R5"_s});
+    EXPECT_EQ(Items(c().cbVersionMapType), QStringList{u"3270 screen map"_s});
+    EXPECT_EQ(window->keywordsGrid().List().GetValue(0, 0), u"Host"_s);
+    EXPECT_TRUE(c().cmdAppDelete->isEnabled() && !c().cmdAppSave->isEnabled());
+    EXPECT_FALSE(window->AppDirty || window->AppIsNew);
+    EXPECT_EQ(window->focusWidget(), c().txtAppName);
+
+    // A non-host application has no emulator. An edit asks before another
+    // application is shown: Cancel stays, No drops the edit.
+    Select(c().lbAppList, u"Order Entry"_s);
+    EXPECT_FALSE(c().cbEmulator->isEnabled() || window->AppIsHost);
+    EXPECT_EQ(std::pair(c().cbEmulator->currentIndex(), c().lbVersionList->count()), std::pair(-1, 2));
+    Retype(c().txtAppDesc, u"Order entry, reworked"_s);
+    EXPECT_TRUE(window->AppDirty && c().cmdAppSave->isEnabled());
+    messages.Queue(Answer::Cancel);
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(std::pair(c().lbAppList->currentItem()->text(), c().txtAppDesc->text()), std::pair(u"Order Entry"_s, u"Order entry, reworked"_s));
+    EXPECT_TRUE(window->AppDirty && !window->EditLoading);
+    messages.Queue(Answer::No);
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(c().txtAppName->text(), u"Web Store"_s);
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppDesc='Order entry, reworked'"_s), 0);
+
+    // Saving the application keeps a keyword typed but not yet saved.
+    c().SSAppTab->setCurrentIndex(2);
+    QAbstractItemModel* keywords = c().TDBGridKeywords->model();
+    ASSERT_TRUE(keywords->setData(keywords->index(keywords->rowCount() - 1, 0), u"Coupons"_s));
+    c().SSAppTab->setCurrentIndex(0);
+    Retype(c().txtAppDesc, u"Shop front"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(window->KeywordDirty());
+    c().cmdKeywordSave->click();
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE sKeywordName='Coupons' AND iKeywordAppKey=%1"_s.arg(window->CurrentAppKey)), 1);
+    // Yes saves, then shows the application clicked.
+    Retype(c().txtAppDesc, u"Shop front, reworked"_s);
+    messages.Queue(Answer::Yes);
+    Select(c().lbAppList, u"Customer Inquiry"_s);
+    EXPECT_EQ(messages.shown, QStringList(3, kAppPrompt));
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Web Store' AND sAppDesc='Shop front, reworked'"_s), 1);
+    EXPECT_FALSE(window->AppDirty || window->EditLoading || c().txtAppName->text() != u"Customer Inquiry"_s);
+
+    // New empties the editor; the versions and keywords wait for a save.
+    c().SSAppTab->setCurrentIndex(2);
+    c().cmdAppNew->click();
+    EXPECT_EQ(c().SSAppTab->currentIndex(), 0);
+    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1) || c().SSAppTab->isTabEnabled(2));
+    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().cbPlatform->currentIndex(), c().lbAppList->currentRow()), std::tuple(QString(), -1, -1));
+    EXPECT_FALSE(c().cmdAppDelete->isEnabled() || c().cmdAppSave->isEnabled() || window->AppDirty || !window->AppIsNew);
+    messages.shown.clear();
+    saveNewApp(u"Quality Audit"_s, u"Q/A 1.0"_s);
+    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
+    // The editor stays on it and goes on to its versions.
+    EXPECT_EQ(c().lbAppList->currentItem()->text(), u"Quality Audit"_s);
+    EXPECT_FALSE(window->AppIsNew || window->AppDirty || c().cmdAppSave->isEnabled());
+    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1) && c().SSAppTab->isTabEnabled(2));
+    EXPECT_EQ(std::tuple(c().SSAppTab->currentIndex(), c().cbVersionMapType->count(), c().lbVersionList->count()), std::tuple(1, 1, 0));
+    EXPECT_EQ(window->focusWidget(), c().txtVersionID);
+}
+
+// Values stored longer than the boxes let a user type, and Null optional
+// texts (the suite's other modules write such rows) are shown whole or
+// empty and saved as stored when another field was edited.
+TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
+{
+    const QString name = u"Order Entry for the regional sales offices"_s, id = u"ORD-ENTRY-2026"_s;
+    const QString version = u"1.0-build-20260114"_s, environ = u"Needs the order database\r\non the test server."_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tApp SET sAppName='%1', sAppID='%2', mAppEnviron='%3', sAppDesc=NULL "
+                                   "WHERE sAppID='OE'"_s.arg(name, id, environ)));
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='%1', sVersionDesc=NULL WHERE sVersionID='1.0'"_s.arg(version)));
+    DB_ASSERT(repository().Execute(u"UPDATE tApp SET mAppEnviron=NULL WHERE sAppID='WS'"_s));
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/"_s + id + u'/' + version));
+    window->RefreshAppList();
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(c().txtAppEnviron->toPlainText(), QString());
+    selectVersion(name, version);
+    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().txtAppID->text(), c().txtAppDesc->text(), c().txtVersionDesc->text()),
+              std::tuple(name, id, QString(), QString()));
+    // Another version with changes asks first: Cancel stays, Yes saves.
+    Retype(c().txtVersionDesc, u"First release, revised"_s);
+    messages.Queue(Answer::Cancel);
+    Select(c().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(std::tuple(c().txtVersionID->text(), c().txtVersionDesc->text(), window->VersionDirty, window->EditLoading),
+              std::tuple(version, u"First release, revised"_s, true, false));
+    messages.Queue(Answer::Yes);
+    Select(c().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(messages.shown, QStringList(2, u"Save changes to this Version?"_s));
+    messages.shown.clear();
+    EXPECT_EQ(std::tuple(c().txtVersionID->text(), window->VersionDirty, window->EditLoading), std::tuple(u"1.1"_s, false, false));
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version)), 1);
+    c().SSAppTab->setCurrentIndex(0);
+    Retype(c().txtAppDesc, u"Reworked"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+    EXPECT_EQ(Rows(repository(), u"SELECT sAppName, sAppID, mAppEnviron FROM tApp WHERE sAppDesc='Reworked'"_s),
+              QStringList{name + u'|' + id + u'|' + environ});
+    EXPECT_TRUE(folderExists(u"Apps/"_s + id + u'/' + version));
+    // Typing cannot lengthen the stored ID, deleting shortens it, and once
+    // it is short the limit of 12 is back.
+    c().txtAppID->setFocus();
+    QTest::keyClick(c().txtAppID, Qt::Key_End);
+    QTest::keyClicks(c().txtAppID, u"X"_s);
+    EXPECT_EQ(c().txtAppID->text(), id);
+    QTest::keyClick(c().txtAppID, Qt::Key_Backspace);
+    QTest::keyClicks(c().txtAppID, u"X"_s);
+    EXPECT_EQ(c().txtAppID->text(), id.chopped(1));
+    Retype(c().txtAppID, u"ABCDEFGHIJKLMNOP"_s);
+    EXPECT_EQ(c().txtAppID->text(), u"ABCDEFGHIJKL"_s);
+}
+
+// A record whose folder cannot be made after its row was written is a
+// stored one: Save again updates it (and makes the folder) instead of adding
+// a second row, or a second system screen. A refused ID leaves the folder
+// name as stored; the Environments page follows the version saves.
+TEST_P(ApplicationsPageTest, SavesAfterAFolderFailureOrARefusal)
+{
+    const auto block = [this](const QString& relative) { ASSERT_TRUE(QFile(sharedPath() + u'/' + relative).open(QIODevice::WriteOnly)); };
+    block(u"Apps/AUDIT"_s);
+    saveNewApp(u"Audit"_s, u"AUDIT"_s);
+    EXPECT_TRUE(shownError(u"Error during app save: "_s)) << shown();
+    EXPECT_FALSE(window->SaveOk || window->AppIsNew || c().lbAppList->currentItem()->text() != u"Audit"_s);
+    ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/AUDIT"_s));
+    c().cmdAppSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s), 1);
+    EXPECT_TRUE(folderExists(u"Apps/AUDIT"_s));
+
+    Choose(c().cbEnvironApp, u"Web Store"_s);
+    ASSERT_EQ(Items(c().cbEnvironVer), QStringList{u"3.0"_s});
+    Select(c().lbAppList, u"Web Store"_s);
+    Retype(c().txtAppID, u"OE"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s));
+    EXPECT_EQ(window->AppFolderName, u"WS"_s);
+    c().SSAppTab->setCurrentIndex(1);
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
+    block(u"Apps/WS/4.0"_s);
+    c().cmdVersionNew->click();
+    Retype(c().txtVersionID, u"4.0"_s);
+    Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
+    c().cmdVersionSave->click();
+    EXPECT_TRUE(shownError(u"Error during Version save: "_s)) << shown();
+    EXPECT_FALSE(window->VersionIsNew);
+    ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
+    c().cmdVersionSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tVersion v, tWindow w WHERE v.sVersionID='4.0' AND w.iWindowVerKey=v.iVersionKey "
+                    "AND w.sWindowPhysicalName='[System Screen]'"_s), 1);
+    EXPECT_TRUE(folderExists(u"Apps/WS/4.0/Primary Map Source"_s) && !folderExists(u"Apps/OE/4.0"_s));
+    EXPECT_EQ(Items(c().cbEnvironVer), (QStringList{u"3.0"_s, u"4.0"_s}));
+    Select(c().lbVersionList, u"4.0"_s);
+    Retype(c().txtVersionID, u"4.1"_s);
+    c().cmdVersionSave->click();
+    EXPECT_EQ(Items(c().cbEnvironVer), (QStringList{u"3.0"_s, u"4.1"_s}));
+}
+
+TEST_P(ApplicationsPageTest, DeletingAVersionThenAnApplicationKeepsTheirFolders)
+{
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/OE/1.0"_s));
+    selectVersion(u"Order Entry"_s, u"1.0"_s);
+    const qint32 key = window->CurrentVersionKey;
+    messages.Queue(Answer::Yes);
+    c().cmdVersionDelete->click();
+    EXPECT_EQ(messages.shown, QStringList{u"Are you sure you want to delete ALL elements of 1.0?"_s});
+    EXPECT_EQ(Items(c().lbVersionList), QStringList{u"1.1"_s});
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key)), 0);
+    EXPECT_EQ(std::tuple(c().lbVersionList->currentRow(), c().txtVersionID->text(), window->CurrentVersionKey), std::tuple(-1, QString(), 0));
+    EXPECT_EQ(c().txtAppName->text(), u"Order Entry"_s);
+    c().cmdVersionDelete->click(); // nothing shown: nothing happens
+    EXPECT_EQ(messages.shown.size(), 1);
+
+    Select(c().lbAppList, u"Web Store"_s);
+    messages.Queue(Answer::Yes);
+    c().cmdAppDelete->click();
+    EXPECT_EQ(messages.shown.last(), u"Are you sure you want to delete Web Store and all its versions?"_s);
+    EXPECT_EQ(Items(c().lbAppList), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+    EXPECT_EQ(std::tuple(c().lbAppList->currentRow(), c().txtAppName->text(), c().txtAppID->text(), c().lbVersionList->count()),
+              std::tuple(-1, QString(), QString(), 0));
+    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1) || c().SSAppTab->isTabEnabled(2) || c().cmdAppDelete->isEnabled() || window->CurrentAppKey);
+    EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s));
+    EXPECT_EQ(c().cbEnvironApp->findText(u"Web Store"_s), -1);
+}
+
+// Only a host application's versions offer the list-handling attributes,
+// shown as stored and written at once.
+TEST_P(ApplicationsPageTest, AttributesOfAHostVersion)
+{
+    selectVersion(u"Order Entry"_s, u"1.1"_s);
+    EXPECT_FALSE(c().cmdAttributes->isEnabled());
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=\t22\tMoreKey=Enter\tMoreText=Next page\t' "
+                                   "WHERE sVersionID='R5'"_s));
+    selectVersion(u"Customer Inquiry"_s, u"R5"_s);
+    ASSERT_TRUE(c().cmdAttributes->isEnabled());
+    dialogs.attributeAnswers.push_back(ListAttributes{u"24"_s, u"More..."_s, u"PF8/F8"_s});
+    c().cmdAttributes->click();
+    ASSERT_EQ(dialogs.attributesShown.size(), 1u);
+    const ListAttributes& was = dialogs.attributesShown[0];
+    EXPECT_EQ(std::tuple(was.NextPageLine, was.NextPageIndicator, was.NextPageKey), std::tuple(u"22"_s, u"Next page"_s, u"Enter"_s));
+    EXPECT_EQ(Rows(repository(), u"SELECT sVersionAttributes FROM tVersion WHERE sVersionID='R5'"_s),
+              QStringList{u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s});
+    EXPECT_FALSE(window->VersionDirty || c().cmdVersionSave->isEnabled() || !messages.shown.isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ApplicationsPageTest, ::testing::ValuesIn(TestBackends()));
+
+TEST(frmAttributesTest, OkChecksInOrderAndFocusesTheField)
+{
+    ScriptedMessages messages;
+    frmAttributes dialog(ListAttributes{}, messages);
+    dialog.show();
+    dialog.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&dialog));
+    // Each refused OK focuses the field and leaves the dialog open.
+    const std::pair<QWidget*, QString> steps[] = {
+        {dialog.txtNextPageIndicator, u"More..."_s}, {dialog.txtNextPageLine, u"24"_s}, {dialog.cbNextPageKey, u"PF8/F8"_s}};
+    for (const auto& [field, value] : steps) {
+        dialog.cmdOK->click();
+        EXPECT_TRUE(field->hasFocus() && dialog.isVisible() && dialog.Cancelled()) << field->objectName().toStdString();
+        field == dialog.cbNextPageKey ? Choose(dialog.cbNextPageKey, value) : QTest::keyClicks(field, value);
+    }
+    dialog.cmdOK->click();
+    EXPECT_EQ(messages.shown, (QStringList{u"Next Page Indicator cannot be blank"_s, u"Next Page Line cannot be blank"_s,
+                                           u"You must select a Next Page key"_s}));
+    EXPECT_FALSE(dialog.isVisible() || dialog.Cancelled());
+    const ListAttributes& v = dialog.Values();
+    EXPECT_EQ(std::tuple(v.NextPageLine, v.NextPageIndicator, v.NextPageKey), std::tuple(u"24"_s, u"More..."_s, u"PF8/F8"_s));
+}
+
+} // namespace
+} // namespace dorvane::test

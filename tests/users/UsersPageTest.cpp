@@ -1,0 +1,105 @@
+// The Users page, walked as an administrator does.
+
+#include "mainwindow/MainWindowFixture.h"
+
+#include <QPushButton>
+#include <QTabWidget>
+
+namespace dorvane::test {
+namespace {
+
+class UsersPageTest : public MainWindowFixture {
+protected:
+    void SetUp() override
+    {
+        MainWindowFixture::SetUp();
+        OpenWindow(RepositoryContent::Tutorial);
+        window->activateWindow();
+        c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    }
+    // The eight boxes: ID, names, passwords, department, e-mail, extension.
+    QStringList boxes()
+    {
+        return {c().txtUserID->text(), c().txtFirstName->text(), c().txtLastName->text(), c().txtPassword->text(),
+                c().txtVerifyPassword->text(), c().txtDepartment->text(), c().txtEmail->text(), c().txtExtension->text()};
+    }
+    // Presses Save; the messages it showed.
+    QStringList save()
+    {
+        messages.shown.clear();
+        c().cmdUserSave->click();
+        return messages.shown;
+    }
+};
+
+// Right after start-up the editor stands on a new, empty user. Save checks
+// the fields in order, keeps them as typed and writes only when all pass.
+TEST_P(UsersPageTest, AddingAUser)
+{
+    const qsizetype before = count(u"SELECT * FROM tUser"_s);
+    EXPECT_FALSE(c().cmdUserSave->isEnabled() || c().cmdUserDelete->isEnabled());
+    Retype(c().txtEmail, u"kim@example.com"_s);
+    EXPECT_TRUE(c().cmdUserSave->isEnabled());
+    EXPECT_EQ(save(), QStringList{u"User ID cannot be blank"_s});
+    EXPECT_EQ(window->focusWidget(), c().txtUserID);
+    const QStringList typed = {u"skim"_s, u" "_s, u"Kim"_s, u"Secret"_s, u"secret"_s};
+    for (int i = 0; i < typed.size(); ++i)
+        Retype(QList<QLineEdit*>{c().txtUserID, c().txtFirstName, c().txtLastName, c().txtPassword, c().txtVerifyPassword}[i], typed[i]);
+    EXPECT_EQ(save(), QStringList{u"Passwords don't match - please re-enter"_s});
+    EXPECT_EQ(window->focusWidget(), c().txtPassword);
+    EXPECT_TRUE(window->UserDirty());
+    EXPECT_EQ(boxes(), typed + QStringList({QString(), u"kim@example.com"_s, QString()}));
+    EXPECT_EQ(count(u"SELECT * FROM tUser"_s), before);
+
+    Retype(c().txtVerifyPassword, u"Secret"_s);
+    EXPECT_EQ(save(), QStringList{});
+    EXPECT_TRUE(window->SaveOk);
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='skim' AND sUserFirst=' ' AND sUserPassword='Secret' AND "
+                    "sUserEmail='kim@example.com' AND sUserDepartment=' '"_s), 1);
+    // The editor stands on an empty new user; the list shows the new one,
+    // unselected.
+    EXPECT_EQ(boxes(), QStringList(8, QString()));
+    EXPECT_FALSE(c().cmdUserSave->isEnabled() || c().cmdUserDelete->isEnabled() || window->UserDirty());
+    EXPECT_EQ(std::tuple(window->CurrentUserKey(), c().lbUserList->currentRow(), c().lbUserList->count()), std::tuple(0, -1, int(before) + 1));
+    EXPECT_GE(FindItemByText(c().lbUserList, u"  Kim"_s), 0);
+}
+
+// Another user clicked with changes made asks first. Null optional texts
+// and a login ID longer than the box allows, as the suite's other modules
+// write them, open empty and whole, and are kept when another field is saved.
+TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
+{
+    const QString id = u"jane.smith.qa.team"_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tUser SET sUserID='%1', sUserEmail=NULL, sUserExtension=NULL, sUserDepartment=NULL "
+                                   "WHERE sUserID='jsmith'"_s.arg(id)));
+    // Sorted by last name: Brown, Chen, Smith.
+    ASSERT_EQ(c().lbUserList->item(0)->text(), u"Mark Brown"_s);
+    c().lbUserList->setCurrentRow(0);
+    Retype(c().txtExtension, u"1234"_s);
+    messages.Queue(Answer::Cancel);
+    c().lbUserList->setCurrentRow(2);
+    EXPECT_EQ(std::tuple(c().lbUserList->currentRow(), c().txtFirstName->text(), c().txtExtension->text(), window->UserDirty(), window->EditLoading),
+              std::tuple(0, u"Mark"_s, u"1234"_s, true, false));
+    messages.Queue(Answer::Yes);
+    c().lbUserList->setCurrentRow(2);
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='mbrown' AND sUserExtension='1234'"_s), 1);
+    EXPECT_EQ(boxes(), (QStringList{id, u"Jane"_s, u"Smith"_s, u"tutorial"_s, u"tutorial"_s, QString(), QString(), QString()}));
+    EXPECT_EQ(std::tuple(c().lbUserList->currentRow(), window->UserDirty(), window->EditLoading, c().cmdUserDelete->isEnabled()),
+              std::tuple(2, false, false, true));
+    Retype(c().txtDepartment, u"Nowhere"_s);
+    messages.Queue(Answer::No);
+    c().lbUserList->setCurrentRow(1);
+    EXPECT_EQ(messages.shown, QStringList(3, u"Save changes to User record?"_s));
+    EXPECT_EQ(std::pair(c().txtUserID->text(), window->UserDirty()), std::pair(u"lchen"_s, false));
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserDepartment='Nowhere'"_s), 0);
+
+    c().lbUserList->setCurrentRow(2);
+    Retype(c().txtDepartment, u"Release"_s);
+    EXPECT_EQ(save(), QStringList{});
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'"_s.arg(id)), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, UsersPageTest, ::testing::ValuesIn(TestBackends()));
+
+} // namespace
+} // namespace dorvane::test
