@@ -24,25 +24,14 @@ using namespace Qt::StringLiterals;
 
 class RecordingLauncher : public ProgramLauncher {
 public:
-    bool StartDetached(const QString& program) override
-    {
-        started << program;
-        return true;
-    }
+    bool StartDetached(const QString& program) override { started << program; return true; }
     QStringList started;
 };
 
 class RecordingPrinter : public ReportPrinter {
 public:
-    void Preview(const QString& title, const QStringList& headers, const QVector<QStringList>& rows) override
-    {
-        titles << title;
-        lastHeaders = headers;
-        lastRows = rows;
-    }
+    void Preview(const QString& title, const QStringList&, const QVector<QStringList>&) override { titles << title; }
     QStringList titles;
-    QStringList lastHeaders;
-    QVector<QStringList> lastRows;
 };
 
 // Parameterised by backend. The repository holds the reference data, or
@@ -63,24 +52,19 @@ protected:
     // the test's folder, with the backup template.
     void PointSettingsAtRepository()
     {
-        {
-            const QString templ = m_db->tempPath() + u"/ZentrixBackup.mdb"_s;
-            Connection::CreateDatabaseFile(templ);
-            Connection backup;
-            backup.OpenFile(templ);
-            BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
-        }
-        QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(m_db->tempPath());
-        if (m_db->isOdbc())
-            values += u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn());
-        else
-            values += u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
-                      "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(m_db->tempPath());
+        const QString templ = m_db->tempPath() + u"/ZentrixBackup.mdb"_s;
+        Connection::CreateDatabaseFile(templ);
+        Connection backup;
+        backup.OpenFile(templ);
+        BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
+        backup.Close();
+        const QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(m_db->tempPath())
+            + (m_db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
+                              : u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
+                                "\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(m_db->tempPath()));
         QFile file(m_db->tempPath() + u"/zentrix.reg"_s);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
-        file.write(values.toUtf8());
-        file.close();
+        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" + values.toUtf8());
         SetSettingsFileOverride(file.fileName());
     }
 
@@ -88,11 +72,10 @@ protected:
     // and activated as at start-up, so every list is loaded.
     void OpenWindow(RepositoryContent content = RepositoryContent::ReferenceData)
     {
-        {
-            Connection setup;
-            setup.Open(m_db->connectionString());
-            BuildDatabase(setup, SchemaVariant::Repository, content);
-        }
+        Connection setup;
+        setup.Open(m_db->connectionString());
+        BuildDatabase(setup, SchemaVariant::Repository, content);
+        setup.Close();
         QDir().mkpath(sharedPath() + u"/Apps"_s);
         Connection::CreateDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
         Connection::CreateDatabaseFile(m_db->tempPath() + u"/UserData.mdb"_s);

@@ -1,164 +1,180 @@
-// The main window's pages, first activation, exit and unloading.
+// The main window: its pages, the first activation, and leaving it: cmdExit
+// asks editor by editor in a fixed order, and a failed save keeps it open.
 
+#include "lists/NameDescGrids.h"
 #include "mainwindow/MainWindowFixture.h"
-#include "repository/Recordset.h"
 
-#include <QComboBox>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTableView>
 
 namespace dorvane::test {
 namespace {
 
-QStringList captions(const QTabWidget* tabs)
-{
-    QStringList result;
-    for (int i = 0; i < tabs->count(); ++i)
-        result << tabs->tabText(i);
-    return result;
-}
-
-QStringList texts(const QListWidget* list)
-{
-    QStringList result;
-    for (int i = 0; i < list->count(); ++i)
-        result << list->item(i)->text();
-    return result;
-}
-
-using MainWindowTest = MainWindowFixture;
-
-TEST_P(MainWindowTest, HasTheFourPagesWithTheirInnerTabs)
-{
-    OpenWindow();
-    EXPECT_EQ(window->objectName(), QStringLiteral("frmMainForm"));
-    EXPECT_EQ(window->windowTitle(), QStringLiteral("Dorvane"));
-    QTabWidget* main = c().SSMainTab;
-    EXPECT_EQ(main->objectName(), QStringLiteral("SSMainTab"));
-    EXPECT_EQ(captions(main), (QStringList{QStringLiteral("Users"), QStringLiteral("Options"),
-                                          QStringLiteral("Applications"), QStringLiteral("Environments")}));
-    EXPECT_TRUE(main->widget(frmMainForm::OptionsPage)->isAncestorOf(c().SSOptionsTab));
-    EXPECT_TRUE(main->widget(frmMainForm::ApplicationsPage)->isAncestorOf(c().SSAppTab));
-    EXPECT_TRUE(main->widget(frmMainForm::EnvironmentsPage)->isAncestorOf(c().SSEnvironTab));
-    EXPECT_EQ(captions(c().SSAppTab).first(), QStringLiteral("&Definition"));
-    EXPECT_EQ(captions(c().SSEnvironTab).first(), QStringLiteral("&Definition"));
-    EXPECT_EQ(c().SSEnvironTab->count(), 3);
-    // A new application has no versions or keywords until it is saved.
-    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1));
-    EXPECT_FALSE(c().SSAppTab->isTabEnabled(2));
-}
-
-TEST_P(MainWindowTest, PageChangesPutTheFocusInTheFirstField)
-{
-    OpenWindow();
-    window->activateWindow();
-    c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
-    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtAppName));
-    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
-    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtEnvironName));
-    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
-    EXPECT_EQ(window->focusWidget(), static_cast<QWidget*>(c().txtUserID));
-}
-
-TEST_P(MainWindowTest, FirstActivationLoadsEveryListWithKeys)
-{
-    OpenWindow(RepositoryContent::Tutorial);
-    ASSERT_GT(c().lbAppList->count(), 0);
-    EXPECT_EQ(c().lbAppList->count(), c().cbEnvironApp->count());
-    // Every entry carries its row's key.
-    for (int i = 0; i < c().lbAppList->count(); ++i) {
-        Recordset rs(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") +
-                         QString::number(ItemKey(c().lbAppList, i)), repository());
-        ASSERT_FALSE(rs.Eof());
-        EXPECT_EQ(rs.Text(QStringLiteral("sAppName")), c().lbAppList->item(i)->text());
+class MainWindowTest : public MainWindowFixture {
+protected:
+    // Rows of a query, or of the tables the editors write, as another
+    // program sees them (also once the window is gone).
+    QStringList stored(const QString& sql = {})
+    {
+        Connection again;
+        again.Open(m_db->connectionString());
+        return sql.isEmpty() ? TableRows(again) : Rows(again, sql);
     }
-    QStringList sorted = texts(c().lbAppList);
-    std::sort(sorted.begin(), sorted.end(), [](const QString& a, const QString& b) {
-        return a.compare(b, Qt::CaseInsensitive) < 0;
-    });
-    EXPECT_EQ(texts(c().lbAppList), sorted);
+    // Types a cell of a grid through its model, as the grid's editor commits it.
+    static bool typeCell(QTableView* view, int row, int column, const QString& text)
+    {
+        return view->model()->setData(view->model()->index(row, column), text);
+    }
+    void exitFrom(frmMainForm::Page page) { c().cmdExit.at(page)->click(); }
+    // Forgets what was shown and queues the answers to the next questions.
+    void answerNext(std::initializer_list<Answer> answers) { messages.shown.clear(); for (const Answer a : answers) messages.Queue(a); }
+};
 
-    EXPECT_EQ(c().lbUserList->count(), c().lbEnvironUserList->count());
-    EXPECT_GT(c().lbEnvironList->count(), 0);
-    EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
-    // The placeholder emulator of key 0 is never listed.
-    EXPECT_EQ(FindComboItem(0, c().cbEmulator), -1);
-    EXPECT_EQ(FindComboItem(0, c().cbEnvironEmulator), -1);
-    EXPECT_GT(c().cbEmulator->count(), 0);
-    EXPECT_EQ(c().cbPlatform->count(), 4);
-    // A repository with environments never starts Lumeno.
-    EXPECT_TRUE(launcher.started.isEmpty());
-    EXPECT_FALSE(window->FirstActivate);
+// Closing by the title bar asks nothing, even after edits.
+TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerRun)
+{
+    OpenWindow();
+    EXPECT_EQ(window->windowTitle(), u"Dorvane"_s);
+    EXPECT_EQ(Items(c().SSMainTab), (QStringList{u"Users"_s, u"Options"_s, u"Applications"_s, u"Environments"_s}));
+    for (const auto& [page, inner] : {std::pair(1, c().SSOptionsTab), {2, c().SSAppTab}, {3, c().SSEnvironTab}})
+        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(inner)) << page;
+    for (int page = 0; page < 4; ++page)
+        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(c().cmdExit.at(page))) << page;
+    EXPECT_EQ(std::tuple(Items(c().SSAppTab).value(0), Items(c().SSEnvironTab).value(0), c().SSEnvironTab->count()),
+              std::tuple(u"&Definition"_s, u"&Definition"_s, 3));
+    window->Form_Activate();
+    EXPECT_TRUE(window->nEnvironCount == 0 && launcher.started.size() == 1 && launcher.started[0].endsWith(u"/Lumeno.exe"_s))
+        << launcher.started.join(u' ').toStdString();
+    // A page change puts the focus in its first field.
+    window->activateWindow();
+    for (const auto& [page, field] : {std::pair<int, QWidget*>(2, c().txtAppName), {3, c().txtEnvironName}, {0, c().txtUserID}}) {
+        c().SSMainTab->setCurrentIndex(page);
+        EXPECT_EQ(window->focusWidget(), field);
+    }
+    Retype(c().txtUserID, u"changed"_s);
+    Retype(c().txtAppName, u"changed"_s);
+    window->close();
+    EXPECT_TRUE(window->IsUnloaded() && messages.shown.isEmpty() && !session.repository.IsOpen());
 }
 
-// A loader whose query fails says so, "Error while refreshing NAME list : "
-// and the database's reason, ends there, and keeps what it loaded before.
-TEST_P(MainWindowTest, LoadersReportTheirErrorsAndKeepWhatTheyLoaded)
+// Every list is loaded, each entry with its row's key; a loader whose query
+// fails says so with the database's reason, ends there, and keeps what it
+// loaded before. Opening records is no change: Exit unloads at once and
+// closes the connections.
+TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChange)
 {
     OpenWindow(RepositoryContent::Tutorial);
-    ASSERT_GT(c().lbEnvironList->count(), 0);
-    DB_ASSERT(repository().Execute(QStringLiteral("ALTER TABLE tEnvironment RENAME TO tEnvironmentGone")));
-    DB_ASSERT(repository().Execute(QStringLiteral("ALTER TABLE tTestTool RENAME TO tTestToolGone")));
-    const QString prefixes[] = {QStringLiteral("Error while refreshing environment list : "),
-                                QStringLiteral("Error while refreshing test tool list : ")};
+    QStringList apps;
+    for (int i = 0; i < c().lbAppList->count(); ++i)
+        apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(c().lbAppList, i))).value(0);
+    EXPECT_EQ(apps, stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s));
+    EXPECT_EQ(apps, Items(c().lbAppList));
+    EXPECT_EQ(std::pair(c().cbEnvironApp->count(), c().lbUserList->count()), std::pair(int(apps.size()), c().lbEnvironUserList->count()));
+    EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
+    // The placeholder emulator of key 0 is never listed. With environments
+    // Lumeno is not started.
+    EXPECT_EQ(std::tuple(FindComboItem(0, c().cbEmulator), FindComboItem(0, c().cbEnvironEmulator), c().cbEmulator->count() > 0, c().cbPlatform->count()),
+              std::tuple(-1, -1, true, 4));
+    EXPECT_TRUE(launcher.started.isEmpty() && window->nEnvironCount > 0 && !window->FirstActivate);
 
+    DB_ASSERT(repository().Execute(u"ALTER TABLE tEnvironment RENAME TO tEnvironmentGone"_s));
+    DB_ASSERT(repository().Execute(u"ALTER TABLE tTestTool RENAME TO tTestToolGone"_s));
     window->RefreshEnvironList();
     window->RefreshReferenceLists();
-    ASSERT_EQ(messages.shown.size(), 2) << messages.shown.join(u'\n').toStdString();
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_TRUE(messages.shown[i].startsWith(prefixes[i])) << messages.shown[i].toStdString();
-        EXPECT_GT(messages.shown[i].size(), prefixes[i].size()) << "the database's reason follows";
-    }
-    EXPECT_EQ(c().lbEnvironList->count(), 0);
-    EXPECT_EQ(window->nEnvironCount, 0);
-    EXPECT_FALSE(window->EditLoading);
-    // The platforms were read before the failure; the emulators come after it.
-    EXPECT_EQ(c().cbPlatform->count(), 4);
-    EXPECT_EQ(c().cbEnvironTestTool->count(), 0);
-    EXPECT_EQ(c().cbEmulator->count(), 0);
+    const QStringList prefixes = {u"Error while refreshing environment list : "_s, u"Error while refreshing test tool list : "_s};
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(messages.shown.value(i).startsWith(prefixes[i]) && messages.shown.value(i).size() > prefixes[i].size()) << shown();
+    // The platforms are read before the failure, the emulators after it.
+    EXPECT_EQ(std::tuple(c().lbEnvironList->count(), window->nEnvironCount, window->EditLoading, c().cbPlatform->count(),
+                         c().cbEnvironTestTool->count(), c().cbEmulator->count()),
+              std::tuple(0, 0, false, 4, 0, 0));
+    c().lbUserList->setCurrentRow(1);
+    Select(c().lbAppList, u"Order Entry"_s);
+    Select(c().lbVersionList, u"1.0"_s);
+    EXPECT_FALSE(window->UserDirty() || window->AppDirty || window->VersionDirty);
+    exitFrom(frmMainForm::EnvironmentsPage);
+    EXPECT_TRUE(window->IsUnloaded() && !window->isVisible() && messages.shown.size() == 2) << shown(); // the two errors only
+    EXPECT_FALSE(session.testData.IsOpen() || session.repository.IsOpen() || session.userData.IsOpen());
 }
 
-TEST_P(MainWindowTest, AnEmptyRepositoryStartsLumenoOncePerRun)
+// With every editor changed the prompts come in a fixed order; Cancel on
+// the first asks nothing else and keeps every edit, No to all saves nothing.
+TEST_P(MainWindowTest, PromptsComeInOrderAndCancelOrNoSaveNothing)
 {
-    OpenWindow();
-    EXPECT_EQ(window->nEnvironCount, 0);
-    ASSERT_EQ(launcher.started.size(), 1);
-    EXPECT_TRUE(launcher.started.first().endsWith(QStringLiteral("/Lumeno.exe")));
-    window->Form_Activate();
-    window->Form_Activate();
-    EXPECT_EQ(launcher.started.size(), 1);
+    OpenWindow(RepositoryContent::Tutorial);
+    const QStringList before = stored();
+    c().lbUserList->setCurrentRow(0);
+    Retype(c().txtFirstName, u"Janet"_s);
+    Select(c().lbAppList, u"Order Entry"_s);
+    Retype(c().txtAppName, u"Order Entry II"_s);
+    ASSERT_TRUE(typeCell(c().TDBGridKeywords, window->keywordsGrid().List().Count(), 0, u"Nightly"_s));
+    Select(c().lbVersionList, u"1.1"_s);
+    Retype(c().txtVersionDesc, u"Changed"_s);
+    ASSERT_TRUE(typeCell(c().TDBGridProjects, 0, 1, u"Changed"_s));
+    ASSERT_TRUE(typeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s));
+    window->EnvironDirty = true; // the environment editor stands in through its flag
+    answerNext({Answer::Cancel});
+    exitFrom(frmMainForm::OptionsPage);
+    EXPECT_EQ(messages.shown, QStringList{u"Save changes to User record?"_s});
+    EXPECT_TRUE(!window->IsUnloaded() && window->isVisible() && session.repository.IsOpen());
+    EXPECT_TRUE(window->UserDirty() && window->AppDirty && window->EnvironDirty && c().txtFirstName->text() == u"Janet"_s);
+    EXPECT_EQ(stored(), before);
+
+    answerNext({Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No});
+    exitFrom(frmMainForm::OptionsPage);
+    // The version is asked about after the grids, just before the environment.
+    EXPECT_EQ(messages.shown, (QStringList{u"Save changes to User record?"_s, u"Save changes to this Application?"_s,
+                                           u"Save changes to Keywords?"_s, u"Save changes to Projects?"_s, u"Save changes to Roles?"_s,
+                                           u"Save changes to this Version?"_s, u"Save changes to this Environment?"_s}));
+    EXPECT_TRUE(window->IsUnloaded() && !session.repository.IsOpen());
+    EXPECT_EQ(stored(), before);
 }
 
-TEST_P(MainWindowTest, ExitWithNothingChangedUnloadsAtOnceFromEveryPage)
+TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
 {
-    OpenWindow();
-    for (int page = 0; page < 4; ++page)
-        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(c().cmdExit.at(page))) << "page " << page;
-    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
-    c().cmdExit.at(frmMainForm::EnvironmentsPage)->click();
+    OpenWindow(RepositoryContent::Tutorial);
+    window->activateWindow();
+    ASSERT_TRUE(typeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s)
+                && typeCell(c().TDBGridProjects, 0, 1, u"Reworked"_s));
+    c().cmdUserNew->click();
+    for (const auto& [box, text] : {std::pair(c().txtUserID, u"plee"_s), {c().txtLastName, u"Lee"_s}, {c().txtPassword, u"x"_s}, {c().txtVerifyPassword, u"x"_s}})
+        Retype(box, text);
+    c().cmdAppNew->click();
+    Retype(c().txtAppName, u"Payroll"_s);
+    window->EnvironDirty = true;
+
+    // The user's save fails: its page and field are shown, the editor as it was.
+    answerNext({Answer::Yes});
+    exitFrom(frmMainForm::ApplicationsPage);
+    EXPECT_EQ(messages.shown, (QStringList{u"Save changes to User record?"_s, u"First Name cannot be blank"_s}));
+    EXPECT_TRUE(!window->IsUnloaded() && window->isVisible() && !window->SaveOk && window->UserDirty() && c().cmdUserSave->isEnabled());
+    EXPECT_EQ(std::tuple(c().SSMainTab->currentIndex(), window->focusWidget(), c().txtUserID->text(), c().txtLastName->text()),
+              std::tuple(int(frmMainForm::UsersPage), static_cast<QWidget*>(c().txtFirstName), u"plee"_s, u"Lee"_s));
+    // Filled in it is saved; the application's save fails and the later
+    // prompts (the environment) are not asked.
+    Retype(c().txtFirstName, u"Pat"_s);
+    answerNext({Answer::Yes, Answer::Yes});
+    exitFrom(frmMainForm::UsersPage);
+    EXPECT_EQ(messages.shown, (QStringList{u"Save changes to User record?"_s, u"Save changes to this Application?"_s,
+                                           u"You must specify an ID for this application."_s}));
+    EXPECT_TRUE(!window->IsUnloaded() && window->AppDirty && window->AppIsNew && window->CurrentAppKey == 0);
+    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().SSAppTab->currentIndex(), window->focusWidget()), std::tuple(u"Payroll"_s, 0, static_cast<QWidget*>(c().txtAppID)));
+    EXPECT_EQ(stored(u"SELECT sUserFirst FROM tUser WHERE sUserID='plee' UNION ALL SELECT sAppID FROM tApp WHERE sAppName='Payroll'"_s),
+              QStringList{u"Pat"_s});
+
+    // Dropping the application, Yes on the grids: saved before leaving.
+    answerNext({Answer::No, Answer::Yes, Answer::Yes, Answer::No});
+    exitFrom(frmMainForm::ApplicationsPage);
+    EXPECT_EQ(messages.shown, (QStringList{u"Save changes to this Application?"_s, u"Save changes to Projects?"_s, u"Save changes to Roles?"_s,
+                                           u"Save changes to this Environment?"_s}));
     EXPECT_TRUE(window->IsUnloaded());
-    EXPECT_FALSE(window->isVisible());
-    EXPECT_TRUE(messages.shown.isEmpty());
-    EXPECT_FALSE(session.testData.IsOpen());
-    EXPECT_FALSE(session.repository.IsOpen());
-    EXPECT_FALSE(session.userData.IsOpen());
+    EXPECT_EQ(stored(u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleName='Auditor' UNION ALL "
+                     "SELECT 'project', sProjectDesc FROM tProject WHERE sProjectDesc='Reworked'"_s),
+              (QStringList{u"Auditor| "_s, u"project|Reworked"_s}));
 }
 
-TEST_P(MainWindowTest, ClosingByTheTitleBarAsksNothing)
-{
-    OpenWindow();
-    c().txtUserID->setText(QStringLiteral("changed"));
-    c().txtAppName->setText(QStringLiteral("changed"));
-    window->close();
-    EXPECT_TRUE(window->IsUnloaded());
-    EXPECT_TRUE(messages.shown.isEmpty());
-    EXPECT_FALSE(session.repository.IsOpen());
-}
-
-INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()));
 
 } // namespace
 } // namespace dorvane::test

@@ -46,15 +46,11 @@ public:
     }
 
     std::deque<std::optional<ListAttributes>> attributeAnswers;
-    std::deque<std::optional<QString>> fileAnswers;
-    std::deque<std::optional<QString>> versionIdAnswers;
-    std::deque<std::optional<QString>> restoreAnswers;
+    std::deque<std::optional<QString>> fileAnswers, versionIdAnswers, restoreAnswers;
 
     std::vector<ListAttributes> attributesShown;
-    QStringList fileListCaptions;
     std::vector<FileNamePreset> fileListPresets;
-    QStringList versionIdPrompts;
-    QStringList restoreFolders;
+    QStringList fileListCaptions, versionIdPrompts, restoreFolders;
 
 private:
     template <typename T>

@@ -1,7 +1,6 @@
 // The user editor without its widgets: the checks, the saved row, the
 // shared current key, and Delete with its registrations.
 
-#include "repository/Globals.h"
 #include "repository/Installation.h"
 #include "support/TestSupport.h"
 #include "users/UserRecords.h"
@@ -11,10 +10,9 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-UserFields jane() { return {u"jsmith"_s, u"Jane"_s, u"Smith"_s, u"jane@example.com"_s, u"4711"_s, u"QA"_s, u"Secret1"_s, u"Secret1"_s}; }
+UserFields jane(const QString& id = u"jsmith"_s) { return {id, u"Jane"_s, u"Smith"_s, u"jane@example.com"_s, u"4711"_s, u"QA"_s, u"Secret1"_s, u"Secret1"_s}; }
 
-const QString kNoCurrent = u"Either BOF or EOF is True, or the current record has been deleted. "
-                           "Requested operation requires a current record."_s;
+const QString kNoCurrent = u"Either BOF or EOF is True, or the current record has been deleted. Requested operation requires a current record."_s;
 
 class UserRecordsTest : public ::testing::TestWithParam<std::string> {
 protected:
@@ -30,7 +28,7 @@ protected:
         editor.MarkDirty();
         return editor.Save(fields, conn, messages);
     }
-    qint32 key(const QString& id) { return Rows(conn, u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(QuoteSql(id))).value(0).toInt(); }
+    qint32 key(const QString& id) { return Rows(conn, u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(id)).value(0).toInt(); }
 
     TestDatabase db{GetParam()};
     Connection conn;
@@ -39,38 +37,31 @@ protected:
     UserRecords editor{currentKey};
 };
 
-// Each check alone, the passwords differing throughout: the blanks and the
-// ID (unique ignoring case) are checked before the passwords are compared.
+// Each check in turn, from empty fields, each refusal followed by the next
+// field typed: the blanks, then the ID (unique ignoring case), then the
+// passwords.
 TEST_P(UserRecordsTest, ChecksRefuseInOrderWithTheirMessageAndField)
 {
-    const struct { QString UserFields::*field; const char* value; const char* message; const char* focus; int tab; } cases[] = {
-        {&UserFields::UserID, "", "User ID cannot be blank", "txtUserID", kUsersTabIndex},
-        {&UserFields::FirstName, "", "First Name cannot be blank", "txtFirstName", kUsersTabIndex},
-        {&UserFields::LastName, "", "Last Name cannot be blank", "txtLastName", kUsersTabIndex},
-        {&UserFields::Password, "", "Password cannot be blank", "txtPassword", kUsersTabIndex},
-        {&UserFields::VerifyPassword, "", "Verify Password cannot be blank", "txtVerifyPassword", kUsersTabIndex},
-        {&UserFields::UserID, "JSMITH", "JSMITH already exists - please choose another ID", "txtUserID", -1},
-        {&UserFields::UserID, "o'brien", "o'brien already exists - please choose another ID", "txtUserID", -1},
-        {&UserFields::UserID, "skim", "Passwords don't match - please re-enter", "txtPassword", -1},
+    const struct { const char* message; const char* focus; int tab; QString UserFields::*next; const char* typed; } cases[] = {
+        {"User ID cannot be blank", "txtUserID", kUsersTabIndex, &UserFields::UserID, "JSMITH"},
+        {"First Name cannot be blank", "txtFirstName", kUsersTabIndex, &UserFields::FirstName, "Jane"},
+        {"Last Name cannot be blank", "txtLastName", kUsersTabIndex, &UserFields::LastName, "Smith"},
+        {"Password cannot be blank", "txtPassword", kUsersTabIndex, &UserFields::Password, "Secret1"},
+        {"Verify Password cannot be blank", "txtVerifyPassword", kUsersTabIndex, &UserFields::VerifyPassword, "other"},
+        {"JSMITH already exists - please choose another ID", "txtUserID", -1, &UserFields::UserID, "o'brien"},
+        {"o'brien already exists - please choose another ID", "txtUserID", -1, &UserFields::UserID, "skim"},
+        {"Passwords don't match - please re-enter", "txtPassword", -1, &UserFields::VerifyPassword, "Secret1"},
     };
-    UserFields brien = jane();
-    brien.UserID = u"O'Brien"_s;
-    ASSERT_TRUE(saveNew(jane()).SaveOk && saveNew(brien).SaveOk) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(saveNew(jane()).SaveOk && saveNew(jane(u"O'Brien"_s)).SaveOk) << messages.shown.join(u'\n').toStdString();
+    UserFields fields;
     for (const auto& c : cases) {
         messages.shown.clear();
-        UserFields fields = jane();
-        fields.VerifyPassword = u"other"_s;
-        fields.*c.field = QString::fromUtf8(c.value);
         const UserSaveOutcome outcome = saveNew(fields);
         EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(c.message)});
         EXPECT_EQ(std::tuple(outcome.SaveOk, outcome.FocusField, outcome.MainTab, outcome.Form.has_value()),
                   std::tuple(false, QString::fromLatin1(c.focus), c.tab, false));
+        fields.*c.next = QString::fromUtf8(c.typed);
     }
-    // Of two blank fields the first is named.
-    UserFields fields = jane();
-    fields.FirstName = fields.Password = QString();
-    EXPECT_FALSE(saveNew(fields).SaveOk);
-    EXPECT_EQ(messages.shown.last(), u"First Name cannot be blank"_s);
     EXPECT_EQ(Rows(conn, u"SELECT COUNT(*) FROM tUser"_s), QStringList{u"2"_s});
 }
 
@@ -93,32 +84,27 @@ TEST_P(UserRecordsTest, ASavedUserIsStoredAndOpensAsSaved)
     EXPECT_EQ(std::tuple(editor.UserIsNew(), editor.UserDirty(), editor.CurrentKey(), editor.UserListIndex()), std::tuple(true, false, 0, -1));
 
     const std::vector<UserListItem> list = ReadUserList(conn, messages);
-    ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(list[0].Text, u"  Smith"_s);
+    ASSERT_TRUE(list.size() == 1 && list[0].Text == u"  Smith"_s);
     const UserOpenOutcome opened = editor.Open(3, list[0].Key, conn, messages);
     ASSERT_TRUE(opened.Ok && opened.Form);
     fields.Department = u" "_s;
-    EXPECT_EQ(opened.Form->Fields, fields);
-    EXPECT_EQ(std::pair(opened.Form->SaveEnabled, opened.Form->DeleteEnabled), std::pair(false, true));
+    EXPECT_EQ(std::tuple(opened.Form->Fields == fields, opened.Form->SaveEnabled, opened.Form->DeleteEnabled), std::tuple(true, false, true));
     EXPECT_EQ(std::tuple(editor.UserIsNew(), editor.CurrentKey(), editor.UserListIndex()), std::tuple(false, list[0].Key, 3));
 
     // Saved again, only the case of its ID changed: its own row does not count.
     fields.UserID = u"JSmith"_s;
     fields.LastName = u"Smith-Jones"_s;
     editor.MarkDirty();
-    ASSERT_TRUE(editor.Save(fields, conn, messages).SaveOk) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(editor.Save(fields, conn, messages).SaveOk && messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
     EXPECT_EQ(Rows(conn, u"SELECT iUserKey, sUserID, sUserLast FROM tUser"_s), QStringList{u"%1|JSmith|Smith-Jones"_s.arg(list[0].Key)});
-    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 // Save and Delete act on the shared key: the environment users page sets it
 // to the user it highlights, and Save then writes that user's row.
 TEST_P(UserRecordsTest, SaveAndDeleteActOnTheSharedKey)
 {
-    ASSERT_TRUE(saveNew(jane()).SaveOk);
-    UserFields ann = jane();
-    ann.UserID = u"alee"_s;
-    ASSERT_TRUE(saveNew(ann).SaveOk);
+    UserFields ann = jane(u"alee"_s);
+    ASSERT_TRUE(saveNew(jane()).SaveOk && saveNew(ann).SaveOk);
     const qint32 janeKey = key(u"jsmith"_s), annKey = key(u"alee"_s);
     ASSERT_TRUE(editor.Open(0, janeKey, conn, messages).Ok);
     currentKey.Set(annKey);
@@ -151,12 +137,11 @@ TEST_P(UserRecordsTest, SaveAndDeleteActOnTheSharedKey)
     messages.shown.clear();
     messages.Queue(Answer::Yes);
     const UserDeleteOutcome failed = editor.Delete(jane(), conn, messages);
-    EXPECT_EQ(std::tuple(failed.Deleted, failed.Form.has_value(), editor.CurrentKey()), std::tuple(false, false, annKey));
     editor.MarkDirty();
     const UserSaveOutcome saved = editor.Save(jane(), conn, messages);
     EXPECT_EQ(messages.shown, (QStringList{u"Are you sure you want to delete Jane Smith?"_s, kNoCurrent, u"Error while saving user: "_s + kNoCurrent}));
-    EXPECT_EQ(std::tuple(saved.SaveOk, saved.FocusField, saved.Form.has_value(), editor.UserDirty(), editor.CurrentKey()),
-              std::tuple(false, QString(), false, true, annKey));
+    EXPECT_EQ(std::tuple(failed.Deleted, failed.Form.has_value(), saved.SaveOk, saved.FocusField, saved.Form.has_value(), editor.UserDirty(), editor.CurrentKey()),
+              std::tuple(false, false, false, QString(), false, true, annKey));
     EXPECT_EQ(Rows(conn, u"SELECT COUNT(*) FROM tEnvironmentUser"_s), QStringList{u"0"_s});
 }
 
