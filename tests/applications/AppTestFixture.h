@@ -21,12 +21,7 @@ using Cells = std::vector<std::pair<QString, QVariant>>;
 
 // One version for the builder: its windows, and its processes, each with
 // one step window on the version's first window holding one step.
-struct VersionSpec {
-    QString id;
-    QStringList windows = {};
-    QStringList processes = {};
-    QVariant attributes = {};
-};
+struct VersionSpec { QString id; QStringList windows = {}; QStringList processes = {}; QVariant attributes = {}; };
 
 // A repository (reference data, or the tutorial), a scripted message sink
 // and an empty shared resource folder, fresh for every test.
@@ -66,28 +61,21 @@ protected:
         key[u"app"_s] = add(u"tApp"_s, {{u"sAppName"_s, name}, {u"sAppID"_s, id}, {u"iAppPlatform"_s, platform},
                                           {u"iApp3270Key"_s, emulator}});
         for (const VersionSpec& v : versions) {
-            const qint32 version = key[v.id] = add(u"tVersion"_s, {{u"iVersionAppKey"_s, key[u"app"_s]},
-                                                                   {u"sVersionID"_s, v.id},
-                                                                   {u"sVersionAttributes"_s, v.attributes}});
+            const qint32 version = key[v.id]
+                = add(u"tVersion"_s, {{u"iVersionAppKey"_s, key[u"app"_s]}, {u"sVersionID"_s, v.id}, {u"sVersionAttributes"_s, v.attributes}});
             for (const QString& w : v.windows)
-                key[w] = add(u"tWindow"_s, {{u"iWindowVerKey"_s, version}, {u"sWindowLogicalName"_s, w},
-                                            {u"sWindowPhysicalName"_s, w}});
+                key[w] = add(u"tWindow"_s, {{u"iWindowVerKey"_s, version}, {u"sWindowLogicalName"_s, w}, {u"sWindowPhysicalName"_s, w}});
             for (const QString& p : v.processes) {
                 key[p] = add(u"tProcess"_s, {{u"iProcessVerKey"_s, version}, {u"sProcessName"_s, p}, {u"iProcessType"_s, 1}});
-                const qint32 stepWindow = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, key[p]},
-                                                                 {u"iStepWindowVerKey"_s, version},
-                                                                 {u"iStepWindowWindowKey"_s, key.value(v.windows.value(0))},
-                                                                 {u"iStepWindowSequenceNum"_s, 1}});
+                const qint32 stepWindow = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, key[p]}, {u"iStepWindowVerKey"_s, version},
+                    {u"iStepWindowWindowKey"_s, key.value(v.windows.value(0))}, {u"iStepWindowSequenceNum"_s, 1}});
                 add(u"tStep"_s, {{u"iStepWindowKey"_s, stepWindow}, {u"iStepSequenceNum"_s, 1}});
             }
         }
         return key;
     }
 
-    qint32 addApp(const QString& name, const QString& id, qint32 platform, qint32 emulator = 0)
-    {
-        return makeApp(name, id, platform, {}, emulator)[u"app"_s];
-    }
+    qint32 addApp(const QString& name, const QString& id, qint32 platform, qint32 emulator = 0) { return makeApp(name, id, platform, {}, emulator)[u"app"_s]; }
 
     std::unique_ptr<TestDatabase> db;
     Connection conn;

@@ -54,38 +54,29 @@ TEST_P(ApplicationRecordsTest, EachCheckRefusesAloneWithItsMessageAndField)
 
 TEST_P(ApplicationRecordsTest, NewApplicationsAreStoredNormalisedAndOpenAsStored)
 {
-    ApplicationInput in = appInput(u"Quality"_s, u"Q/A 1.0"_s);
-    in.description.clear();
-    in.environ.clear();
-    in.emulatorKey = 2; // a leftover selection of a non-host application
-    const ApplicationSaveOutcome out = save(in);
+    // Blank texts, and a leftover emulator selection of a non-host application.
+    const ApplicationSaveOutcome out = save({u"Quality"_s, u"Q/A 1.0"_s, {}, {}, kPlatformWindows, 2, {}});
     ASSERT_TRUE(out.SaveOk) << Shown(messages);
     const qint32 key = out.state.CurrentAppKey;
     EXPECT_EQ(Rows(conn, u"SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp"_s),
               QStringList{u"%1|Q_A_1_0| | |1|0"_s.arg(key)});
-    EXPECT_EQ(std::tuple(out.state.AppFolderName, out.state.AppIsHost, out.state.AppIsNew, out.dirtyCleared, out.appTab, out.focusField),
-              std::tuple(u"Q_A_1_0"_s, false, false, true, 1, u"txtVersionID"_s));
+    EXPECT_EQ(std::tuple(out.state.AppFolderName, out.state.AppIsHost, out.appTab, out.focusField), std::tuple(u"Q_A_1_0"_s, false, 1, u"txtVersionID"_s));
     EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"Q_A_1_0"_s});
 
-    ApplicationInput host = appInput(u"Ledger"_s, u"LEDGER"_s, kPlatform3270);
-    host.emulatorKey = 2;
-    host.emulatorText = u"Attachmate EXTRA!"_s;
-    const ApplicationSaveOutcome hostOut = save(host);
+    const ApplicationSaveOutcome hostOut
+        = save({u"Ledger"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s, kPlatform3270, 2, u"Attachmate EXTRA!"_s});
     EXPECT_EQ(std::pair(hostOut.state.AppIsHost, hostOut.state.CurrentPlatformKey), std::pair(true, kPlatform3270));
 
     ApplicationRecords records(conn, messages, sharedPath());
-    const auto opened = records.Open(hostOut.state.CurrentAppKey);
-    ASSERT_TRUE(opened);
-    EXPECT_EQ(std::tuple(opened->name, opened->id, opened->AppFolderName, opened->description, opened->environ),
+    const ApplicationRecord opened = records.Open(hostOut.state.CurrentAppKey).value();
+    EXPECT_EQ(std::tuple(opened.name, opened.id, opened.AppFolderName, opened.description, opened.environ),
               std::tuple(u"Ledger"_s, u"LEDGER"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s));
-    EXPECT_EQ(std::tuple(opened->AppIsHost, opened->emulatorKey, opened->platformKey), std::tuple(true, 2, std::optional(kPlatform3270)));
+    EXPECT_EQ(std::tuple(opened.AppIsHost, opened.emulatorKey, opened.platformKey), std::tuple(true, 2, std::optional(kPlatform3270)));
     // A stored emulator of a non-host application is not shown; a Null
     // platform is no error.
     EXPECT_EQ(records.Open(addApp(u"Stray"_s, u"STRAY"_s, kPlatformWeb, 3))->emulatorKey, 0);
     DB_ASSERT(conn.Execute(u"INSERT INTO tApp (sAppName, sAppID, iAppPlatform) VALUES ('Legacy', 'LEG', NULL)"_s));
-    const auto legacy = records.Open(Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppID='LEG'"_s)[0].toInt());
-    ASSERT_TRUE(legacy);
-    EXPECT_FALSE(legacy->platformKey);
+    EXPECT_FALSE(records.Open(Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppID='LEG'"_s)[0].toInt()).value().platformKey);
     EXPECT_TRUE(messages.shown.isEmpty()) << Shown(messages);
     EXPECT_FALSE(records.Open(999));
     EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening application:Either BOF or EOF"_s)) << Shown(messages);
@@ -99,7 +90,6 @@ TEST_P(ApplicationRecordsTest, NormalisedIdsAndQuotedNamesCollide)
         {"1 0", "1_0", true}, {"1.0", "1-0", true}, {"A B", "A_B", true}, {"1.0", "10", false}, {"O'Neil", "O'Neil", true}, {"O'Neil", "O Neil", false}};
     int n = 0;
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.typed);
         messages.shown.clear();
         const QString suffix = QString::number(++n), typed = QString::fromUtf8(c.typed) + suffix;
         ASSERT_TRUE(save(appInput(u"First "_s + suffix, QString::fromUtf8(c.stored) + suffix)).SaveOk);
@@ -160,9 +150,7 @@ protected:
     {
         AppRepositoryTest::SetUp();
         ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps"_s));
-        DB_ASSERT(app.CurrentAppKey = addApp(u"Orders"_s, u"ORD"_s, kPlatformWindows));
-        app.AppFolderName = u"ORD"_s;
-        app.CurrentPlatformKey = kPlatformWindows;
+        DB_ASSERT(app = VersionApplication({addApp(u"Orders"_s, u"ORD"_s, kPlatformWindows), u"ORD"_s, false, kPlatformWindows}));
     }
     VersionSaveOutcome save(const VersionInput& in, const VersionState& state = {}, bool as = false)
     {
@@ -175,12 +163,8 @@ protected:
         EXPECT_TRUE(out.SaveOk) << Shown(messages);
         return out.state.CurrentVersionKey;
     }
-    QStringList version(qint32 key, const QString& columns)
-    {
-        return Rows(conn, u"SELECT %1 FROM tVersion WHERE iVersionKey=%2"_s.arg(columns).arg(key));
-    }
+    QStringList version(qint32 key, const QString& columns) { return Rows(conn, u"SELECT %1 FROM tVersion WHERE iVersionKey=%2"_s.arg(columns).arg(key)); }
     qint32 seeded(qint32 key) { return count(u"SELECT * FROM tObject WHERE iObjectVersionKey=%1"_s.arg(key)); }
-    void dropSystemClass() { DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=1 AND sClassPhysicalName='[System]'"_s)); }
 
     VersionApplication app;
 };
@@ -215,8 +199,7 @@ TEST_P(VersionRecordsTest, EachCheckRefusesAloneAndIdsAreNormalisedPerApplicatio
     EXPECT_EQ(clash.state.VersionFolderName, QString()); // a refused ID leaves the folder name
     EXPECT_EQ(version(saveNew(u"O'Neil"_s), u"sVersionID"_s), QStringList{u"O_Neil"_s});
     // Another application may use the same ID.
-    app.CurrentAppKey = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows);
-    app.AppFolderName = u"BILL"_s;
+    app = {addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows), u"BILL"_s, false, kPlatformWindows};
     saveNew(u"1.0"_s);
     EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s), 2);
     EXPECT_TRUE(folderExists(u"Apps/BILL/1.0/Primary Map Source"_s));
@@ -258,14 +241,12 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
 TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
 {
     const qint32 key = saveNew(u"1.0"_s);
-    dropSystemClass();
+    DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=1 AND sClassPhysicalName='[System]'"_s));
     const QStringList before = TableRows(conn, {u"tVersion"_s, u"tWindow"_s});
     const QString reason = u"Platform 1 has no \"[System]\" class."_s;
     const VersionSaveOutcome added = save(versionInput(u"2.0"_s));
     EXPECT_EQ(std::tuple(added.SaveOk, added.dirtyCleared, added.state.CurrentVersionKey), std::tuple(false, false, 0));
-    VersionInput changed = versionInput(u"1.5"_s);
-    changed.description = u"Changed"_s;
-    const VersionSaveOutcome edited = save(changed, shownVersion(key, u"1.0"_s));
+    const VersionSaveOutcome edited = save({u"1.5"_s, u"Changed"_s, 1, {}}, shownVersion(key, u"1.0"_s));
     EXPECT_EQ(std::pair(edited.SaveOk, edited.state.CurrentVersionKey), std::pair(false, key));
     EXPECT_EQ(messages.shown, QStringList(2, u"Error during Version save: "_s + reason));
     EXPECT_EQ(TableRows(conn, {u"tVersion"_s, u"tWindow"_s}), before);
@@ -287,12 +268,12 @@ TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
 
 TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndWindows)
 {
-    const qint32 source = saveNew(u"1.0"_s);
-    const qint32 load = add(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"sProcessName"_s, u"Load"_s}, {u"iProcessType"_s, 1}});
-    for (const int type : {0, 2})
+    const auto k = makeApp(u"Shop"_s, u"SHOP"_s, kPlatformWindows, {{u"1.0"_s, {u"First"_s}, {u"Load"_s}}, {u"2.0"_s, {}, {u"Elsewhere"_s}}});
+    app = {k[u"app"_s], u"SHOP"_s, false, kPlatformWindows};
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/SHOP"_s));
+    const qint32 source = k[u"1.0"_s], load = k[u"Load"_s], first = k[u"First"_s];
+    for (const int type : {0, 2}) // not offered
         add(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"sProcessName"_s, u"Case"_s}, {u"iProcessType"_s, type}});
-    const qint32 first = add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowLogicalName"_s, u"First"_s}});
-    add(u"tProcess"_s, {{u"iProcessVerKey"_s, saveNew(u"2.0"_s)}, {u"sProcessName"_s, u"Elsewhere"_s}, {u"iProcessType"_s, 1}});
     VersionInput in = versionInput(u"1.0"_s);
     in.links.loadProcess = load;
     in.links.initialWindow = first;
@@ -307,22 +288,19 @@ TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndW
     ASSERT_TRUE(out.SaveOk) << Shown(messages);
     const qint32 copy = out.state.CurrentVersionKey;
     EXPECT_EQ(out.state.VersionFolderName, u"1.0_copy"_s);
-    EXPECT_TRUE(folderExists(u"Apps/ORD/1.0_copy/Secondary Map Source"_s));
+    EXPECT_TRUE(folderExists(u"Apps/SHOP/1.0_copy/Secondary Map Source"_s));
     EXPECT_EQ(seeded(copy), 1);
     EXPECT_EQ(version(copy, u"iVersionSourceVersion, iVersionLoadProcess, iVersionInitialWindow, bVersionActive"_s),
               QStringList{u"%1|%2|%3|-1"_s.arg(source).arg(load).arg(first)});
 
     VersionRecords records(conn, messages, sharedPath());
-    const auto opened = records.Open(copy);
-    ASSERT_TRUE(opened);
-    EXPECT_EQ(std::tuple(opened->id, opened->description, opened->mapTypeKey), std::tuple(u"1.0_copy"_s, u"First release"_s, 1));
-    EXPECT_EQ(opened->processes, (ListEntries{{u"None"_s, 0}, {u"Load"_s, load}}));
-    ASSERT_EQ(opened->windows.size(), 3); // None, the seeded system screen, First
-    EXPECT_EQ(opened->windows[0], (ListEntry{u"None"_s, 0}));
-    EXPECT_TRUE(opened->windows.contains(ListEntry{u"First"_s, first}));
-    EXPECT_EQ(std::pair(opened->links.loadProcess, opened->links.initialWindow), std::pair(std::optional(load), std::optional(first)));
-    EXPECT_FALSE(opened->links.mainWindow);
-    EXPECT_EQ(records.Open(source)->processes, opened->processes);
+    const VersionRecord opened = records.Open(copy).value();
+    EXPECT_EQ(std::tuple(opened.id, opened.description, opened.mapTypeKey), std::tuple(u"1.0_copy"_s, u"First release"_s, 1));
+    EXPECT_EQ(opened.processes, (ListEntries{{u"None"_s, 0}, {u"Load"_s, load}}));
+    EXPECT_EQ(opened.windows, (ListEntries{{u"None"_s, 0}, {u"First"_s, first}}));
+    EXPECT_EQ(std::tuple(opened.links.loadProcess, opened.links.initialWindow, opened.links.mainWindow),
+              std::tuple(std::optional(load), std::optional(first), std::optional<qint32>()));
+    EXPECT_EQ(records.Open(source)->processes, opened.processes);
     DB_ASSERT(conn.Execute(u"UPDATE tVersion SET iVersionLogoutProcess=%1 WHERE iVersionKey=%2"_s.arg(load).arg(copy)));
     EXPECT_EQ(records.Open(copy)->links.logoutProcess, load);
     EXPECT_FALSE(records.Open(9999));

@@ -54,16 +54,14 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingAndAddingApplications)
     EXPECT_FALSE(c().SSAppTab->isTabEnabled(1));
     Select(c().lbAppList, u"Customer Inquiry"_s);
     EXPECT_EQ(std::pair(c().txtAppName->text(), c().txtAppID->text()), std::pair(u"Customer Inquiry"_s, u"CI"_s));
-    EXPECT_TRUE(c().cbEmulator->isEnabled());
-    EXPECT_EQ(std::pair(ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()), ComboKey(c().cbEmulator, c().cbEmulator->currentIndex())),
-              std::pair(kPlatform3270, 1));
+    EXPECT_EQ(std::tuple(c().cbEmulator->isEnabled(), ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()),
+                         ComboKey(c().cbEmulator, c().cbEmulator->currentIndex())),
+              std::tuple(true, kPlatform3270, 1));
     // Its versions, map types and keywords are loaded; the sub-tabs open.
-    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1) && c().SSAppTab->isTabEnabled(2));
-    EXPECT_EQ(Items(c().lbVersionList), QStringList{u"R5"_s});
-    EXPECT_EQ(Items(c().cbVersionMapType), QStringList{u"3270 screen map"_s});
+    EXPECT_EQ(Items(c().lbVersionList) + Items(c().cbVersionMapType), (QStringList{u"R5"_s, u"3270 screen map"_s}));
     EXPECT_EQ(window->keywordsGrid().List().GetValue(0, 0), u"Host"_s);
-    EXPECT_TRUE(c().cmdAppDelete->isEnabled() && !c().cmdAppSave->isEnabled());
-    EXPECT_FALSE(window->AppDirty || window->AppIsNew);
+    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1) && c().SSAppTab->isTabEnabled(2) && c().cmdAppDelete->isEnabled() && !c().cmdAppSave->isEnabled()
+                && !window->AppDirty && !window->AppIsNew);
     EXPECT_EQ(window->focusWidget(), c().txtAppName);
 
     // A non-host application has no emulator. An edit asks before another
@@ -75,18 +73,16 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingAndAddingApplications)
     EXPECT_TRUE(window->AppDirty && c().cmdAppSave->isEnabled());
     messages.Queue(Answer::Cancel);
     Select(c().lbAppList, u"Web Store"_s);
-    EXPECT_EQ(std::pair(c().lbAppList->currentItem()->text(), c().txtAppDesc->text()), std::pair(u"Order Entry"_s, u"Order entry, reworked"_s));
-    EXPECT_TRUE(window->AppDirty && !window->EditLoading);
+    EXPECT_EQ(std::tuple(c().lbAppList->currentItem()->text(), c().txtAppDesc->text(), window->AppDirty, window->EditLoading),
+              std::tuple(u"Order Entry"_s, u"Order entry, reworked"_s, true, false));
     messages.Queue(Answer::No);
     Select(c().lbAppList, u"Web Store"_s);
     EXPECT_EQ(c().txtAppName->text(), u"Web Store"_s);
     EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppDesc='Order entry, reworked'"_s), 0);
 
     // Saving the application keeps a keyword typed but not yet saved.
-    c().SSAppTab->setCurrentIndex(2);
     QAbstractItemModel* keywords = c().TDBGridKeywords->model();
     ASSERT_TRUE(keywords->setData(keywords->index(keywords->rowCount() - 1, 0), u"Coupons"_s));
-    c().SSAppTab->setCurrentIndex(0);
     Retype(c().txtAppDesc, u"Shop front"_s);
     c().cmdAppSave->click();
     EXPECT_TRUE(window->KeywordDirty());
@@ -103,17 +99,16 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingAndAddingApplications)
     // New empties the editor; the versions and keywords wait for a save.
     c().SSAppTab->setCurrentIndex(2);
     c().cmdAppNew->click();
-    EXPECT_EQ(c().SSAppTab->currentIndex(), 0);
-    EXPECT_FALSE(c().SSAppTab->isTabEnabled(1) || c().SSAppTab->isTabEnabled(2));
-    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().cbPlatform->currentIndex(), c().lbAppList->currentRow()), std::tuple(QString(), -1, -1));
+    EXPECT_EQ(std::tuple(c().SSAppTab->currentIndex(), c().SSAppTab->isTabEnabled(1), c().SSAppTab->isTabEnabled(2), c().txtAppName->text(),
+                         c().cbPlatform->currentIndex(), c().lbAppList->currentRow()),
+              std::tuple(0, false, false, QString(), -1, -1));
     EXPECT_FALSE(c().cmdAppDelete->isEnabled() || c().cmdAppSave->isEnabled() || window->AppDirty || !window->AppIsNew);
     messages.shown.clear();
     saveNewApp(u"Quality Audit"_s, u"Q/A 1.0"_s);
     EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
     // The editor stays on it and goes on to its versions.
     EXPECT_EQ(c().lbAppList->currentItem()->text(), u"Quality Audit"_s);
-    EXPECT_FALSE(window->AppIsNew || window->AppDirty || c().cmdAppSave->isEnabled());
-    EXPECT_TRUE(c().SSAppTab->isTabEnabled(1) && c().SSAppTab->isTabEnabled(2));
+    EXPECT_FALSE(window->AppIsNew || window->AppDirty || c().cmdAppSave->isEnabled() || !c().SSAppTab->isTabEnabled(2));
     EXPECT_EQ(std::tuple(c().SSAppTab->currentIndex(), c().cbVersionMapType->count(), c().lbVersionList->count()), std::tuple(1, 1, 0));
     EXPECT_EQ(window->focusWidget(), c().txtVersionID);
 }
@@ -145,13 +140,12 @@ TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
     messages.Queue(Answer::Yes);
     Select(c().lbVersionList, u"1.1"_s);
     EXPECT_EQ(messages.shown, QStringList(2, u"Save changes to this Version?"_s));
-    messages.shown.clear();
     EXPECT_EQ(std::tuple(c().txtVersionID->text(), window->VersionDirty, window->EditLoading), std::tuple(u"1.1"_s, false, false));
     EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version)), 1);
     c().SSAppTab->setCurrentIndex(0);
     Retype(c().txtAppDesc, u"Reworked"_s);
     c().cmdAppSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+    EXPECT_EQ(messages.shown.size(), 2) << shown();
     EXPECT_EQ(Rows(repository(), u"SELECT sAppName, sAppID, mAppEnviron FROM tApp WHERE sAppDesc='Reworked'"_s),
               QStringList{name + u'|' + id + u'|' + environ});
     EXPECT_TRUE(folderExists(u"Apps/"_s + id + u'/' + version));
@@ -182,16 +176,14 @@ TEST_P(ApplicationsPageTest, SavesAfterAFolderFailureOrARefusal)
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/AUDIT"_s));
     c().cmdAppSave->click();
     EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
-    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s), 1);
-    EXPECT_TRUE(folderExists(u"Apps/AUDIT"_s));
+    EXPECT_TRUE(count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s) == 1 && folderExists(u"Apps/AUDIT"_s));
 
     Choose(c().cbEnvironApp, u"Web Store"_s);
     ASSERT_EQ(Items(c().cbEnvironVer), QStringList{u"3.0"_s});
     Select(c().lbAppList, u"Web Store"_s);
     Retype(c().txtAppID, u"OE"_s);
     c().cmdAppSave->click();
-    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s));
-    EXPECT_EQ(window->AppFolderName, u"WS"_s);
+    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s) && window->AppFolderName == u"WS"_s) << shown();
     c().SSAppTab->setCurrentIndex(1);
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
     block(u"Apps/WS/4.0"_s);
@@ -199,8 +191,7 @@ TEST_P(ApplicationsPageTest, SavesAfterAFolderFailureOrARefusal)
     Retype(c().txtVersionID, u"4.0"_s);
     Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
     c().cmdVersionSave->click();
-    EXPECT_TRUE(shownError(u"Error during Version save: "_s)) << shown();
-    EXPECT_FALSE(window->VersionIsNew);
+    EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !window->VersionIsNew) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
     c().cmdVersionSave->click();
     EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk) << shown();
@@ -214,20 +205,34 @@ TEST_P(ApplicationsPageTest, SavesAfterAFolderFailureOrARefusal)
     EXPECT_EQ(Items(c().cbEnvironVer), (QStringList{u"3.0"_s, u"4.1"_s}));
 }
 
-TEST_P(ApplicationsPageTest, DeletingAVersionThenAnApplicationKeepsTheirFolders)
+// A version in an environment is refused with one fixed message however
+// many environments hold it; a free one goes after the question, and so does
+// an application. Their folders stay. Only a host application's versions
+// offer the list-handling attributes, shown as stored and written at once.
+TEST_P(ApplicationsPageTest, TheDeleteAndAttributesButtons)
 {
+    DB_ASSERT(repository().Execute(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('SECOND')"_s));
+    DB_ASSERT(repository().Execute(u"INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey, iEnvironTestToolKey, iEnviron3270Key) "
+                                   "SELECT e.iEnvironmentKey, d.iEnvironVerKey, 2, 0 FROM tEnvironment e, tEnvironmentDetail d WHERE e.sEnvironmentName='SECOND'"_s));
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/OE/1.0"_s));
+    selectVersion(u"Order Entry"_s, u"1.1"_s);
+    EXPECT_FALSE(c().cmdAttributes->isEnabled());
+    c().cmdVersionDelete->click();
     selectVersion(u"Order Entry"_s, u"1.0"_s);
     const qint32 key = window->CurrentVersionKey;
+    messages.Queue(Answer::No);
+    c().cmdVersionDelete->click();
+    EXPECT_EQ(Items(c().lbVersionList), (QStringList{u"1.0"_s, u"1.1"_s}));
     messages.Queue(Answer::Yes);
     c().cmdVersionDelete->click();
-    EXPECT_EQ(messages.shown, QStringList{u"Are you sure you want to delete ALL elements of 1.0?"_s});
+    const QString question = u"Are you sure you want to delete ALL elements of 1.0?"_s;
+    EXPECT_EQ(messages.shown, (QStringList{u"This version is part of an existing environment and cannot be deleted!"_s, question, question}));
     EXPECT_EQ(Items(c().lbVersionList), QStringList{u"1.1"_s});
     EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key)), 0);
     EXPECT_EQ(std::tuple(c().lbVersionList->currentRow(), c().txtVersionID->text(), window->CurrentVersionKey), std::tuple(-1, QString(), 0));
     EXPECT_EQ(c().txtAppName->text(), u"Order Entry"_s);
     c().cmdVersionDelete->click(); // nothing shown: nothing happens
-    EXPECT_EQ(messages.shown.size(), 1);
+    EXPECT_EQ(messages.shown.size(), 3);
 
     Select(c().lbAppList, u"Web Store"_s);
     messages.Queue(Answer::Yes);
@@ -239,14 +244,8 @@ TEST_P(ApplicationsPageTest, DeletingAVersionThenAnApplicationKeepsTheirFolders)
     EXPECT_FALSE(c().SSAppTab->isTabEnabled(1) || c().SSAppTab->isTabEnabled(2) || c().cmdAppDelete->isEnabled() || window->CurrentAppKey);
     EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s));
     EXPECT_EQ(c().cbEnvironApp->findText(u"Web Store"_s), -1);
-}
 
-// Only a host application's versions offer the list-handling attributes,
-// shown as stored and written at once.
-TEST_P(ApplicationsPageTest, AttributesOfAHostVersion)
-{
-    selectVersion(u"Order Entry"_s, u"1.1"_s);
-    EXPECT_FALSE(c().cmdAttributes->isEnabled());
+    messages.shown.clear();
     DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=\t22\tMoreKey=Enter\tMoreText=Next page\t' "
                                    "WHERE sVersionID='R5'"_s));
     selectVersion(u"Customer Inquiry"_s, u"R5"_s);
