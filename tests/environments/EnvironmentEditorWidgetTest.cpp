@@ -5,6 +5,7 @@
 #include "copyengine/frmVersionProgress.h"
 #include "mainwindow/MainWindowFixture.h"
 #include "mainwindow/ScriptedDialogs.h"
+#include "support/WidgetDriving.h"
 #include "repository/Globals.h"
 #include "repository/Recordset.h"
 
@@ -21,34 +22,6 @@ using namespace Qt::StringLiterals;
 
 namespace dorvane::test {
 namespace {
-
-void retype(QLineEdit* box, const QString& text)
-{
-    box->selectAll();
-    QTest::keyClicks(box, text);
-}
-
-// Chooses an entry of a drop-down as a click on it does.
-void choose(QComboBox* combo, const QString& text)
-{
-    combo->setCurrentIndex(combo->findText(text));
-    ASSERT_GE(combo->currentIndex(), 0) << text.toStdString();
-    emit combo->activated(combo->currentIndex());
-}
-
-void select(QListWidget* list, const QString& text)
-{
-    list->setCurrentRow(FindItemByText(list, text));
-    ASSERT_GE(list->currentRow(), 0) << text.toStdString();
-}
-
-QStringList texts(const QListWidget* list)
-{
-    QStringList result;
-    for (int i = 0; i < list->count(); ++i)
-        result << list->item(i)->text();
-    return result;
-}
 
 class EnvironmentEditorWidgetTest : public MainWindowFixture {
 protected:
@@ -103,8 +76,8 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
         EXPECT_FALSE(b->isEnabled()) << b->objectName().toStdString();
     EXPECT_FALSE(c().SSEnvironTab->isTabEnabled(1));
     c().cmdEnvironNew->click();
-    retype(c().txtEnvironName, u"Web/Test?"_s);
-    retype(c().txtEnvironDesc, u"Shop front"_s);
+    Retype(c().txtEnvironName, u"Web/Test?"_s);
+    Retype(c().txtEnvironDesc, u"Shop front"_s);
     EXPECT_TRUE(window->EnvironDirty && c().cmdEnvironSave->isEnabled());
     EXPECT_FALSE(c().cmdEnvironSaveAs->isEnabled());
     c().cmdEnvironSave->click();
@@ -120,21 +93,21 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 
     // A version with its test tool; then a user, registered without rights:
     // one box ticked writes one right of that one registration.
-    choose(c().cbEnvironApp, u"Web Store"_s);
-    choose(c().cbEnvironVer, u"3.0"_s);
-    choose(c().cbEnvironTestTool, u"Web Driver"_s);
+    Choose(c().cbEnvironApp, u"Web Store"_s);
+    Choose(c().cbEnvironVer, u"3.0"_s);
+    Choose(c().cbEnvironTestTool, u"Web Driver"_s);
     EXPECT_TRUE(window->ConfigDirty);
     EXPECT_FALSE(c().cbEnvironEmulator->isEnabled());
     c().cmdAddAppVer->click();
-    EXPECT_EQ(texts(c().lbEnvironAppVerList), QStringList{u"Web Store - 3.0"_s});
+    EXPECT_EQ(Items(c().lbEnvironAppVerList), QStringList{u"Web Store - 3.0"_s});
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironTestToolKey=3 AND iEnviron3270Key=0"_s.arg(key)), 1);
     EXPECT_FALSE(window->ConfigDirty);
     c().SSEnvironTab->setCurrentIndex(2);
     EXPECT_EQ(c().lbEnvironUserList->count(), 3);
     EXPECT_EQ(c().lbEnvironUsers->count(), 0);
-    select(c().lbEnvironUserList, u"Li Chen"_s);
+    Select(c().lbEnvironUserList, u"Li Chen"_s);
     c().cmdAddEnvironUser->click();
-    EXPECT_EQ(texts(c().lbEnvironUsers), QStringList{u"Li Chen"_s});
+    EXPECT_EQ(Items(c().lbEnvironUsers), QStringList{u"Li Chen"_s});
     EXPECT_EQ(FindItemByText(c().lbEnvironUserList, u"Li Chen"_s), -1);
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
     c().ckZulane->click();
@@ -146,8 +119,8 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 
     // Opened again, Delete takes it with its version and user rows.
     c().SSEnvironTab->setCurrentIndex(0);
-    select(c().lbEnvironList, u"TUTORIAL"_s);
-    select(c().lbEnvironList, u"Web_Test_"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"Web_Test_"_s);
     ASSERT_TRUE(c().cmdEnvironDelete->isEnabled());
     c().cmdEnvironDelete->click();
     EXPECT_EQ(count(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironKey FROM "
@@ -158,7 +131,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     EXPECT_FALSE(c().cmdEnvironDelete->isEnabled() || c().SSEnvironTab->isTabEnabled(1));
 
     // TUTORIAL: filling the fields is no edit, and showing rights writes nothing.
-    select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
     const qint32 tutorial = window->CurrentEnvironKey();
     EXPECT_EQ(c().txtEnvironName->text(), u"TUTORIAL"_s);
     EXPECT_FALSE(window->EnvironDirty || c().cmdEnvironSave->isEnabled());
@@ -166,11 +139,11 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     c().SSEnvironTab->setCurrentIndex(2);
     const QStringList before = environmentRows();
     for (const auto& [user, flags] : {std::pair{u"Jane Smith"_s, u"11111"_s}, std::pair{u"Mark Brown"_s, u"01010"_s}}) {
-        select(c().lbEnvironUsers, user);
+        Select(c().lbEnvironUsers, user);
         EXPECT_EQ(boxes(), flags);
     }
     EXPECT_EQ(window->CurrentUserKey(), userKey(u"mbrown"_s));
-    select(c().lbEnvironUsers, u"Li Chen"_s);
+    Select(c().lbEnvironUsers, u"Li Chen"_s);
     EXPECT_EQ(boxes(), u"01001"_s);
     EXPECT_EQ(environmentRows(), before);
     // Removing clears the boxes without writing them to anyone, and leaves
@@ -186,25 +159,25 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     // Edits of both parts meet one save prompt on leaving: Cancel stays with
     // the edits, Yes saves both and the other environment opens.
     c().cmdEnvironNew->click();
-    retype(c().txtEnvironName, u"Staging"_s);
+    Retype(c().txtEnvironName, u"Staging"_s);
     c().cmdEnvironSave->click();
-    select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
     c().SSEnvironTab->setCurrentIndex(0);
-    retype(c().txtEnvironDesc, u"Nightly runs"_s);
+    Retype(c().txtEnvironDesc, u"Nightly runs"_s);
     c().SSEnvironTab->setCurrentIndex(1);
-    choose(c().cbEnvironApp, u"Web Store"_s);
-    choose(c().cbEnvironVer, u"3.0"_s);
-    choose(c().cbEnvironTestTool, u"Web Driver"_s);
+    Choose(c().cbEnvironApp, u"Web Store"_s);
+    Choose(c().cbEnvironVer, u"3.0"_s);
+    Choose(c().cbEnvironTestTool, u"Web Driver"_s);
     ASSERT_TRUE(window->EnvironDirty && window->ConfigDirty);
     const QStringList edited = environmentRows();
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
-    select(c().lbEnvironList, u"Staging"_s);
+    Select(c().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(ItemKey(c().lbEnvironList, c().lbEnvironList->currentRow()), tutorial);
     EXPECT_EQ(c().txtEnvironDesc->text(), u"Nightly runs"_s);
     EXPECT_EQ(environmentRows(), edited);
     messages.Queue(Answer::Yes);
-    select(c().lbEnvironList, u"Staging"_s);
+    Select(c().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(messages.shown, QStringList({"Save changes to this Environment?", "Save changes to this Environment?"}));
     EXPECT_EQ(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)), 1);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial)), 3);
@@ -226,25 +199,25 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     version.SetValue(u"iMapType"_s, 1);
     version.Update();
     const qint32 empty = version.Int(u"iVersionKey"_s);
-    select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
     const qint32 key = window->CurrentEnvironKey();
     c().SSEnvironTab->setCurrentIndex(1);
-    select(c().lbEnvironAppVerList, u"Order Entry - 1.1"_s);
+    Select(c().lbEnvironAppVerList, u"Order Entry - 1.1"_s);
     EXPECT_EQ(c().cbEnvironApp->currentText(), u"Order Entry"_s);
     EXPECT_EQ(c().cbEnvironTestTool->currentText(), u"Desktop Recorder"_s);
-    const QStringList listed = texts(c().lbEnvironAppVerList);
-    choose(c().cbEnvironVer, u"1.3"_s);
+    const QStringList listed = Items(c().lbEnvironAppVerList);
+    Choose(c().cbEnvironVer, u"1.3"_s);
     c().cmdCopyAppVer->click();
     EXPECT_TRUE(messages.shown.isEmpty()) << shown().toStdString();
     EXPECT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(empty)), 1);
-    EXPECT_EQ(texts(c().lbEnvironAppVerList), listed);
+    EXPECT_EQ(Items(c().lbEnvironAppVerList), listed);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), 0);
     EXPECT_EQ(progressTitle(), u"Version update progress..."_s);
 
     // Save As asks for each version; Cancel rolls everything back. Then an ID
     // a full version has is refused and the prompt stays, and the copy goes through.
     c().SSEnvironTab->setCurrentIndex(0);
-    retype(c().txtEnvironName, u"Release 2.0"_s);
+    Retype(c().txtEnvironName, u"Release 2.0"_s);
     ASSERT_TRUE(c().cmdEnvironSaveAs->isEnabled());
     QStringList before = environmentRows();
     dialogs.versionIdAnswers = {u"1.2"_s, std::nullopt};
@@ -275,7 +248,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
     const QString backups = sharedPath() + u"\\Environments\\Backups\\"_s;
     const QString file = QDate::currentDate().toString(u"MM-dd-yyyy"_s) + u".MDB"_s;
-    select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
     messages.shown.clear();
     c().cmdEnvironRestore->click();
     EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
@@ -287,7 +260,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_EQ(progressTitle(), u"Environment backup progress..."_s);
     // A user removed after the backup; a cancelled chooser brings nothing back, the file does.
     c().SSEnvironTab->setCurrentIndex(2);
-    select(c().lbEnvironUsers, u"Li Chen"_s);
+    Select(c().lbEnvironUsers, u"Li Chen"_s);
     c().cmdRemoveEnvironUser->click();
     const QString registrations = u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key);
     ASSERT_EQ(count(registrations), 2);
@@ -309,11 +282,11 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     c().cmdEnvironNew->click();
     c().txtEnvironName->setText(u"OTHER"_s);
     c().cmdEnvironSave->click();
-    select(c().lbEnvironList, u"TUTORIAL"_s); // a new environment's Backup is enabled once opened from the list
-    select(c().lbEnvironList, u"OTHER"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s); // a new environment's Backup is enabled once opened from the list
+    Select(c().lbEnvironList, u"OTHER"_s);
     messages.Queue(Answer::Yes);
     c().cmdEnvironBackup->click();
-    select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
     messages.shown.clear();
     c().txtEnvironName->setText(u"OTHER"_s);
     c().cmdEnvironSave->click();
