@@ -14,14 +14,23 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <utility>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace dorvane::test {
 
 using Values = std::vector<std::pair<QString, QVariant>>;
+
+// The rows of one version, built in one call by CopyEngineTest::build.
+struct Built {
+    qint32 version = 0;
+    std::map<QString, qint32> windows, objects, processes, stepWindows, steps;
+};
 
 // A fresh repository per test, the copy engine on it, and helpers that
 // write rows, read them back and compare whole databases.
@@ -49,7 +58,7 @@ protected:
     // Adds a row and returns its key.
     qint32 add(const QString& table, const Values& values)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM %1 WHERE %2=0").arg(table, keyOf(table)), conn);
+        Recordset rs(u"SELECT * FROM %1 WHERE %2=0"_s.arg(table, keyOf(table)), conn);
         rs.AddNew();
         for (const auto& [column, value] : values)
             rs.SetValue(column, value);
@@ -67,28 +76,55 @@ protected:
         int n = 0;
         for (const QString& column : def->columns) {
             ++n;
-            if (column == def->key)
-                continue;
-            bool given = false;
-            for (const auto& v : values)
-                given = given || v.first.compare(column, Qt::CaseInsensitive) == 0;
-            if (given)
+            const bool given = std::any_of(values.begin(), values.end(),
+                                           [&](const auto& v) { return v.first.compare(column, Qt::CaseInsensitive) == 0; });
+            if (column == def->key || given)
                 continue;
             switch (ColumnTypeOf(column)) {
             case ColumnType::Integer: all.emplace_back(column, 1000 + n); break;
             case ColumnType::Boolean: all.emplace_back(column, -1); break;
-            case ColumnType::DateTime:
-                all.emplace_back(column, QDateTime(QDate(2023, 3, n % 28 + 1), QTime(10, n % 60, 5)));
-                break;
-            default: all.emplace_back(column, column + QStringLiteral(" value"));
+            case ColumnType::DateTime: all.emplace_back(column, QDateTime(QDate(2023, 3, n % 28 + 1), QTime(10, n % 60, 5))); break;
+            default: all.emplace_back(column, column + u" value"_s);
             }
         }
         return add(table, all);
     }
 
+    // One version of `app` in one call. `windows` maps a window's name to
+    // the names of its objects; `processes` maps a process's name to the
+    // windows it visits, one step window each (in that sequence) holding
+    // one step on the window's first object. Step windows and steps are
+    // named "process/window".
+    Built build(qint32 app, const QString& id, const std::vector<std::pair<QString, QStringList>>& windows,
+                const std::vector<std::pair<QString, QStringList>>& processes = {})
+    {
+        Built b;
+        b.version = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}});
+        std::map<QString, qint32> firstObject;
+        for (const auto& [name, objects] : windows) {
+            const qint32 w = b.windows[name] = add(u"tWindow"_s, {{u"iWindowVerKey"_s, b.version}, {u"sWindowPhysicalName"_s, name}});
+            for (const QString& object : objects)
+                b.objects[object] = add(u"tObject"_s, {{u"iObjectWindowKey"_s, w}, {u"sObjectPhysicalName"_s, object}});
+            firstObject[name] = objects.isEmpty() ? 0 : b.objects[objects.first()];
+        }
+        for (const auto& [name, visits] : processes) {
+            const qint32 p = b.processes[name] = add(u"tProcess"_s, {{u"iProcessVerKey"_s, b.version}, {u"sProcessName"_s, name}});
+            int sequence = 0;
+            for (const QString& window : visits) {
+                const QString at = name + u'/' + window;
+                const qint32 sw = b.stepWindows[at] = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, p},
+                    {u"iStepWindowVerKey"_s, b.version}, {u"iStepWindowWindowKey"_s, b.windows[window]},
+                    {u"iStepWindowSequenceNum"_s, ++sequence}});
+                b.steps[at] = add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, 1},
+                                               {u"iStepObjectKey"_s, firstObject[window]}});
+            }
+        }
+        return b;
+    }
+
     QVariant value(const QString& table, qint32 key, const QString& column)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM %1 WHERE %2=%3").arg(table, keyOf(table)).arg(key), conn);
+        Recordset rs(u"SELECT * FROM %1 WHERE %2=%3"_s.arg(table, keyOf(table)).arg(key), conn);
         if (rs.Eof()) {
             ADD_FAILURE() << "no row " << key << " in " << table.toStdString();
             return QVariant();
@@ -96,31 +132,22 @@ protected:
         return rs.Value(column);
     }
 
-    qint32 intValue(const QString& table, qint32 key, const QString& column)
-    {
-        return value(table, key, column).toInt();
-    }
+    qint32 intValue(const QString& table, qint32 key, const QString& column) { return value(table, key, column).toInt(); }
 
     // The values of one column over the rows a statement selects, in order.
     std::vector<qint32> ints(const QString& sql, const QString& column)
     {
         std::vector<qint32> result;
-        Recordset rs(sql, conn);
-        while (!rs.Eof()) {
+        for (Recordset rs(sql, conn); !rs.Eof(); rs.MoveNext())
             result.push_back(rs.Int(column));
-            rs.MoveNext();
-        }
         return result;
     }
 
     QStringList texts(const QString& sql, const QString& column)
     {
         QStringList result;
-        Recordset rs(sql, conn);
-        while (!rs.Eof()) {
-            result << (rs.IsNull(column) ? QStringLiteral("<null>") : rs.Text(column));
-            rs.MoveNext();
-        }
+        for (Recordset rs(sql, conn); !rs.Eof(); rs.MoveNext())
+            result << (rs.IsNull(column) ? u"<null>"_s : rs.Text(column));
         return result;
     }
 
@@ -140,15 +167,16 @@ protected:
         for (const QString& column : def->columns) {
             if (column == def->key)
                 continue;
+            const std::string where = (table + u'.' + column).toStdString();
             const QVariant got = value(table, copy, column);
             if (const auto it = expected.find(column); it != expected.end()) {
-                EXPECT_EQ(got.toString(), it->second.toString()) << table.toStdString() << "." << column.toStdString();
+                EXPECT_EQ(got.toString(), it->second.toString()) << where;
             } else if (defaults.contains(column)) {
-                EXPECT_EQ(got.toInt(), 0) << table.toStdString() << "." << column.toStdString() << " is not copied";
+                EXPECT_EQ(got.toInt(), 0) << where << " is not copied";
             } else {
                 const QVariant was = value(table, source, column);
-                EXPECT_EQ(got.isValid(), was.isValid()) << table.toStdString() << "." << column.toStdString();
-                EXPECT_EQ(got.toString(), was.toString()) << table.toStdString() << "." << column.toStdString();
+                EXPECT_EQ(got.isValid(), was.isValid()) << where;
+                EXPECT_EQ(got.toString(), was.toString()) << where;
             }
         }
     }
@@ -158,14 +186,13 @@ protected:
     {
         QStringList rows;
         for (const TableDef& table : RepositoryTables()) {
-            Recordset rs(QStringLiteral("SELECT * FROM %1 ORDER BY %2").arg(table.name, table.key), conn);
+            Recordset rs(u"SELECT * FROM %1 ORDER BY %2"_s.arg(table.name, table.key), conn);
             const QStringList fields = rs.FieldNames();
-            while (!rs.Eof()) {
+            for (; !rs.Eof(); rs.MoveNext()) {
                 QStringList cells;
                 for (const QString& field : fields)
-                    cells << (rs.IsNull(field) ? QStringLiteral("<null>") : rs.Text(field));
-                rows << table.name + QLatin1Char(':') + cells.join(QLatin1Char('|'));
-                rs.MoveNext();
+                    cells << (rs.IsNull(field) ? u"<null>"_s : rs.Text(field));
+                rows << table.name + u':' + cells.join(u'|');
             }
         }
         return rows;
@@ -174,23 +201,20 @@ protected:
     // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail.
     void abortOn(const QString& table, const QString& event)
     {
-        const QString name = QStringLiteral("abort_%1_%2").arg(table, event).toLower();
+        const QString name = u"abort_%1_%2"_s.arg(table, event).toLower();
         if (db->isOdbc()) {
-            conn.Execute(QStringLiteral("CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS "
-                                        "$$ BEGIN RAISE EXCEPTION 'boom'; END $$"));
-            conn.Execute(QStringLiteral("CREATE TRIGGER %1 BEFORE %2 ON %3 FOR EACH ROW EXECUTE FUNCTION dorvane_abort()")
-                             .arg(name, event, table));
+            conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS "
+                         "$$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+            conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s.arg(name, event, table));
         } else {
-            conn.Execute(QStringLiteral("CREATE TRIGGER %1 BEFORE %2 ON %3 BEGIN SELECT RAISE(ABORT, 'boom'); END")
-                             .arg(name, event, table));
+            conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 BEGIN SELECT RAISE(ABORT, 'boom'); END"_s.arg(name, event, table));
         }
     }
 
     void dropAbort(const QString& table, const QString& event)
     {
-        const QString name = QStringLiteral("abort_%1_%2").arg(table, event).toLower();
-        conn.Execute(db->isOdbc() ? QStringLiteral("DROP TRIGGER %1 ON %2").arg(name, table)
-                                  : QStringLiteral("DROP TRIGGER %1").arg(name));
+        const QString name = u"abort_%1_%2"_s.arg(table, event).toLower();
+        conn.Execute(db->isOdbc() ? u"DROP TRIGGER %1 ON %2"_s.arg(name, table) : u"DROP TRIGGER %1"_s.arg(name));
     }
 
     // The one message shown, which must start with `prefix` followed
@@ -200,9 +224,9 @@ protected:
         ASSERT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
         const QString text = messages.shown.first();
         EXPECT_TRUE(text.startsWith(prefix)) << text.toStdString();
-        EXPECT_TRUE(text.contains(QStringLiteral("boom"))) << text.toStdString();
-        if (!prefix.endsWith(QLatin1Char(' '))) {
-            EXPECT_NE(text.at(prefix.size()), QLatin1Char(' ')) << text.toStdString();
+        EXPECT_TRUE(text.contains(u"boom"_s)) << text.toStdString();
+        if (!prefix.endsWith(u' ')) {
+            EXPECT_NE(text.at(prefix.size()), u' ') << text.toStdString();
         }
         messages.shown.clear();
     }
@@ -211,26 +235,22 @@ protected:
     // reads them.
     void settingsForTestDatabase()
     {
-        QString values;
-        if (db->isOdbc()) {
-            values = QStringLiteral("\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n"
-                                    "\"ActiveDSN\"=\"%1\"\r\n")
-                         .arg(TestDsn());
-        } else {
-            values = QStringLiteral("\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
-                                    "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Test.mdb\"\r\n")
-                         .arg(db->tempPath());
-        }
-        writeSettings(values);
+        writeSettings(db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
+                                   : localSettings(u"Test.mdb"_s));
+    }
+
+    QString localSettings(const QString& file) const
+    {
+        return u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
+               "\"LocalDatabaseName\"=\"%2\"\r\n"_s.arg(db->tempPath(), file);
     }
 
     void writeSettings(const QString& values)
     {
-        const QString path = QDir(db->tempPath()).filePath(QStringLiteral("zentrix.reg"));
+        const QString path = QDir(db->tempPath()).filePath(u"zentrix.reg"_s);
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n"
-                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
+        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
         file.write(values.toUtf8());
         file.close();
         SetSettingsFileOverride(path);

@@ -7,114 +7,74 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
-const QString kWindow = QStringLiteral("tWindow");
-const QString kObject = QStringLiteral("tObject");
-const QString kProcess = QStringLiteral("tProcess");
-const QString kStepWindow = QStringLiteral("tStepWindow");
-const QString kStep = QStringLiteral("tStep");
-const QString kKeywordRel = QStringLiteral("tKeywordRel");
-const QString kCycle = QStringLiteral("tCycle");
-const QString kCycleProcess = QStringLiteral("tCycleProcess");
-
-} // namespace
-
 class CopyPrimitivesTest : public CopyEngineTest {
 protected:
     void SetUp() override
     {
         CopyEngineTest::SetUp();
-        app = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Order Entry")}});
-        source = version(QStringLiteral("1.0"));
-        destination = version(QStringLiteral("2.0"));
-        environment = add(QStringLiteral("tEnvironment"), {{QStringLiteral("sEnvironmentName"), QStringLiteral("QA")}});
-        backup->CurrentVersionLabel = QStringLiteral("Order Entry");
+        app = add(u"tApp"_s, {{u"sAppName"_s, u"Order Entry"_s}});
+        source = version(u"1.0"_s);
+        destination = version(u"2.0"_s);
+        environment = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA"_s}});
+        backup->CurrentVersionLabel = u"Order Entry"_s;
     }
 
-    qint32 version(const QString& id)
+    qint32 version(const QString& id) { return add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}}); }
+    qint32 keyword(qint32 appKey, const QString& name, const QString& desc = u"d"_s)
     {
-        return add(QStringLiteral("tVersion"), {{QStringLiteral("iVersionAppKey"), app}, {QStringLiteral("sVersionID"), id}});
-    }
-    qint32 window(qint32 ver, const QString& name)
-    {
-        return add(kWindow, {{QStringLiteral("iWindowVerKey"), ver}, {QStringLiteral("sWindowPhysicalName"), name}});
-    }
-    qint32 process(qint32 ver, const QString& name)
-    {
-        return add(kProcess, {{QStringLiteral("iProcessVerKey"), ver}, {QStringLiteral("sProcessName"), name}});
-    }
-    qint32 stepWindow(qint32 process, qint32 ver, qint32 window, qint32 sequence)
-    {
-        return add(kStepWindow, {{QStringLiteral("iStepWindowProcessKey"), process}, {QStringLiteral("iStepWindowVerKey"), ver},
-                                 {QStringLiteral("iStepWindowWindowKey"), window}, {QStringLiteral("iStepWindowSequenceNum"), sequence}});
-    }
-    qint32 step(qint32 stepWindow, qint32 object, qint32 sequence, const QVariant& arguments = QVariant())
-    {
-        return add(kStep, {{QStringLiteral("iStepWindowKey"), stepWindow}, {QStringLiteral("iStepObjectKey"), object},
-                           {QStringLiteral("iStepSequenceNum"), sequence}, {QStringLiteral("sStepArguments"), arguments}});
-    }
-    qint32 keyword(qint32 appKey, const QString& name, const QString& desc = QStringLiteral("d"))
-    {
-        return add(QStringLiteral("tKeyword"), {{QStringLiteral("iKeywordAppKey"), appKey}, {QStringLiteral("sKeywordName"), name},
-                                                 {QStringLiteral("sKeywordDesc"), desc}});
+        return add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, desc}});
     }
     void relation(qint32 keywordKey, const QString& holderColumn, qint32 holder)
     {
-        add(kKeywordRel, {{QStringLiteral("iKeywordRelKeywordKey"), keywordKey}, {holderColumn, holder}});
+        add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keywordKey}, {holderColumn, holder}});
     }
     std::vector<qint32> relationKeywords(const QString& holderColumn, qint32 holder)
     {
-        return ints(QStringLiteral("SELECT * FROM tKeywordRel WHERE %1=%2").arg(holderColumn).arg(holder),
-                    QStringLiteral("iKeywordRelKeywordKey"));
+        return ints(u"SELECT * FROM tKeywordRel WHERE %1=%2"_s.arg(holderColumn).arg(holder), u"iKeywordRelKeywordKey"_s);
     }
     bool copyProcesses(qint32 target) { return backup->CopyProcesses(source, 0, conn, target, environment, conn); }
+    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
-    qint32 app = 0;
-    qint32 source = 0;
-    qint32 destination = 0;
-    qint32 environment = 0;
+    qint32 app = 0, source = 0, destination = 0, environment = 0;
 };
 
 TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey)
 {
-    const qint32 top = addFull(kWindow, {{QStringLiteral("iWindowVerKey"), source}});
+    const qint32 top = addFull(u"tWindow"_s, {{u"iWindowVerKey"_s, source}});
     // The parent lies in the same version; the copy still names the source's.
-    const qint32 child = addFull(kWindow, {{QStringLiteral("iWindowVerKey"), source}, {QStringLiteral("iWindowParentKey"), top}});
-    window(source, QStringLiteral("[System Screen]"));
-    window(source, QStringLiteral("[system screen] "));  // compared on the exact text
-    const qint32 full = addFull(kObject, {{QStringLiteral("iObjectWindowKey"), child}});
-    // Texts, dates and flags left null stay null.
-    const qint32 sparse = add(kObject, {{QStringLiteral("iObjectWindowKey"), child}});
+    const qint32 child = addFull(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"iWindowParentKey"_s, top}});
+    // The system screen is compared on the exact text.
+    add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowPhysicalName"_s, u"[System Screen]"_s}});
+    add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowPhysicalName"_s, u"[system screen] "_s}});
+    const qint32 full = addFull(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});
+    const qint32 sparse = add(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});  // nulls stay null
 
-    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false)) << shown();
     const KeyMap& windows = backup->WindowMap;
     ASSERT_EQ(windows.Length(), 3);
     EXPECT_EQ(windows.OldKey(1), top);
     EXPECT_EQ(windows.OldKey(2), child);
-    expectCopy(kWindow, top, windows.NewKey(1), {{QStringLiteral("iWindowVerKey"), destination}});
-    expectCopy(kWindow, child, windows.NewKey(2), {{QStringLiteral("iWindowVerKey"), destination}});
-    EXPECT_EQ(intValue(kWindow, windows.NewKey(2), QStringLiteral("iWindowParentKey")), top);
+    expectCopy(u"tWindow"_s, top, windows.NewKey(1), {{u"iWindowVerKey"_s, destination}});
+    expectCopy(u"tWindow"_s, child, windows.NewKey(2), {{u"iWindowVerKey"_s, destination}});
+    EXPECT_EQ(intValue(u"tWindow"_s, windows.NewKey(2), u"iWindowParentKey"_s), top);
 
     // Windows without objects leave ObjectMap alone.
     const KeyMap& objects = backup->ObjectMap;
     ASSERT_EQ(objects.Length(), 2);
     EXPECT_EQ(objects.BatchCount(), 2);
     EXPECT_EQ(objects.OldKey(2), sparse);
-    const std::map<QString, QVariant> objectColumns = {{QStringLiteral("iObjectWindowKey"), windows.NewKey(2)},
-                                                       {QStringLiteral("iObjectVersionKey"), destination}};
-    expectCopy(kObject, full, objects.NewKey(1), objectColumns);
-    expectCopy(kObject, sparse, objects.NewKey(2), objectColumns);
+    const std::map<QString, QVariant> objectColumns = {{u"iObjectWindowKey"_s, windows.NewKey(2)}, {u"iObjectVersionKey"_s, destination}};
+    expectCopy(u"tObject"_s, full, objects.NewKey(1), objectColumns);
+    expectCopy(u"tObject"_s, sparse, objects.NewKey(2), objectColumns);
 
     // The bar counts windows; each window yields twice.
-    EXPECT_EQ(progress.events, (QStringList{"action:Windows in Order Entry", "range:0-3", "value:0", "refresh", "yield",
-                                            "value:1", "refresh", "yield", "yield", "value:2", "refresh", "yield",
-                                            "yield", "value:3", "refresh", "yield"}));
+    EXPECT_EQ(progress.events, (QStringList{"action:Windows in Order Entry", "range:0-3", "value:0", "refresh", "yield", "value:1",
+                                            "refresh", "yield", "yield", "value:2", "refresh", "yield", "yield", "value:3", "refresh",
+                                            "yield"}));
 
     // A version holding only its system screen copies nothing and leaves
     // the window alone; asked for, the system screen is copied.
-    const qint32 lone = version(QStringLiteral("1.1"));
-    window(lone, QStringLiteral("[System Screen]"));
+    const qint32 lone = build(app, u"1.1"_s, {{u"[System Screen]"_s, {}}}).version;
     progress.events.clear();
     ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, false));
     EXPECT_TRUE(progress.events.isEmpty());
@@ -124,10 +84,10 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
 
     // A failed object leaves the rows saved before it, and the positions
     // of its batch that were not filled hold 0.
-    abortOn(kObject, QStringLiteral("INSERT"));
+    abortOn(u"tObject"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopyWindows(source, conn, destination, conn, true));
-    expectFailure(QStringLiteral("Error while copying Windows:"));
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=%1").arg(destination)), 6);
+    expectFailure(u"Error while copying Windows:"_s);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 6);
     EXPECT_EQ(objects.Length(), 4);
     EXPECT_EQ(objects.NewKey(3), 0);
     EXPECT_EQ(objects.NewKey(4), 0);
@@ -135,32 +95,31 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
 
 TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
 {
-    const qint32 v1 = addFull(QStringLiteral("tUserVar"), {{QStringLiteral("iVarAppVerKey"), source}});
-    const qint32 v2 = add(QStringLiteral("tUserVar"), {{QStringLiteral("iVarAppVerKey"), source}});
-    const qint32 r1 = addFull(QStringLiteral("tRequirement"), {{QStringLiteral("iRequirementAppVerKey"), source}});
+    const qint32 v1 = addFull(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
+    const qint32 v2 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
+    const qint32 r1 = addFull(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
 
     ASSERT_TRUE(backup->CopyVariables(source, conn, destination, conn));
     const KeyMap& variables = backup->VariableMap;
     ASSERT_EQ(variables.Length(), 2);
-    expectCopy(QStringLiteral("tUserVar"), v1, variables.NewKey(1), {{QStringLiteral("iVarAppVerKey"), destination}});
-    expectCopy(QStringLiteral("tUserVar"), v2, variables.NewKey(2), {{QStringLiteral("iVarAppVerKey"), destination}});
-    EXPECT_EQ(progress.events, (QStringList{"action:Variables in Order Entry", "range:0-2", "value:0", "refresh",
-                                            "value:1", "refresh", "value:2", "refresh", "yield"}));
+    expectCopy(u"tUserVar"_s, v1, variables.NewKey(1), {{u"iVarAppVerKey"_s, destination}});
+    expectCopy(u"tUserVar"_s, v2, variables.NewKey(2), {{u"iVarAppVerKey"_s, destination}});
+    EXPECT_EQ(progress.events, (QStringList{"action:Variables in Order Entry", "range:0-2", "value:0", "refresh", "value:1", "refresh",
+                                            "value:2", "refresh", "yield"}));
 
     ASSERT_TRUE(backup->CopyRequirements(source, conn, destination, conn));
     ASSERT_EQ(backup->RequirementMap.Length(), 1);
-    expectCopy(QStringLiteral("tRequirement"), r1, backup->RequirementMap.NewKey(1),
-               {{QStringLiteral("iRequirementAppVerKey"), destination}});
-    EXPECT_EQ(progress.action, QStringLiteral("Requirements in Order Entry"));
+    expectCopy(u"tRequirement"_s, r1, backup->RequirementMap.NewKey(1), {{u"iRequirementAppVerKey"_s, destination}});
+    EXPECT_EQ(progress.action, u"Requirements in Order Entry"_s);
 
     // The next version's variables replace the first's; a version without
     // any leaves the map and the window alone.
-    const qint32 other = version(QStringLiteral("1.1"));
-    const qint32 v3 = add(QStringLiteral("tUserVar"), {{QStringLiteral("iVarAppVerKey"), other}});
+    const qint32 other = version(u"1.1"_s);
+    const qint32 v3 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, other}});
     ASSERT_TRUE(backup->CopyVariables(other, conn, destination, conn));
     EXPECT_EQ(LookupNewKey(variables, v1, 2), 0);
     const QStringList before = progress.events;
-    ASSERT_TRUE(backup->CopyVariables(version(QStringLiteral("1.2")), conn, destination, conn));
+    ASSERT_TRUE(backup->CopyVariables(version(u"1.2"_s), conn, destination, conn));
     EXPECT_EQ(variables.Length(), 1);
     EXPECT_NE(LookupNewKey(variables, v3, variables.Length()), 0);
     EXPECT_EQ(progress.events, before);
@@ -168,196 +127,182 @@ TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
 
 TEST_P(CopyPrimitivesTest, KeywordsMatchByNameOrAreAddedAgain)
 {
-    const qint32 smoke = keyword(app, QStringLiteral("Smoke"));
-    const qint32 regression = keyword(app, QStringLiteral("Regression"));
-    const qint32 target = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Target")}});
-    const qint32 existing = keyword(target, QStringLiteral("SMOKE"), QStringLiteral("kept"));
+    const qint32 smoke = keyword(app, u"Smoke"_s);
+    const qint32 regression = keyword(app, u"Regression"_s);
+    const qint32 target = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
+    const qint32 existing = keyword(target, u"SMOKE"_s, u"kept"_s);
 
-    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, true)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, true)) << shown();
     const KeyMap& keywords = backup->KeywordMap;
     EXPECT_EQ(LookupNewKey(keywords, smoke, 2), existing);  // without regard to case
-    EXPECT_EQ(intValue(QStringLiteral("tKeyword"), LookupNewKey(keywords, regression, 2), QStringLiteral("iKeywordAppKey")), target);
-    EXPECT_EQ(value(QStringLiteral("tKeyword"), existing, QStringLiteral("sKeywordDesc")).toString(), QStringLiteral("kept"));
+    EXPECT_EQ(intValue(u"tKeyword"_s, LookupNewKey(keywords, regression, 2), u"iKeywordAppKey"_s), target);
+    EXPECT_EQ(value(u"tKeyword"_s, existing, u"sKeywordDesc"_s).toString(), u"kept"_s);
 
     // Without matching a second "Smoke" is added; the map keeps growing and
     // the first entry still wins.
     ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, false));
     EXPECT_EQ(keywords.Length(), 4);
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=%1").arg(target)), 4);
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)), 4);
     EXPECT_EQ(LookupNewKey(keywords, smoke, keywords.Length()), existing);
 
     // A name with an apostrophe is matched like any other, twice over.
-    const qint32 quoted = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Quoted")}});
-    keyword(quoted, QStringLiteral("O'Neil"));
-    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << messages.shown.join(u'\n').toStdString();
-    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(count(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 AND sKeywordName='O''Neil'").arg(target)), 1);
+    const qint32 quoted = add(u"tApp"_s, {{u"sAppName"_s, u"Quoted"_s}});
+    keyword(quoted, u"O'Neil"_s);
+    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
+    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 AND sKeywordName='O''Neil'"_s.arg(target)), 1);
 }
 
 TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOwnReferences)
 {
-    const qint32 mapped = window(source, QStringLiteral("frmLogin"));
-    const qint32 system = window(source, QStringLiteral("[System Screen]"));
-    const qint32 object = add(kObject, {{QStringLiteral("iObjectWindowKey"), mapped}});
-    const qint32 kw = keyword(app, QStringLiteral("Smoke"));
-    const qint32 requirement = add(QStringLiteral("tRequirement"), {{QStringLiteral("iRequirementAppVerKey"), source}});
-    const qint32 first = process(source, QStringLiteral("Start"));
-    relation(kw, QStringLiteral("iKeywordRelProcessKey"), first);
-    const qint32 main = addFull(kProcess, {{QStringLiteral("iProcessVerKey"), source}, {QStringLiteral("iProcessDependencyKey"), first},
-                                           {QStringLiteral("iProcessRequirementKey"), requirement}});
-    const qint32 visitsMapped = stepWindow(main, source, mapped, 2);
-    stepWindow(main, source, system, 1);
-    const qint32 full = addFull(kStep, {{QStringLiteral("iStepWindowKey"), visitsMapped}, {QStringLiteral("iStepObjectKey"), object},
-                                        {QStringLiteral("iStepSequenceNum"), 2}});
-    step(visitsMapped, 0, 1);
-    step(visitsMapped, 987654, 3);
-    // A lone placeholder step window is not copied; a lone real one is.
-    const qint32 placeholder = process(source, QStringLiteral("Placeholder"));
-    step(stepWindow(placeholder, source, 0, 1), 0, 1);
-    const qint32 lone = process(source, QStringLiteral("Lone"));
-    stepWindow(lone, source, mapped, 1);
+    // Main visits frmLogin (2) and the system screen (1); Lone visits
+    // frmLogin alone; a lone placeholder step window is not copied.
+    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {u"txtUser"_s}}, {u"[System Screen]"_s, {}}},
+                          {{u"Start"_s, {}}, {u"Lone"_s, {u"frmLogin"_s}}, {u"Placeholder"_s, {}}});
+    source = v.version;
+    const qint32 first = v.processes.at(u"Start"_s), mapped = v.windows.at(u"frmLogin"_s), object = v.objects.at(u"txtUser"_s);
+    const qint32 system = v.windows.at(u"[System Screen]"_s), placeholder = v.processes.at(u"Placeholder"_s);
+    const qint32 kw = keyword(app, u"Smoke"_s);
+    const qint32 requirement = add(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
+    relation(kw, u"iKeywordRelProcessKey"_s, first);
+    const qint32 main = addFull(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"iProcessDependencyKey"_s, first},
+                                                {u"iProcessRequirementKey"_s, requirement}});
+    const auto stepWindow = [&](qint32 process, qint32 window, int sequence) {
+        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, source},
+                                      {u"iStepWindowWindowKey"_s, window}, {u"iStepWindowSequenceNum"_s, sequence}});
+    };
+    const auto step = [&](qint32 sw, qint32 obj, int sequence) {
+        return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepObjectKey"_s, obj}, {u"iStepSequenceNum"_s, sequence}});
+    };
+    const qint32 visit = stepWindow(main, mapped, 2);
+    stepWindow(main, system, 1);
+    const qint32 full = addFull(u"tStep"_s, {{u"iStepWindowKey"_s, visit}, {u"iStepObjectKey"_s, object}, {u"iStepSequenceNum"_s, 2}});
+    step(visit, 0, 1);
+    step(visit, 987654, 3);
+    step(stepWindow(placeholder, 0, 1), 0, 1);
 
     ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false));
     progress.events.clear();
-    ASSERT_TRUE(copyProcesses(destination)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(copyProcesses(destination)) << shown();
 
     const KeyMap& processes = backup->ProcessMap;
     ASSERT_EQ(processes.Length(), 4);
     const qint32 newMain = LookupNewKey(processes, main, 4);
     // The requirement and the dependency keep the source keys; the
     // sequence number is not copied.
-    expectCopy(kProcess, main, newMain, {{QStringLiteral("iProcessVerKey"), destination}}, {QStringLiteral("iProcessSequenceNum")});
-    EXPECT_EQ(intValue(kProcess, newMain, QStringLiteral("iProcessDependencyKey")), first);
-    EXPECT_EQ(intValue(kProcess, newMain, QStringLiteral("iProcessRequirementKey")), requirement);
+    expectCopy(u"tProcess"_s, main, newMain, {{u"iProcessVerKey"_s, destination}}, {u"iProcessSequenceNum"_s});
 
     // Step windows in sequence order; the system screen was not copied, so
     // its step window keeps the source window key.
-    const QString mainWindows =
-        QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum").arg(newMain);
-    EXPECT_EQ(ints(mainWindows, QStringLiteral("iStepWindowWindowKey")),
+    const QString mainWindows = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum"_s.arg(newMain);
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowWindowKey"_s),
               (std::vector<qint32>{system, LookupNewKey(backup->WindowMap, mapped, backup->WindowMap.Length())}));
-    EXPECT_EQ(ints(mainWindows, QStringLiteral("iStepWindowVerKey")), (std::vector<qint32>{destination, destination}));
-    EXPECT_EQ(ints(mainWindows, QStringLiteral("iStepWindowEnvironmentKey")), (std::vector<qint32>{environment, environment}));
-    const qint32 newVisit = ints(mainWindows, QStringLiteral("iStepWindowKey")).back();
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowVerKey"_s), (std::vector<qint32>{destination, destination}));
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowEnvironmentKey"_s), (std::vector<qint32>{environment, environment}));
+    const qint32 newVisit = ints(mainWindows, u"iStepWindowKey"_s).back();
 
     // Steps: the object through ObjectMap, 0 and unknown keys kept.
     const qint32 newObject = LookupNewKey(backup->ObjectMap, object, backup->ObjectMap.Length());
-    const QString visitSteps = QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=%1 ORDER BY iStepSequenceNum").arg(newVisit);
-    EXPECT_EQ(ints(visitSteps, QStringLiteral("iStepObjectKey")), (std::vector<qint32>{0, newObject, 987654}));
-    expectCopy(kStep, full, ints(visitSteps, QStringLiteral("iStepKey")).at(1),
-               {{QStringLiteral("iStepWindowKey"), newVisit}, {QStringLiteral("iStepObjectKey"), newObject}});
+    const QString visitSteps = u"SELECT * FROM tStep WHERE iStepWindowKey=%1 ORDER BY iStepSequenceNum"_s.arg(newVisit);
+    EXPECT_EQ(ints(visitSteps, u"iStepObjectKey"_s), (std::vector<qint32>{0, newObject, 987654}));
+    expectCopy(u"tStep"_s, full, ints(visitSteps, u"iStepKey"_s).at(1),
+               {{u"iStepWindowKey"_s, newVisit}, {u"iStepObjectKey"_s, newObject}});
 
-    const QString windowsOf = QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1");
+    const QString windowsOf = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s;
     EXPECT_EQ(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))), 0);
-    EXPECT_EQ(count(windowsOf.arg(LookupNewKey(processes, lone, 4))), 1);
+    EXPECT_EQ(count(windowsOf.arg(LookupNewKey(processes, v.processes.at(u"Lone"_s), 4))), 1);
 
     // KeywordMap is empty: the relation keeps its keyword.
-    EXPECT_EQ(relationKeywords(QStringLiteral("iKeywordRelProcessKey"), LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));
+    EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));
 
     // One step of the bar per process.
-    EXPECT_EQ(progress.events.first(), QStringLiteral("action:Processes in Order Entry"));
-    EXPECT_EQ(progress.matching(QStringLiteral("value:")), (QStringList{"value:0", "value:1", "value:2", "value:3", "value:4"}));
+    EXPECT_EQ(progress.events.first(), u"action:Processes in Order Entry"_s);
+    EXPECT_EQ(progress.matching(u"value:"_s), (QStringList{"value:0", "value:1", "value:2", "value:3", "value:4"}));
 }
 
 TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
 {
-    const qint32 w = window(source, QStringLiteral("frmLogin"));
-    const qint32 p = process(source, QStringLiteral("Login"));
-    step(stepWindow(p, source, w, 1), 0, 1);
-    relation(keyword(app, QStringLiteral("Smoke")), QStringLiteral("iKeywordRelProcessKey"), p);
-
-    const std::vector<std::pair<QString, QString>> stages = {
-        {kProcess, QStringLiteral("Error while copying Processes:")},
-        {kStepWindow, QStringLiteral("Error while copying Step Windows:")},
-        {kStep, QStringLiteral("Error while copying Steps:")},
-        {kKeywordRel, QStringLiteral("Error while copying Process Keywords:")},
-    };
-    for (const auto& [table, prefix] : stages) {
+    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {}}}, {{u"Login"_s, {u"frmLogin"_s}}});
+    source = v.version;
+    relation(keyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v.processes.at(u"Login"_s));
+    for (const auto& [table, stage] : std::vector<std::pair<QString, QString>>{
+             {u"tProcess"_s, u"Processes"_s}, {u"tStepWindow"_s, u"Step Windows"_s}, {u"tStep"_s, u"Steps"_s}, {u"tKeywordRel"_s, u"Process Keywords"_s}}) {
         SCOPED_TRACE(table.toStdString());
-        const qint32 target = version(QStringLiteral("T ") + table);
-        abortOn(table, QStringLiteral("INSERT"));
+        const qint32 target = version(u"T "_s + table);
+        abortOn(table, u"INSERT"_s);
         EXPECT_FALSE(copyProcesses(target));
-        expectFailure(prefix);
-        dropAbort(table, QStringLiteral("INSERT"));
+        expectFailure(u"Error while copying %1:"_s.arg(stage));
+        dropAbort(table, u"INSERT"_s);
         // What was saved before the failure stays.
-        EXPECT_EQ(count(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=%1").arg(target)), table == kProcess ? 0 : 1);
+        EXPECT_EQ(count(u"SELECT * FROM tProcess WHERE iProcessVerKey=%1"_s.arg(target)), table == u"tProcess"_s ? 0 : 1);
     }
 }
 
 TEST_P(CopyPrimitivesTest, CyclesTreatProcessReferencesEachInItsOwnWay)
 {
-    const qint32 pa = process(source, QStringLiteral("A"));
-    const qint32 pb = process(source, QStringLiteral("B"));
-    const qint32 outside = process(version(QStringLiteral("9.0")), QStringLiteral("Elsewhere"));
+    const Built v = build(app, u"1.5"_s, {}, {{u"A"_s, {}}, {u"B"_s, {}}});
+    source = v.version;
+    const qint32 pa = v.processes.at(u"A"_s), pb = v.processes.at(u"B"_s);
+    const qint32 outside = build(app, u"9.0"_s, {}, {{u"Elsewhere"_s, {}}}).processes.at(u"Elsewhere"_s);
     ASSERT_TRUE(copyProcesses(destination));
     const QStringList before = progress.events;
 
-    const qint32 c1 = addFull(kCycle, {{QStringLiteral("iCycleVerKey"), source}, {QStringLiteral("iCycleDependencyKey"), pa},
-                                       {QStringLiteral("iCycleStartStateKey"), outside}});
-    const qint32 c2 = add(kCycle, {{QStringLiteral("iCycleVerKey"), source}});
-    const qint32 cp1 = addFull(kCycleProcess, {{QStringLiteral("iCycleKey"), c1}, {QStringLiteral("iProcessKey"), pb}});
-    add(kCycleProcess, {{QStringLiteral("iCycleKey"), c1}, {QStringLiteral("iProcessKey"), outside}});
+    const qint32 c1 = addFull(u"tCycle"_s, {{u"iCycleVerKey"_s, source}, {u"iCycleDependencyKey"_s, pa}, {u"iCycleStartStateKey"_s, outside}});
+    const qint32 c2 = add(u"tCycle"_s, {{u"iCycleVerKey"_s, source}});
+    const qint32 cp1 = addFull(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, pb}});
+    add(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, outside}});
 
-    ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn)) << shown();
     const KeyMap& cycles = backup->CycleMap;
     ASSERT_EQ(cycles.Length(), 2);
-    const qint32 newC1 = LookupNewKey(cycles, c1, 2);
+    const qint32 newC1 = LookupNewKey(cycles, c1, 2), newC2 = LookupNewKey(cycles, c2, 2);
     const qint32 newPb = LookupNewKey(backup->ProcessMap, pb, 2);
     // The dependency through the map; a start state outside the copy
     // becomes 0; the sequence number is not copied.
-    expectCopy(kCycle, c1, newC1,
-               {{QStringLiteral("iCycleVerKey"), destination},
-                {QStringLiteral("iCycleDependencyKey"), LookupNewKey(backup->ProcessMap, pa, 2)},
-                {QStringLiteral("iCycleStartStateKey"), 0}},
-               {QStringLiteral("iCycleSequenceNum")});
-    const qint32 newC2 = LookupNewKey(cycles, c2, 2);
-    EXPECT_EQ(intValue(kCycle, newC2, QStringLiteral("iCycleDependencyKey")), 0);
-    EXPECT_EQ(intValue(kCycle, newC2, QStringLiteral("iCycleStartStateKey")), 0);
+    expectCopy(u"tCycle"_s, c1, newC1,
+               {{u"iCycleVerKey"_s, destination}, {u"iCycleDependencyKey"_s, LookupNewKey(backup->ProcessMap, pa, 2)}, {u"iCycleStartStateKey"_s, 0}},
+               {u"iCycleSequenceNum"_s});
+    EXPECT_EQ(intValue(u"tCycle"_s, newC2, u"iCycleDependencyKey"_s), 0);
+    EXPECT_EQ(intValue(u"tCycle"_s, newC2, u"iCycleStartStateKey"_s), 0);
 
     // A cycle process outside the copy keeps its process.
-    const QString newProcesses = QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey=%1 ORDER BY iCycleProcessKey").arg(newC1);
-    EXPECT_EQ(ints(newProcesses, QStringLiteral("iProcessKey")), (std::vector<qint32>{newPb, outside}));
-    expectCopy(kCycleProcess, cp1, ints(newProcesses, QStringLiteral("iCycleProcessKey")).front(),
-               {{QStringLiteral("iCycleKey"), newC1}, {QStringLiteral("iProcessKey"), newPb}});
+    const QString newProcesses = u"SELECT * FROM tCycleProcess WHERE iCycleKey=%1 ORDER BY iCycleProcessKey"_s.arg(newC1);
+    EXPECT_EQ(ints(newProcesses, u"iProcessKey"_s), (std::vector<qint32>{newPb, outside}));
+    expectCopy(u"tCycleProcess"_s, cp1, ints(newProcesses, u"iCycleProcessKey"_s).front(), {{u"iCycleKey"_s, newC1}, {u"iProcessKey"_s, newPb}});
+    EXPECT_EQ(progress.events, before);  // cycles neither move the bar nor yield
 
-    // Cycles neither move the bar nor yield.
-    EXPECT_EQ(progress.events, before);
-
-    abortOn(kCycleProcess, QStringLiteral("INSERT"));
+    abortOn(u"tCycleProcess"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopyCycles(source, conn, destination, conn));
-    expectFailure(QStringLiteral("Error while copying Cycle Processes:"));
+    expectFailure(u"Error while copying Cycle Processes:"_s);
 }
 
 TEST_P(CopyPrimitivesTest, SchedulesTakeCopiedCyclesAndZeroForOthersAndCopiedKeywords)
 {
-    const qint32 copied = add(kCycle, {{QStringLiteral("iCycleVerKey"), source}});
-    const qint32 other = add(kCycle, {{QStringLiteral("iCycleVerKey"), version(QStringLiteral("9.0"))}});
-    const qint32 kw = keyword(app, QStringLiteral("Nightly"));
-    const qint32 schedule = addFull(QStringLiteral("tSchedule"), {{QStringLiteral("iScheduleEnvironKey"), environment}});
+    const qint32 copied = add(u"tCycle"_s, {{u"iCycleVerKey"_s, source}});
+    const qint32 other = add(u"tCycle"_s, {{u"iCycleVerKey"_s, version(u"9.0"_s)}});
+    const qint32 kw = keyword(app, u"Nightly"_s);
+    const qint32 schedule = addFull(u"tSchedule"_s, {{u"iScheduleEnvironKey"_s, environment}});
     for (const qint32 cycle : {copied, other})
-        add(QStringLiteral("tScheduleCycles"), {{QStringLiteral("iScheduleKey"), schedule}, {QStringLiteral("iCycleKey"), cycle},
-                                                {QStringLiteral("iCycleSequenceNum"), cycle == copied ? 1 : 2}});
-    relation(kw, QStringLiteral("iKeywordRelScheduleKey"), schedule);
-    const qint32 targetApp = add(QStringLiteral("tApp"), {{QStringLiteral("sAppName"), QStringLiteral("Target")}});
-    const qint32 target = add(QStringLiteral("tEnvironment"), {{QStringLiteral("sEnvironmentName"), QStringLiteral("QA copy")}});
+        add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == copied ? 1 : 2}});
+    relation(kw, u"iKeywordRelScheduleKey"_s, schedule);
+    const qint32 targetApp = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
+    const qint32 target = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA copy"_s}});
 
     ASSERT_TRUE(backup->CopyKeywords(app, conn, targetApp, conn, false));
     ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn));
     progress.events.clear();
-    ASSERT_TRUE(backup->CopySchedules(environment, conn, target, conn)) << messages.shown.join(u'\n').toStdString();
-    const std::vector<qint32> schedules =
-        ints(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1").arg(target), QStringLiteral("iScheduleKey"));
+    ASSERT_TRUE(backup->CopySchedules(environment, conn, target, conn)) << shown();
+    const std::vector<qint32> schedules = ints(u"SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1"_s.arg(target), u"iScheduleKey"_s);
     ASSERT_EQ(schedules.size(), 1u);
-    expectCopy(QStringLiteral("tSchedule"), schedule, schedules[0], {{QStringLiteral("iScheduleEnvironKey"), target}});
-    const QString cyclesOf = QStringLiteral("SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1 ORDER BY iCycleSequenceNum").arg(schedules[0]);
-    EXPECT_EQ(ints(cyclesOf, QStringLiteral("iCycleKey")), (std::vector<qint32>{LookupNewKey(backup->CycleMap, copied, 1), 0}));
-    EXPECT_EQ(relationKeywords(QStringLiteral("iKeywordRelScheduleKey"), schedules[0]),
-              (std::vector<qint32>{LookupNewKey(backup->KeywordMap, kw, 1)}));
+    expectCopy(u"tSchedule"_s, schedule, schedules[0], {{u"iScheduleEnvironKey"_s, target}});
+    EXPECT_EQ(ints(u"SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1 ORDER BY iCycleSequenceNum"_s.arg(schedules[0]), u"iCycleKey"_s),
+              (std::vector<qint32>{LookupNewKey(backup->CycleMap, copied, 1), 0}));
+    EXPECT_EQ(relationKeywords(u"iKeywordRelScheduleKey"_s, schedules[0]), (std::vector<qint32>{LookupNewKey(backup->KeywordMap, kw, 1)}));
     EXPECT_TRUE(progress.events.isEmpty());
 
-    abortOn(QStringLiteral("tScheduleCycles"), QStringLiteral("INSERT"));
+    abortOn(u"tScheduleCycles"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopySchedules(environment, conn, target, conn));
-    expectFailure(QStringLiteral("Error while copying Schedule Cycles:"));
+    expectFailure(u"Error while copying Schedule Cycles:"_s);
 }
 
 TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
@@ -366,28 +311,30 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
     backup->ProcessMap.StoreNext(17, 230);
     backup->VariableMap.Replace(1);
     backup->VariableMap.StoreNext(12, 40);
-    const qint32 sw = stepWindow(process(destination, QStringLiteral("Copied")), destination, 0, 1);
-    const qint32 call = step(sw, 0, 1, QStringLiteral("Run ProcessKey=17 now"));
-    const qint32 token = step(sw, 0, 2, QStringLiteral("Value=@[5|12]"));
-    const qint32 null = step(sw, 0, 3);
-    const qint32 untouched = step(stepWindow(process(source, QStringLiteral("Original")), source, 0, 1), 0, 1,
-                                  QStringLiteral("ProcessKey=17"));
+    const Built copied = build(app, u"2.1"_s, {{u"w"_s, {}}}, {{u"Copied"_s, {u"w"_s}}});
+    const qint32 elsewhere = build(app, u"1.1"_s, {{u"w"_s, {}}}, {{u"Original"_s, {u"w"_s}}}).stepWindows.at(u"Original/w"_s);
+    const qint32 sw = copied.stepWindows.at(u"Copied/w"_s);
+    const auto step = [&](int sequence, const QVariant& arguments) {
+        return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, sequence}, {u"sStepArguments"_s, arguments}});
+    };
+    const qint32 call = step(2, u"Run ProcessKey=17 now"_s), token = step(3, u"Value=@[5|12]"_s), null = copied.steps.at(u"Copied/w"_s);
+    const qint32 untouched = add(u"tStep"_s, {{u"iStepWindowKey"_s, elsewhere}, {u"sStepArguments"_s, u"ProcessKey=17"_s}});
 
-    ASSERT_TRUE(backup->FixUpSteps(destination, conn)) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(value(kStep, call, QStringLiteral("sStepArguments")).toString(), QStringLiteral("ProcessKey= 230"));
-    EXPECT_EQ(value(kStep, token, QStringLiteral("sStepArguments")).toString(), QStringLiteral("Value=@[ %1| 40]").arg(destination));
-    EXPECT_FALSE(value(kStep, null, QStringLiteral("sStepArguments")).isValid());
-    EXPECT_EQ(value(kStep, untouched, QStringLiteral("sStepArguments")).toString(), QStringLiteral("ProcessKey=17"));
-    EXPECT_EQ(progress.events.first(), QStringLiteral("action:Fixing up steps...."));
+    ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    EXPECT_EQ(value(u"tStep"_s, call, u"sStepArguments"_s).toString(), u"ProcessKey= 230"_s);
+    EXPECT_EQ(value(u"tStep"_s, token, u"sStepArguments"_s).toString(), u"Value=@[ %1| 40]"_s.arg(copied.version));
+    EXPECT_FALSE(value(u"tStep"_s, null, u"sStepArguments"_s).isValid());
+    EXPECT_EQ(value(u"tStep"_s, untouched, u"sStepArguments"_s).toString(), u"ProcessKey=17"_s);
+    EXPECT_EQ(progress.events.first(), u"action:Fixing up steps...."_s);
 
     // Texts without keys are not written at all; a text that is fails
     // with the fix-up's own prefix, which ends in a blank.
-    abortOn(kStep, QStringLiteral("UPDATE"));
-    conn.Execute(QStringLiteral("DELETE FROM tStep WHERE iStepKey IN (%1, %2)").arg(call).arg(token));
-    EXPECT_TRUE(backup->FixUpSteps(destination, conn)) << messages.shown.join(u'\n').toStdString();
-    step(sw, 0, 5, QStringLiteral("ProcessKey=17"));
-    EXPECT_FALSE(backup->FixUpSteps(destination, conn));
-    expectFailure(QStringLiteral("Error while fixing up steps: "));
+    abortOn(u"tStep"_s, u"UPDATE"_s);
+    conn.Execute(u"DELETE FROM tStep WHERE iStepKey IN (%1, %2)"_s.arg(call).arg(token));
+    EXPECT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    step(5, u"ProcessKey=17"_s);
+    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
+    expectFailure(u"Error while fixing up steps: "_s);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()),

@@ -12,6 +12,8 @@
 #include <random>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 using namespace dorvane;
 
 namespace {
@@ -26,7 +28,9 @@ KeyMap& batch(KeyMap& map, std::initializer_list<std::pair<qint32, qint32>> pair
 
 } // namespace
 
-TEST(KeyMapTest, FirstMatchWinsWithinTheLengthPassedAndARunStartsOver)
+// Lengths passed of 0 and below, and keys not stored, are left to the
+// comparison with a linear scan below.
+TEST(KeyMapTest, FirstMatchWinsARunStartsOverAndAReplacedMapHoldsTheLastBatch)
 {
     KeyMap map;
     batch(map, {{10, 100}, {11, 110}});
@@ -34,9 +38,6 @@ TEST(KeyMapTest, FirstMatchWinsWithinTheLengthPassedAndARunStartsOver)
     EXPECT_EQ(LookupNewKey(map, 10, map.Length()), 100);
     EXPECT_EQ(LookupNewKey(map, 12, 4), 120);
     EXPECT_EQ(LookupNewKey(map, 12, 3), 0);
-    EXPECT_EQ(LookupNewKey(map, 99, 4), 0);
-    EXPECT_EQ(LookupNewKey(map, 10, 0), 0);
-    EXPECT_EQ(LookupNewKey(map, 10, -1), 0);
 
     // The next run refills from position 1; what lay beyond is gone.
     map.ResetLength();
@@ -46,21 +47,14 @@ TEST(KeyMapTest, FirstMatchWinsWithinTheLengthPassedAndARunStartsOver)
     EXPECT_EQ(LookupNewKey(map, 12, map.Length()), 300);
     EXPECT_EQ(LookupNewKey(map, 10, map.Length()), 0);
     EXPECT_EQ(LookupNewKey(map, 11, 3), 0);
-}
 
-TEST(KeyMapTest, AReplacedMapHoldsTheLastBatchAndAnEmptyBatchKeepsIt)
-{
-    KeyMap variables;
-    variables.Replace(2);
-    variables.StoreNext(5, 50);
-    variables.StoreNext(6, 60);
-    variables.Replace(1);
-    variables.StoreNext(7, 70);
-    EXPECT_EQ(LookupNewKey(variables, 5, 2), 0);
-    EXPECT_EQ(LookupNewKey(variables, 7, variables.Length()), 70);
-    variables.Replace(0);
-    EXPECT_EQ(variables.BatchCount(), 0);
-    EXPECT_EQ(LookupNewKey(variables, 7, variables.Length()), 70);
+    // Replacing keeps the last batch only; an empty batch keeps the map.
+    map.Replace(1);
+    map.StoreNext(7, 70);
+    EXPECT_EQ(LookupNewKey(map, 12, 2), 0);
+    map.Replace(0);
+    EXPECT_EQ(map.BatchCount(), 0);
+    EXPECT_EQ(LookupNewKey(map, 7, map.Length()), 70);
 }
 
 // Random growth, replacement, resets and stores against a plain two-row
@@ -103,9 +97,8 @@ TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
             for (qint32 key = 0; key <= 5; ++key) {
                 for (qint32 searched = -1; searched <= qint32(oldRow.size()); ++searched) {
                     const auto first = std::find(oldRow.begin(), oldRow.begin() + std::max(searched, 0), key);
-                    const qint32 expected = first == oldRow.begin() + std::max(searched, 0)
-                                                ? 0
-                                                : newRow[size_t(first - oldRow.begin())];
+                    const qint32 expected
+                        = first == oldRow.begin() + std::max(searched, 0) ? 0 : newRow[size_t(first - oldRow.begin())];
                     ASSERT_EQ(LookupNewKey(map, key, searched), expected) << round << "/" << step;
                 }
             }
@@ -113,46 +106,36 @@ TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
     }
 }
 
-namespace {
-
-std::optional<QString> fixUp(const QString& text)
+TEST(StepArgumentsTest, ProcessCallsAndVariableTokensTakeTheNewKeys)
 {
-    static KeyMap processes;
-    static KeyMap variables;
-    if (processes.Length() == 0) {
-        batch(processes, {{17, 230}, {18, 231}});
-        batch(variables, {{12, 40}, {13, 41}});
-    }
-    return FixUpStepArguments(text, 8, processes, variables);
-}
-
-} // namespace
-
-TEST(StepArgumentsTest, AProcessCallBecomesThePairAloneInTheStoredFormat)
-{
-    EXPECT_EQ(fixUp(QStringLiteral("Run ProcessKey=17 now")), QStringLiteral("ProcessKey= 230"));
-    // Not copied: rewritten all the same, with the old number.
-    EXPECT_EQ(fixUp(QStringLiteral("ProcessKey=99")), QStringLiteral("ProcessKey= 99"));
-    EXPECT_EQ(fixUp(QStringLiteral("ProcessKey= 18;x")), QStringLiteral("ProcessKey= 231"));
-    EXPECT_EQ(fixUp(QStringLiteral("ProcessKey=")), QStringLiteral("ProcessKey= 0"));
-    EXPECT_EQ(fixUp(QStringLiteral("ProcessKey=-3")), QStringLiteral("ProcessKey=-3"));
-    // Only the process call is kept; the tokens go with the rest.
-    EXPECT_EQ(fixUp(QStringLiteral("ProcessKey=17 Value=@[5|12]")), QStringLiteral("ProcessKey= 230"));
-    EXPECT_EQ(fixUp(QStringLiteral("processkey=17")), std::nullopt);
-    EXPECT_THROW(fixUp(QStringLiteral("ProcessKey=99999999999")), DbError);
-}
-
-TEST(StepArgumentsTest, VariableTokensTakeTheDestinationVersionAndTheNewVariable)
-{
-    EXPECT_EQ(fixUp(QStringLiteral("Value=@[5|12]")), QStringLiteral("Value=@[ 8| 40]"));
-    // A variable that was not copied keeps its key; the version is replaced.
-    EXPECT_EQ(fixUp(QStringLiteral("Value=@[5|77]")), QStringLiteral("Value=@[ 8| 77]"));
-    EXPECT_EQ(fixUp(QStringLiteral("Text=@UserName[5|12];Clear=1")), QStringLiteral("Text=@UserName[ 8| 40];Clear=1"));
-    EXPECT_EQ(fixUp(QStringLiteral("A=@[5|12] B=@x[6|13]")), QStringLiteral("A=@[ 8| 40] B=@x[ 8| 41]"));
-    // An unterminated token ends the scan; what came before it is rewritten.
-    EXPECT_EQ(fixUp(QStringLiteral("Value=@[5|12")), std::nullopt);
-    EXPECT_EQ(fixUp(QStringLiteral("Value=@[5 12]")), std::nullopt);
-    EXPECT_EQ(fixUp(QStringLiteral("A=@[5|12] B=@[6|13")), QStringLiteral("A=@[ 8| 40] B=@[6|13"));
-    EXPECT_EQ(fixUp(QStringLiteral("Text=Acme Tools")), std::nullopt);
-    EXPECT_EQ(fixUp(QString()), std::nullopt);
+    const std::vector<std::pair<QString, std::optional<QString>>> cases = {
+        // A process call becomes the pair alone, in the stored format; one
+        // not copied is rewritten all the same, with the old number.
+        {u"Run ProcessKey=17 now"_s, u"ProcessKey= 230"_s},
+        {u"ProcessKey=99"_s, u"ProcessKey= 99"_s},
+        {u"ProcessKey= 18;x"_s, u"ProcessKey= 231"_s},
+        {u"ProcessKey="_s, u"ProcessKey= 0"_s},
+        {u"ProcessKey=-3"_s, u"ProcessKey=-3"_s},
+        // Only the process call is kept; the tokens go with the rest.
+        {u"ProcessKey=17 Value=@[5|12]"_s, u"ProcessKey= 230"_s},
+        {u"processkey=17"_s, std::nullopt},
+        // Tokens take the destination version and the new variable; a
+        // variable not copied keeps its key.
+        {u"Value=@[5|12]"_s, u"Value=@[ 8| 40]"_s},
+        {u"Value=@[5|77]"_s, u"Value=@[ 8| 77]"_s},
+        {u"Text=@UserName[5|12];Clear=1"_s, u"Text=@UserName[ 8| 40];Clear=1"_s},
+        {u"A=@[5|12] B=@x[6|13]"_s, u"A=@[ 8| 40] B=@x[ 8| 41]"_s},
+        // An unterminated token ends the scan; what came before is rewritten.
+        {u"Value=@[5|12"_s, std::nullopt},
+        {u"Value=@[5 12]"_s, std::nullopt},
+        {u"A=@[5|12] B=@[6|13"_s, u"A=@[ 8| 40] B=@[6|13"_s},
+        {u"Text=Acme Tools"_s, std::nullopt},
+        {QString(), std::nullopt},
+    };
+    KeyMap processes, variables;
+    batch(processes, {{17, 230}, {18, 231}});
+    batch(variables, {{12, 40}, {13, 41}});
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(FixUpStepArguments(text, 8, processes, variables), expected) << text.toStdString();
+    EXPECT_THROW(FixUpStepArguments(u"ProcessKey=99999999999"_s, 8, processes, variables), DbError);
 }

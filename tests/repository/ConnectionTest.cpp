@@ -1,7 +1,7 @@
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/Recordset.h"
-#include "support/TestSupport.h"
+#include "repository/RepositoryFixture.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,24 +9,16 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 using namespace dorvane;
 using namespace dorvane::test;
 
 namespace {
 
-QString descriptionOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const DbError& e) {
-        return e.description();
-    }
-    return QStringLiteral("<no error>");
-}
-
 QString jetString(const QString& file)
 {
-    return QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;").arg(file);
+    return u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(file);
 }
 
 void writeFile(const QString& path, const QByteArray& bytes)
@@ -45,16 +37,15 @@ TEST(ConnectionFileTest, MissingFileIsNamedAsGivenAndNotCreated)
     QTemporaryDir dir;
     // The connection string carries a Windows-style path; the message
     // repeats it as given.
-    const QString given = dir.path() + QStringLiteral("\\Missing.mdb");
+    const QString given = dir.path() + u"\\Missing.mdb"_s;
     Connection c;
-    EXPECT_EQ(descriptionOf([&] { c.Open(jetString(given)); }),
-              QStringLiteral("Could not find file '%1'.").arg(given));
+    EXPECT_EQ(descriptionOf([&] { c.Open(jetString(given)); }), u"Could not find file '%1'."_s.arg(given));
     EXPECT_FALSE(c.IsOpen());
     EXPECT_TRUE(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
 
-    EXPECT_EQ(descriptionOf([&] { c.OpenFile(dir.path() + QStringLiteral("/UserData.mdb")); }),
-              QStringLiteral("Could not find file '%1/UserData.mdb'.").arg(dir.path()));
-    EXPECT_FALSE(QFile::exists(dir.path() + QStringLiteral("/UserData.mdb")));
+    EXPECT_EQ(descriptionOf([&] { c.OpenFile(dir.path() + u"/UserData.mdb"_s); }),
+              u"Could not find file '%1/UserData.mdb'."_s.arg(dir.path()));
+    EXPECT_FALSE(QFile::exists(dir.path() + u"/UserData.mdb"_s));
 }
 
 TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
@@ -91,19 +82,17 @@ TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
 TEST(ConnectionFileTest, ProvidersAndDataSources)
 {
     Connection c;
-    EXPECT_EQ(descriptionOf([&] { c.Open(QStringLiteral("PROVIDER=SQLOLEDB;Data Source=server;")); }),
-              QStringLiteral("Provider cannot be found. It may not be properly installed."));
+    EXPECT_EQ(descriptionOf([&] { c.Open(u"PROVIDER=SQLOLEDB;Data Source=server;"_s); }),
+              u"Provider cannot be found. It may not be properly installed."_s);
     // An unknown data source fails with the driver manager's text. (For an
     // empty name unixODBC may try an installed driver, whose text it is then.)
-    const QString empty = descriptionOf([&] { c.Open(QStringLiteral("PROVIDER=MSDASQL;DSN=")); });
-    EXPECT_NE(empty, QStringLiteral("<no error>"));
+    const QString empty = descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN="_s); });
+    EXPECT_NE(empty, u"<no error>"_s);
     EXPECT_FALSE(empty.isEmpty());
     EXPECT_FALSE(c.IsOpen());
-    EXPECT_TRUE(descriptionOf([&] { c.Open(QStringLiteral("PROVIDER=MSDASQL;DSN=NoSuchSource")); })
-                    .contains(QLatin1String("Data source name not found")));
+    EXPECT_TRUE(descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN=NoSuchSource"_s); }).contains(u"Data source name not found"_s));
     EXPECT_FALSE(c.IsOpen());
-    EXPECT_EQ(descriptionOf([&] { c.Execute(QStringLiteral("SELECT 1")); }),
-              QStringLiteral("Operation is not allowed when the object is closed."));
+    EXPECT_EQ(descriptionOf([&] { c.Execute(u"SELECT 1"_s); }), u"Operation is not allowed when the object is closed."_s);
 }
 
 // File names as users choose them: a ";" or a quote in the path, blanks
@@ -111,18 +100,16 @@ TEST(ConnectionFileTest, ProvidersAndDataSources)
 TEST(ConnectionFileTest, AnyFilePathOpensThroughItsConnectionString)
 {
     QTemporaryDir dir;
-    for (const QString& name : {QStringLiteral("Semi;colon.mdb"), QStringLiteral("\"Quoted\" it's.mdb"),
-                                QStringLiteral(" blank ends .mdb"), QStringLiteral("plain.mdb")}) {
+    for (const QString& name : {u"Semi;colon.mdb"_s, u"\"Quoted\" it's.mdb"_s, u" blank ends .mdb"_s, u"plain.mdb"_s}) {
         const QString path = dir.filePath(name);
         ASSERT_NO_THROW(Connection::CreateDatabaseFile(path));
         Connection c;
-        EXPECT_EQ(descriptionOf([&] { c.Open(FileConnectionString(path)); }), QStringLiteral("<no error>"))
-            << name.toStdString();
+        EXPECT_EQ(descriptionOf([&] { c.Open(FileConnectionString(path)); }), u"<no error>"_s) << name.toStdString();
         EXPECT_TRUE(c.IsOpen());
     }
     // A path that needs no quotes is written as the suite writes it.
-    EXPECT_EQ(FileConnectionString(QStringLiteral("C:\\db\\Zentrix.mdb")),
-              QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=C:\\db\\Zentrix.mdb;"));
+    EXPECT_EQ(FileConnectionString(u"C:\\db\\Zentrix.mdb"_s),
+              u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=C:\\db\\Zentrix.mdb;"_s);
 }
 
 TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
@@ -162,22 +149,22 @@ protected:
     {
         db = std::make_unique<TestDatabase>(GetParam());
         DB_ASSERT(conn.Open(db->connectionString()));
-        DB_ASSERT(conn.Execute(QStringLiteral("CREATE TABLE tItem (iItemKey %1, sItemName %2, iItemCount integer)")
-                                   .arg(db->autoKeyType(), db->textType())));
+        DB_ASSERT(conn.Execute(
+            u"CREATE TABLE tItem (iItemKey %1, sItemName %2, iItemCount integer)"_s.arg(db->autoKeyType(), db->textType())));
     }
 
     void add(const QString& name, int count = 0)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tItem WHERE iItemKey=0"), conn);
+        Recordset rs(u"SELECT * FROM tItem WHERE iItemKey=0"_s, conn);
         rs.AddNew();
-        rs.SetValue(QStringLiteral("sItemName"), name);
-        rs.SetValue(QStringLiteral("iItemCount"), count);
+        rs.SetValue(u"sItemName"_s, name);
+        rs.SetValue(u"iItemCount"_s, count);
         rs.Update();
     }
 
     qint32 count(Connection& c, const QString& where = QString())
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tItem ") + where, c);
+        Recordset rs(u"SELECT * FROM tItem "_s + where, c);
         return rs.RecordCount();
     }
 
@@ -187,53 +174,52 @@ protected:
 
 TEST_P(ConnectionTest, ExecuteReportsAffectedRowsAndTranslatesJetSyntax)
 {
-    DB_ASSERT(add(QStringLiteral("alpha")));
-    DB_ASSERT(add(QStringLiteral("beta")));
-    DB_ASSERT(add(QStringLiteral("[bracketed]")));
-    DB_ASSERT(add(QStringLiteral("DELETE * FROM tItem")));
+    DB_ASSERT(add(u"alpha"_s));
+    DB_ASSERT(add(u"beta"_s));
+    DB_ASSERT(add(u"[bracketed]"_s));
+    DB_ASSERT(add(u"DELETE * FROM tItem"_s));
 
     // Brackets name columns and tables, but not inside a literal.
-    EXPECT_EQ(count(conn, QStringLiteral("WHERE [sItemName] = '[BRACKETED]'")), 1);
+    EXPECT_EQ(count(conn, u"WHERE [sItemName] = '[BRACKETED]'"_s), 1);
     qint64 affected = -2;
-    DB_ASSERT(affected = conn.Execute(QStringLiteral("UPDATE [tItem] SET [iItemCount] = 5 WHERE sItemName <> 'alpha'")));
+    DB_ASSERT(affected = conn.Execute(u"UPDATE [tItem] SET [iItemCount] = 5 WHERE sItemName <> 'alpha'"_s));
     EXPECT_EQ(affected, 3);
 
-    DB_ASSERT(affected = conn.Execute(QStringLiteral("DELETE * FROM tItem WHERE sItemName = 'DELETE * FROM tItem'")));
+    DB_ASSERT(affected = conn.Execute(u"DELETE * FROM tItem WHERE sItemName = 'DELETE * FROM tItem'"_s));
     EXPECT_EQ(affected, 1);
-    DB_ASSERT(affected = conn.Execute(QStringLiteral("delete * from [tItem] where [iItemCount]=5")));
+    DB_ASSERT(affected = conn.Execute(u"delete * from [tItem] where [iItemCount]=5"_s));
     EXPECT_EQ(affected, 2);
     EXPECT_EQ(count(conn), 1);
 }
 
 TEST_P(ConnectionTest, ErrorsCarryTheDatabaseText)
 {
-    const QString syntax = descriptionOf([&] { conn.Execute(QStringLiteral("SELEC 1")); });
-    EXPECT_TRUE(syntax.contains(QLatin1String("syntax error"))) << syntax.toStdString();
-    EXPECT_TRUE(syntax.contains(QLatin1String("SELEC"))) << syntax.toStdString();
+    const QString syntax = descriptionOf([&] { conn.Execute(u"SELEC 1"_s); });
+    EXPECT_TRUE(syntax.contains(u"syntax error"_s)) << syntax.toStdString();
+    EXPECT_TRUE(syntax.contains(u"SELEC"_s)) << syntax.toStdString();
 
-    const QString table = descriptionOf([&] { conn.Execute(QStringLiteral("DELETE * FROM tNothing")); });
-    EXPECT_TRUE(table.contains(QLatin1String("tnothing"), Qt::CaseInsensitive)) << table.toStdString();
-    EXPECT_TRUE(table.contains(QLatin1String("no such table")) || table.contains(QLatin1String("does not exist")))
-        << table.toStdString();
+    const QString table = descriptionOf([&] { conn.Execute(u"DELETE * FROM tNothing"_s); });
+    EXPECT_TRUE(table.contains(u"tnothing"_s, Qt::CaseInsensitive)) << table.toStdString();
+    EXPECT_TRUE(table.contains(u"no such table"_s) || table.contains(u"does not exist"_s)) << table.toStdString();
 
     // A record set reports it on its first read, with the same text.
-    Recordset rs(QStringLiteral("SELECT * FROM tNothing WHERE iNothingKey = 1"), conn);
+    Recordset rs(u"SELECT * FROM tNothing WHERE iNothingKey = 1"_s, conn);
     const QString read = descriptionOf([&] { rs.Eof(); });
-    EXPECT_TRUE(read.contains(QLatin1String("tnothing"), Qt::CaseInsensitive)) << read.toStdString();
+    EXPECT_TRUE(read.contains(u"tnothing"_s, Qt::CaseInsensitive)) << read.toStdString();
 
     // The connection stays usable.
-    DB_ASSERT(add(QStringLiteral("after")));
+    DB_ASSERT(add(u"after"_s));
     EXPECT_EQ(count(conn), 1);
 }
 
 TEST_P(ConnectionTest, RollbackAfterAFailedStatementRemovesEverything)
 {
     DB_ASSERT(conn.BeginTrans());
-    DB_ASSERT(add(QStringLiteral("first")));
-    EXPECT_THROW(conn.Execute(QStringLiteral("INSERT INTO tNothing (x) VALUES (1)")), DbError);
+    DB_ASSERT(add(u"first"_s));
+    EXPECT_THROW(conn.Execute(u"INSERT INTO tNothing (x) VALUES (1)"_s), DbError);
     // The transaction goes on after the failure (on PostgreSQL only the
     // failed statement was undone) until the caller rolls it back.
-    DB_ASSERT(add(QStringLiteral("second")));
+    DB_ASSERT(add(u"second"_s));
     EXPECT_TRUE(conn.InTransaction());
     DB_ASSERT(conn.RollbackTrans());
     EXPECT_EQ(count(conn), 0);
@@ -241,18 +227,17 @@ TEST_P(ConnectionTest, RollbackAfterAFailedStatementRemovesEverything)
 
 TEST_P(ConnectionTest, TransactionCallsOutOfOrderFail)
 {
-    EXPECT_EQ(descriptionOf([&] { conn.CommitTrans(); }), QStringLiteral("No transaction is active."));
-    EXPECT_EQ(descriptionOf([&] { conn.RollbackTrans(); }), QStringLiteral("No transaction is active."));
+    EXPECT_EQ(descriptionOf([&] { conn.CommitTrans(); }), u"No transaction is active."_s);
+    EXPECT_EQ(descriptionOf([&] { conn.RollbackTrans(); }), u"No transaction is active."_s);
     DB_ASSERT(conn.BeginTrans());
-    EXPECT_EQ(descriptionOf([&] { conn.BeginTrans(); }),
-              QStringLiteral("Cannot start more transactions on this session."));
-    DB_ASSERT(add(QStringLiteral("still in the first")));
+    EXPECT_EQ(descriptionOf([&] { conn.BeginTrans(); }), u"Cannot start more transactions on this session."_s);
+    DB_ASSERT(add(u"still in the first"_s));
     DB_ASSERT(conn.RollbackTrans());
     EXPECT_EQ(count(conn), 0);
 
     // Closing with an open transaction rolls it back.
     DB_ASSERT(conn.BeginTrans());
-    DB_ASSERT(add(QStringLiteral("never committed")));
+    DB_ASSERT(add(u"never committed"_s));
     conn.Close();
     DB_ASSERT(conn.Open(db->connectionString()));
     EXPECT_EQ(count(conn), 0);

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 namespace dorvane {
 namespace {
 
@@ -17,9 +19,9 @@ protected:
     {
         ASSERT_TRUE(m_dir.isValid());
         m_root = m_dir.path();
-        MakeFile(QStringLiteral("Tutorial/Database/UserData.mdb"));
-        MakeFile(QStringLiteral("Tutorial/Database/Tutorial.mdb"));
-        MakeFile(QStringLiteral("Tutorial/TestData.mdb"));
+        MakeFile(u"Tutorial/Database/UserData.mdb"_s);
+        MakeFile(u"Tutorial/Database/Tutorial.mdb"_s);
+        MakeFile(u"Tutorial/TestData.mdb"_s);
     }
 
     void MakeFile(const QString& relative)
@@ -39,50 +41,40 @@ protected:
 
 TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
 {
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\database\\UserData.mdb"))),
-              m_root + QStringLiteral("/Tutorial/Database/UserData.mdb"));
-    // Files as well as folders.
-    EXPECT_EQ(NativePath(Win(QStringLiteral("TUTORIAL\\DATABASE\\userdata.MDB"))),
-              m_root + QStringLiteral("/Tutorial/Database/UserData.mdb"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\testdata.mdb"))), m_root + QStringLiteral("/Tutorial/TestData.mdb"));
-}
+    const std::vector<std::pair<QString, QString>> cases = {
+        // Folders and files of another case.
+        {u"Tutorial\\database\\UserData.mdb"_s, u"Tutorial/Database/UserData.mdb"_s},
+        {u"TUTORIAL\\DATABASE\\userdata.MDB"_s, u"Tutorial/Database/UserData.mdb"_s},
+        {u"tutorial\\testdata.mdb"_s, u"Tutorial/TestData.mdb"_s},
+        // A missing tail is kept as given; its folder is resolved.
+        {u"tutorial\\database\\NewRepo.mdb"_s, u"Tutorial/Database/NewRepo.mdb"_s},
+        {u"tutorial\\Backups\\database\\x.mdb"_s, u"Tutorial/Backups/database/x.mdb"_s},
+        // A file cannot hold further components.
+        {u"tutorial\\testdata.mdb\\database"_s, u"Tutorial/TestData.mdb/database"_s},
+    };
+    for (const auto& [given, expected] : cases)
+        EXPECT_EQ(NativePath(Win(given)), m_root + u'/' + expected) << given.toStdString();
 
-TEST_F(FilePathsTest, ExactCaseWinsAndAmbiguityResolvesAlwaysTheSameWay)
-{
-    MakeFile(QStringLiteral("Tutorial/database/Other.mdb"));
-    MakeFile(QStringLiteral("Tutorial/DATABASE/Other.mdb"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\database\\Other.mdb"))),
-              m_root + QStringLiteral("/Tutorial/database/Other.mdb"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\Database\\UserData.mdb"))),
-              m_root + QStringLiteral("/Tutorial/Database/UserData.mdb"));
-    // Neither spelling exists: the first in code-point order ("DATABASE").
-    EXPECT_EQ(NativePath(Win(QStringLiteral("Tutorial\\dataBASE\\Other.mdb"))),
-              m_root + QStringLiteral("/Tutorial/DATABASE/Other.mdb"));
-}
-
-TEST_F(FilePathsTest, MissingTailIsKeptAsGiven)
-{
-    // A file still to be created keeps its name; its folder is resolved.
-    EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\database\\NewRepo.mdb"))),
-              m_root + QStringLiteral("/Tutorial/Database/NewRepo.mdb"));
-    EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\Backups\\database\\x.mdb"))),
-              m_root + QStringLiteral("/Tutorial/Backups/database/x.mdb"));
-    // A file cannot hold further components.
-    EXPECT_EQ(NativePath(Win(QStringLiteral("tutorial\\testdata.mdb\\database"))),
-              m_root + QStringLiteral("/Tutorial/TestData.mdb/database"));
+    // With "database" and "DATABASE" both there the exact case wins; with
+    // neither spelling there, the first in code-point order ("DATABASE").
+    MakeFile(u"Tutorial/database/Other.mdb"_s);
+    MakeFile(u"Tutorial/DATABASE/Other.mdb"_s);
+    EXPECT_EQ(NativePath(Win(u"Tutorial\\database\\Other.mdb"_s)), m_root + u"/Tutorial/database/Other.mdb"_s);
+    EXPECT_EQ(NativePath(Win(u"Tutorial\\Database\\UserData.mdb"_s)), m_root + u"/Tutorial/Database/UserData.mdb"_s);
+    EXPECT_EQ(NativePath(Win(u"Tutorial\\dataBASE\\Other.mdb"_s)), m_root + u"/Tutorial/DATABASE/Other.mdb"_s);
 }
 
 TEST_F(FilePathsTest, RelativePathsResolveAgainstTheCurrentFolderAndStayRelative)
 {
     const QString saved = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(m_root));
-    const QString found = NativePath(QStringLiteral("tutorial\\database\\userdata.mdb"));
-    const QString dotted = NativePath(QStringLiteral(".\\TUTORIAL\\TestData.mdb"));
-    const QString missing = NativePath(QStringLiteral("Nowhere\\database\\x.mdb"));
+    const QString found = NativePath(u"tutorial\\database\\userdata.mdb"_s);
+    const QString dotted = NativePath(u".\\TUTORIAL\\TestData.mdb"_s);
+    const QString missing = NativePath(u"Nowhere\\database\\x.mdb"_s);
     ASSERT_TRUE(QDir::setCurrent(saved));
-    EXPECT_EQ(found, QStringLiteral("Tutorial/Database/UserData.mdb"));
-    EXPECT_EQ(dotted, QStringLiteral("./Tutorial/TestData.mdb"));
-    EXPECT_EQ(missing, QStringLiteral("Nowhere/database/x.mdb"));
+    EXPECT_EQ(found, u"Tutorial/Database/UserData.mdb"_s);
+    EXPECT_EQ(dotted, u"./Tutorial/TestData.mdb"_s);
+    EXPECT_EQ(missing, u"Nowhere/database/x.mdb"_s);
 }
 
 } // namespace

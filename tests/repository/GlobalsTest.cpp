@@ -3,19 +3,21 @@
 #include "repository/Connection.h"
 #include "repository/DbError.h"
 #include "repository/Recordset.h"
-#include "support/TestSupport.h"
+#include "repository/RepositoryFixture.h"
 
 #include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
 
 namespace dorvane {
 namespace {
 
 TEST(QuoteSqlTest, DoublesEverySingleQuote)
 {
-    EXPECT_EQ(QuoteSql(QStringLiteral("O'Neil")), QStringLiteral("O''Neil"));
-    EXPECT_EQ(QuoteSql(QStringLiteral("''")), QStringLiteral("''''"));
+    EXPECT_EQ(QuoteSql(u"O'Neil"_s), u"O''Neil"_s);
+    EXPECT_EQ(QuoteSql(u"''"_s), u"''''"_s);
     EXPECT_EQ(QuoteSql(QString()), QString());
-    EXPECT_EQ(QuoteSql(QStringLiteral("'a\"b'")), QStringLiteral("''a\"b''"));
+    EXPECT_EQ(QuoteSql(u"'a\"b'"_s), u"''a\"b''"_s);
 }
 
 TEST(QuoteSqlTest, TextsOver32767CharactersOverflow)
@@ -26,7 +28,7 @@ TEST(QuoteSqlTest, TextsOver32767CharactersOverflow)
         QuoteSql(QString(32768, u'a'));
         FAIL() << "no error for 32768 characters";
     } catch (const DbError& e) {
-        EXPECT_EQ(e.description(), QStringLiteral("Overflow"));
+        EXPECT_EQ(e.description(), u"Overflow"_s);
     }
 }
 
@@ -39,9 +41,12 @@ struct ReplaceCase {
     QString expected;
 };
 
-void PrintTo(const ReplaceCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const ReplaceCase& c, std::ostream* os)
+{
+    *os << c.name;
+}
 
-class ReplaceCharsTest : public ::testing::TestWithParam<ReplaceCase> {};
+class ReplaceCharsTest : public ::testing::TestWithParam<ReplaceCase> { };
 
 TEST_P(ReplaceCharsTest, Cleans)
 {
@@ -85,63 +90,39 @@ INSTANTIATE_TEST_SUITE_P(Cases, ReplaceCharsTest, ::testing::Values(
 
 TEST(FindListTextTest, FirstExactMatch)
 {
-    const QStringList entries = {QStringLiteral("Alpha"), QStringLiteral("alpha"), QStringLiteral("Beta"),
-                                 QStringLiteral("Alpha")};
-    EXPECT_EQ(FindListText({}, QStringLiteral("Alpha")), -1);
+    const QStringList entries = {u"Alpha"_s, u"alpha"_s, u"Beta"_s, u"Alpha"_s};
+    EXPECT_EQ(FindListText({}, u"Alpha"_s), -1);
     EXPECT_EQ(FindListText({}, QString()), -1);
-    EXPECT_EQ(FindListText(entries, QStringLiteral("Alpha")), 0);
-    EXPECT_EQ(FindListText(entries, QStringLiteral("alpha")), 1);
-    EXPECT_EQ(FindListText(entries, QStringLiteral("beta")), -1);
-    EXPECT_EQ(FindListText(entries, QStringLiteral("Beta ")), -1);
+    EXPECT_EQ(FindListText(entries, u"Alpha"_s), 0);
+    EXPECT_EQ(FindListText(entries, u"alpha"_s), 1);
+    EXPECT_EQ(FindListText(entries, u"beta"_s), -1);
+    EXPECT_EQ(FindListText(entries, u"Beta "_s), -1);
     EXPECT_EQ(FindListText(entries, QString()), -1);
 }
 
-class CountRecordsTest : public ::testing::TestWithParam<std::string> {
-protected:
-    void SetUp() override
-    {
-        m_db = std::make_unique<test::TestDatabase>(GetParam());
-        DB_ASSERT(m_connection.Open(m_db->connectionString()));
-        DB_ASSERT(m_connection.Execute(
-            QStringLiteral("CREATE TABLE tCountTest (iKey INTEGER PRIMARY KEY, sName VARCHAR(50))")));
-    }
+using CountRecordsTest = test::BackendTest;
 
-    void AddRows()
-    {
-        DB_ASSERT(m_connection.Execute(QStringLiteral("INSERT INTO tCountTest (iKey, sName) VALUES (3, 'Third')")));
-        DB_ASSERT(m_connection.Execute(QStringLiteral("INSERT INTO tCountTest (iKey, sName) VALUES (1, 'First')")));
-        DB_ASSERT(m_connection.Execute(QStringLiteral("INSERT INTO tCountTest (iKey, sName) VALUES (2, 'Second')")));
-    }
-
-    const QString m_select = QStringLiteral("SELECT * FROM tCountTest ORDER BY iKey");
-    std::unique_ptr<test::TestDatabase> m_db;
-    Connection m_connection;
-};
-
-TEST_P(CountRecordsTest, EmptySetOrNoSetCountsZero)
+// Counting leaves the record set on its first row; no set counts 0.
+TEST_P(CountRecordsTest, CountRecordsCountsAndReturnsToTheFirstRow)
 {
     EXPECT_EQ(CountRecords(nullptr), 0);
     Recordset rs;
     EXPECT_EQ(CountRecords(&rs), 0);
-    DB_ASSERT(rs.Open(m_select, m_connection));
+    DB_ASSERT(conn.Execute(u"CREATE TABLE tCountTest (iKey INTEGER PRIMARY KEY, sName VARCHAR(50))"_s));
+    const QString select = u"SELECT * FROM tCountTest ORDER BY iKey"_s;
+    DB_ASSERT(rs.Open(select, conn));
     EXPECT_EQ(CountRecords(&rs), 0);
+    DB_ASSERT(conn.Execute(u"INSERT INTO tCountTest (iKey, sName) VALUES (3, 'Third'), (1, 'First'), (2, 'Second')"_s));
+    Recordset three;
+    DB_ASSERT(three.Open(select, conn));
+    DB_ASSERT(three.MoveNext());
+    EXPECT_EQ(CountRecords(&three), 3);
+    ASSERT_FALSE(three.Eof());
+    EXPECT_EQ(three.Text(u"sName"_s), u"First"_s);
+    EXPECT_EQ(CountRecords(&three), 3);  // again the same
 }
 
-TEST_P(CountRecordsTest, CountsRowsAndReturnsToTheFirst)
-{
-    AddRows();
-    Recordset rs;
-    DB_ASSERT(rs.Open(m_select, m_connection));
-    DB_ASSERT(rs.MoveNext());
-    EXPECT_EQ(CountRecords(&rs), 3);
-    ASSERT_FALSE(rs.Eof());
-    EXPECT_EQ(rs.Text(QStringLiteral("sName")), QStringLiteral("First"));
-    // Counting again gives the same number.
-    EXPECT_EQ(CountRecords(&rs), 3);
-}
-
-INSTANTIATE_TEST_SUITE_P(Backends, CountRecordsTest, ::testing::ValuesIn(test::TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, CountRecordsTest, ::testing::ValuesIn(test::TestBackends()), test::backendName);
 
 } // namespace
 } // namespace dorvane

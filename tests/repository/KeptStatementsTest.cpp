@@ -1,7 +1,9 @@
 #include "repository/Connection.h"
 #include "repository/Recordset.h"
 #include "repository/SqliteStatements.h"
-#include "support/TestSupport.h"
+#include "repository/RepositoryFixture.h"
+
+using namespace Qt::StringLiterals;
 
 using namespace dorvane;
 using namespace dorvane::test;
@@ -10,7 +12,7 @@ namespace {
 
 struct ShapeCase {
     const char* sql;
-    const char* shape;  // nullptr: the text is left to be compiled as it stands
+    const char* shape; // nullptr: the text is left to be compiled as it stands
     std::vector<qint64> keys;
 };
 
@@ -21,10 +23,13 @@ TEST(KeyLiteralsTest, OnlyComparedIntegersBecomeParameters)
     const std::vector<ShapeCase> cases = {
         {"SELECT * FROM tStep WHERE iStepWindowKey=123", "SELECT * FROM tStep WHERE iStepWindowKey=?", {123}},
         {"DELETE FROM tObject WHERE iObjectWindowKey = 5 AND iObjectKey <> -7",
-         "DELETE FROM tObject WHERE iObjectWindowKey = ? AND iObjectKey <> ?", {5, -7}},
+         "DELETE FROM tObject WHERE iObjectWindowKey = ? AND iObjectKey <> ?",
+         {5, -7}},
         {"SELECT * FROM t WHERE a>=1 AND b<=2 AND c!=3", "SELECT * FROM t WHERE a>=? AND b<=? AND c!=?", {1, 2, 3}},
         // Quoted text, identifiers and names with digits are not literals.
-        {"SELECT * FROM t WHERE s='k=1' AND \"c=2\"=3 AND [x=4]=b4", "SELECT * FROM t WHERE s='k=1' AND \"c=2\"=? AND [x=4]=b4", {3}},
+        {"SELECT * FROM t WHERE s='k=1' AND \"c=2\"=3 AND [x=4]=b4",
+         "SELECT * FROM t WHERE s='k=1' AND \"c=2\"=? AND [x=4]=b4",
+         {3}},
         // Arithmetic after a column stays; a trailing semicolon is one statement.
         {"UPDATE t SET a=a-1 WHERE k=10;", "UPDATE t SET a=a-1 WHERE k=?;", {10}},
         {"SELECT * FROM t ORDER BY 1 LIMIT 3", nullptr, {}},
@@ -46,28 +51,23 @@ TEST(KeyLiteralsTest, OnlyComparedIntegersBecomeParameters)
     }
 }
 
-class KeptStatementsTest : public ::testing::TestWithParam<std::string> {
+class KeptStatementsTest : public BackendTest {
 protected:
     void SetUp() override
     {
-        db = std::make_unique<TestDatabase>(GetParam());
-        DB_ASSERT(conn.Open(db->connectionString()));
-        DB_ASSERT(conn.Execute(QStringLiteral("CREATE TABLE tItem (iItemKey %1, iItemParent integer, sItemName %2,"
-                                              " iItemCount integer DEFAULT 7)")
-                                   .arg(db->autoKeyType(), db->textType())));
+        BackendTest::SetUp();
+        DB_ASSERT(conn.Execute(u"CREATE TABLE tItem (iItemKey %1, iItemParent integer, sItemName %2,"
+                               " iItemCount integer DEFAULT 7)"_s.arg(db->autoKeyType(), db->textType())));
     }
 
     qint32 addChild(Recordset& rs, int parent, const QString& name)
     {
         rs.AddNew();
-        rs.SetValue(QStringLiteral("iItemParent"), parent);
-        rs.SetValue(QStringLiteral("sItemName"), name);
+        rs.SetValue(u"iItemParent"_s, parent);
+        rs.SetValue(u"sItemName"_s, name);
         rs.Update();
-        return rs.Int(QStringLiteral("iItemKey"));
+        return rs.Int(u"iItemKey"_s);
     }
-
-    std::unique_ptr<TestDatabase> db;
-    Connection conn;
 };
 
 // The copy engine's pattern: the children of one parent after another,
@@ -75,27 +75,27 @@ protected:
 // deleted by key in between and the schema changing under kept statements.
 TEST_P(KeptStatementsTest, SelectionsByKeyReadTheirOwnRows)
 {
-    Recordset writer(QStringLiteral("SELECT * FROM tItem WHERE iItemKey=0"), conn);
+    Recordset writer(u"SELECT * FROM tItem WHERE iItemKey=0"_s, conn);
     for (int parent = 1; parent <= 3; ++parent) {
         for (int i = 0; i < parent; ++i)
-            DB_ASSERT(addChild(writer, parent, QStringLiteral("%1.%2").arg(parent).arg(i)));
+            DB_ASSERT(addChild(writer, parent, u"%1.%2"_s.arg(parent).arg(i)));
     }
     for (int parent = 1; parent <= 3; ++parent) {
-        Recordset rs(QStringLiteral("SELECT * FROM tItem WHERE iItemParent=%1 ORDER BY sItemName").arg(parent), conn);
+        Recordset rs(u"SELECT * FROM tItem WHERE iItemParent=%1 ORDER BY sItemName"_s.arg(parent), conn);
         ASSERT_EQ(rs.RecordCount(), parent);
-        EXPECT_EQ(rs.Text(QStringLiteral("sItemName")), QStringLiteral("%1.0").arg(parent));
+        EXPECT_EQ(rs.Text(u"sItemName"_s), u"%1.0"_s.arg(parent));
         // A nested selection of the same shape while this one is open.
-        Recordset other(QStringLiteral("SELECT * FROM tItem WHERE iItemParent=%1").arg(4 - parent), conn);
+        Recordset other(u"SELECT * FROM tItem WHERE iItemParent=%1"_s.arg(4 - parent), conn);
         EXPECT_EQ(other.RecordCount(), 4 - parent);
-        EXPECT_EQ(rs.Text(QStringLiteral("sItemName")), QStringLiteral("%1.0").arg(parent));
+        EXPECT_EQ(rs.Text(u"sItemName"_s), u"%1.0"_s.arg(parent));
     }
-    EXPECT_EQ(conn.Execute(QStringLiteral("DELETE FROM tItem WHERE iItemParent = 3")), 3);
-    EXPECT_EQ(conn.Execute(QStringLiteral("DELETE FROM tItem WHERE iItemParent = 3")), 0);
-    DB_ASSERT(conn.Execute(QStringLiteral("ALTER TABLE tItem ADD COLUMN sItemNote %1").arg(db->textType())));
-    EXPECT_EQ(conn.Execute(QStringLiteral("DELETE FROM tItem WHERE iItemParent = 2")), 2);
-    Recordset rest(QStringLiteral("SELECT * FROM tItem WHERE iItemParent=1"), conn);
+    EXPECT_EQ(conn.Execute(u"DELETE FROM tItem WHERE iItemParent = 3"_s), 3);
+    EXPECT_EQ(conn.Execute(u"DELETE FROM tItem WHERE iItemParent = 3"_s), 0);
+    DB_ASSERT(conn.Execute(u"ALTER TABLE tItem ADD COLUMN sItemNote %1"_s.arg(db->textType())));
+    EXPECT_EQ(conn.Execute(u"DELETE FROM tItem WHERE iItemParent = 2"_s), 2);
+    Recordset rest(u"SELECT * FROM tItem WHERE iItemParent=1"_s, conn);
     EXPECT_EQ(rest.RecordCount(), 1);
-    EXPECT_TRUE(rest.IsNull(QStringLiteral("sItemNote")));
+    EXPECT_TRUE(rest.IsNull(u"sItemNote"_s));
 }
 
 // Added rows are kept compactly once another row is current; the values
@@ -103,31 +103,30 @@ TEST_P(KeptStatementsTest, SelectionsByKeyReadTheirOwnRows)
 // asked for, and a row changed after being kept writes its change.
 TEST_P(KeptStatementsTest, AddedRowsKeepTheirValuesAndReadTheRestBack)
 {
-    Recordset rs(QStringLiteral("SELECT * FROM tItem WHERE iItemParent=0"), conn);
-    const qint32 first = addChild(rs, 5, QStringLiteral("first"));
-    addChild(rs, 5, QStringLiteral("second"));
-    addChild(rs, 5, QStringLiteral("third"));
-    DB_ASSERT(conn.Execute(QStringLiteral("UPDATE tItem SET iItemCount = 9 WHERE sItemName = 'first'")));
+    Recordset rs(u"SELECT * FROM tItem WHERE iItemParent=0"_s, conn);
+    const qint32 first = addChild(rs, 5, u"first"_s);
+    addChild(rs, 5, u"second"_s);
+    addChild(rs, 5, u"third"_s);
+    DB_ASSERT(conn.Execute(u"UPDATE tItem SET iItemCount = 9 WHERE sItemName = 'first'"_s));
 
     QStringList names;
     QList<int> counts;
     for (rs.MoveFirst(); !rs.Eof(); rs.MoveNext()) {
-        names << rs.Text(QStringLiteral("sItemName"));
-        counts << rs.Int(QStringLiteral("iItemCount"));
+        names << rs.Text(u"sItemName"_s);
+        counts << rs.Int(u"iItemCount"_s);
     }
-    EXPECT_EQ(names, (QStringList{QStringLiteral("first"), QStringLiteral("second"), QStringLiteral("third")}));
-    EXPECT_EQ(counts, (QList<int>{9, 7, 7}));
+    EXPECT_EQ(names, (QStringList {u"first"_s, u"second"_s, u"third"_s}));
+    EXPECT_EQ(counts, (QList<int> {9, 7, 7}));
 
     rs.MoveFirst();
-    ASSERT_EQ(rs.Int(QStringLiteral("iItemKey")), first);
-    DB_ASSERT(rs.SetValue(QStringLiteral("sItemName"), QStringLiteral("renamed")));
+    ASSERT_EQ(rs.Int(u"iItemKey"_s), first);
+    DB_ASSERT(rs.SetValue(u"sItemName"_s, u"renamed"_s));
     DB_ASSERT(rs.MoveNext());
     rs.MoveFirst();
-    EXPECT_EQ(rs.Text(QStringLiteral("sItemName")), QStringLiteral("renamed"));
-    EXPECT_EQ(rs.Int(QStringLiteral("iItemCount")), 9);
-    Recordset check(QStringLiteral("SELECT * FROM tItem WHERE iItemKey=%1").arg(first), conn);
-    EXPECT_EQ(check.Text(QStringLiteral("sItemName")), QStringLiteral("renamed"));
+    EXPECT_EQ(rs.Text(u"sItemName"_s), u"renamed"_s);
+    EXPECT_EQ(rs.Int(u"iItemCount"_s), 9);
+    Recordset check(u"SELECT * FROM tItem WHERE iItemKey=%1"_s.arg(first), conn);
+    EXPECT_EQ(check.Text(u"sItemName"_s), u"renamed"_s);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, KeptStatementsTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, KeptStatementsTest, ::testing::ValuesIn(TestBackends()), backendName);

@@ -6,7 +6,7 @@
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/Recordset.h"
-#include "support/TestSupport.h"
+#include "repository/RepositoryFixture.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -16,46 +16,36 @@
 #include <functional>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using namespace dorvane;
 using namespace dorvane::test;
 
 namespace {
 
-QString descriptionOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const DbError& e) {
-        return e.description();
-    }
-    return QStringLiteral("<no error>");
-}
-
-const QString kKey = QStringLiteral("iValueKey");
-const QString kText = QStringLiteral("sValueText");
-const QString kNumber = QStringLiteral("iValueNumber");
-const QString kBig = QStringLiteral("iValueBig");
-const QString kReal = QStringLiteral("fValueReal");
+const QString kKey = u"iValueKey"_s;
+const QString kText = u"sValueText"_s;
+const QString kNumber = u"iValueNumber"_s;
+const QString kBig = u"iValueBig"_s;
+const QString kReal = u"fValueReal"_s;
 
 } // namespace
 
-class RecordsetValuesTest : public ::testing::TestWithParam<std::string> {
+class RecordsetValuesTest : public BackendTest {
 protected:
     void SetUp() override
     {
-        db = std::make_unique<TestDatabase>(GetParam());
-        DB_ASSERT(conn.Open(db->connectionString()));
-        const QString big = db->isOdbc() ? QStringLiteral("bigint") : QStringLiteral("INTEGER");
-        const QString real = db->isOdbc() ? QStringLiteral("double precision") : QStringLiteral("REAL");
-        DB_ASSERT(conn.Execute(QStringLiteral("CREATE TABLE tValue (iValueKey %1, sValueText %2, iValueNumber integer,"
-                                              " iValueBig %3, fValueReal %4)")
-                                   .arg(db->autoKeyType(), db->textType(), big, real)));
+        BackendTest::SetUp();
+        const QString big = db->isOdbc() ? u"bigint"_s : u"INTEGER"_s;
+        const QString real = db->isOdbc() ? u"double precision"_s : u"REAL"_s;
+        DB_ASSERT(conn.Execute(u"CREATE TABLE tValue (iValueKey %1, sValueText %2, iValueNumber integer,"
+                               " iValueBig %3, fValueReal %4)"_s.arg(db->autoKeyType(), db->textType(), big, real)));
     }
 
     // Adds one row through a fresh record set, as the copy engine does.
     int add(const QVariant& text, const QVariant& number = QVariant(), const QVariant& big = QVariant())
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tValue WHERE iValueKey=0"), conn);
+        Recordset rs(u"SELECT * FROM tValue WHERE iValueKey=0"_s, conn);
         rs.AddNew();
         rs.SetValue(kText, text);
         rs.SetValue(kNumber, number);
@@ -66,20 +56,13 @@ protected:
 
     QVariant read(int key, const QString& field)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(key), conn);
+        Recordset rs(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(key), conn);
         if (rs.Eof())
-            return QStringLiteral("<no row>");
+            return u"<no row>"_s;
         return rs.Value(field);
     }
 
-    qint32 count()
-    {
-        Recordset rs(QStringLiteral("SELECT * FROM tValue"), conn);
-        return rs.RecordCount();
-    }
-
-    std::unique_ptr<TestDatabase> db;
-    Connection conn;
+    qint32 count() { return BackendTest::count(u"SELECT * FROM tValue"_s); }
 };
 
 TEST_P(RecordsetValuesTest, IntegersKeepTheirWidthAndRealsTheirFraction)
@@ -87,11 +70,11 @@ TEST_P(RecordsetValuesTest, IntegersKeepTheirWidthAndRealsTheirFraction)
     const qint64 beyond = qint64(std::numeric_limits<qint32>::max()) + 5;
     const qint64 below = qint64(std::numeric_limits<qint32>::min()) - 5;
     int key = 0;
-    DB_ASSERT(key = add(QStringLiteral("wide"), std::numeric_limits<qint32>::min(), QVariant(qlonglong(beyond))));
+    DB_ASSERT(key = add(u"wide"_s, std::numeric_limits<qint32>::min(), QVariant(qlonglong(beyond))));
     int low = 0;
-    DB_ASSERT(low = add(QStringLiteral("low"), -1, QVariant(qlonglong(below))));
+    DB_ASSERT(low = add(u"low"_s, -1, QVariant(qlonglong(below))));
     int small = 0;
-    DB_ASSERT(small = add(QStringLiteral("small"), 7, QVariant(qlonglong(12))));
+    DB_ASSERT(small = add(u"small"_s, 7, QVariant(qlonglong(12))));
 
     // Within 32 bits an integer reads as int, beyond as a 64-bit integer.
     const QVariant min = read(key, kNumber);
@@ -106,7 +89,7 @@ TEST_P(RecordsetValuesTest, IntegersKeepTheirWidthAndRealsTheirFraction)
     EXPECT_EQ(twelve.typeId(), QMetaType::Int);
     EXPECT_EQ(twelve.toInt(), 12);
 
-    Recordset rs(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(small), conn);
+    Recordset rs(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(small), conn);
     DB_ASSERT(rs.SetValue(kReal, 2.5));
     DB_ASSERT(rs.Update());
     const QVariant real = read(small, kReal);
@@ -122,7 +105,7 @@ TEST_P(RecordsetValuesTest, StatementsAreReusedAcrossTransactionsAndRollbacks)
 {
     int first = 0;
     DB_ASSERT(conn.BeginTrans());
-    DB_ASSERT(first = add(QStringLiteral("rolled back"), 1));
+    DB_ASSERT(first = add(u"rolled back"_s, 1));
     DB_ASSERT(conn.RollbackTrans());
     EXPECT_EQ(count(), 0);
 
@@ -130,7 +113,7 @@ TEST_P(RecordsetValuesTest, StatementsAreReusedAcrossTransactionsAndRollbacks)
     int kept = 0;
     DB_ASSERT(conn.BeginTrans());
     for (int i = 0; i < 20; ++i)
-        DB_ASSERT(kept = add(QStringLiteral("kept %1").arg(i), i));
+        DB_ASSERT(kept = add(u"kept %1"_s.arg(i), i));
     DB_ASSERT(conn.CommitTrans());
     EXPECT_GT(kept, first);
     EXPECT_EQ(count(), 20);
@@ -138,10 +121,10 @@ TEST_P(RecordsetValuesTest, StatementsAreReusedAcrossTransactionsAndRollbacks)
     // Update and delete of the current row, rolled back and then kept.
     for (bool commit : {false, true}) {
         DB_ASSERT(conn.BeginTrans());
-        Recordset rs(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(kept), conn);
+        Recordset rs(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(kept), conn);
         DB_ASSERT(rs.SetValue(kNumber, 100));
         DB_ASSERT(rs.Update());
-        Recordset gone(QStringLiteral("SELECT * FROM tValue WHERE iValueNumber = 0"), conn);
+        Recordset gone(u"SELECT * FROM tValue WHERE iValueNumber = 0"_s, conn);
         DB_ASSERT(gone.Delete());
         if (commit) {
             DB_ASSERT(conn.CommitTrans());
@@ -154,30 +137,29 @@ TEST_P(RecordsetValuesTest, StatementsAreReusedAcrossTransactionsAndRollbacks)
 
     // Outside any transaction every statement commits on its own.
     int alone = 0;
-    DB_ASSERT(alone = add(QStringLiteral("alone")));
+    DB_ASSERT(alone = add(u"alone"_s));
     Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
-    Recordset seen(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(alone), other);
+    Recordset seen(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(alone), other);
     EXPECT_EQ(seen.RecordCount(), 1);
 }
 
 TEST_P(RecordsetValuesTest, ConstraintViolationsCarryTheDatabaseTextAndLeaveStatementsUsable)
 {
-    DB_ASSERT(conn.Execute(QStringLiteral("CREATE UNIQUE INDEX ix_tValue_number ON tValue (iValueNumber)")));
+    DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX ix_tValue_number ON tValue (iValueNumber)"_s));
     int key = 0;
-    DB_ASSERT(key = add(QStringLiteral("one"), 1));
-    DB_ASSERT(add(QStringLiteral("two"), 2));
+    DB_ASSERT(key = add(u"one"_s, 1));
+    DB_ASSERT(add(u"two"_s, 2));
 
     DB_ASSERT(conn.BeginTrans());
-    DB_ASSERT(add(QStringLiteral("three"), 3));
-    const QString insert = descriptionOf([&] { add(QStringLiteral("again"), 1); });
+    DB_ASSERT(add(u"three"_s, 3));
+    const QString insert = descriptionOf([&] { add(u"again"_s, 1); });
     if (db->isOdbc())
-        EXPECT_TRUE(insert.contains(QLatin1String("duplicate key"))) << insert.toStdString();
+        EXPECT_TRUE(insert.contains(u"duplicate key"_s)) << insert.toStdString();
     else
-        EXPECT_TRUE(insert.contains(QLatin1String("UNIQUE constraint failed: tValue.iValueNumber")))
-            << insert.toStdString();
+        EXPECT_TRUE(insert.contains(u"UNIQUE constraint failed: tValue.iValueNumber"_s)) << insert.toStdString();
 
-    Recordset rs(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(key), conn);
+    Recordset rs(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(key), conn);
     DB_ASSERT(rs.SetValue(kNumber, 2));
     const QString update = descriptionOf([&] { rs.Update(); });
     EXPECT_TRUE(update.contains(QLatin1String(db->isOdbc() ? "duplicate key" : "UNIQUE constraint failed")))
@@ -186,16 +168,15 @@ TEST_P(RecordsetValuesTest, ConstraintViolationsCarryTheDatabaseTextAndLeaveStat
     EXPECT_EQ(count(), 2);
 
     // The same statements work once the values are right.
-    DB_ASSERT(add(QStringLiteral("four"), 4));
-    Recordset again(QStringLiteral("SELECT * FROM tValue WHERE iValueKey = %1").arg(key), conn);
+    DB_ASSERT(add(u"four"_s, 4));
+    Recordset again(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(key), conn);
     DB_ASSERT(again.SetValue(kNumber, 5));
     DB_ASSERT(again.Update());
     EXPECT_EQ(read(key, kNumber).toInt(), 5);
     EXPECT_EQ(count(), 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, RecordsetValuesTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, RecordsetValuesTest, ::testing::ValuesIn(TestBackends()), backendName);
 
 // --- SQLite only -----------------------------------------------------------
 
@@ -205,8 +186,8 @@ protected:
     {
         db = std::make_unique<TestDatabase>("sqlite");
         DB_ASSERT(conn.Open(db->connectionString()));
-        DB_ASSERT(conn.Execute(QStringLiteral("CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT,"
-                                              " sBlobText TEXT, xBlobData BLOB, dBlobWhen DATETIME, sGröße TEXT)")));
+        DB_ASSERT(conn.Execute(u"CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT,"
+                               " sBlobText TEXT, xBlobData BLOB, dBlobWhen DATETIME, sGröße TEXT)"_s));
     }
 
     std::unique_ptr<TestDatabase> db;
@@ -215,35 +196,35 @@ protected:
 
 TEST_F(SqliteRecordsetValuesTest, EmbeddedNulBytesAndDatesRoundTrip)
 {
-    const QString withNul = QStringLiteral("before") + QChar(u'\0') + QStringLiteral("after");
+    const QString withNul = u"before"_s + QChar(u'\0') + u"after"_s;
     const QByteArray bytes("\x00\x01\xff\x00z", 5);
     const QDateTime when(QDate(2024, 3, 1), QTime(12, 30, 5, 250));
     int key = 0;
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tBlob"), conn);
+        Recordset rs(u"SELECT * FROM tBlob"_s, conn);
         DB_ASSERT(rs.AddNew());
-        DB_ASSERT(rs.SetValue(QStringLiteral("sBlobText"), withNul));
-        DB_ASSERT(rs.SetValue(QStringLiteral("xBlobData"), bytes));
-        DB_ASSERT(rs.SetValue(QStringLiteral("dBlobWhen"), when));
+        DB_ASSERT(rs.SetValue(u"sBlobText"_s, withNul));
+        DB_ASSERT(rs.SetValue(u"xBlobData"_s, bytes));
+        DB_ASSERT(rs.SetValue(u"dBlobWhen"_s, when));
         DB_ASSERT(rs.Update());
-        DB_ASSERT(key = rs.Int(QStringLiteral("iBlobKey")));
+        DB_ASSERT(key = rs.Int(u"iBlobKey"_s));
         // The new row holds the values as assigned.
-        EXPECT_EQ(rs.Value(QStringLiteral("dBlobWhen")), QVariant(when));
+        EXPECT_EQ(rs.Value(u"dBlobWhen"_s), QVariant(when));
     }
-    Recordset rs(QStringLiteral("SELECT * FROM tBlob WHERE iBlobKey = %1").arg(key), conn);
+    Recordset rs(u"SELECT * FROM tBlob WHERE iBlobKey = %1"_s.arg(key), conn);
     ASSERT_EQ(rs.RecordCount(), 1);
-    const QString text = rs.Text(QStringLiteral("sBlobText"));
+    const QString text = rs.Text(u"sBlobText"_s);
     EXPECT_EQ(text.size(), withNul.size());
     EXPECT_EQ(text, withNul);
-    const QVariant blob = rs.Value(QStringLiteral("xBlobData"));
+    const QVariant blob = rs.Value(u"xBlobData"_s);
     EXPECT_EQ(blob.typeId(), QMetaType::QByteArray);
     EXPECT_EQ(blob.toByteArray(), bytes);
     // Dates are stored as Qt's SQLite driver stores them: ISO text.
-    EXPECT_EQ(rs.Value(QStringLiteral("dBlobWhen")), QVariant(QStringLiteral("2024-03-01T12:30:05.250")));
+    EXPECT_EQ(rs.Value(u"dBlobWhen"_s), QVariant(u"2024-03-01T12:30:05.250"_s));
 
     // Nothing but the text itself reaches the statement.
     QSqlQuery q(conn.database());
-    ASSERT_TRUE(q.exec(QStringLiteral("SELECT length(CAST(sBlobText AS BLOB)) FROM tBlob")));
+    ASSERT_TRUE(q.exec(u"SELECT length(CAST(sBlobText AS BLOB)) FROM tBlob"_s));
     ASSERT_TRUE(q.next());
     EXPECT_EQ(q.value(0).toInt(), 12);
 }
@@ -251,38 +232,37 @@ TEST_F(SqliteRecordsetValuesTest, EmbeddedNulBytesAndDatesRoundTrip)
 TEST_F(SqliteRecordsetValuesTest, KeptStatementsNeitherBlockTheSchemaNorOutliveTheConnection)
 {
     for (int i = 0; i < 3; ++i) {
-        Recordset rs(QStringLiteral("SELECT * FROM tBlob WHERE iBlobKey=0"), conn);
+        Recordset rs(u"SELECT * FROM tBlob WHERE iBlobKey=0"_s, conn);
         DB_ASSERT(rs.AddNew());
-        DB_ASSERT(rs.SetValue(QStringLiteral("sBlobText"), QStringLiteral("row")));
+        DB_ASSERT(rs.SetValue(u"sBlobText"_s, u"row"_s));
         DB_ASSERT(rs.Update());
-        Recordset current(QStringLiteral("SELECT * FROM tBlob WHERE iBlobKey = %1").arg(rs.Int(QStringLiteral("iBlobKey"))),
-                          conn);
-        DB_ASSERT(current.SetValue(QStringLiteral("sBlobText"), QStringLiteral("changed")));
+        Recordset current(u"SELECT * FROM tBlob WHERE iBlobKey = %1"_s.arg(rs.Int(u"iBlobKey"_s)), conn);
+        DB_ASSERT(current.SetValue(u"sBlobText"_s, u"changed"_s));
         DB_ASSERT(current.Update());
     }
     // A schema change made past the data layer: kept statements are reset,
     // so SQLite lets the table go, and prepares them again for the new one.
     QSqlQuery q(conn.database());
-    ASSERT_TRUE(q.exec(QStringLiteral("DROP TABLE tBlob"))) << q.lastError().text().toStdString();
-    ASSERT_TRUE(q.exec(QStringLiteral("CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT, sBlobText TEXT)")));
+    ASSERT_TRUE(q.exec(u"DROP TABLE tBlob"_s)) << q.lastError().text().toStdString();
+    ASSERT_TRUE(q.exec(u"CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT, sBlobText TEXT)"_s));
     q.finish();
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tBlob WHERE iBlobKey=0"), conn);
+        Recordset rs(u"SELECT * FROM tBlob WHERE iBlobKey=0"_s, conn);
         DB_ASSERT(rs.AddNew());
-        DB_ASSERT(rs.SetValue(QStringLiteral("sBlobText"), QStringLiteral("new")));
+        DB_ASSERT(rs.SetValue(u"sBlobText"_s, u"new"_s));
         DB_ASSERT(rs.Update());
-        EXPECT_EQ(rs.Text(QStringLiteral("sBlobText")), QStringLiteral("new"));
+        EXPECT_EQ(rs.Text(u"sBlobText"_s), u"new"_s);
     }
 
     // Closing finalises every kept statement: the file is free again and a
     // reopened connection prepares its own.
     conn.Close();
     DB_ASSERT(conn.Open(db->connectionString()));
-    Recordset rs(QStringLiteral("SELECT * FROM tBlob WHERE iBlobKey=0"), conn);
+    Recordset rs(u"SELECT * FROM tBlob WHERE iBlobKey=0"_s, conn);
     DB_ASSERT(rs.AddNew());
-    DB_ASSERT(rs.SetValue(QStringLiteral("sBlobText"), QStringLiteral("reopened")));
+    DB_ASSERT(rs.SetValue(u"sBlobText"_s, u"reopened"_s));
     DB_ASSERT(rs.Update());
-    Recordset all(QStringLiteral("SELECT * FROM tBlob WHERE sBlobText = 'reopened'"), conn);
+    Recordset all(u"SELECT * FROM tBlob WHERE sBlobText = 'reopened'"_s, conn);
     EXPECT_EQ(all.RecordCount(), 1);
 }
 
@@ -293,16 +273,16 @@ TEST(TableRefTest, FindsTheTableAsWritten)
         QString table;
     };
     const std::vector<Case> cases = {
-        {QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0"), QStringLiteral("tObject")},
-        {QStringLiteral("select * from\ttStep;"), QStringLiteral("tStep")},
-        {QStringLiteral("SELECT sFrom, iFromKey FROM [My Table] WHERE x = 1"), QStringLiteral("[My Table]")},
-        {QStringLiteral("SELECT * FROM \"odd \"\"name\"\"\" WHERE 1"), QStringLiteral("\"odd \"\"name\"\"\"")},
-        {QStringLiteral("SELECT * FROM [unclosed WHERE 1"), QStringLiteral("[unclosed")},
-        {QStringLiteral("SELECT * FROM (SELECT * FROM tInner) AS x"), QStringLiteral("tInner")},
-        {QStringLiteral("SELECT * FROM tKeyword,tApp"), QStringLiteral("tKeyword")},
-        {QStringLiteral("SELECT * FROM tÄrger WHERE s = 'x'"), QStringLiteral("tÄrger")},
-        {QStringLiteral("SELECT 1"), QString()},
-        {QStringLiteral("SELECT * FROM"), QString()},
+        {u"SELECT * FROM tObject WHERE iObjectKey=0"_s, u"tObject"_s},
+        {u"select * from\ttStep;"_s, u"tStep"_s},
+        {u"SELECT sFrom, iFromKey FROM [My Table] WHERE x = 1"_s, u"[My Table]"_s},
+        {u"SELECT * FROM \"odd \"\"name\"\"\" WHERE 1"_s, u"\"odd \"\"name\"\"\""_s},
+        {u"SELECT * FROM [unclosed WHERE 1"_s, u"[unclosed"_s},
+        {u"SELECT * FROM (SELECT * FROM tInner) AS x"_s, u"tInner"_s},
+        {u"SELECT * FROM tKeyword,tApp"_s, u"tKeyword"_s},
+        {u"SELECT * FROM tÄrger WHERE s = 'x'"_s, u"tÄrger"_s},
+        {u"SELECT 1"_s, QString()},
+        {u"SELECT * FROM"_s, QString()},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.sql.toStdString());
