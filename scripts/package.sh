@@ -10,10 +10,10 @@ scripts/install-deps.sh package
 # Debian's compiler and linker flags for packages, with every hardening
 # feature: fortified, stack-protected, relocations read-only and bound now.
 export DEB_BUILD_MAINT_OPTIONS=hardening=+all
-CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
-LDFLAGS="$(dpkg-buildflags --get LDFLAGS)"
-export CXXFLAGS LDFLAGS
-cmake --preset package >/dev/null
+# Given on every configuration: the cache would keep a first run's flags.
+cxxflags="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
+ldflags="$(dpkg-buildflags --get LDFLAGS)"
+cmake --preset package -DCMAKE_CXX_FLAGS="$cxxflags" -DCMAKE_EXE_LINKER_FLAGS="$ldflags" >/dev/null
 cmake --build --preset package -j "$(nproc)"
 (cd build/package && rm -f ./*.deb && cpack -G DEB >/dev/null)
 
