@@ -1,13 +1,21 @@
 #!/bin/sh
-# Installs what building, running and testing Dorvane needs on Debian 12.
-# Only packages that are missing are installed; run as root or with sudo.
+# install-deps.sh [package]
+#
+# Installs what building, running and testing Dorvane needs on Debian 12,
+# and with "package" also what building and checking its Debian package
+# needs. Only packages that are missing are installed; run as root or with
+# sudo.
 set -eu
 
 PACKAGES="cmake ninja-build g++ pkg-config
-qt6-base-dev libqt6sql6-sqlite libqt6sql6-odbc
+qt6-base-dev libqt6sql6-sqlite libqt6sql6-odbc libqt6svg6
 libsqlite3-dev sqlite3 libgtest-dev
 unixodbc odbc-postgresql postgresql-15
-xvfb xauth x11-apps imagemagick"
+xvfb xauth x11-apps imagemagick
+desktop-file-utils appstream man-db gzip"
+if [ "${1:-}" = package ]; then
+    PACKAGES="$PACKAGES dpkg-dev lintian"
+fi
 
 missing=""
 for p in $PACKAGES; do

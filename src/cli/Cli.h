@@ -15,8 +15,15 @@ struct Session;
 
 namespace dorvane::cli {
 
+// Exit statuses: an operation that fails or is refused ends with 1, a
+// command line the tool cannot use (unknown command or option, a missing or
+// empty argument) with 2.
 inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// Help lines are wrapped to this width.
+inline constexpr qsizetype kHelpWidth = 80;
 
 struct Command;
 
@@ -39,14 +46,20 @@ struct Command {
 const std::vector<Command>& Commands();
 const Command* FindCommand(const QString& name);
 
-// The tool's usage: the global options and one line per command.
+// The tool's usage: the global options, then each command's usage line
+// with its summary beneath, wrapped to kHelpWidth columns.
 QString Usage();
-// "usage: dorvanectl NAME ARGUMENTS"
+// "usage: dorvanectl NAME ARGUMENTS", wrapped to kHelpWidth columns.
 QString CommandUsage(const Command& command);
+// `help COMMAND`: the command's usage and its summary beneath.
+QString CommandHelp(const Command& command);
 
-// Prints the command's usage to standard error and returns the failure
+// Prints the command's usage to standard error and returns the usage
 // status: for handlers given arguments they cannot use.
 int WrongArguments(const CommandContext& context);
+
+// "dorvanectl VERSION"
+QString VersionLine();
 
 // Runs the tool on its arguments (program name excluded); returns the exit
 // status.

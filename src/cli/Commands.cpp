@@ -2,11 +2,13 @@
 
 #include "cli/TerminalMessages.h"
 #include "startup/Registry.h"
+#include "Version.h"
 
 #include <QByteArray>
 
-#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <optional>
 
 namespace dorvane::cli {
 
@@ -19,6 +21,73 @@ void Write(std::FILE* stream, const QString& line)
     std::fflush(stream);
 }
 
+const QString kProgram = QStringLiteral("dorvanectl");
+const QString kRegistryOption = QStringLiteral("--registry");
+
+// The words of a text; a [bracketed] or "quoted" group stays one word, so
+// that an optional argument is never broken over two lines.
+QStringList Words(const QString& text)
+{
+    QStringList words;
+    QString word;
+    int depth = 0;
+    bool quoted = false;
+    for (const QChar c : text) {
+        if (c == u'"')
+            quoted = !quoted;
+        else if (!quoted && c == u'[')
+            ++depth;
+        else if (!quoted && c == u']' && depth > 0)
+            --depth;
+        if (c == u' ' && depth == 0 && !quoted) {
+            if (!word.isEmpty())
+                words << word;
+            word.clear();
+            continue;
+        }
+        word += c;
+    }
+    if (!word.isEmpty())
+        words << word;
+    return words;
+}
+
+// Fills lines of at most kHelpWidth columns with the words of `text`, the
+// first line indented by `first` blanks and the others by `rest`. A word
+// longer than a line stands on a line of its own.
+QStringList Wrap(const QString& text, qsizetype first, qsizetype rest)
+{
+    QStringList lines;
+    QString line(first, u' ');
+    bool empty = true;
+    for (const QString& word : Words(text)) {
+        if (!empty && line.size() + 1 + word.size() > kHelpWidth) {
+            lines << line;
+            line = QString(rest, u' ');
+            empty = true;
+        }
+        if (!empty)
+            line += u' ';
+        line += word;
+        empty = false;
+    }
+    lines << line;
+    return lines;
+}
+
+QString Synopsis(const Command& command)
+{
+    return command.arguments.isEmpty() ? command.name : command.name + u' ' + command.arguments;
+}
+
+// A usage mistake: the message, then the usage, on standard error.
+int UsageError(const QString& message, const QString& usage)
+{
+    PrintErrorLine(message);
+    PrintErrorLine(usage);
+    return kExitUsage;
+}
+
 int RunHelp(const CommandContext& context)
 {
     if (context.arguments.isEmpty()) {
@@ -27,19 +96,13 @@ int RunHelp(const CommandContext& context)
     }
     if (context.arguments.size() == 1) {
         if (const Command* command = FindCommand(context.arguments.first())) {
-            PrintLine(CommandUsage(*command));
-            PrintLine(QStringLiteral("  ") + command->summary);
+            PrintLine(CommandHelp(*command));
             return kExitSuccess;
         }
-        PrintErrorLine(QStringLiteral("Unknown command: ") + context.arguments.first());
-        PrintErrorLine(Usage());
-        return kExitFailure;
+        return UsageError(QStringLiteral("Unknown command: ") + context.arguments.first(), Usage());
     }
     return WrongArguments(context);
 }
-
-const QString kProgram = QStringLiteral("dorvanectl");
-const QString kRegistryOption = QStringLiteral("--registry");
 
 } // namespace
 
@@ -111,36 +174,54 @@ const Command* FindCommand(const QString& name)
 
 QString CommandUsage(const Command& command)
 {
-    QString usage = QStringLiteral("usage: ") + kProgram + u' ' + command.name;
-    if (!command.arguments.isEmpty())
-        usage += u' ' + command.arguments;
-    return usage;
+    const QString prefix = QStringLiteral("usage: ") + kProgram + u' ';
+    return Wrap(prefix + Synopsis(command), 0, prefix.size() + command.name.size() + 1).join(u'\n');
+}
+
+QString CommandHelp(const Command& command)
+{
+    return CommandUsage(command) + u'\n' + Wrap(command.summary, 2, 2).join(u'\n');
 }
 
 QString Usage()
 {
-    qsizetype width = 0;
-    for (const Command& command : Commands())
-        width = std::max(width, (command.name + u' ' + command.arguments).size());
+    // Option descriptions start in one column, each continued beneath it.
+    struct Option {
+        const char* synopsis;
+        const char* description;
+    };
+    static const Option options[] = {
+        {"--registry FILE", "read the settings from FILE instead of $ZENTRIX_REGISTRY or /etc/zentrix/zentrix.reg"},
+        {"--version", "print the version and exit"},
+        {"--help", "show this help; 'help COMMAND' shows one command's"},
+    };
+    constexpr qsizetype column = 19;
 
     QStringList lines;
     lines << QStringLiteral("usage: %1 [--registry FILE] COMMAND [ARGUMENTS]").arg(kProgram) << QString()
-          << QStringLiteral("Options:")
-          << QStringLiteral("  --registry FILE  read the settings from FILE instead of $ZENTRIX_REGISTRY or "
-                            "/etc/zentrix/zentrix.reg")
-          << QStringLiteral("  --help           show this help") << QString() << QStringLiteral("Commands:");
-    for (const Command& command : Commands()) {
-        const QString synopsis = (command.name + u' ' + command.arguments).trimmed();
-        lines << QStringLiteral("  ") + synopsis.leftJustified(width + 2) + command.summary;
+          << QStringLiteral("Options:");
+    for (const Option& option : options) {
+        QStringList wrapped = Wrap(QString::fromLatin1(option.description), column, column);
+        wrapped.first().replace(2, qsizetype(std::strlen(option.synopsis)), QString::fromLatin1(option.synopsis));
+        lines << wrapped;
     }
+    lines << QString() << QStringLiteral("Commands:");
+    for (const Command& command : Commands()) {
+        lines << Wrap(Synopsis(command), 2, 2 + command.name.size() + 1);
+        lines << Wrap(command.summary, 6, 6);
+    }
+    lines << QString() << QStringLiteral("Exit status: 0 on success, 1 when an operation fails or is refused, 2 for a")
+          << QStringLiteral("usage error.");
     return lines.join(u'\n');
 }
 
 int WrongArguments(const CommandContext& context)
 {
     PrintErrorLine(CommandUsage(context.command));
-    return kExitFailure;
+    return kExitUsage;
 }
+
+QString VersionLine() { return kProgram + u' ' + QLatin1String(kVersion); }
 
 void PrintLine(const QString& line) { Write(stdout, line); }
 void PrintErrorLine(const QString& line) { Write(stderr, line); }
@@ -155,43 +236,43 @@ int Run(const QStringList& arguments)
             PrintLine(Usage());
             return kExitSuccess;
         }
+        if (argument == QLatin1String("--version")) {
+            PrintLine(VersionLine());
+            return kExitSuccess;
+        }
+        // An empty file name (an unset shell variable) must not fall back
+        // to the machine's settings file.
+        std::optional<QString> registry;
         if (argument == kRegistryOption) {
-            if (i + 1 >= arguments.size()) {
-                PrintErrorLine(QStringLiteral("--registry needs a file name"));
-                PrintErrorLine(Usage());
-                return kExitFailure;
-            }
-            SetSettingsFileOverride(arguments.at(++i));
-            continue;
+            if (i + 1 < arguments.size())
+                registry = arguments.at(++i);
+        } else if (argument.startsWith(kRegistryOption + u'=')) {
+            registry = argument.mid(kRegistryOption.size() + 1);
+        } else if (argument.startsWith(u'-')) {
+            return UsageError(QStringLiteral("Unknown option: ") + argument, Usage());
+        } else {
+            break;
         }
-        if (argument.startsWith(kRegistryOption + u'=')) {
-            SetSettingsFileOverride(argument.mid(kRegistryOption.size() + 1));
-            continue;
-        }
-        if (argument.startsWith(u'-')) {
-            PrintErrorLine(QStringLiteral("Unknown option: ") + argument);
-            PrintErrorLine(Usage());
-            return kExitFailure;
-        }
-        break;
+        if (!registry || registry->isEmpty())
+            return UsageError(QStringLiteral("--registry needs a file name"), Usage());
+        SetSettingsFileOverride(*registry);
     }
 
-    if (i >= arguments.size()) {
-        PrintErrorLine(Usage());
-        return kExitFailure;
-    }
+    if (i >= arguments.size())
+        return UsageError(QStringLiteral("A command is missing."), Usage());
     const Command* command = FindCommand(arguments.at(i));
-    if (!command) {
-        PrintErrorLine(QStringLiteral("Unknown command: ") + arguments.at(i));
-        PrintErrorLine(Usage());
-        return kExitFailure;
-    }
+    if (!command)
+        return UsageError(QStringLiteral("Unknown command: ") + arguments.at(i), Usage());
 
     const QStringList commandArguments = arguments.mid(i + 1);
     if (commandArguments == QStringList{QStringLiteral("--help")}) {
-        PrintLine(CommandUsage(*command));
-        PrintLine(QStringLiteral("  ") + command->summary);
+        PrintLine(CommandHelp(*command));
         return kExitSuccess;
+    }
+    for (qsizetype n = 0; n < commandArguments.size(); ++n) {
+        if (commandArguments.at(n).isEmpty())
+            return UsageError(QStringLiteral("Argument %1 of %2 is empty.").arg(n + 1).arg(command->name),
+                              CommandUsage(*command));
     }
     TerminalMessages messages;
     return command->run(CommandContext{*command, commandArguments, messages});

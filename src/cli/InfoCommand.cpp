@@ -7,15 +7,20 @@
 namespace dorvane::cli {
 
 // Chooses and opens the repository exactly as the desktop program starts
-// up, and says what it chose.
+// up, and says what it chose; a password in the connection is masked.
 int RunInfo(const CommandContext& context)
 {
     if (!context.arguments.isEmpty())
         return WrongArguments(context);
 
     const StartupPlan plan = PlanStartup();
+    // Settings that were never read choose nothing worth printing.
+    if (!plan.settingsProblem.isEmpty()) {
+        context.messages.Inform(kCouldNotOpenDatabase + plan.settingsProblem);
+        return kExitFailure;
+    }
     PrintLine(QStringLiteral("mode: ") + ModeName(plan.mode));
-    PrintLine(QStringLiteral("connection: ") + plan.connectionString);
+    PrintLine(QStringLiteral("connection: ") + MaskPasswords(plan.connectionString));
     PrintLine(QStringLiteral("shared-resource-path: ") + plan.sharedResourcePath);
     PrintLine(QStringLiteral("test-data: ") + plan.testDataPath);
     PrintLine(QStringLiteral("user-data: ") + plan.userDataPath);

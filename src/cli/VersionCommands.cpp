@@ -85,21 +85,21 @@ int RunTransfer(const CommandContext& context, VersionTransferKind kind)
             context.messages.Inform(QStringLiteral("There is no environment named ") + environment + QStringLiteral("."));
             return kExitFailure;
         }
-        // An empty APPLICATION or VERSION is a drop-down with nothing
-        // chosen: the checks below say what is missing, in their order.
-        qint32 appKey = 0;
-        if (!application.isEmpty()) {
-            const std::optional<qint32> found = FindApplication(repository, application);
-            if (!found) {
-                context.messages.Inform(QStringLiteral("There is no application named ") + application + QStringLiteral("."));
-                return kExitFailure;
-            }
-            appKey = *found;
+        // Run() refuses empty arguments, so both names are given.
+        const std::optional<qint32> appKey = FindApplication(repository, application);
+        if (!appKey) {
+            context.messages.Inform(QStringLiteral("There is no application named ") + application + QStringLiteral("."));
+            return kExitFailure;
+        }
+        const std::optional<qint32> chosen = FindVersion(repository, *appKey, version);
+        if (!chosen) {
+            context.messages.Inform(application + QStringLiteral(" has no version ") + version + QStringLiteral("."));
+            return kExitFailure;
         }
 
         VersionTransferRequest request;
         request.EnvironKey = *environKey;
-        request.AppKey = appKey;
+        request.AppKey = *appKey;
         // The entry of the environment's version list, as the list shows it.
         for (const ListEntry& entry : EnvironAppVerEntries(repository, *environKey)) {
             if (entry.text == listed) {
@@ -107,17 +107,8 @@ int RunTransfer(const CommandContext& context, VersionTransferKind kind)
                 break;
             }
         }
-        if (!version.isEmpty()) {
-            const std::optional<qint32> chosen = application.isEmpty() ? std::nullopt : FindVersion(repository, appKey, version);
-            if (!chosen) {
-                context.messages.Inform(application.isEmpty()
-                                            ? QStringLiteral("Version ") + version + QStringLiteral(" needs an application.")
-                                            : application + QStringLiteral(" has no version ") + version + QStringLiteral("."));
-                return kExitFailure;
-            }
-            request.ChosenVersionText = version;
-            request.ChosenVersionKey = *chosen;
-        }
+        request.ChosenVersionText = version;
+        request.ChosenVersionKey = *chosen;
 
         TerminalProgress progress;
         VersionBackup backup(context.messages, progress);

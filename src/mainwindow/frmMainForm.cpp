@@ -19,6 +19,7 @@
 #include <QListWidget>
 #include <QSignalBlocker>
 #include <QPushButton>
+#include <QLabel>
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTableView>
@@ -90,11 +91,18 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
       m_environUsers(std::make_unique<EnvironmentUsers>(*m_environ, *m_currentUserKey))
 {
     setObjectName(QStringLiteral("frmMainForm"));
-    setWindowTitle(kProgramTitle);
     BuildMainFormControls(this, c);
 
+    // The title and the status bar name the repository as the
+    // administrator knows it: its file or its data source, never the
+    // connection string with its settings (and perhaps a password).
     const StartupPlan& plan = m_session.plan;
-    statusBar()->showMessage(ModeName(plan.mode) + QStringLiteral(" repository: ") + plan.connectionString);
+    const QString title = RepositoryTitle(plan);
+    setWindowTitle(title.isEmpty() ? kProgramTitle : title + QStringLiteral(" - ") + kProgramTitle);
+    auto* repository = new QLabel(ModeName(plan.mode) + QStringLiteral(" repository: ") + RepositoryLocation(plan));
+    repository->setObjectName(QStringLiteral("lblRepository"));
+    repository->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    statusBar()->addWidget(repository, 1);
 
     connectShell();
     connectUsers();

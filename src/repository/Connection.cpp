@@ -13,6 +13,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace dorvane {
@@ -38,9 +39,12 @@ struct Setting {
     QString key;     // lower case
     QString value;
     qsizetype valueStart = 0;  // where the value begins in the connection string
+    qsizetype valueEnd = 0;    // and where it ends, closing quote or brace included
 };
 
-// Splits "key=value;key=value" at semicolons outside quoted values.
+// Splits "key=value;key=value" at semicolons outside quoted values. A
+// value may be quoted with " or ', or braced as ODBC does ({a;b}, with }}
+// standing for one closing brace).
 QList<Setting> parseSettings(const QString& text)
 {
     QList<Setting> settings;
@@ -59,15 +63,16 @@ QList<Setting> parseSettings(const QString& text)
         while (v < n && text.at(v).isSpace())
             ++v;
         s.valueStart = v;
-        if (v < n && (text.at(v) == QLatin1Char('"') || text.at(v) == QLatin1Char('\''))) {
-            // A quoted value ends at its closing quote; a doubled quote
-            // inside it stands for one.
-            const QChar quote = text.at(v);
+        const QChar open = v < n ? text.at(v) : QChar();
+        if (open == QLatin1Char('"') || open == QLatin1Char('\'') || open == QLatin1Char('{')) {
+            // A quoted or braced value ends at its closing quote or brace;
+            // a doubled closing character inside it stands for one.
+            const QChar close = open == QLatin1Char('{') ? QLatin1Char('}') : open;
             qsizetype end = v + 1;
             while (end < n) {
-                if (text.at(end) == quote) {
-                    if (end + 1 < n && text.at(end + 1) == quote) {
-                        s.value += quote;
+                if (text.at(end) == close) {
+                    if (end + 1 < n && text.at(end + 1) == close) {
+                        s.value += close;
                         end += 2;
                         continue;
                     }
@@ -75,11 +80,13 @@ QList<Setting> parseSettings(const QString& text)
                 }
                 s.value += text.at(end++);
             }
+            s.valueEnd = std::min(end + 1, n);
             const qsizetype next = text.indexOf(QLatin1Char(';'), end);
             i = next < 0 ? n : next + 1;
         } else {
             const qsizetype end = semi < 0 ? n : semi;
             s.value = text.mid(v, end - v).trimmed();
+            s.valueEnd = end;
             i = end + 1;
         }
         settings << s;
@@ -133,6 +140,12 @@ void checkDatabaseFile(const QString& givenPath, const QString& nativePath)
     }
 }
 
+bool isFileProvider(const QString& provider)
+{
+    return provider.startsWith(QLatin1String("Microsoft.Jet.OLEDB."), Qt::CaseInsensitive) ||
+           provider.startsWith(QLatin1String("Microsoft.ACE.OLEDB."), Qt::CaseInsensitive);
+}
+
 } // namespace
 
 QString FileConnectionString(const QString& path)
@@ -143,6 +156,30 @@ QString FileConnectionString(const QString& path)
     if (!plain)
         value = QLatin1Char('"') + QString(path).replace(QLatin1String("\""), QLatin1String("\"\"")) + QLatin1Char('"');
     return QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") + value + QLatin1Char(';');
+}
+
+DataSource ConnectionDataSource(const QString& connectionString)
+{
+    const QList<Setting> settings = parseSettings(connectionString);
+    const Setting* provider = findSetting(settings, "provider");
+    DataSource source;
+    source.isFile = provider && isFileProvider(provider->value);
+    if (const Setting* setting = findSetting(settings, source.isFile ? "data source" : "dsn"))
+        source.name = setting->value;
+    return source;
+}
+
+QString MaskPasswords(const QString& connectionString)
+{
+    QString masked = connectionString;
+    const QList<Setting> settings = parseSettings(connectionString);
+    // From the end, so that the positions before each value stay valid.
+    for (auto it = settings.crbegin(); it != settings.crend(); ++it) {
+        if (it->key == QLatin1String("pwd") || it->key.endsWith(QLatin1String("password")) ||
+            it->key.endsWith(QLatin1String("passwd")))
+            masked.replace(it->valueStart, it->valueEnd - it->valueStart, QStringLiteral("********"));
+    }
+    return masked;
 }
 
 struct Connection::Private {
@@ -273,8 +310,7 @@ void Connection::Open(const QString& connectionString)
     const Setting* provider = findSetting(settings, "provider");
     const QString providerName = provider ? provider->value : QString();
 
-    if (providerName.startsWith(QLatin1String("Microsoft.Jet.OLEDB."), Qt::CaseInsensitive) ||
-        providerName.startsWith(QLatin1String("Microsoft.ACE.OLEDB."), Qt::CaseInsensitive)) {
+    if (isFileProvider(providerName)) {
         const Setting* source = findSetting(settings, "data source");
         d->openSqlite(source ? source->value : QString());
     } else if (providerName.isEmpty() || providerName.compare(QLatin1String("MSDASQL"), Qt::CaseInsensitive) == 0 ||

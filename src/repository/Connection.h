@@ -18,6 +18,17 @@ class SqliteStatements;
 
 enum class BackendKind { Sqlite, Odbc };
 
+// The database a connection string names: the file of a Jet provider's
+// "Data Source=", else the ODBC data source of "DSN=".
+struct DataSource {
+    QString name;
+    bool isFile = false;
+};
+DataSource ConnectionDataSource(const QString& connectionString);
+// The connection string with the value of every password setting (PWD=,
+// Password=, ...) replaced by asterisks, for showing it.
+QString MaskPasswords(const QString& connectionString);
+
 // A connection opened from one of the suite's connection strings:
 //   "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=FILE;"  -> SQLite file FILE
 //   "PROVIDER=MSDASQL;DSN=NAME"                             -> ODBC data source NAME

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QStringDecoder>
 #include <QStringList>
@@ -142,13 +143,10 @@ QString DecodeUtf16Le(const QByteArray& bytes)
 bool IsStringType(quint32 type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
 // Parses the data part of a value line (after "="), continuation lines
-// included. False when it sets no value: malformed data, or a deletion
-// ("Name"=-), which a settings file has no use for.
+// included. False for malformed data, which sets no value.
 bool ParseData(const QString& data, bool unicodeFile, RegKeyData::Value* value)
 {
     const QString d = data.trimmed();
-    if (d == u"-")
-        return false;
     if (d.startsWith(u'"')) {
         qsizetype pos = 0;
         QString text;
@@ -203,14 +201,28 @@ bool ParseData(const QString& data, bool unicodeFile, RegKeyData::Value* value)
     return true;
 }
 
-// The values of root\path in the file, or nothing when the file cannot be
-// read, is not a registry file, or has no such key. A key exists when it
-// has a section of its own or a subkey has one, as in the registry.
-std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root, const QString& path)
+// The lines of a settings file and whether it is a version 5 export, or
+// what is wrong with the file.
+struct SettingsText {
+    QStringList lines;
+    bool unicode = false;
+    QString problem; // empty when the file is a registry export
+};
+
+SettingsText ReadSettingsText(const QString& fileName)
 {
+    SettingsText text;
+    const QFileInfo info(fileName);
+    if (!info.exists()) {
+        text.problem = QStringLiteral("The settings file %1 does not exist.").arg(fileName);
+        return text;
+    }
     QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return nullptr;
+    if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
+        text.problem = QStringLiteral("The settings file %1 cannot be read: %2.")
+                           .arg(fileName, info.isDir() ? QStringLiteral("it is a folder") : file.errorString());
+        return text;
+    }
     // Read in pieces up to the limit: the path may name a device or pipe
     // that never ends.
     QByteArray bytes;
@@ -220,24 +232,81 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
             break;
         bytes += piece;
         if (bytes.size() > kMaxFileSize)
-            return nullptr;
+            break;
     }
 
-    QStringList lines = DecodeFile(bytes).split(u'\n');
-    for (QString& line : lines) {
+    text.lines = DecodeFile(bytes).split(u'\n');
+    for (QString& line : text.lines) {
         if (line.endsWith(u'\r'))
             line.chop(1);
     }
-    const QString header = lines.first().trimmed();
-    bool unicodeFile = false;
-    if (header == kHeaderV5)
-        unicodeFile = true;
-    else if (header != kHeaderV4)
-        return nullptr;
+    const QString header = text.lines.first().trimmed();
+    text.unicode = header == kHeaderV5;
+    if (bytes.size() > kMaxFileSize || (!text.unicode && header != kHeaderV4)) {
+        text.problem = QStringLiteral("The settings file %1 is not a registry export: it does not begin with "
+                                      "\"%2\" or \"%3\".")
+                           .arg(fileName, kHeaderV5, kHeaderV4);
+    }
+    return text;
+}
 
-    QString wanted = Fold(path);
-    while (wanted.endsWith(u'\\'))
-        wanted.chop(1);
+// A key path as compared: case-folded, without trailing backslashes.
+QString KeyPath(const QString& path)
+{
+    QString folded = Fold(path.trimmed());
+    while (folded.endsWith(u'\\'))
+        folded.chop(1);
+    return folded;
+}
+
+// "[ROOT\\path]" with an optional comment after it, as regedit writes and
+// reads it; nothing for a header without its closing bracket, or one with
+// something other than a comment after it.
+struct SectionHeader {
+    bool deletion = false;
+    RegRoot root = 0;
+    QString path; // as KeyPath gives it
+};
+
+std::optional<SectionHeader> ParseSectionHeader(const QString& line)
+{
+    const qsizetype close = line.lastIndexOf(u']');
+    if (close < 0)
+        return std::nullopt;
+    const QString rest = line.mid(close + 1).trimmed();
+    if (!rest.isEmpty() && !rest.startsWith(u';'))
+        return std::nullopt;
+    SectionHeader header;
+    QString name = line.mid(1, close - 1).trimmed();
+    if (name.startsWith(u'-')) {
+        header.deletion = true;
+        name = name.mid(1).trimmed();
+    }
+    const qsizetype slash = name.indexOf(u'\\');
+    if (!ParseRoot(slash < 0 ? name : name.left(slash), &header.root))
+        return std::nullopt;
+    header.path = slash < 0 ? QString() : KeyPath(name.mid(slash + 1));
+    return header;
+}
+
+// Whether `path` is `key` itself or lies below it.
+bool IsAtOrBelow(const QString& path, const QString& key)
+{
+    return key.isEmpty() || path == key || path.startsWith(key + u'\\');
+}
+
+// The values of root\path in the file, or nothing when the file cannot be
+// read, is not a registry file, or has no such key. The file is applied
+// line by line, as an import would: a section creates its key and the keys
+// above it, "[-KEY]" deletes a key with everything below it, "Name"=-
+// deletes a value.
+std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root, const QString& path)
+{
+    const SettingsText text = ReadSettingsText(fileName);
+    if (!text.problem.isEmpty())
+        return nullptr;
+    const QStringList& lines = text.lines;
+    const QString wanted = KeyPath(path);
 
     auto key = std::make_shared<RegKeyData>();
     bool found = wanted.isEmpty();
@@ -248,26 +317,23 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
         if (line.isEmpty() || line.startsWith(u';'))
             continue;
 
-        // A section header; one without its closing bracket is a malformed
-        // line and changes nothing.
-        if (line.startsWith(u'[') && line.endsWith(u']')) {
+        // Every line that opens with a bracket ends the section before it,
+        // whether or not it names a key of its own.
+        if (line.startsWith(u'[')) {
             inKey = false;
-            if (line.startsWith(u"[-"))
+            const std::optional<SectionHeader> header = ParseSectionHeader(line);
+            if (!header || header->root != root)
                 continue;
-            const QString name = line.mid(1, line.size() - 2).trimmed();
-            const qsizetype slash = name.indexOf(u'\\');
-            RegRoot sectionRoot = 0;
-            if (!ParseRoot(slash < 0 ? name : name.left(slash), &sectionRoot) || sectionRoot != root)
+            if (header->deletion) {
+                if (IsAtOrBelow(wanted, header->path)) {
+                    key->values.clear();
+                    found = wanted.isEmpty();
+                }
                 continue;
-            QString sectionPath = slash < 0 ? QString() : Fold(name.mid(slash + 1));
-            while (sectionPath.endsWith(u'\\'))
-                sectionPath.chop(1);
-            if (sectionPath == wanted) {
-                inKey = true;
-                found = true;
-            } else if (sectionPath.startsWith(wanted + u'\\')) {
-                found = true;
             }
+            inKey = header->path == wanted;
+            if (IsAtOrBelow(header->path, wanted))
+                found = true;
             continue;
         }
 
@@ -294,8 +360,12 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
         }
         if (!inKey)
             continue;
+        if (data == u"-") {
+            key->values.remove(Fold(name));
+            continue;
+        }
         RegKeyData::Value value;
-        if (!ParseData(data, unicodeFile, &value))
+        if (!ParseData(data, text.unicode, &value))
             continue;
         key->values.insert(Fold(name), value);
     }
@@ -344,10 +414,27 @@ QString SettingsFilePath()
 
 void SetSettingsFileOverride(const QString& path) { g_override = path; }
 
+std::optional<QString> SettingsFileProblem()
+{
+    QString problem = ReadSettingsText(SettingsFilePath()).problem;
+    if (problem.isEmpty())
+        return std::nullopt;
+    return problem;
+}
+
 RegKey RegOpenKey(RegRoot root, const QString& path)
 {
+    const QString file = SettingsFilePath();
     RegKey key;
-    key.m_data = LoadKey(SettingsFilePath(), root, path);
+    key.m_data = LoadKey(file, root, path);
+    // A 32-bit program on 64-bit Windows reads HKLM\SOFTWARE through the
+    // WOW6432Node view, so exports from such machines hold the suite's
+    // key there.
+    static const QString software = QStringLiteral("software\\");
+    const QString wanted = KeyPath(path);
+    if (!key.m_data && root == HKEY_LOCAL_MACHINE && wanted.startsWith(software)
+        && !wanted.startsWith(software + QStringLiteral("wow6432node\\")))
+        key.m_data = LoadKey(file, root, software + QStringLiteral("wow6432node\\") + wanted.mid(software.size()));
     return key;
 }
 

@@ -34,6 +34,12 @@ enum RegType : quint32 {
 QString SettingsFilePath();
 void SetSettingsFileOverride(const QString& path);
 
+// What makes the current settings file unusable, naming it: it does not
+// exist, cannot be read, or is not a registry export. Nothing when it can
+// be read. The reads below never report this; they read empty, as the
+// registry does for a missing key.
+std::optional<QString> SettingsFileProblem();
+
 struct RegKeyData;
 
 // An open key; a key that could not be opened is a null handle on which
@@ -50,7 +56,9 @@ private:
 };
 
 // Opens a key of the current settings file; a null key when the file or the
-// key is missing or unreadable.
+// key is missing or unreadable. A key below HKLM\SOFTWARE that is absent is
+// looked for below HKLM\SOFTWARE\WOW6432Node, as a 32-bit program on
+// 64-bit Windows sees it.
 RegKey RegOpenKey(RegRoot root, const QString& path);
 
 // nullopt stands for the registry's "empty" result.

@@ -1,6 +1,9 @@
 #include "startup/Startup.h"
 
+#include "repository/FilePaths.h"
 #include "startup/Registry.h"
+
+#include <QFileInfo>
 
 namespace dorvane {
 
@@ -45,12 +48,27 @@ StartupPlan PlanStartup()
         plan.userDataPath = SettingString(QStringLiteral("ExePath")) + QStringLiteral("\\UserData.mdb");
     }
     plan.installationPath = SettingString(QStringLiteral("ExePath"));
+    plan.settingsProblem = SettingsFileProblem().value_or(QString());
     return plan;
+}
+
+QString RepositoryLocation(const StartupPlan& plan)
+{
+    const DataSource source = ConnectionDataSource(plan.connectionString);
+    return source.isFile && !source.name.isEmpty() ? NativePath(source.name) : source.name;
+}
+
+QString RepositoryTitle(const StartupPlan& plan)
+{
+    const DataSource source = ConnectionDataSource(plan.connectionString);
+    return source.isFile ? QFileInfo(RepositoryLocation(plan)).fileName() : source.name;
 }
 
 void Session::Open(const StartupPlan& startupPlan)
 {
     plan = startupPlan;
+    if (!plan.settingsProblem.isEmpty())
+        throw DbError(plan.settingsProblem);
     repository.Open(plan.connectionString);
     if (plan.mode == RepositoryMode::Tutorial) {
         userData.OpenFile(plan.userDataPath);

@@ -18,11 +18,21 @@ struct StartupPlan {
     QString testDataPath;
     QString userDataPath;
     QString installationPath;
+    // What makes the settings file unusable (it is missing, unreadable or
+    // not a registry export), naming it; empty when it was read.
+    QString settingsProblem;
 };
 
 // Reads the settings and chooses the mode: "Tutorial" (exact case) first,
 // then a nonzero IsLocalDatabase, else the ODBC data source.
 StartupPlan PlanStartup();
+
+// The repository as a person knows it: the file (a native path) or the
+// ODBC data source's name, without any other setting of the connection.
+QString RepositoryLocation(const StartupPlan& plan);
+// The name a window title gives the repository: the file's name or the
+// data source's.
+QString RepositoryTitle(const StartupPlan& plan);
 
 // The process-wide databases of a run.
 struct Session {
@@ -33,7 +43,8 @@ struct Session {
 
     // Opens the repository and the two side databases in the mode's order
     // (Tutorial: user data before test data; otherwise test data first).
-    // Throws DbError on the first failure; what was opened stays open.
+    // Throws DbError on the first failure, the plan's settings problem
+    // before anything is opened; what was opened stays open.
     void Open(const StartupPlan& plan);
     // Closes test data, repository and user data, in this order.
     void Close();

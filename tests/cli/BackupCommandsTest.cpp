@@ -39,7 +39,7 @@ TEST_P(BackupCommandsTest, WithoutBackupsThereIsNothingToListOrRestore)
     EXPECT_EQ(run.err, QStringLiteral("There is no environment named Nowhere.\n"));
 
     run = ctl({QStringLiteral("restore"), kEnvironment});
-    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.exitCode, 2);
     EXPECT_EQ(run.err, QStringLiteral("usage: dorvanectl restore ENVIRONMENT FILE [--yes]\n"));
 }
 

@@ -1,6 +1,7 @@
 #include "cli/CtlTestSupport.h"
 #include "repository/Installation.h"
 #include "support/TestSupport.h"
+#include "Version.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +10,8 @@
 
 namespace dorvane {
 namespace {
+
+using namespace Qt::StringLiterals;
 
 using test::Ctl;
 using test::CtlResult;
@@ -108,30 +111,54 @@ TEST_F(CliInfoTest, RegistryOptionWinsOverTheEnvironment)
     EXPECT_EQ(OutLines(run).value(0), QStringLiteral("mode: Tutorial"));
     run = Ctl({QStringLiteral("--registry=") + m_reg, QStringLiteral("info")}, server);
     EXPECT_EQ(OutLines(run).value(0), QStringLiteral("mode: Tutorial"));
-
-    // Options belong before the command.
-    run = Ctl({QStringLiteral("info"), QStringLiteral("--registry"), m_reg}, server);
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.out, QString());
-    EXPECT_TRUE(run.err.contains(QStringLiteral("usage: dorvanectl info"))) << run.err.toStdString();
 }
 
-TEST(CliUsage, HelpListsEveryCommand)
+TEST(CliUsage, HelpListsEveryCommandWithinEightyColumns)
 {
-    for (const QStringList& args : {QStringList{QStringLiteral("--help")}, QStringList{QStringLiteral("help")}}) {
+    for (const QStringList& args : {QStringList{u"--help"_s}, QStringList{u"help"_s}}) {
         const CtlResult run = Ctl(args);
         EXPECT_EQ(run.exitCode, 0);
-        for (const char* line : {"info", "create-repository FILE | --dsn NAME", "create-installation DIR",
-                                 "create-shared-folder DIR", "--registry FILE"})
+        for (const char* line : {"\n  info\n", "\n  create-repository FILE | --dsn NAME\n", "\n  create-installation DIR\n",
+                                 "\n  create-shared-folder DIR\n", "--registry FILE", "--version"})
             EXPECT_TRUE(run.out.contains(QString::fromLatin1(line))) << line << '\n' << run.out.toStdString();
         EXPECT_EQ(run.err, QString());
+        for (const QString& line : run.out.split(u'\n'))
+            EXPECT_LE(line.size(), 80) << line.toStdString();
     }
-    const CtlResult one = Ctl({QStringLiteral("help"), QStringLiteral("create-installation")});
+
+    // Each command's usage, then its summary indented beneath, wrapped.
+    const CtlResult one = Ctl({u"help"_s, u"create-installation"_s});
     EXPECT_EQ(one.exitCode, 0);
-    EXPECT_TRUE(one.out.startsWith(QStringLiteral("usage: dorvanectl create-installation DIR")));
+    EXPECT_TRUE(one.out.startsWith(u"usage: dorvanectl create-installation DIR\n  Create the installation files"_s))
+        << one.out.toStdString();
+    const QStringList lines = Ctl({u"--help"_s}).out.split(u'\n');
+    const qsizetype first = lines.indexOf(u"Commands:"_s) + 1;
+    ASSERT_GT(first, 0);
+    for (qsizetype i = first; i < lines.size() && !lines.at(i).isEmpty(); ++i) {
+        if (lines.at(i).startsWith(u"  "_s) && lines.at(i).at(2) != u' ') {
+            const QString name = lines.at(i).mid(2).section(u' ', 0, 0);
+            SCOPED_TRACE(name.toStdString());
+            const CtlResult help = Ctl({u"help"_s, name});
+            EXPECT_EQ(help.exitCode, 0);
+            EXPECT_TRUE(help.out.startsWith(u"usage: dorvanectl "_s + name)) << help.out.toStdString();
+            for (const QString& line : help.out.split(u'\n'))
+                EXPECT_LE(line.size(), 80) << line.toStdString();
+            EXPECT_EQ(Ctl({name, u"--help"_s}).out, help.out);
+        }
+    }
 }
 
-TEST(CliUsage, MistakesGiveTheUsageAndStatusOne)
+TEST(CliUsage, VersionComesFromTheProject)
+{
+    const CtlResult run = Ctl({u"--version"_s});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, u"dorvanectl "_s + QLatin1String(kVersion) + u'\n');
+}
+
+// A command line the tool cannot use ends with status 2 before anything
+// is read or written: an empty --registry (an unset shell variable) must
+// not fall back to the machine's settings.
+TEST(CliUsage, MistakesGiveTheUsageAndStatusTwo)
 {
     struct Case {
         const char* name;
@@ -140,23 +167,79 @@ TEST(CliUsage, MistakesGiveTheUsageAndStatusOne)
     };
     const std::vector<Case> cases = {
         {"no command", {}, "usage: dorvanectl"},
-        {"unknown command", {QStringLiteral("frobnicate")}, "Unknown command: frobnicate"},
-        {"unknown option", {QStringLiteral("--verbose"), QStringLiteral("info")}, "Unknown option: --verbose"},
-        {"registry without file", {QStringLiteral("--registry")}, "--registry needs a file name"},
-        {"missing path", {QStringLiteral("create-repository")}, "usage: dorvanectl create-repository"},
-        {"two paths", {QStringLiteral("create-installation"), QStringLiteral("a"), QStringLiteral("b")},
-         "usage: dorvanectl create-installation"},
-        {"dsn without name", {QStringLiteral("create-repository"), QStringLiteral("--dsn")},
-         "usage: dorvanectl create-repository"},
-        {"arguments to info", {QStringLiteral("info"), QStringLiteral("extra")}, "usage: dorvanectl info"},
+        {"unknown command", {u"frobnicate"_s}, "Unknown command: frobnicate"},
+        {"help on an unknown command", {u"help"_s, u"frobnicate"_s}, "Unknown command: frobnicate"},
+        {"unknown option", {u"--verbose"_s, u"info"_s}, "Unknown option: --verbose"},
+        {"registry without file", {u"--registry"_s}, "--registry needs a file name"},
+        {"empty registry", {u"--registry"_s, QString(), u"delete-environment"_s, u"X"_s}, "--registry needs a file name"},
+        {"empty registry after =", {u"--registry="_s, u"info"_s}, "--registry needs a file name"},
+        {"option after the command", {u"info"_s, u"--registry"_s, u"x.reg"_s}, "usage: dorvanectl info"},
+        {"missing path", {u"create-repository"_s}, "usage: dorvanectl create-repository"},
+        {"two paths", {u"create-installation"_s, u"a"_s, u"b"_s}, "usage: dorvanectl create-installation"},
+        {"dsn without name", {u"create-repository"_s, u"--dsn"_s}, "usage: dorvanectl create-repository"},
+        {"empty name", {u"delete-environment"_s, QString()}, "Argument 1 of delete-environment is empty."},
+        {"empty version", {u"copy-version"_s, u"Env"_s, u"A - 1"_s, u"A"_s, QString()},
+         "Argument 4 of copy-version is empty."},
+        {"arguments to info", {u"info"_s, u"extra"_s}, "usage: dorvanectl info"},
     };
+    QTemporaryDir dir;
+    const QString settings = dir.filePath(u"zentrix.reg"_s);
+    WriteSettings(settings, {Quoted(u"ActiveDB"_s, u"Tutorial"_s), Quoted(u"ExePath"_s, dir.path())});
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const CtlResult run = Ctl(c.args);
-        EXPECT_EQ(run.exitCode, 1);
+        const CtlResult run = Ctl(c.args, settings);
+        EXPECT_EQ(run.exitCode, 2);
         EXPECT_EQ(run.out, QString());
         EXPECT_TRUE(run.err.contains(QString::fromLatin1(c.expected))) << run.err.toStdString();
     }
+}
+
+// A settings file that is missing or no registry export is reported by
+// name, by info before it prints anything and by the commands that open
+// the repository; the status is that of a failure.
+TEST(CliSettings, AnUnusableSettingsFileIsNamed)
+{
+    QTemporaryDir dir;
+    const QString missing = dir.filePath(u"missing.reg"_s);
+    const QString ini = dir.filePath(u"zentrix.ini"_s);
+    QFile file(ini);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[Zentrix]\nActiveDB=Tutorial\n");
+    file.close();
+    struct Case {
+        const char* name;
+        QStringList args;
+        QString environment;
+        QString says;
+    };
+    const std::vector<Case> cases = {
+        {"missing, by option", {u"--registry"_s, missing, u"info"_s}, ini,
+         u"Could not open database: The settings file "_s + missing + u" does not exist.\n"_s},
+        {"missing, by the environment", {u"info"_s}, missing,
+         u"Could not open database: The settings file "_s + missing + u" does not exist.\n"_s},
+        {"not an export", {u"info"_s}, ini, u"Could not open database: The settings file "_s + ini + u" is not a registry export"_s},
+        {"a command that opens the repository", {u"delete-environment"_s, u"X"_s}, missing,
+         u"Could not open database: The settings file "_s + missing + u" does not exist.\n"_s},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const CtlResult run = Ctl(c.args, c.environment);
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.out, QString());
+        EXPECT_TRUE(run.err.startsWith(c.says)) << run.err.toStdString();
+    }
+}
+
+TEST(CliSettings, InfoMasksThePassword)
+{
+    QTemporaryDir dir;
+    const QString settings = dir.filePath(u"zentrix.reg"_s);
+    WriteSettings(settings, {Quoted(u"ActiveDSN"_s, u"nosuchsource;UID=admin;PWD=s3cret"_s),
+                             Quoted(u"ExePath"_s, u"/opt/zentrix"_s)});
+    const CtlResult run = Ctl({u"info"_s}, settings);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(OutLines(run).value(1), u"connection: PROVIDER=MSDASQL;DSN=nosuchsource;UID=admin;PWD=********"_s);
+    EXPECT_FALSE(run.out.contains(u"s3cret"_s) || run.err.contains(u"s3cret"_s)) << run.err.toStdString();
 }
 
 TEST(CliCreate, RefusesToOverwriteARepositoryOrAnInstallation)

@@ -103,7 +103,7 @@ TEST_P(EnvironmentCommandsTest, CopyEnvironmentRefusesATakenNameAndUnknownSource
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.err, QStringLiteral("There is no environment named Nowhere.\n"));
     run = ctl({kCopy, QStringLiteral("TUTORIAL")});
-    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.exitCode, 2);
     EXPECT_TRUE(run.err.startsWith(QStringLiteral("usage: dorvanectl copy-environment SOURCE NEWNAME"))) << run.err.toStdString();
 }
 

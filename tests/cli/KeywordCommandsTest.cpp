@@ -101,7 +101,7 @@ TEST_P(KeywordCommandsTest, FailuresAreSaidOnStandardErrorWithStatusOne)
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_EQ(run.err, QStringLiteral("There is no application named Payroll.\n"));
         run = ctl({command, QStringLiteral("Web Store")});
-        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.exitCode, 2);
         EXPECT_EQ(run.err, QStringLiteral("usage: dorvanectl ") + command + QStringLiteral(" APPLICATION FILE\n"));
     }
     EXPECT_FALSE(QFile::exists(path(QStringLiteral("p.txt"))));

@@ -4,6 +4,7 @@
 #include "lists/NameDescGrids.h"
 #include "mainwindow/MainWindowFixture.h"
 
+#include <QLabel>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTableView>
@@ -35,7 +36,14 @@ protected:
 TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerRun)
 {
     OpenWindow();
-    EXPECT_EQ(window->windowTitle(), u"Dorvane"_s);
+    // The title and the status bar name the repository's file or data
+    // source, never the connection string.
+    const bool odbc = m_db->isOdbc();
+    EXPECT_EQ(window->windowTitle(), (odbc ? TestDsn() : u"Test.mdb"_s) + u" - Dorvane"_s);
+    const auto* repository = window->findChild<QLabel*>(u"lblRepository"_s);
+    ASSERT_NE(repository, nullptr);
+    EXPECT_TRUE(repository->text().endsWith(u" repository: "_s + (odbc ? TestDsn() : m_db->tempPath() + u"/Test.mdb"_s)))
+        << repository->text().toStdString();
     EXPECT_EQ(Items(c().SSMainTab), (QStringList{u"Users"_s, u"Options"_s, u"Applications"_s, u"Environments"_s}));
     for (const auto& [page, inner] : {std::pair(1, c().SSOptionsTab), {2, c().SSAppTab}, {3, c().SSEnvironTab}})
         EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(inner)) << page;

@@ -112,6 +112,41 @@ TEST(ConnectionFileTest, AnyFilePathOpensThroughItsConnectionString)
               u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=C:\\db\\Zentrix.mdb;"_s);
 }
 
+// What the program shows of a connection string: the database it names,
+// and the string with every password masked, however it is written.
+TEST(ConnectionStringTest, NamesTheDatabaseAndMasksPasswords)
+{
+    struct Case {
+        const char* given;
+        const char* masked;
+        const char* source;
+        bool isFile;
+    };
+    const Case cases[] = {
+        {"PROVIDER=MSDASQL;DSN=zentrix", "PROVIDER=MSDASQL;DSN=zentrix", "zentrix", false},
+        {"PROVIDER=MSDASQL;DSN=zentrix;UID=admin;PWD=s3cret", "PROVIDER=MSDASQL;DSN=zentrix;UID=admin;PWD=********",
+         "zentrix", false},
+        {"PROVIDER=MSDASQL;DSN=z;pwd=a;Password = b;UID=c", "PROVIDER=MSDASQL;DSN=z;pwd=********;Password = ********;UID=c",
+         "z", false},
+        // ODBC braces may hold semicolons; quotes likewise.
+        {"PROVIDER=MSDASQL;DSN=z;PWD={se;cr}}et};UID=u", "PROVIDER=MSDASQL;DSN=z;PWD=********;UID=u", "z", false},
+        {"PROVIDER=MSDASQL;DSN=z;Passwd=\"a;\"\"b\"", "PROVIDER=MSDASQL;DSN=z;Passwd=********", "z", false},
+        {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/db\\Z.mdb;Jet OLEDB:Database Password=x;",
+         "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/db\\Z.mdb;Jet OLEDB:Database Password=********;", "/db\\Z.mdb",
+         true},
+        {"PROVIDER=MSDASQL;DSN=", "PROVIDER=MSDASQL;DSN=", "", false},
+        {"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=\"/db/Semi;colon.mdb\";",
+         "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=\"/db/Semi;colon.mdb\";", "/db/Semi;colon.mdb", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.given);
+        const QString given = QString::fromLatin1(c.given);
+        EXPECT_EQ(MaskPasswords(given), QString::fromLatin1(c.masked));
+        EXPECT_EQ(ConnectionDataSource(given).name, QString::fromLatin1(c.source));
+        EXPECT_EQ(ConnectionDataSource(given).isFile, c.isFile);
+    }
+}
+
 TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
 {
     struct Case {

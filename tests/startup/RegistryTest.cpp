@@ -8,8 +8,13 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <functional>
+#include <vector>
+
 namespace dorvane {
 namespace {
+
+using namespace Qt::StringLiterals;
 
 const QString kV5 = QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n");
 const QString kV4 = QStringLiteral("REGEDIT4\r\n\r\n");
@@ -283,6 +288,124 @@ TEST_F(RegistryTest, MalformedFileReadsEverythingMissing)
     // A device in the file's place: read up to a limit, never forever.
     SetSettingsFileOverride(QStringLiteral("/dev/zero"));
     EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
+}
+
+// Files as regedit on Windows writes them and as administrators edit them:
+// each case is the file after the header, and what ActiveDB and ExePath
+// then read ("" for nothing).
+TEST_F(RegistryTest, SectionsEndAndDeleteAsAnImportWould)
+{
+    const QString other = QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other]\r\n");
+    const QString zentrixSub = QStringLiteral("HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix\\Sub");
+    struct Case {
+        const char* name;
+        QString body;
+        const char* activeDb;
+        const char* exePath;
+    };
+    const std::vector<Case> cases = {
+        {"an unclosed header ends the section before it",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other\r\n"
+                    u"\"ExePath\"=\"/other\"\r\n"_s,
+         "Tutorial", ""},
+        {"a header followed by a comment opens its key",
+         other + u"\"ExePath\"=\"/other\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix] ; the suite\r\n"
+                 u"\"ActiveDB\"=\"Tutorial\"\r\n"_s,
+         "Tutorial", ""},
+        {"a header followed by anything else opens nothing",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix] x\r\n"
+                    u"\"ExePath\"=\"/zentrix\"\r\n"_s,
+         "Tutorial", ""},
+        {"a value deletion removes the value read before it",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"/zentrix\"\r\n\"ActiveDB\" = -\r\n"_s, "",
+         "/zentrix"},
+        {"a value deleted and set again", kSection + u"\"ActiveDB\"=-\r\n\"ActiveDB\"=\"Local\"\r\n"_s, "Local", ""},
+        {"a value deletion in another key changes nothing",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n"_s + other + u"\"ActiveDB\"=-\r\n"_s, "Tutorial", ""},
+        {"a key deletion removes the key's values",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s, "", ""},
+        {"a deleted parent takes the key with it",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund]\r\n"_s, "", ""},
+        {"a deleted key created again has only its new values",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
+             kSection + u"\"ExePath\"=\"/zentrix\"\r\n"_s,
+         "", "/zentrix"},
+        {"a deleted subkey leaves the key's values",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-"_s + zentrixSub + u"]\r\n"_s, "Tutorial", ""},
+        {"values after a deletion line belong to no key",
+         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other]\r\n"
+                    u"\"ExePath\"=\"/zentrix\"\r\n"_s,
+         "Tutorial", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Write(kV5 + c.body);
+        EXPECT_EQ(SettingString(u"ActiveDB"_s), QString::fromLatin1(c.activeDb));
+        EXPECT_EQ(SettingString(u"ExePath"_s), QString::fromLatin1(c.exePath));
+    }
+
+    Write(kV5 + kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s);
+    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << "a deleted key is missing";
+    Write(kV5 + u"[-"_s + zentrixSub + u"]\r\n"_s);
+    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << "deleting a subkey creates nothing";
+}
+
+// A 32-bit program on 64-bit Windows sees HKLM\SOFTWARE through
+// WOW6432Node, so that is where a 64-bit machine's export has the suite.
+TEST_F(RegistryTest, SixtyFourBitExportsAreReadFromWow6432Node)
+{
+    const QString wow = QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Bramlund\\Zentrix]\r\n");
+    Write(kV5 + wow + u"\"ActiveDB\"=\"Tutorial\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"_s);
+    EXPECT_EQ(SettingString(u"ActiveDB"_s), u"Tutorial"_s);
+    EXPECT_EQ(SettingDword(u"IsLocalDatabase"_s), 1);
+
+    // The plain key wins when it exists, even without the value: the two
+    // views are never mixed.
+    Write(kV5 + wow + u"\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"/wow\"\r\n"_s + kSection +
+          u"\"ActiveDB\"=\"Local\"\r\n"_s);
+    EXPECT_EQ(SettingString(u"ActiveDB"_s), u"Local"_s);
+    EXPECT_EQ(SettingString(u"ExePath"_s), QString());
+
+    // Only the machine's SOFTWARE has the 32-bit view.
+    Write(kV5 + u"[HKEY_CURRENT_USER\\SOFTWARE\\WOW6432Node\\Bramlund\\Zentrix]\r\n\"ActiveDB\"=\"Tutorial\"\r\n"_s);
+    EXPECT_EQ(SettingString(u"ActiveDB"_s), QString());
+    EXPECT_EQ(GetSettingString(HKEY_CURRENT_USER, kZentrixKey, u"ActiveDB"_s), std::nullopt);
+}
+
+// Unlike a missing key, a settings file that cannot be used is reported,
+// naming the file; the reads themselves stay silent.
+TEST_F(RegistryTest, AnUnusableSettingsFileIsReportedByName)
+{
+    WriteValues(u"\"ActiveDB\"=\"Tutorial\"\r\n"_s);
+    EXPECT_EQ(SettingsFileProblem(), std::nullopt);
+    Write(QStringLiteral("REGEDIT4\r\n"));
+    EXPECT_EQ(SettingsFileProblem(), std::nullopt) << "an export without the key is still an export";
+
+    struct Case {
+        const char* name;
+        std::function<void()> make;
+        const char* says;
+    };
+    const std::vector<Case> cases = {
+        {"missing", [&] { QFile::remove(path()); }, "does not exist"},
+        {"empty", [&] { WriteBytes(QByteArray()); }, "is not a registry export"},
+        {"an ini file", [&] { Write(u"[Zentrix]\nActiveDB=Tutorial\n"_s); }, "is not a registry export"},
+        {"a folder",
+         [&] {
+             QFile::remove(path());
+             QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);
+         },
+         "cannot be read"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        c.make();
+        const std::optional<QString> problem = SettingsFileProblem();
+        ASSERT_TRUE(problem.has_value());
+        EXPECT_TRUE(problem->startsWith(u"The settings file "_s + path() + u' ')) << problem->toStdString();
+        EXPECT_TRUE(problem->contains(QString::fromLatin1(c.says))) << problem->toStdString();
+        EXPECT_EQ(SettingString(u"ActiveDB"_s), QString());
+    }
 }
 
 } // namespace

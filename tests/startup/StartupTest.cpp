@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <vector>
+
 namespace dorvane {
 namespace {
 
@@ -153,6 +155,65 @@ TEST_F(StartupTest, LocalOpensTestDataBeforeUserData)
     }
     session.Close();
     EXPECT_FALSE(QFile::exists(path(QStringLiteral("exe/UserData.mdb")))) << "a missing database was created";
+}
+
+// A settings file that cannot be used stops start-up with its own message,
+// before any database is opened: not "Data source name not found".
+TEST_F(StartupTest, AnUnusableSettingsFileStopsStartUpNamingIt)
+{
+    for (const QByteArray& content : {QByteArray(), QByteArray("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n")}) {
+        const QString file = path(QStringLiteral("broken.reg"));
+        QFile out(file);
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        out.write(content);
+        out.close();
+        for (const QString& named : {file, path(QStringLiteral("absent.reg"))}) {
+            SetSettingsFileOverride(named);
+            const StartupPlan plan = PlanStartup();
+            EXPECT_TRUE(plan.settingsProblem.contains(named)) << plan.settingsProblem.toStdString();
+            Session session;
+            try {
+                session.Open(plan);
+                ADD_FAILURE() << "opened without settings";
+            } catch (const DbError& e) {
+                EXPECT_EQ(e.description(), plan.settingsProblem);
+            }
+            EXPECT_FALSE(session.repository.IsOpen());
+        }
+    }
+    settings(QStringLiteral("\"ActiveDSN\"=\"zentrix\"\r\n"));
+    EXPECT_EQ(PlanStartup().settingsProblem, QString());
+}
+
+// What the window's title and status bar show of the chosen repository:
+// never the connection string's other settings.
+TEST_F(StartupTest, TheRepositoryIsNamedAsAPersonKnowsIt)
+{
+    makeDatabase(QStringLiteral("Tutorial/Database/Tutorial.mdb"));
+    struct Case {
+        const char* name;
+        QString values;
+        QString location;
+        QString title;
+    };
+    const std::vector<Case> cases = {
+        {"tutorial file, as a native path",
+         QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"%1\"\r\n").arg(m_dir.path()),
+         path(QStringLiteral("Tutorial/Database/Tutorial.mdb")), QStringLiteral("Tutorial.mdb")},
+        {"local file", QStringLiteral("\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"/srv/db\"\r\n"
+                                      "\"LocalDatabaseName\"=\"Zentrix.mdb\"\r\n"),
+         QStringLiteral("/srv/db/Zentrix.mdb"), QStringLiteral("Zentrix.mdb")},
+        {"data source with a password", QStringLiteral("\"ActiveDSN\"=\"zentrix;UID=admin;PWD=secret\"\r\n"),
+         QStringLiteral("zentrix"), QStringLiteral("zentrix")},
+        {"no data source", QString(), QString(), QString()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        settings(c.values);
+        const StartupPlan plan = PlanStartup();
+        EXPECT_EQ(RepositoryLocation(plan), c.location);
+        EXPECT_EQ(RepositoryTitle(plan), c.title);
+    }
 }
 
 } // namespace
