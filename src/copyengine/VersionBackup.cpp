@@ -4,6 +4,7 @@
 #include "copyengine/StepArguments.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
+#include "repository/HeldWrites.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
 #include "startup/Registry.h"
@@ -143,6 +144,23 @@ const QString kScheduleCyclesFailed = QStringLiteral("Error while copying Schedu
 const QString kScheduleKeywordsFailed = QStringLiteral("Error while copying Schedule Keywords:");
 const QString kFixUpFailed = QStringLiteral("Error while fixing up steps: ");
 
+// Rows held for sending many to a statement are sent by the end of the step
+// that wrote them, maybe after later rows of other tables: a failure names
+// the stage that wrote the rows its statement carried.
+struct TableStage {
+    const char* table;
+    const QString* stage;
+};
+const QString& failedStage(const DbError& error, const QString& running, std::initializer_list<TableStage> writers)
+{
+    const QString table = HeldTableOf(error);
+    for (const TableStage& writer : writers) {
+        if (table.compare(QLatin1String(writer.table), Qt::CaseInsensitive) == 0)
+            return *writer.stage;
+    }
+    return running;
+}
+
 // The keyword relations of one holder (a process, cycle or schedule): the
 // holder column takes the new holder key, the keyword goes through
 // KeywordMap and keeps its key where the map has none. The other holder
@@ -271,6 +289,7 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qin
             objects.Close();
         };
         windowCopy.Run(windows, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kWindowsFailed, e.description());
@@ -294,6 +313,7 @@ bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, q
         copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
         if (copy.Run(variables, {destinationVersionKey}) > 0)
             m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kVariablesFailed, e.description());
@@ -318,6 +338,7 @@ bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source
         copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
         if (copy.Run(requirements, {destinationVersionKey}) > 0)
             m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kRequirementsFailed, e.description());
@@ -364,6 +385,7 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32
             advanceProgress();
         }
         m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kKeywordsFailed, e.description());
@@ -450,9 +472,15 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
             advanceProgress();
         };
         processCopy.Run(processes, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tProcess", &kProcessesFailed},
+                                 {"tStepWindow", &kStepWindowsFailed},
+                                 {"tStep", &kStepsFailed},
+                                 {"tKeywordRel", &kProcessKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -501,9 +529,14 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
             relationCopy.Run(oldCycleKey, newCycleKey, source);
         };
         cycleCopy.Run(cycles, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tCycle", &kCyclesFailed},
+                                 {"tCycleProcess", &kCycleProcessesFailed},
+                                 {"tKeywordRel", &kCycleKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -547,9 +580,14 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& sourc
             relationCopy.Run(oldScheduleKey, newScheduleKey, source);
         };
         scheduleCopy.Run(schedules, {destinationEnvironmentKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tSchedule", &kSchedulesFailed},
+                                 {"tScheduleCycles", &kScheduleCyclesFailed},
+                                 {"tKeywordRel", &kScheduleKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -578,6 +616,7 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
             }
             stepWindows.MoveNext();
         }
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kFixUpFailed, e.description());

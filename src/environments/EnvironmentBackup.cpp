@@ -644,6 +644,9 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         const qint32 appKey = repositoryApp.Int(QStringLiteral("iAppKey"));
         restoredApps.insert(originalAppKey, appKey);
 
+        // What this routine writes itself is sent before a step's rows, so
+        // that a failure of its own rows is reported as its own.
+        repository.SendHeldWrites();
         // The application kept its keywords: the backup's are matched to
         // them by name, and only those missing are added.
         if (!m_engine.CopyKeywords(backupAppKey, backup, appKey, repository, true))
@@ -665,6 +668,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
 
         addDetail(newDetails, details, environmentKey, versionKey);
+        repository.SendHeldWrites();
 
         if (!m_engine.CopyWindows(backupVersionKey, backup, versionKey, repository, true) ||
             !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, backup, versionKey, environmentKey,
@@ -675,7 +679,9 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
             !m_engine.FixUpSteps(versionKey, repository))
             return false;
         m_engine.RemapVersionPointers(repositoryVersion);
+        repository.SendHeldWrites();
     }
+    repository.SendHeldWrites();
     return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
            m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);
 }

@@ -2,6 +2,7 @@
 
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
+#include "repository/HeldWrites.h"
 #include "repository/SqliteStatements.h"
 
 #include <QFile>
@@ -155,6 +156,7 @@ struct Connection::Private {
     QHash<QString, std::shared_ptr<const TableInfo>> tablesAsWritten;
     QHash<QString, std::shared_ptr<QSqlQuery>> statements;
     std::unique_ptr<SqliteStatements> sqliteStatements;
+    std::unique_ptr<HeldWrites> held;
 
     void requireOpen() const
     {
@@ -164,6 +166,9 @@ struct Connection::Private {
 
     void forgetMetadata()
     {
+        // The reserved keys are kept by table: sent before the schema
+        // changes (Execute), held rows go with them.
+        held.reset();
         statements.clear();
         if (sqliteStatements)
             sqliteStatements->Clear();
@@ -173,6 +178,7 @@ struct Connection::Private {
 
     void release()
     {
+        held.reset();
         forgetMetadata();
         // SQLite refuses to close a handle with statements still prepared.
         sqliteStatements.reset();
@@ -301,6 +307,8 @@ void Connection::OpenFile(const QString& path)
 
 void Connection::Close()
 {
+    if (d->held)
+        d->held->Discard();
     if (m_inTransaction && IsOpen()) {
         try {
             RollbackTrans();
@@ -347,6 +355,8 @@ void Connection::CommitTrans()
     d->requireOpen();
     if (!m_inTransaction)
         throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->held)
+        d->held->Flush();
     if (d->dialect->commitSql) {
         try {
             d->run(QString::fromLatin1(d->dialect->commitSql));
@@ -367,6 +377,8 @@ void Connection::RollbackTrans()
     d->requireOpen();
     if (!m_inTransaction)
         throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->held)
+        d->held->Discard();
     if (d->dialect->rollbackSql) {
         try {
             d->run(QString::fromLatin1(d->dialect->rollbackSql));
@@ -386,6 +398,7 @@ qint64 Connection::Execute(const QString& sql)
 {
     d->requireOpen();
     const QString text = d->dialect->Translate(sql);
+    SendHeldWrites();
     // A changed table invalidates what is known about it, and SQLite will
     // not drop a table while statements on it are kept prepared.
     if (isDdl(text)) {
@@ -403,6 +416,22 @@ qint64 Connection::Execute(const QString& sql)
     const qint64 affected = q.numRowsAffected();
     q.finish();
     return affected;
+}
+
+void Connection::SendHeldWrites()
+{
+    if (d->held)
+        d->held->Flush();
+}
+
+HeldWrites* Connection::heldWrites()
+{
+    d->requireOpen();
+    if (!d->dialect->holdsWrites || !m_inTransaction)
+        return nullptr;
+    if (!d->held)
+        d->held = std::make_unique<HeldWrites>(*this);
+    return d->held.get();
 }
 
 DbError Connection::StatementFailure(const QSqlError& error)

@@ -14,6 +14,7 @@ namespace dorvane {
 
 struct Dialect;
 struct TableInfo;
+class HeldWrites;
 class SqliteStatements;
 
 enum class BackendKind { Sqlite, Odbc };
@@ -60,6 +61,12 @@ public:
     // it affected (-1 when the driver cannot tell).
     qint64 Execute(const QString& sql);
 
+    // Sends the rows held for sending many to a statement (see HeldWrites)
+    // now. A step that writes many rows calls it before it ends, so that a
+    // failing row is reported by the step that wrote it. Throws
+    // HeldWriteError.
+    void SendHeldWrites();
+
     // Column names of a table as the database reports them, cached per
     // connection; no rows are read.
     QStringList TableColumns(const QString& table);
@@ -83,6 +90,10 @@ public:
     // layer's direct path; nullptr on other backends. Emptied whenever the
     // schema may change and before the connection closes.
     SqliteStatements* sqliteStatements();
+    // Where rows written now are held instead of sent one by one: inside a
+    // transaction on a backend whose statements are round trips; nullptr
+    // elsewhere.
+    HeldWrites* heldWrites();
 
 private:
     struct Private;

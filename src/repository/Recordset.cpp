@@ -2,6 +2,7 @@
 
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
+#include "repository/HeldWrites.h"
 #include "repository/Schema.h"
 #include "repository/SqliteStatements.h"
 
@@ -30,8 +31,6 @@ const char* const kNoCurrentText = "Either BOF or EOF is True, or the current re
 const char* const kDeletedText = "Row handle referred to a deleted row or a row marked for deletion.";
 const char* const kUnknownFieldText =
     "Item cannot be found in the collection corresponding to the requested name or ordinal.";
-const char* const kRowGoneText =
-    "Row cannot be located for updating. Some values may have been changed since it was last read.";
 
 // The values of the rows a record set has read, packed one row after the
 // other: per column a tag byte, then the value - integers as zig-zag
@@ -447,8 +446,11 @@ struct Recordset::Private {
         bool done = false;
         if (SqliteStatements* statements = direct())
             done = readSqlite(*statements, text, read, packed);
-        if (!done)
+        if (!done) {
+            if (HeldWrites* held = connection->heldWrites())
+                held->BeforeRead(text);
             readQt(text, read, packed);
+        }
 
         std::vector<Row> added = std::move(rows);
         const bool hadCurrent = !added.empty();
@@ -646,6 +648,7 @@ struct Recordset::Private {
                 }
             }
         } else if (t.HasKey() && row.own->known.testBit(t.keyIndex)) {
+            connection->SendHeldWrites();
             QSqlQuery& q = connection->preparedStatement(connection->dialect().SelectByKeySql(t));
             q.bindValue(0, row.own->values[t.keyIndex]);
             execOrThrow(q, *connection);
@@ -716,16 +719,48 @@ struct Recordset::Private {
             run.Bind(parameter, value);  // an invalid value binds as NULL
     }
 
+    // Holds a new row for sending with others (see HeldWrites), its key
+    // reserved now. False when the connection does not hold rows or the
+    // table has no sequence to take a key from.
+    bool holdInsert(const TableInfo& t, Row& row)
+    {
+        HeldWrites* held = connection->heldWrites();
+        if (!held || !t.HasKey())
+            return false;
+        if (!pendingSet.testBit(t.keyIndex)) {
+            const QVariant key = held->ReserveKey(table);
+            if (!key.isValid()) {
+                held->BeforeRowStatement(t);
+                return false;
+            }
+            pending[t.keyIndex] = key;
+            pendingSet.setBit(t.keyIndex);
+        }
+        QVariantList bound(pending.size());
+        for (int c = 0; c < int(pending.size()); ++c) {
+            if (pendingSet.testBit(c))
+                bound[c] = bindable(t, c, pending[c]);
+        }
+        held->HoldInsert(table, pendingSet, bound);
+        row.own->values = std::move(pending);
+        row.own->known = std::move(pendingSet);
+        return true;
+    }
+
     void insertPending()
     {
         const TableInfo& t = writableTable();
         const Dialect& dialect = connection->dialect();
+        Row row;
+        row.own = std::make_unique<RowValues>();
+        if (holdInsert(t, row)) {
+            storeAdded(std::move(row));
+            return;
+        }
         const std::vector<int> assigned = assignedColumns();
         auto sql = t.insertSql.constFind(pendingSet);
         if (sql == t.insertSql.constEnd())
             sql = t.insertSql.insert(pendingSet, dialect.InsertSql(t, assigned));
-        Row row;
-        row.own = std::make_unique<RowValues>();
         if (SqliteStatements* statements = direct()) {
             sqlite3* handle = statements->handle();
             {
@@ -767,6 +802,12 @@ struct Recordset::Private {
             }
             q.finish();
         }
+        storeAdded(std::move(row));
+    }
+
+    // The added row becomes the current one.
+    void storeAdded(Row row)
+    {
         if (row.own->known.count(true) == row.own->known.size())
             row.own->known = QBitArray();
         if (pos < rows.size())
@@ -802,6 +843,16 @@ struct Recordset::Private {
             run.Bind(p, cell(row, t.keyIndex));
             run.Step();
             affected = sqlite3_changes(statements->handle());
+        } else if (HeldWrites* held = connection->heldWrites()) {
+            // Held with the whole row as it will be: a later read can tell
+            // whether it could select it.
+            if (row.partial())
+                complete(row);
+            QVariantList after(t.columns.size());
+            for (int c = 0; c < int(t.columns.size()); ++c)
+                after[c] = bindable(t, c, pendingSet.testBit(c) ? pending[c] : cell(row, c));
+            held->HoldUpdate(table, pendingSet, after);
+            affected = 1;
         } else {
             QSqlQuery& q = connection->preparedStatement(sql);
             int p = 0;
@@ -813,7 +864,7 @@ struct Recordset::Private {
             q.finish();
         }
         if (affected == 0)
-            throw DbError(QString::fromLatin1(kRowGoneText));
+            throw DbError(kRowGoneText);
         QVariantList& rowValues = values(row);
         for (int c : changed) {
             rowValues[c] = pending[c];
@@ -955,6 +1006,8 @@ void Recordset::Delete()
         run.Step();
         affected = sqlite3_changes(statements->handle());
     } else {
+        if (HeldWrites* held = d->connection->heldWrites())
+            held->BeforeRowStatement(t);
         QSqlQuery& q = d->connection->preparedStatement(sql);
         q.bindValue(0, d->cell(row, t.keyIndex));
         execOrThrow(q, *d->connection);
@@ -962,7 +1015,7 @@ void Recordset::Delete()
         q.finish();
     }
     if (affected == 0)
-        throw DbError(QString::fromLatin1(kRowGoneText));
+        throw DbError(kRowGoneText);
     row.deleted = true;
 }
 
