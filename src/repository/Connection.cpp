@@ -427,7 +427,7 @@ void Connection::SendHeldWrites()
 HeldWrites* Connection::heldWrites()
 {
     d->requireOpen();
-    if (!d->dialect->holdsWrites || !m_inTransaction)
+    if (!d->dialect->batchesStatements || !m_inTransaction)
         return nullptr;
     if (!d->held)
         d->held = std::make_unique<HeldWrites>(*this);

@@ -320,6 +320,16 @@ QString Dialect::DeleteSql(const TableInfo& table) const
            QuoteColumn(table.Key()) + QLatin1String(" = ?");
 }
 
+QString Dialect::DeleteRowsSql(const TableInfo& table, int rows) const
+{
+    QString marks = QStringLiteral("?");
+    marks.reserve(rows * 3);
+    for (int r = 1; r < rows; ++r)
+        marks += QLatin1String(", ?");
+    return QLatin1String("DELETE FROM ") + Translate(table.tableRef) + QLatin1String(" WHERE ") +
+           QuoteColumn(table.Key()) + QLatin1String(" IN (") + marks + QLatin1Char(')');
+}
+
 QString Dialect::SelectByKeySql(const TableInfo& table) const
 {
     return QLatin1String("SELECT * FROM ") + Translate(table.tableRef) + QLatin1String(" WHERE ") +

@@ -74,9 +74,11 @@ struct Dialect {
     const char* beginSql;
     const char* commitSql;
     const char* rollbackSql;
-    // Whether rows written inside a transaction are held and sent many to a
-    // statement (see HeldWrites): where each statement is a round trip.
-    bool holdsWrites = false;
+    // Whether each statement is a round trip worth saving: rows written
+    // inside a transaction are then held and sent many to a statement
+    // (HeldWrites), and the rows of many parents are read in blocks
+    // (ChildReads).
+    bool batchesStatements = false;
 
     // Adapts Jet SQL text: "DELETE * FROM" -> "DELETE FROM" and [name]
     // quoting. Text inside '...' literals (and "..." names) is never touched.
@@ -93,6 +95,8 @@ struct Dialect {
     QString UpdateRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const;
     QString UpdateSql(const TableInfo& table, const std::vector<int>& columns) const;
     QString DeleteSql(const TableInfo& table) const;
+    // One DELETE of `rows` rows by key.
+    QString DeleteRowsSql(const TableInfo& table, int rows) const;
     QString SelectByKeySql(const TableInfo& table) const;
 
     // Reads a table's columns, their kinds and its primary key from the

@@ -177,7 +177,7 @@ qint64 integer(const QVariant& v, bool* ok)
 // write of the same columns.
 struct HeldWrites::Run {
     std::shared_ptr<const TableInfo> table;
-    bool update = false;
+    Kind kind = Kind::Insert;
     QBitArray columns;
     std::vector<int> list;
     std::vector<QVariantList> rows;
@@ -192,11 +192,11 @@ struct HeldWrites::Run {
 
     int rowsPerStatement() const
     {
-        const int parameters = int(list.size()) + (update ? 1 : 0);
+        const int parameters = kind == Kind::Insert ? int(list.size()) : int(list.size()) + 1;
         return std::max(1, std::min(kRowsPerStatement, kMaxParameters / std::max(1, parameters)));
     }
 
-    bool known(int column) const { return update || columns.testBit(column); }
+    bool known(int column) const { return kind != Kind::Insert || columns.testBit(column); }
 
     bool holdsKey(qint64 key) const { return mayHold(table->keyIndex, key); }
 
@@ -284,16 +284,21 @@ QVariant HeldWrites::ReserveKey(const std::shared_ptr<const TableInfo>& table)
 void HeldWrites::HoldInsert(const std::shared_ptr<const TableInfo>& table, const QBitArray& columns,
                             const QVariantList& values)
 {
-    hold(table, false, columns, values);
+    hold(table, Kind::Insert, columns, values);
 }
 
 void HeldWrites::HoldUpdate(const std::shared_ptr<const TableInfo>& table, const QBitArray& changed,
                             const QVariantList& row)
 {
-    hold(table, true, changed, row);
+    hold(table, Kind::Update, changed, row);
 }
 
-void HeldWrites::hold(const std::shared_ptr<const TableInfo>& table, bool update, const QBitArray& columns,
+void HeldWrites::HoldDelete(const std::shared_ptr<const TableInfo>& table, const QVariantList& row)
+{
+    hold(table, Kind::Delete, QBitArray(int(table->columns.size())), row);
+}
+
+void HeldWrites::hold(const std::shared_ptr<const TableInfo>& table, Kind kind, const QBitArray& columns,
                       const QVariantList& values)
 {
     Run* run = nullptr;
@@ -303,16 +308,17 @@ void HeldWrites::hold(const std::shared_ptr<const TableInfo>& table, bool update
             break;
         }
     }
-    const bool keyHeld = update && run && run->update && run->holdsKey(values[table->keyIndex].toLongLong());
+    const bool keyHeld = kind != Kind::Insert && run && run->kind == kind &&
+                         run->holdsKey(values[table->keyIndex].toLongLong());
     if (keyHeld) {
         // A row changed twice: the first change goes first.
         sendTable(table.get());
         run = nullptr;
     }
-    if (!run || run->update != update || run->columns != columns) {
+    if (!run || run->kind != kind || run->columns != columns) {
         auto fresh = std::make_unique<Run>();
         fresh->table = table;
-        fresh->update = update;
+        fresh->kind = kind;
         fresh->columns = columns;
         for (int c = 0; c < columns.size(); ++c) {
             if (columns.testBit(c))
@@ -395,12 +401,14 @@ void HeldWrites::send(Run& run)
     const QString tableName = UnquoteName(table.tableRef);
     for (size_t first = 0; first < run.rows.size(); first += size_t(perStatement)) {
         const int count = int(std::min(run.rows.size() - first, size_t(perStatement)));
-        QSqlQuery& q = m_connection.preparedStatement(run.update ? dialect.UpdateRowsSql(table, run.list, count)
-                                                                 : dialect.InsertRowsSql(table, run.list, count));
+        QSqlQuery& q = m_connection.preparedStatement(
+            run.kind == Kind::Insert   ? dialect.InsertRowsSql(table, run.list, count)
+            : run.kind == Kind::Update ? dialect.UpdateRowsSql(table, run.list, count)
+                                       : dialect.DeleteRowsSql(table, count));
         int p = 0;
         for (int r = 0; r < count; ++r) {
             const QVariantList& row = run.rows[first + size_t(r)];
-            if (run.update)
+            if (run.kind != Kind::Insert)
                 q.bindValue(p++, row[table.keyIndex]);
             for (int c : run.list)
                 q.bindValue(p++, row[c]);
@@ -412,7 +420,7 @@ void HeldWrites::send(Run& run)
         }
         const int affected = q.numRowsAffected();
         q.finish();
-        if (run.update && affected < count)
+        if (run.kind != Kind::Insert && affected < count)
             throw HeldWriteError(kRowGoneText, tableName);
     }
 }

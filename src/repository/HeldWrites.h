@@ -26,7 +26,9 @@ struct TableInfo;
 // always before anything could see them: a read whose selection could
 // return one of them (a read that provably selects none of them sends
 // nothing), any other statement, the change or deletion of a row of the
-// same table, and the commit. A rollback drops them.
+// same table by a statement of its own, and the commit. Changes and
+// deletions of rows the data layer has read are held alike. A rollback
+// drops them.
 class HeldWrites {
 public:
     explicit HeldWrites(Connection& connection);
@@ -45,6 +47,8 @@ public:
     // Holds the change of the row whose values (all known, the key among
     // them) are `row` after the change to the `changed` columns.
     void HoldUpdate(const std::shared_ptr<const TableInfo>& table, const QBitArray& changed, const QVariantList& row);
+    // Holds the deletion of the row whose values (all known) are `row`.
+    void HoldDelete(const std::shared_ptr<const TableInfo>& table, const QVariantList& row);
 
     // Before a read with this (translated) statement: sends what it could
     // return.
@@ -65,7 +69,8 @@ private:
         int block = 0;
     };
 
-    void hold(const std::shared_ptr<const TableInfo>& table, bool update, const QBitArray& columns,
+    enum class Kind { Insert, Update, Delete };
+    void hold(const std::shared_ptr<const TableInfo>& table, Kind kind, const QBitArray& columns,
               const QVariantList& values);
     void sendTable(const TableInfo* table);
     void send(Run& run);
