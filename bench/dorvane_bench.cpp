@@ -37,6 +37,7 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 
+#include <malloc.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
 
@@ -343,9 +344,11 @@ double peakMegabytes()
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-// Starts the peak memory afresh at what the process holds now.
+// Starts the peak memory afresh at what the process holds now, without the
+// free memory the allocator kept from earlier operations.
 void resetPeakMemory()
 {
+    malloc_trim(0);
     std::ofstream clear("/proc/self/clear_refs");
     clear << "5";
 }
@@ -632,58 +635,59 @@ int main(int argc, char* argv[])
         if (!server)
             main.Open(connectionString);
 
-        Silent messages;
-        NoProgress progress;
-        VersionBackup engine(messages, progress);
-        std::vector<Timed> operations;
-        const qint32 environment = static_cast<qint32>(g.environment);
-        operations.push_back(timed("version update", total, [&] {
-            return engine.UpdateVersion(static_cast<qint32>(g.sourceVersion), static_cast<qint32>(g.targetVersion),
-                                        environment);
-        }));
-        operations.push_back(timed("environment copy", total, [&] {
-            Recordset copy(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
-            copy.AddNew();
-            copy.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
-            copy.Update();
-            qint32 source = environment;
-            qint32 destination = copy.Int(QStringLiteral("iEnvironmentKey"));
-            copy.Close();
-            FixedId prompt;
-            main.BeginTrans();
-            if (!EnvironmentCopy(engine, main, prompt).CopyEnvironment(source, destination)) {
-                main.RollbackTrans();
-                return false;
-            }
-            main.CommitTrans();
-            return true;
-        }));
-        EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"));
-        operations.push_back(timed("backup", total, [&] { return backups.BackupEnvironment(environment); }));
-        operations.push_back(timed("restore", total, [&] {
-            return backups.RestoreEnvironment(environment, backups.LastBackupFile());
-        }));
-        operations.push_back(timed("version contents deletion", total, [&] {
-            return DeleteVersionContents(static_cast<qint32>(g.targetVersion), main, messages);
-        }));
-        if (messages.failed)
-            throw std::runtime_error("an operation reported a failure");
-
         const double rawRate = static_cast<double>(raw.rows) / raw.seconds;
         const double setRate = static_cast<double>(set.rows) / set.seconds;
-        auto line = [&](const Timed& t) {
+        double smallest = 1e9;
+        // One line per operation as it ends: a long run shows its progress.
+        auto report = [&](const Timed& t, bool engine) {
             const double rate = static_cast<double>(t.rows) / t.seconds;
             std::printf("%s: %lld rows in %.2f s, %.0f rows/s, %.2f of row-by-row, %.2f of set-based, peak %.0f MB\n",
                         t.name.c_str(), t.rows, t.seconds, rate, rate / rawRate, rate / setRate, t.peak);
+            if (engine)
+                smallest = std::min(smallest, rate / (server ? setRate : rawRate));
         };
-        line(raw);
-        line(set);
-        double smallest = 1e9;
-        for (const Timed& t : operations) {
-            line(t);
-            const double rate = static_cast<double>(t.rows) / t.seconds;
-            smallest = std::min(smallest, rate / (server ? setRate : rawRate));
-        }
+        report(raw, false);
+        report(set, false);
+
+        Silent messages;
+        NoProgress progress;
+        VersionBackup engine(messages, progress);
+        const qint32 environment = static_cast<qint32>(g.environment);
+        report(timed("version update", total,
+                     [&] {
+                         return engine.UpdateVersion(static_cast<qint32>(g.sourceVersion),
+                                                     static_cast<qint32>(g.targetVersion), environment);
+                     }),
+               true);
+        report(timed("environment copy", total,
+                     [&] {
+                         Recordset copy(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
+                         copy.AddNew();
+                         copy.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
+                         copy.Update();
+                         qint32 source = environment;
+                         qint32 destination = copy.Int(QStringLiteral("iEnvironmentKey"));
+                         copy.Close();
+                         FixedId prompt;
+                         main.BeginTrans();
+                         if (!EnvironmentCopy(engine, main, prompt).CopyEnvironment(source, destination)) {
+                             main.RollbackTrans();
+                             return false;
+                         }
+                         main.CommitTrans();
+                         return true;
+                     }),
+               true);
+        EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"));
+        report(timed("backup", total, [&] { return backups.BackupEnvironment(environment); }), true);
+        report(timed("restore", total,
+                     [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); }),
+               true);
+        report(timed("version contents deletion", total,
+                     [&] { return DeleteVersionContents(static_cast<qint32>(g.targetVersion), main, messages); }),
+               true);
+        if (messages.failed)
+            throw std::runtime_error("an operation reported a failure");
         std::printf("ratio: %.2f\n", smallest);
         return 0;
     } catch (const std::exception& e) {

@@ -159,6 +159,7 @@ void EnvironmentCopy::finishRun(bool hideProgress)
 bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
 {
     m_filledVersions.clear();
+    const WriteBatching batching(m_main);
     m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
     m_engine.ResetCopyRunMaps(true);
     std::optional<BusyScope> busy;

@@ -42,6 +42,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
         connection.SendHeldWrites();
         heldStages = std::move(next);
     };
+    const WriteBatching batching(connection);
     enter("Variables");
     heldStages = {{"tUserVar", "Variables"}};
     try {

@@ -418,6 +418,13 @@ qint64 Connection::Execute(const QString& sql)
     return affected;
 }
 
+void Connection::ExecuteDeletion(const QString& sql)
+{
+    if (HeldWrites* held = heldWrites(); held && held->HoldDeletion(d->dialect->Translate(sql)))
+        return;
+    Execute(sql);
+}
+
 void Connection::SendHeldWrites()
 {
     if (d->held)
@@ -427,7 +434,9 @@ void Connection::SendHeldWrites()
 HeldWrites* Connection::heldWrites()
 {
     d->requireOpen();
-    if (!d->dialect->batchesStatements || !m_inTransaction)
+    if (d->held && !d->held->IsEmpty())
+        return d->held.get();
+    if (!d->dialect->batchesStatements || !m_inTransaction || !m_batching)
         return nullptr;
     if (!d->held)
         d->held = std::make_unique<HeldWrites>(*this);

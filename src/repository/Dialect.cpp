@@ -320,14 +320,14 @@ QString Dialect::DeleteSql(const TableInfo& table) const
            QuoteColumn(table.Key()) + QLatin1String(" = ?");
 }
 
-QString Dialect::DeleteRowsSql(const TableInfo& table, int rows) const
+QString Dialect::DeleteRowsSql(const TableInfo& table, int column, int values) const
 {
     QString marks = QStringLiteral("?");
-    marks.reserve(rows * 3);
-    for (int r = 1; r < rows; ++r)
+    marks.reserve(values * 3);
+    for (int r = 1; r < values; ++r)
         marks += QLatin1String(", ?");
     return QLatin1String("DELETE FROM ") + Translate(table.tableRef) + QLatin1String(" WHERE ") +
-           QuoteColumn(table.Key()) + QLatin1String(" IN (") + marks + QLatin1Char(')');
+           QuoteColumn(table.columns.at(column)) + QLatin1String(" IN (") + marks + QLatin1Char(')');
 }
 
 QString Dialect::SelectByKeySql(const TableInfo& table) const

@@ -95,8 +95,9 @@ struct Dialect {
     QString UpdateRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const;
     QString UpdateSql(const TableInfo& table, const std::vector<int>& columns) const;
     QString DeleteSql(const TableInfo& table) const;
-    // One DELETE of `rows` rows by key.
-    QString DeleteRowsSql(const TableInfo& table, int rows) const;
+    // One DELETE of the rows whose `column` (the key, or a parent key)
+    // holds one of `values` bound values.
+    QString DeleteRowsSql(const TableInfo& table, int column, int values) const;
     QString SelectByKeySql(const TableInfo& table) const;
 
     // Reads a table's columns, their kinds and its primary key from the

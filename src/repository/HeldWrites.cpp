@@ -192,11 +192,14 @@ struct HeldWrites::Run {
 
     int rowsPerStatement() const
     {
-        const int parameters = kind == Kind::Insert ? int(list.size()) : int(list.size()) + 1;
+        const int parameters = kind == Kind::Insert || kind == Kind::DeleteWhere ? int(list.size()) : int(list.size()) + 1;
         return std::max(1, std::min(kRowsPerStatement, kMaxParameters / std::max(1, parameters)));
     }
 
-    bool known(int column) const { return kind != Kind::Insert || columns.testBit(column); }
+    bool known(int column) const
+    {
+        return kind == Kind::Update || kind == Kind::Delete || columns.testBit(column);
+    }
 
     bool holdsKey(qint64 key) const { return mayHold(table->keyIndex, key); }
 
@@ -298,6 +301,25 @@ void HeldWrites::HoldDelete(const std::shared_ptr<const TableInfo>& table, const
     hold(table, Kind::Delete, QBitArray(int(table->columns.size())), row);
 }
 
+bool HeldWrites::HoldDeletion(const QString& sql)
+{
+    const std::vector<Token> t = tokens(sql);
+    Equality condition;
+    if (t.size() != 7 || !is(t[0], "DELETE") || !is(t[1], "FROM") || t[2].kind != Token::Word || !is(t[3], "WHERE") ||
+        !equality(t, 4, t.size(), &condition))
+        return false;
+    const std::shared_ptr<const TableInfo> table = m_connection.tableInfo(t[2].text);
+    const int column = table->IndexOf(condition.column);
+    if (column < 0)
+        return false;
+    QBitArray columns(int(table->columns.size()));
+    columns.setBit(column);
+    QVariantList values(table->columns.size());
+    values[column] = QVariant(qlonglong(condition.value));
+    hold(table, Kind::DeleteWhere, columns, values);
+    return true;
+}
+
 void HeldWrites::hold(const std::shared_ptr<const TableInfo>& table, Kind kind, const QBitArray& columns,
                       const QVariantList& values)
 {
@@ -308,7 +330,7 @@ void HeldWrites::hold(const std::shared_ptr<const TableInfo>& table, Kind kind, 
             break;
         }
     }
-    const bool keyHeld = kind != Kind::Insert && run && run->kind == kind &&
+    const bool keyHeld = (kind == Kind::Update || kind == Kind::Delete) && run && run->kind == kind &&
                          run->holdsKey(values[table->keyIndex].toLongLong());
     if (keyHeld) {
         // A row changed twice: the first change goes first.
@@ -401,14 +423,18 @@ void HeldWrites::send(Run& run)
     const QString tableName = UnquoteName(table.tableRef);
     for (size_t first = 0; first < run.rows.size(); first += size_t(perStatement)) {
         const int count = int(std::min(run.rows.size() - first, size_t(perStatement)));
-        QSqlQuery& q = m_connection.preparedStatement(
-            run.kind == Kind::Insert   ? dialect.InsertRowsSql(table, run.list, count)
-            : run.kind == Kind::Update ? dialect.UpdateRowsSql(table, run.list, count)
-                                       : dialect.DeleteRowsSql(table, count));
+        QString sql;
+        switch (run.kind) {
+        case Kind::Insert: sql = dialect.InsertRowsSql(table, run.list, count); break;
+        case Kind::Update: sql = dialect.UpdateRowsSql(table, run.list, count); break;
+        case Kind::Delete: sql = dialect.DeleteRowsSql(table, table.keyIndex, count); break;
+        case Kind::DeleteWhere: sql = dialect.DeleteRowsSql(table, run.list.front(), count); break;
+        }
+        QSqlQuery& q = m_connection.preparedStatement(sql);
         int p = 0;
         for (int r = 0; r < count; ++r) {
             const QVariantList& row = run.rows[first + size_t(r)];
-            if (run.kind != Kind::Insert)
+            if (run.kind == Kind::Update || run.kind == Kind::Delete)
                 q.bindValue(p++, row[table.keyIndex]);
             for (int c : run.list)
                 q.bindValue(p++, row[c]);
@@ -420,7 +446,8 @@ void HeldWrites::send(Run& run)
         }
         const int affected = q.numRowsAffected();
         q.finish();
-        if (run.kind != Kind::Insert && affected < count)
+        // Rows changed or deleted by key must all have been there.
+        if ((run.kind == Kind::Update || run.kind == Kind::Delete) && affected < count)
             throw HeldWriteError(kRowGoneText, tableName);
     }
 }

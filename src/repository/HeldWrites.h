@@ -49,6 +49,10 @@ public:
     void HoldUpdate(const std::shared_ptr<const TableInfo>& table, const QBitArray& changed, const QVariantList& row);
     // Holds the deletion of the row whose values (all known) are `row`.
     void HoldDelete(const std::shared_ptr<const TableInfo>& table, const QVariantList& row);
+    // Holds a (translated) statement that deletes the rows of one parent,
+    // "DELETE FROM table WHERE column = 12"; false, holding nothing, for
+    // any other statement.
+    bool HoldDeletion(const QString& sql);
 
     // Before a read with this (translated) statement: sends what it could
     // return.
@@ -69,7 +73,7 @@ private:
         int block = 0;
     };
 
-    enum class Kind { Insert, Update, Delete };
+    enum class Kind { Insert, Update, Delete, DeleteWhere };
     void hold(const std::shared_ptr<const TableInfo>& table, Kind kind, const QBitArray& columns,
               const QVariantList& values);
     void sendTable(const TableInfo* table);

@@ -453,22 +453,16 @@ struct Recordset::Private {
         const QString text = connection->dialect().Translate(sql);
         // Rows added before are not packed: the read rows go to `packed`.
         std::vector<Row> read;
-        bool done = false;
-        if (SqliteStatements* statements = direct())
-            done = readSqlite(*statements, text, read, packed);
-        if (!done) {
-            if (HeldWrites* held = connection->heldWrites())
-                held->BeforeRead(text);
-            readQt(text, read, packed);
-        }
+        select(text, read);
 
         std::vector<Row> added = std::move(rows);
         size_t current = pos;
         if (!spilled.empty()) {
+            const size_t at = spilledAt;
             std::vector<Row> readBack = readSpilled();
-            if (current >= spilledAt)
+            if (current >= at)
                 current += readBack.size();
-            added.insert(added.begin() + qsizetype(spilledAt), std::make_move_iterator(readBack.begin()),
+            added.insert(added.begin() + qsizetype(at), std::make_move_iterator(readBack.begin()),
                          std::make_move_iterator(readBack.end()));
         }
         const bool hadCurrent = !added.empty();
@@ -497,6 +491,17 @@ struct Recordset::Private {
         loaded = true;
     }
 
+    // Runs a (translated) selection: its rows are appended to `read`, their
+    // values to `packed`.
+    void select(const QString& text, std::vector<Row>& read)
+    {
+        if (SqliteStatements* statements = direct(); statements && readSqlite(*statements, text, read, packed))
+            return;
+        if (HeldWrites* held = connection->heldWrites())
+            held->BeforeRead(text);
+        readQt(text, read, packed);
+    }
+
     // The rows this record set added but did not keep, read back by key.
     std::vector<Row> readSpilled()
     {
@@ -507,14 +512,7 @@ struct Recordset::Private {
         for (const auto& [first, last] : spilled) {
             const QString text = head + QStringLiteral(" BETWEEN %1 AND %2 ORDER BY ").arg(first).arg(last) +
                                  Dialect::QuoteColumn(t.Key());
-            bool done = false;
-            if (SqliteStatements* statements = direct())
-                done = readSqlite(*statements, text, back, packed);
-            if (!done) {
-                if (HeldWrites* held = connection->heldWrites())
-                    held->BeforeRead(text);
-                readQt(text, back, packed);
-            }
+            select(text, back);
         }
         spilled.clear();
         spilledAt = 0;

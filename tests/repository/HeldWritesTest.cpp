@@ -18,6 +18,7 @@ protected:
     {
         db = std::make_unique<TestDatabase>(GetParam());
         DB_ASSERT(conn.Open(db->connectionString()));
+        conn.BatchWrites(true);
         for (const QString& table : {u"tItem"_s, u"tPart"_s})
             DB_ASSERT(conn.Execute(u"CREATE TABLE %1 (iKey %2, sName %3, sDesc %3, iCount integer DEFAULT 7,"
                                    u" iGroup integer)"_s.arg(table, db->autoKeyType(), db->textType())));
@@ -174,6 +175,14 @@ TEST_P(HeldWritesTest, BatchesLargerThanTheServersParameterLimitArriveWhole)
         rows.SetValue(u"iGroup"_s, i % 10);
         rows.Update();
     }
+    // Its statement selects none of them, but a record set shows the rows
+    // it added, in order, also those it no longer holds itself.
+    rows.MoveFirst();
+    EXPECT_EQ(rows.RecordCount(), kRows);
+    EXPECT_EQ(rows.Text(u"sName"_s), u"n1"_s);
+    for (int i = 1; i < kRows; ++i)
+        rows.MoveNext();
+    EXPECT_EQ(rows.Text(u"sName"_s), u"n%1"_s.arg(kRows));
     conn.CommitTrans();
 
     // Changed one by one, they travel in batches too.
