@@ -1,33 +1,51 @@
-// dorvane-bench [--rows N]
+// dorvane-bench [--rows N] [--dsn NAME]
 //
-// Builds, in a temporary SQLite repository, an environment whose version
-// holds about N rows of content (windows, objects, variables, requirements,
-// processes with step windows and steps whose arguments call processes and
-// refer to variables, cycles with their processes, keyword relations),
-// then times:
-//   - the version update (the copy engine, through record sets),
-//   - the deletion of the updated version's contents,
-//   - the raw sqlite3 C API reading and inserting the same rows with
-//     prepared statements.
-// The last line is "ratio: R", the engine's update rows/s divided by the
-// raw rows/s.
+// Builds an environment whose one version holds about N rows of content
+// (windows, objects, variables, requirements, processes with step windows
+// and steps whose arguments call processes and refer to variables, cycles
+// with their processes, keyword relations), in a temporary SQLite
+// repository or, with --dsn, on that PostgreSQL data source (whose
+// repository tables are replaced). Then it times, on that content:
+//   - through the engine: the version update, the environment copy, the
+//     backup, the restore and the deletion of the updated version's
+//     contents;
+//   - the raw sqlite3 C API reading and inserting the same rows one by one
+//     with prepared statements (the row-by-row baseline, always on SQLite);
+//   - the database's own set-based copy of the same rows, one
+//     INSERT ... SELECT per table.
+// Each operation's line gives its rows/s, its ratio to the row-by-row
+// baseline and to the set-based copy, and the peak memory while it ran.
+// The last line is "ratio: R": the smallest ratio of any engine operation
+// to the row-by-row baseline on SQLite, to the set-based copy on
+// PostgreSQL.
 
+#include "copyengine/EnvironmentCopy.h"
 #include "copyengine/VersionBackup.h"
+#include "environments/EnvironmentBackup.h"
 #include "repository/Connection.h"
 #include "repository/Installation.h"
 #include "repository/Interaction.h"
+#include "repository/Recordset.h"
+#include "repository/Schema.h"
 #include "startup/Registry.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 
+#include <malloc.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -312,25 +330,185 @@ long long rawCopyVersion(Db& db, long long version)
     return rows;
 }
 
+// The peak resident memory since the last reset, in MB.
 double peakMegabytes()
 {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::strtod(line.c_str() + 6, nullptr) / 1024.0;
+    }
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-void writeSettings(const QString& path, const QString& folder)
+// Starts the peak memory afresh at what the process holds now, without the
+// free memory the allocator kept from earlier operations.
+void resetPeakMemory()
+{
+    malloc_trim(0);
+    std::ofstream clear("/proc/self/clear_refs");
+    clear << "5";
+}
+
+// The set-based copy of the version's rows: one INSERT ... SELECT per
+// table, the copies hanging off the negated parent key.
+struct SetCopy {
+    const char* table;
+    const char* parent;
+    std::string parents;  // which parent keys, as a condition on `parent`
+};
+
+std::vector<SetCopy> setCopies(long long version)
+{
+    const std::string v = std::to_string(version);
+    const std::string windows = " IN (SELECT iWindowKey FROM tWindow WHERE iWindowVerKey = " + v + ")";
+    const std::string processes = " IN (SELECT iProcessKey FROM tProcess WHERE iProcessVerKey = " + v + ")";
+    const std::string stepWindows =
+        " IN (SELECT iStepWindowKey FROM tStepWindow WHERE iStepWindowProcessKey" + processes + ")";
+    const std::string cycles = " IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey = " + v + ")";
+    return {
+        {"tWindow", "iWindowVerKey", " = " + v},           {"tObject", "iObjectWindowKey", windows},
+        {"tUserVar", "iVarAppVerKey", " = " + v},          {"tRequirement", "iRequirementAppVerKey", " = " + v},
+        {"tProcess", "iProcessVerKey", " = " + v},         {"tStepWindow", "iStepWindowProcessKey", processes},
+        {"tStep", "iStepWindowKey", stepWindows},          {"tKeywordRel", "iKeywordRelProcessKey", processes},
+        {"tCycle", "iCycleVerKey", " = " + v},             {"tCycleProcess", "iCycleKey", cycles},
+        {"tKeywordRel", "iKeywordRelCycleKey", cycles},
+    };
+}
+
+// INSERT INTO t (columns but the key) SELECT the same, the parent negated.
+std::string setCopySql(const SetCopy& copy)
+{
+    const TableDef* def = FindTable(QString::fromLatin1(copy.table));
+    std::string insert, select;
+    for (const QString& column : def->columns) {
+        if (column == def->key)
+            continue;
+        const std::string name = column.toStdString();
+        insert += (insert.empty() ? "" : ", ") + name;
+        select += (select.empty() ? "" : ", ") + (name == copy.parent ? "-" + name : name);
+    }
+    return std::string("INSERT INTO ") + copy.table + " (" + insert + ") SELECT " + select + " FROM " + copy.table +
+           " WHERE " + copy.parent + copy.parents;
+}
+
+// Runs a statement on a server connection; returns the rows it changed.
+long long serverExec(Connection& connection, const QString& sql)
+{
+    QSqlQuery q(connection.database());
+    if (!q.exec(sql))
+        throw std::runtime_error(q.lastError().text().toStdString() + " in " + sql.toStdString());
+    return q.numRowsAffected();
+}
+
+// Copies every repository row of the generated SQLite file to the server,
+// keys included, many rows to a statement; the identity sequences then
+// continue after the largest key.
+void transfer(Db& from, Connection& to)
+{
+    for (const TableDef& table : RepositoryTables()) {
+        const int columns = static_cast<int>(table.columns.size());
+        const int perStatement = std::min(1000, 2000 / columns);
+        std::vector<QMetaType::Type> nullTypes;
+        for (const QString& column : table.columns) {
+            switch (ColumnTypeOf(column)) {
+            case ColumnType::Integer:
+            case ColumnType::Boolean: nullTypes.push_back(QMetaType::Int); break;
+            case ColumnType::DateTime: nullTypes.push_back(QMetaType::QDateTime); break;
+            default: nullTypes.push_back(QMetaType::QString); break;
+            }
+        }
+        Stmt select(from, "SELECT " + table.columns.join(QStringLiteral(", ")).toStdString() + " FROM " +
+                              table.name.toStdString());
+        const QString head = QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table.name, table.columns.join(u", "));
+        QString row = QStringLiteral("(?") + QStringLiteral(", ?").repeated(columns - 1) + QStringLiteral(")");
+        std::vector<QVariant> values;
+        auto flush = [&] {
+            const int rows = static_cast<int>(values.size()) / columns;
+            if (rows == 0)
+                return;
+            QStringList marks;
+            for (int r = 0; r < rows; ++r)
+                marks << row;
+            QSqlQuery q(to.database());
+            q.prepare(head + marks.join(u", "));
+            for (int i = 0; i < static_cast<int>(values.size()); ++i)
+                q.bindValue(i, values[static_cast<size_t>(i)]);
+            if (!q.exec())
+                throw std::runtime_error(q.lastError().text().toStdString());
+            values.clear();
+        };
+        while (sqlite3_step(select.s) == SQLITE_ROW) {
+            for (int i = 0; i < columns; ++i) {
+                switch (sqlite3_column_type(select.s, i)) {
+                case SQLITE_NULL: values.emplace_back(QMetaType(nullTypes[static_cast<size_t>(i)])); break;
+                case SQLITE_INTEGER: values.emplace_back(static_cast<int>(sqlite3_column_int64(select.s, i))); break;
+                default:
+                    values.emplace_back(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(select.s, i))));
+                }
+            }
+            if (static_cast<int>(values.size()) == perStatement * columns)
+                flush();
+        }
+        flush();
+        serverExec(to, QStringLiteral("SELECT setval(pg_get_serial_sequence('%1', '%2'), (SELECT COALESCE(MAX(%2), 0) + 1 "
+                                      "FROM %1), false)")
+                           .arg(table.name.toLower(), table.key.toLower()));
+    }
+}
+
+void writeSettings(const QString& path, const QString& folder, const QString& dsn)
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         throw std::runtime_error("cannot write the settings file");
+    const QString repository = dsn.isEmpty() ? QStringLiteral("\"ActiveDB\"=\"Local\"\r\n"
+                                                              "\"IsLocalDatabase\"=dword:00000001\r\n"
+                                                              "\"LocalDatabasePath\"=\"%1\"\r\n"
+                                                              "\"LocalDatabaseName\"=\"bench.mdb\"\r\n")
+                                                   .arg(folder)
+                                             : QStringLiteral("\"ActiveDB\"=\"Shared\"\r\n"
+                                                              "\"IsLocalDatabase\"=dword:00000000\r\n"
+                                                              "\"ActiveDSN\"=\"%1\"\r\n")
+                                                   .arg(dsn);
     file.write(QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n"
-                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                              "\"IsLocalDatabase\"=dword:00000001\r\n"
-                              "\"LocalDatabasePath\"=\"%1\"\r\n"
-                              "\"LocalDatabaseName\"=\"bench.mdb\"\r\n")
-                   .arg(folder)
+                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n%1"
+                              "\"ExePath\"=\"%2\\exe\"\r\n"
+                              "\"SharedResourcePath\"=\"%2\\shared\"\r\n")
+                   .arg(repository, folder)
                    .toUtf8());
+}
+
+class FixedId : public NewVersionIdPrompt {
+public:
+    std::optional<QString> Ask(const QString&, const std::function<bool(const QString&)>& okCheck) override
+    {
+        const QString id = QStringLiteral("3.0");
+        if (!okCheck(id))
+            return std::nullopt;
+        return id;
+    }
+};
+
+struct Timed {
+    std::string name;
+    long long rows;
+    double seconds;
+    double peak;
+};
+
+Timed timed(const std::string& name, long long rows, const std::function<bool()>& operation)
+{
+    resetPeakMemory();
+    QElapsedTimer timer;
+    timer.start();
+    if (!operation())
+        throw std::runtime_error("the " + name + " failed");
+    const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    return {name, rows, seconds, peakMegabytes()};
 }
 
 } // namespace
@@ -339,12 +517,15 @@ int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
     long long rows = 100000;
+    QString dsn;
     const QStringList arguments = QCoreApplication::arguments();
     for (int i = 1; i < arguments.size(); ++i) {
         if (arguments[i] == QLatin1String("--rows") && i + 1 < arguments.size()) {
             rows = arguments[++i].toLongLong();
+        } else if (arguments[i] == QLatin1String("--dsn") && i + 1 < arguments.size()) {
+            dsn = arguments[++i];
         } else {
-            std::fprintf(stderr, "usage: dorvane-bench [--rows N]\n");
+            std::fprintf(stderr, "usage: dorvane-bench [--rows N] [--dsn NAME]\n");
             return 1;
         }
     }
@@ -352,9 +533,11 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "dorvane-bench: --rows must be at least 100\n");
         return 1;
     }
+    const bool server = !dsn.isEmpty();
 
     try {
         QTemporaryDir dir;
+        const QString folder = dir.path();
         const QString file = dir.filePath(QStringLiteral("bench.mdb"));
         {
             Connection::CreateDatabaseFile(file);
@@ -362,7 +545,12 @@ int main(int argc, char* argv[])
             setup.OpenFile(file);
             BuildDatabase(setup, SchemaVariant::Repository, RepositoryContent::ReferenceData);
         }
-        writeSettings(dir.filePath(QStringLiteral("zentrix.reg")), dir.path());
+        for (const SetupResult& made : {CreateInstallation(dir.filePath(QStringLiteral("exe"))),
+                                        CreateSharedFolder(dir.filePath(QStringLiteral("shared")))}) {
+            if (!made.ok)
+                throw std::runtime_error(made.message.toStdString());
+        }
+        writeSettings(dir.filePath(QStringLiteral("zentrix.reg")), folder, dsn);
         SetSettingsFileOverride(dir.filePath(QStringLiteral("zentrix.reg")));
 
         Generated g;
@@ -372,6 +560,7 @@ int main(int argc, char* argv[])
         }
         const long long total = g.counts.total();
         std::setvbuf(stdout, nullptr, _IOLBF, 0);
+        std::printf("backend: %s\n", server ? "PostgreSQL through ODBC" : "SQLite");
         std::printf("rows: %lld (windows %lld, objects %lld, variables %lld, requirements %lld, processes %lld, "
                     "step windows %lld, steps %lld, cycles %lld, cycle processes %lld, keyword relations %lld)\n",
                     total, g.counts.windows, g.counts.objects, g.counts.variables, g.counts.requirements,
@@ -384,52 +573,122 @@ int main(int argc, char* argv[])
         const QString rawFile = dir.filePath(QStringLiteral("raw.mdb"));
         if (!QFile::copy(file, rawFile))
             throw std::runtime_error("cannot copy the generated database");
-        double rawSeconds = 0;
-        long long rawRows = 0;
+        Timed raw{"raw sqlite3 row-by-row copy", 0, 0, 0};
         {
+            resetPeakMemory();
             QElapsedTimer timer;
             timer.start();
             {
                 Db db(rawFile.toStdString());
-                rawRows = rawCopyVersion(db, g.sourceVersion);
+                raw.rows = rawCopyVersion(db, g.sourceVersion);
             }
-            rawSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+            raw.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+            raw.peak = peakMegabytes();
+        }
+
+        const QString connectionString = server ? QStringLiteral("PROVIDER=MSDASQL;DSN=") + dsn : FileConnectionString(file);
+        Connection main;
+        if (server) {
+            main.Open(connectionString);
+            for (auto table = RepositoryTables().rbegin(); table != RepositoryTables().rend(); ++table)
+                main.Execute(QStringLiteral("DROP TABLE IF EXISTS ") + table->name + QStringLiteral(" CASCADE"));
+            BuildDatabase(main, SchemaVariant::Repository, RepositoryContent::Empty);
+            Db db(file.toStdString());
+            transfer(db, main);
+            main.Execute(QStringLiteral("ANALYZE"));
+        }
+
+        // The database's own copy: on SQLite on the raw copy's file (its
+        // copies hang off other parents), on the server in a transaction whose
+        // copies are deleted again afterwards, untimed.
+        Timed set{"set-based INSERT ... SELECT copy", 0, 0, 0};
+        {
+            resetPeakMemory();
+            QElapsedTimer timer;
+            timer.start();
+            if (server) {
+                main.BeginTrans();
+                for (const SetCopy& copy : setCopies(g.sourceVersion))
+                    set.rows += serverExec(main, QString::fromStdString(setCopySql(copy)));
+                main.CommitTrans();
+            } else {
+                Db db(rawFile.toStdString());
+                db.exec("BEGIN");
+                for (const SetCopy& copy : setCopies(g.sourceVersion)) {
+                    db.exec(setCopySql(copy).c_str());
+                    set.rows += sqlite3_changes(db.handle());
+                }
+                db.exec("COMMIT");
+            }
+            set.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+            set.peak = peakMegabytes();
+            if (server) {
+                main.BeginTrans();
+                for (const SetCopy& copy : setCopies(g.sourceVersion))
+                    serverExec(main, QStringLiteral("DELETE FROM %1 WHERE %2 < 0")
+                                         .arg(QLatin1String(copy.table), QLatin1String(copy.parent)));
+                main.CommitTrans();
+                main.Execute(QStringLiteral("VACUUM ANALYZE"));
+            }
             QFile::remove(rawFile);
         }
-        const double rawRate = static_cast<double>(rawRows) / rawSeconds;
-        std::printf("raw sqlite3 read and insert: %lld rows in %.2f s, %.0f rows/s\n", rawRows, rawSeconds, rawRate);
+        if (!server)
+            main.Open(connectionString);
+
+        const double rawRate = static_cast<double>(raw.rows) / raw.seconds;
+        const double setRate = static_cast<double>(set.rows) / set.seconds;
+        double smallest = 1e9;
+        // One line per operation as it ends: a long run shows its progress.
+        auto report = [&](const Timed& t, bool engine) {
+            const double rate = static_cast<double>(t.rows) / t.seconds;
+            std::printf("%s: %lld rows in %.2f s, %.0f rows/s, %.2f of row-by-row, %.2f of set-based, peak %.0f MB\n",
+                        t.name.c_str(), t.rows, t.seconds, rate, rate / rawRate, rate / setRate, t.peak);
+            if (engine)
+                smallest = std::min(smallest, rate / (server ? setRate : rawRate));
+        };
+        report(raw, false);
+        report(set, false);
 
         Silent messages;
         NoProgress progress;
-        double updateSeconds = 0;
-        {
-            VersionBackup backup(messages, progress);
-            QElapsedTimer timer;
-            timer.start();
-            const bool ok = backup.UpdateVersion(static_cast<qint32>(g.sourceVersion), static_cast<qint32>(g.targetVersion),
-                                                 static_cast<qint32>(g.environment));
-            updateSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
-            if (!ok || messages.failed)
-                throw std::runtime_error("the version update failed");
-        }
-        const double updateRate = static_cast<double>(total) / updateSeconds;
-        std::printf("engine version update: %lld rows in %.2f s, %.0f rows/s\n", total, updateSeconds, updateRate);
-
-        double deleteSeconds = 0;
-        {
-            Connection connection;
-            connection.OpenFile(file);
-            QElapsedTimer timer;
-            timer.start();
-            const bool ok = DeleteVersionContents(static_cast<qint32>(g.targetVersion), connection, messages);
-            deleteSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
-            if (!ok || messages.failed)
-                throw std::runtime_error("the version deletion failed");
-        }
-        std::printf("engine version contents deletion: %lld rows in %.2f s, %.0f rows/s\n", total, deleteSeconds,
-                    static_cast<double>(total) / deleteSeconds);
-        std::printf("peak memory: %.0f MB\n", peakMegabytes());
-        std::printf("ratio: %.2f\n", updateRate / rawRate);
+        VersionBackup engine(messages, progress);
+        const qint32 environment = static_cast<qint32>(g.environment);
+        report(timed("version update", total,
+                     [&] {
+                         return engine.UpdateVersion(static_cast<qint32>(g.sourceVersion),
+                                                     static_cast<qint32>(g.targetVersion), environment);
+                     }),
+               true);
+        report(timed("environment copy", total,
+                     [&] {
+                         Recordset copy(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
+                         copy.AddNew();
+                         copy.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
+                         copy.Update();
+                         qint32 source = environment;
+                         qint32 destination = copy.Int(QStringLiteral("iEnvironmentKey"));
+                         copy.Close();
+                         FixedId prompt;
+                         main.BeginTrans();
+                         if (!EnvironmentCopy(engine, main, prompt).CopyEnvironment(source, destination)) {
+                             main.RollbackTrans();
+                             return false;
+                         }
+                         main.CommitTrans();
+                         return true;
+                     }),
+               true);
+        EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"));
+        report(timed("backup", total, [&] { return backups.BackupEnvironment(environment); }), true);
+        report(timed("restore", total,
+                     [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); }),
+               true);
+        report(timed("version contents deletion", total,
+                     [&] { return DeleteVersionContents(static_cast<qint32>(g.targetVersion), main, messages); }),
+               true);
+        if (messages.failed)
+            throw std::runtime_error("an operation reported a failure");
+        std::printf("ratio: %.2f\n", smallest);
         return 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "dorvane-bench: %s\n", e.what());

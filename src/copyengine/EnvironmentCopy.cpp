@@ -159,6 +159,7 @@ void EnvironmentCopy::finishRun(bool hideProgress)
 bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
 {
     m_filledVersions.clear();
+    const WriteBatching batching(m_main);
     m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
     m_engine.ResetCopyRunMaps(true);
     std::optional<BusyScope> busy;
@@ -214,6 +215,9 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
     const RowCopy userRow =
         RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(RightColumns());
     TableCopy(userRow, newUsers).Run(users, {destinationEnvironmentKey});
+    // What this routine writes itself is sent before a step's rows, so
+    // that a failure of its own rows is reported as its own.
+    m_main.SendHeldWrites();
 
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
                       reading);
@@ -282,6 +286,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         m_filledVersions.insert(newVersionKey);
 
         detailRow.Write(details, newDetails, {destinationEnvironmentKey, newVersionKey});
+        m_main.SendHeldWrites();
 
         const bool copied =
             m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, includeSystemScreen) &&
@@ -298,6 +303,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // version's process or window finds that one's copy when its
         // version was copied before.
         m_engine.RemapVersionPointers(newVersion);
+        m_main.SendHeldWrites();
 
         details.MoveNext();
     }
@@ -365,6 +371,7 @@ bool EnvironmentCopy::CopyRecordLayouts(qint32 sourceEnvironmentKey, Connection&
             progress.Yield();
         };
         layoutCopy.Run(layouts, {destinationEnvironmentKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kRecordsetsFailed + e.description());
@@ -406,6 +413,7 @@ bool EnvironmentCopy::FixUpRecordsetPointers(qint32 destinationEnvironmentKey, C
             }
             details.MoveNext();
         }
+        connection.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kPointersFailed + e.description());

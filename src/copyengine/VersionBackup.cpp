@@ -4,6 +4,7 @@
 #include "copyengine/StepArguments.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
+#include "repository/HeldWrites.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
 #include "startup/Registry.h"
@@ -143,22 +144,49 @@ const QString kScheduleCyclesFailed = QStringLiteral("Error while copying Schedu
 const QString kScheduleKeywordsFailed = QStringLiteral("Error while copying Schedule Keywords:");
 const QString kFixUpFailed = QStringLiteral("Error while fixing up steps: ");
 
+// Rows held for sending many to a statement are sent by the end of the step
+// that wrote them, maybe after later rows of other tables: a failure names
+// the stage that wrote the rows its statement carried.
+struct TableStage {
+    const char* table;
+    const QString* stage;
+};
+const QString& failedStage(const DbError& error, const QString& running, std::initializer_list<TableStage> writers)
+{
+    const QString table = HeldTableOf(error);
+    for (const TableStage& writer : writers) {
+        if (table.compare(QLatin1String(writer.table), Qt::CaseInsensitive) == 0)
+            return *writer.stage;
+    }
+    return running;
+}
+
 // The keyword relations of one holder (a process, cycle or schedule): the
 // holder column takes the new holder key, the keyword goes through
 // KeywordMap and keeps its key where the map has none. The other holder
 // columns keep their defaults.
 class KeywordRelationCopy {
 public:
-    KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations)
+    KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations, Connection& source)
         : m_holder(std::move(holderColumn)),
           m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap)),
-          m_copy(m_row, relations)
+          m_copy(m_row, relations),
+          m_reads(source, QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder), QString(),
+                  QStringLiteral("tKeywordRel"), m_holder)
     {
     }
 
-    void Run(qint32 oldHolder, qint32 newHolder, Connection& source) const
+    // The holders whose relations Run will copy, in order.
+    void SetHolders(const std::vector<qint32>& keys)
     {
-        Recordset rs(QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder) + num(oldHolder), source);
+        if (m_reads.ReadsInBlocks())
+            m_reads.SetParents(keys);
+    }
+
+    void Run(qint32 oldHolder, qint32 newHolder)
+    {
+        Recordset rs;
+        m_reads.Open(rs, oldHolder);
         m_copy.Run(rs, {newHolder});
     }
 
@@ -166,6 +194,7 @@ private:
     QString m_holder;
     RowCopy m_row;
     TableCopy m_copy;
+    ChildReads m_reads;
 };
 
 } // namespace
@@ -251,6 +280,8 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qin
             RowCopy(kObjectKey).Parent(kObjectWindowKey, 0).Parent(kObjectVersionKey, 1).Keep(kObjectColumns);
 
         Recordset objects;
+        ChildReads objectReads(source, QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = "), QString(),
+                               QStringLiteral("tObject"), kObjectWindowKey);
         Recordset newObject;
         TableCopy objectCopy(objectRow, newObject);
         objectCopy.reopen = QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0");
@@ -261,16 +292,21 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qin
         TableCopy windowCopy(windowRow, newWindows);
         windowCopy.map = &WindowMap;
         windowCopy.growth = MapGrowth::Grow;
-        windowCopy.started = [this](qint32 count) { startProgress(QStringLiteral("Windows in "), count); };
+        windowCopy.started = [&](qint32 count) {
+            startProgress(QStringLiteral("Windows in "), count);
+            if (objectReads.ReadsInBlocks())
+                objectReads.SetParents(ColumnKeys(windows, kWindowKey));
+        };
         windowCopy.afterRow = [&](Recordset&, qint32 oldWindowKey, qint32 newWindowKey) {
             m_progress.Yield();
-            objects.Open(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = ") + num(oldWindowKey), source);
+            objectReads.Open(objects, oldWindowKey);
             objectCopy.Run(objects, {newWindowKey, destinationVersionKey});
             advanceProgress();
             m_progress.Yield();
             objects.Close();
         };
         windowCopy.Run(windows, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kWindowsFailed, e.description());
@@ -294,6 +330,7 @@ bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, q
         copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
         if (copy.Run(variables, {destinationVersionKey}) > 0)
             m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kVariablesFailed, e.description());
@@ -318,6 +355,7 @@ bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source
         copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
         if (copy.Run(requirements, {destinationVersionKey}) > 0)
             m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kRequirementsFailed, e.description());
@@ -364,6 +402,7 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32
             advanceProgress();
         }
         m_progress.Yield();
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kKeywordsFailed, e.description());
@@ -396,7 +435,15 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
         Recordset newSteps;
         Recordset newStepWindows;
         Recordset newRelations;
-        const KeywordRelationCopy relationCopy(kKeywordRelProcessKey, KeywordMap, newRelations);
+        KeywordRelationCopy relationCopy(kKeywordRelProcessKey, KeywordMap, newRelations, source);
+
+        ChildReads stepReads(source, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = "),
+                             QStringLiteral(" ORDER BY iStepSequenceNum"), QStringLiteral("tStep"), kStepWindowKey,
+                             QStringLiteral("iStepSequenceNum"));
+        ChildReads stepWindowReads(source, QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = "),
+                                   QStringLiteral(" ORDER BY iStepWindowSequenceNum"), QStringLiteral("tStepWindow"),
+                                   kStepWindowProcessKey, kStepWindowSequenceNum);
+        stepWindowReads.FeedChildren(stepReads);
 
         Recordset steps;
         TableCopy stepCopy(stepRow, newSteps);
@@ -410,9 +457,7 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
         qint32 lastStepWindowProcessKey = 0;
         stepWindowCopy.beforeRow = [&] { lastStepWindowProcessKey = stepWindows.Int(kStepWindowProcessKey); };
         stepWindowCopy.afterRow = [&](Recordset&, qint32 oldStepWindowKey, qint32 newStepWindowKey) {
-            steps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = ") + num(oldStepWindowKey) +
-                           QStringLiteral(" ORDER BY iStepSequenceNum"),
-                       source);
+            stepReads.Open(steps, oldStepWindowKey);
             stepCopy.Run(steps, {newStepWindowKey});
             // The stage stays where the steps left it.
             m_progress.Yield();
@@ -430,13 +475,16 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
                 destination);
             newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), destination);
             startProgress(QStringLiteral("Processes in "), count);
+            if (stepWindowReads.ReadsInBlocks()) {
+                const std::vector<qint32> keys = ColumnKeys(processes, kProcessKey);
+                stepWindowReads.SetParents(keys);
+                relationCopy.SetHolders(keys);
+            }
         };
         processCopy.beforeRow = [&] { stage = &kProcessesFailed; };
         processCopy.afterRow = [&](Recordset&, qint32 oldProcessKey, qint32 newProcessKey) {
             stage = &kStepWindowsFailed;
-            stepWindows.Open(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = ") +
-                                 num(oldProcessKey) + QStringLiteral(" ORDER BY iStepWindowSequenceNum"),
-                             source);
+            stepWindowReads.Open(stepWindows, oldProcessKey);
             const qint32 stepWindowCount = CountRecords(&stepWindows);
             const bool skipped = stepWindowCount == 1 && (stepWindows.Int(kStepWindowWindowKey) == 0 ||
                                                           stepWindows.Int(kStepWindowProcessKey) == lastStepWindowProcessKey);
@@ -444,15 +492,21 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
                 stepWindowCopy.Run(stepWindows, {newProcessKey, destinationVersionKey, destinationEnvironmentKey});
 
             stage = &kProcessKeywordsFailed;
-            relationCopy.Run(oldProcessKey, newProcessKey, source);
+            relationCopy.Run(oldProcessKey, newProcessKey);
 
             m_progress.Yield();
             advanceProgress();
         };
         processCopy.Run(processes, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tProcess", &kProcessesFailed},
+                                 {"tStepWindow", &kStepWindowsFailed},
+                                 {"tStep", &kStepsFailed},
+                                 {"tKeywordRel", &kProcessKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -479,8 +533,10 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
         Recordset newCycles;
         Recordset newCycleProcesses;
         Recordset newRelations;
-        const KeywordRelationCopy relationCopy(kKeywordRelCycleKey, KeywordMap, newRelations);
+        KeywordRelationCopy relationCopy(kKeywordRelCycleKey, KeywordMap, newRelations, source);
         Recordset cycleProcesses;
+        ChildReads cycleProcessReads(source, QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = "), QString(),
+                                     QStringLiteral("tCycleProcess"), kCycleKey);
         TableCopy cycleProcessCopy(cycleProcessRow, newCycleProcesses);
 
         TableCopy cycleCopy(cycleRow, newCycles);
@@ -490,20 +546,30 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
             newCycles.Open(QStringLiteral("SELECT * FROM tCycle"), destination);
             newCycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess"), destination);
             newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+            if (cycleProcessReads.ReadsInBlocks()) {
+                const std::vector<qint32> keys = ColumnKeys(cycles, kCycleKey);
+                cycleProcessReads.SetParents(keys);
+                relationCopy.SetHolders(keys);
+            }
         };
         cycleCopy.beforeRow = [&] { stage = &kCyclesFailed; };
         cycleCopy.afterRow = [&](Recordset&, qint32 oldCycleKey, qint32 newCycleKey) {
             stage = &kCycleProcessesFailed;
-            cycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = ") + num(oldCycleKey), source);
+            cycleProcessReads.Open(cycleProcesses, oldCycleKey);
             cycleProcessCopy.Run(cycleProcesses, {newCycleKey});
 
             stage = &kCycleKeywordsFailed;
-            relationCopy.Run(oldCycleKey, newCycleKey, source);
+            relationCopy.Run(oldCycleKey, newCycleKey);
         };
         cycleCopy.Run(cycles, {destinationVersionKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tCycle", &kCyclesFailed},
+                                 {"tCycleProcess", &kCycleProcessesFailed},
+                                 {"tKeywordRel", &kCycleKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -525,7 +591,7 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& sourc
         Recordset newSchedules;
         Recordset newScheduleCycles;
         Recordset newRelations;
-        const KeywordRelationCopy relationCopy(kKeywordRelScheduleKey, KeywordMap, newRelations);
+        KeywordRelationCopy relationCopy(kKeywordRelScheduleKey, KeywordMap, newRelations, source);
         Recordset scheduleCycles;
         TableCopy scheduleCycleCopy(scheduleCycleRow, newScheduleCycles);
 
@@ -544,12 +610,17 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& sourc
             scheduleCycleCopy.Run(scheduleCycles, {newScheduleKey});
 
             stage = &kScheduleKeywordsFailed;
-            relationCopy.Run(oldScheduleKey, newScheduleKey, source);
+            relationCopy.Run(oldScheduleKey, newScheduleKey);
         };
         scheduleCopy.Run(schedules, {destinationEnvironmentKey});
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
-        return fail(*stage, e.description());
+        return fail(failedStage(e, *stage,
+                                {{"tSchedule", &kSchedulesFailed},
+                                 {"tScheduleCycles", &kScheduleCyclesFailed},
+                                 {"tKeywordRel", &kScheduleKeywordsFailed}}),
+                    e.description());
     }
 }
 
@@ -563,9 +634,12 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
                               destination);
         m_progress.SetAction(QStringLiteral("Fixing up steps...."));
         Recordset steps;
+        ChildReads stepReads(destination, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey="), QString(),
+                             QStringLiteral("tStep"), kStepWindowKey);
+        if (stepReads.ReadsInBlocks())
+            stepReads.SetParents(ColumnKeys(stepWindows, kStepWindowKey));
         while (!stepWindows.Eof()) {
-            steps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=") + num(stepWindows.Int(kStepWindowKey)),
-                       destination);
+            stepReads.Open(steps, stepWindows.Int(kStepWindowKey));
             while (!steps.Eof()) {
                 const std::optional<QString> rewritten =
                     FixUpStepArguments(steps.Text(kStepArguments), destinationVersionKey, ProcessMap, VariableMap);
@@ -578,6 +652,7 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
             }
             stepWindows.MoveNext();
         }
+        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kFixUpFailed, e.description());

@@ -2,8 +2,11 @@
 
 #include "repository/Connection.h"
 #include "repository/Globals.h"
+#include "repository/HeldWrites.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+
+#include <vector>
 
 namespace dorvane {
 
@@ -27,7 +30,21 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
     // The table being deleted from names the failure.
     QString stage;
     const auto enter = [&stage](const char* table) { stage = QStringLiteral("Error while deleting %1:").arg(QLatin1String(table)); };
+    // On a server deletions are held and sent in batches (HeldWrites), by
+    // the end of each part at the latest: a failed batch is named by the
+    // part's stage for its table.
+    struct HeldStage {
+        const char* table;
+        const char* stage;
+    };
+    std::vector<HeldStage> heldStages;
+    const auto endPart = [&](std::vector<HeldStage> next) {
+        connection.SendHeldWrites();
+        heldStages = std::move(next);
+    };
+    const WriteBatching batching(connection);
     enter("Variables");
+    heldStages = {{"tUserVar", "Variables"}};
     try {
         connection.BeginTrans();
 
@@ -36,57 +53,80 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
             deleteAll(variables);
 
         // Children always go before their parent row.
+        endPart({{"tKeywordRel", "Cycle Keywords"}, {"tCycleProcess", "Cycle Processes"}, {"tCycle", "Cycles"}});
         enter("Cycles");
         Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey =") + num(versionKey), connection);
         Recordset children;
+        ChildReads cycleRelations(connection, QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelCycleKey = "),
+                                  QString(), QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelCycleKey"));
+        ChildReads cycleProcesses(connection, QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = "), QString(),
+                                  QStringLiteral("tCycleProcess"), QStringLiteral("iCycleKey"));
+        if (cycleProcesses.ReadsInBlocks()) {
+            const std::vector<qint32> keys = ColumnKeys(cycles, QStringLiteral("iCycleKey"));
+            cycleRelations.SetParents(keys);
+            cycleProcesses.SetParents(keys);
+        }
         while (!cycles.Eof()) {
             const qint32 cycleKey = cycles.Int(QStringLiteral("iCycleKey"));
             enter("Cycle Keywords");
-            children.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelCycleKey = ") + num(cycleKey), connection);
+            cycleRelations.Open(children, cycleKey);
             deleteAll(children);
             enter("Cycle Processes");
-            children.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = ") + num(cycleKey), connection);
+            cycleProcesses.Open(children, cycleKey);
             deleteAll(children);
             enter("Cycles");
             cycles.Delete();
             cycles.MoveNext();
         }
 
+        endPart({{"tStep", "Steps"}, {"tStepWindow", "Step Windows"}, {"tKeywordRel", "Process Keywords"},
+                 {"tProcess", "Processes"}});
         enter("Processes");
         Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + num(versionKey), connection);
         Recordset stepWindows;
+        ChildReads steps(connection, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = "), QString(),
+                         QStringLiteral("tStep"), QStringLiteral("iStepWindowKey"));
+        ChildReads processStepWindows(connection, QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = "),
+                                      QStringLiteral(" ORDER BY iStepWindowSequenceNum"), QStringLiteral("tStepWindow"),
+                                      QStringLiteral("iStepWindowProcessKey"), QStringLiteral("iStepWindowSequenceNum"));
+        processStepWindows.FeedChildren(steps);
+        ChildReads processRelations(connection, QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey = "),
+                                    QString(), QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelProcessKey"));
+        if (processStepWindows.ReadsInBlocks()) {
+            const std::vector<qint32> keys = ColumnKeys(processes, QStringLiteral("iProcessKey"));
+            processStepWindows.SetParents(keys);
+            processRelations.SetParents(keys);
+        }
         while (!processes.Eof()) {
             const qint32 processKey = processes.Int(QStringLiteral("iProcessKey"));
             enter("Step Windows");
-            stepWindows.Open(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = ") + num(processKey) +
-                                 QStringLiteral(" ORDER BY iStepWindowSequenceNum"),
-                             connection);
+            processStepWindows.Open(stepWindows, processKey);
             while (!stepWindows.Eof()) {
                 enter("Steps");
-                children.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = ") +
-                                  num(stepWindows.Int(QStringLiteral("iStepWindowKey"))),
-                              connection);
+                steps.Open(children, stepWindows.Int(QStringLiteral("iStepWindowKey")));
                 deleteAll(children);
                 enter("Step Windows");
                 stepWindows.Delete();
                 stepWindows.MoveNext();
             }
             enter("Process Keywords");
-            children.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") + num(processKey),
-                          connection);
+            processRelations.Open(children, processKey);
             deleteAll(children);
             enter("Processes");
             processes.Delete();
             processes.MoveNext();
         }
 
+        endPart({{"tObject", "Objects"}, {"tWindow", "Windows"}});
         enter("Windows");
         Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(versionKey), connection);
+        ChildReads objects(connection, QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = "), QString(),
+                           QStringLiteral("tObject"), QStringLiteral("iObjectWindowKey"));
+        if (objects.ReadsInBlocks())
+            objects.SetParents(ColumnKeys(windows, QStringLiteral("iWindowKey")));
         while (!windows.Eof()) {
             enter("Objects");
-            children.Open(QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = ") +
-                              num(windows.Int(QStringLiteral("iWindowKey"))),
-                          connection);
+            objects.Open(children, windows.Int(QStringLiteral("iWindowKey")));
             deleteAll(children);
             enter("Windows");
             windows.Delete();
@@ -101,6 +141,11 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
         connection.CommitTrans();
         return true;
     } catch (const DbError& e) {
+        const QString heldTable = HeldTableOf(e);
+        for (const HeldStage& held : heldStages) {
+            if (heldTable.compare(QLatin1String(held.table), Qt::CaseInsensitive) == 0)
+                enter(held.stage);
+        }
         messages.Show(stage + e.description() + QStringLiteral("! New version not fully deleted."), Buttons::Ok);
         if (connection.InTransaction()) {
             try {

@@ -41,6 +41,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
         if (!DestinationConnection)
             throw DbError(QStringLiteral("The destination database is not open."));
         Connection& db = *DestinationConnection;
+        db.BatchWrites(true);
         db.BeginTrans();
 
         // Within one database: the destination connection reads and writes.

@@ -524,6 +524,7 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         m_engine.ResetCopyRunMaps(true);
         if (m_engine.DestinationConnection) {
             Connection& repository = *m_engine.DestinationConnection;
+            repository.BatchWrites(true);
             // A restore touches no file but the one it reads, so nothing here
             // can fail with "Path/File access error" to be passed over.
             Connection backup;
@@ -644,6 +645,9 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         const qint32 appKey = repositoryApp.Int(QStringLiteral("iAppKey"));
         restoredApps.insert(originalAppKey, appKey);
 
+        // What this routine writes itself is sent before a step's rows, so
+        // that a failure of its own rows is reported as its own.
+        repository.SendHeldWrites();
         // The application kept its keywords: the backup's are matched to
         // them by name, and only those missing are added.
         if (!m_engine.CopyKeywords(backupAppKey, backup, appKey, repository, true))
@@ -665,6 +669,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
 
         addDetail(newDetails, details, environmentKey, versionKey);
+        repository.SendHeldWrites();
 
         if (!m_engine.CopyWindows(backupVersionKey, backup, versionKey, repository, true) ||
             !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, backup, versionKey, environmentKey,
@@ -675,7 +680,9 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
             !m_engine.FixUpSteps(versionKey, repository))
             return false;
         m_engine.RemapVersionPointers(repositoryVersion);
+        repository.SendHeldWrites();
     }
+    repository.SendHeldWrites();
     return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
            m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);
 }
@@ -692,8 +699,8 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
         const QString schedulesOfEnvironment =
             QStringLiteral(" IN (SELECT iScheduleKey FROM tSchedule WHERE iScheduleEnvironKey=") + environment +
             QStringLiteral(")");
-        repository.Execute(QStringLiteral("DELETE FROM tScheduleCycles WHERE iScheduleKey") + schedulesOfEnvironment);
-        repository.Execute(QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelScheduleKey") +
+        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tScheduleCycles WHERE iScheduleKey") + schedulesOfEnvironment);
+        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelScheduleKey") +
                            schedulesOfEnvironment);
         Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=") + environment,
                             repository);
@@ -707,8 +714,8 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
             Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + version, repository);
             for (; !cycles.Eof(); cycles.MoveNext()) {
                 const QString cycle = num(cycles.Int(QStringLiteral("iCycleKey")));
-                repository.Execute(QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey=") + cycle);
-                repository.Execute(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelCycleKey=") + cycle);
+                repository.ExecuteDeletion(QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey=") + cycle);
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelCycleKey=") + cycle);
                 cycles.Delete();
             }
 
@@ -718,28 +725,29 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
                                       environment,
                                   repository);
             for (; !stepWindows.Eof(); stepWindows.MoveNext()) {
-                repository.Execute(QStringLiteral("DELETE * FROM tStep WHERE iStepWindowKey = ") +
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tStep WHERE iStepWindowKey = ") +
                                    num(stepWindows.Int(QStringLiteral("iStepWindowKey"))));
                 stepWindows.Delete();
             }
 
-            repository.Execute(QStringLiteral("DELETE * FROM tUserVar WHERE iVarAppVerKey = ") + version);
-            repository.Execute(QStringLiteral("DELETE * FROM tRequirement WHERE iRequirementAppVerKey = ") + version);
+            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tUserVar WHERE iVarAppVerKey = ") + version);
+            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tRequirement WHERE iRequirementAppVerKey = ") + version);
 
             Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + version, repository);
             for (; !windows.Eof(); windows.MoveNext()) {
-                repository.Execute(QStringLiteral("DELETE * FROM tObject WHERE iObjectWindowKey = ") +
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tObject WHERE iObjectWindowKey = ") +
                                    num(windows.Int(QStringLiteral("iWindowKey"))));
                 windows.Delete();
             }
 
             Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + version, repository);
             for (; !processes.Eof(); processes.MoveNext()) {
-                repository.Execute(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") +
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") +
                                    num(processes.Int(QStringLiteral("iProcessKey"))));
                 processes.Delete();
             }
         }
+        repository.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kDeleteFailed + e.description());

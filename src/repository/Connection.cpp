@@ -2,6 +2,7 @@
 
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
+#include "repository/HeldWrites.h"
 #include "repository/SqliteStatements.h"
 
 #include <QFile>
@@ -192,6 +193,7 @@ struct Connection::Private {
     QHash<QString, std::shared_ptr<const TableInfo>> tablesAsWritten;
     QHash<QString, std::shared_ptr<QSqlQuery>> statements;
     std::unique_ptr<SqliteStatements> sqliteStatements;
+    std::unique_ptr<HeldWrites> held;
 
     void requireOpen() const
     {
@@ -201,6 +203,9 @@ struct Connection::Private {
 
     void forgetMetadata()
     {
+        // The reserved keys are kept by table: sent before the schema
+        // changes (Execute), held rows go with them.
+        held.reset();
         statements.clear();
         if (sqliteStatements)
             sqliteStatements->Clear();
@@ -210,6 +215,7 @@ struct Connection::Private {
 
     void release()
     {
+        held.reset();
         forgetMetadata();
         // SQLite refuses to close a handle with statements still prepared.
         sqliteStatements.reset();
@@ -337,6 +343,8 @@ void Connection::OpenFile(const QString& path)
 
 void Connection::Close()
 {
+    if (d->held)
+        d->held->Discard();
     if (m_inTransaction && IsOpen()) {
         try {
             RollbackTrans();
@@ -383,6 +391,8 @@ void Connection::CommitTrans()
     d->requireOpen();
     if (!m_inTransaction)
         throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->held)
+        d->held->Flush();
     if (d->dialect->commitSql) {
         try {
             d->run(QString::fromLatin1(d->dialect->commitSql));
@@ -403,6 +413,8 @@ void Connection::RollbackTrans()
     d->requireOpen();
     if (!m_inTransaction)
         throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->held)
+        d->held->Discard();
     if (d->dialect->rollbackSql) {
         try {
             d->run(QString::fromLatin1(d->dialect->rollbackSql));
@@ -422,6 +434,7 @@ qint64 Connection::Execute(const QString& sql)
 {
     d->requireOpen();
     const QString text = d->dialect->Translate(sql);
+    SendHeldWrites();
     // A changed table invalidates what is known about it, and SQLite will
     // not drop a table while statements on it are kept prepared.
     if (isDdl(text)) {
@@ -439,6 +452,31 @@ qint64 Connection::Execute(const QString& sql)
     const qint64 affected = q.numRowsAffected();
     q.finish();
     return affected;
+}
+
+void Connection::ExecuteDeletion(const QString& sql)
+{
+    if (HeldWrites* held = heldWrites(); held && held->HoldDeletion(d->dialect->Translate(sql)))
+        return;
+    Execute(sql);
+}
+
+void Connection::SendHeldWrites()
+{
+    if (d->held)
+        d->held->Flush();
+}
+
+HeldWrites* Connection::heldWrites()
+{
+    d->requireOpen();
+    if (d->held && !d->held->IsEmpty())
+        return d->held.get();
+    if (!d->dialect->batchesStatements || !m_inTransaction || !m_batching)
+        return nullptr;
+    if (!d->held)
+        d->held = std::make_unique<HeldWrites>(*this);
+    return d->held.get();
 }
 
 DbError Connection::StatementFailure(const QSqlError& error)

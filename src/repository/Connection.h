@@ -14,6 +14,7 @@ namespace dorvane {
 
 struct Dialect;
 struct TableInfo;
+class HeldWrites;
 class SqliteStatements;
 
 enum class BackendKind { Sqlite, Odbc };
@@ -71,6 +72,28 @@ public:
     // it affected (-1 when the driver cannot tell).
     qint64 Execute(const QString& sql);
 
+    // Runs a DELETE whose count of deleted rows nobody needs. Inside a
+    // transaction on a server, one that deletes the rows of one parent
+    // ("DELETE FROM tStep WHERE iStepWindowKey = 12") is held and sent with
+    // others like it as one statement (see HeldWrites).
+    void ExecuteDeletion(const QString& sql);
+
+    // Whether rows written inside a transaction are held and sent many to a
+    // statement where statements are round trips (see HeldWrites): the long
+    // operations' choice. A failing row is then reported when its batch is
+    // sent - by the end of the step that wrote it, as each step sends its
+    // rows before it ends - not by the Update that wrote it. Rows still
+    // held when it is turned off are sent by the next read, statement or
+    // commit, as ever.
+    void BatchWrites(bool on) { m_batching = on; }
+    bool BatchesWrites() const { return m_batching; }
+
+    // Sends the rows held for sending many to a statement (see HeldWrites)
+    // now. A step that writes many rows calls it before it ends, so that a
+    // failing row is reported by the step that wrote it. Throws
+    // HeldWriteError.
+    void SendHeldWrites();
+
     // Column names of a table as the database reports them, cached per
     // connection; no rows are read.
     QStringList TableColumns(const QString& table);
@@ -94,12 +117,35 @@ public:
     // layer's direct path; nullptr on other backends. Emptied whenever the
     // schema may change and before the connection closes.
     SqliteStatements* sqliteStatements();
+    // Where rows written now are held instead of sent one by one: inside a
+    // transaction on a backend whose statements are round trips, while
+    // BatchWrites is on; also wherever rows are still held, so that they
+    // are sent before they could be seen. nullptr elsewhere.
+    HeldWrites* heldWrites();
 
 private:
     struct Private;
     std::unique_ptr<Private> d;
     QString m_connectionString;
     bool m_inTransaction = false;
+    bool m_batching = false;
+};
+
+
+// Turns BatchWrites on for a scope, and back to what it was after it.
+class WriteBatching {
+public:
+    explicit WriteBatching(Connection& connection) : m_connection(connection), m_was(connection.BatchesWrites())
+    {
+        connection.BatchWrites(true);
+    }
+    ~WriteBatching() { m_connection.BatchWrites(m_was); }
+    WriteBatching(const WriteBatching&) = delete;
+    WriteBatching& operator=(const WriteBatching&) = delete;
+
+private:
+    Connection& m_connection;
+    bool m_was;
 };
 
 } // namespace dorvane

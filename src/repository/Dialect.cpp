@@ -259,6 +259,51 @@ QString Dialect::InsertSql(const TableInfo& table, const std::vector<int>& colum
     return sql;
 }
 
+QString Dialect::InsertRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const
+{
+    QString row = QStringLiteral("(");
+    for (size_t i = 0; i < columns.size(); ++i)
+        row += i == 0 ? QLatin1String("?") : QLatin1String(", ?");
+    row += QLatin1Char(')');
+    QString sql = QLatin1String("INSERT INTO ") + Translate(table.tableRef) + QLatin1String(" (") +
+                  columnList(table, columns) + QLatin1String(") VALUES ");
+    sql.reserve(sql.size() + rows * (row.size() + 2));
+    for (int r = 0; r < rows; ++r) {
+        if (r > 0)
+            sql += QLatin1String(", ");
+        sql += row;
+    }
+    return sql;
+}
+
+QString Dialect::UpdateRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const
+{
+    // The first row types the values; the others follow it.
+    auto typed = [&](int column) {
+        const QString type = column < table.types.size() ? table.types.at(column) : QString();
+        return type.isEmpty() ? QStringLiteral("?") : QLatin1String("CAST(? AS ") + doubleQuoted(type) + QLatin1Char(')');
+    };
+    QString first = QLatin1Char('(') + typed(table.keyIndex);
+    QString other = QStringLiteral("(?");
+    QStringList names = {QStringLiteral("k")};
+    QStringList sets;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        first += QLatin1String(", ") + typed(columns[i]);
+        other += QLatin1String(", ?");
+        names << QStringLiteral("v%1").arg(i);
+        sets << QuoteColumn(table.columns.at(columns[i])) + QLatin1String(" = held.v") + QString::number(i);
+    }
+    first += QLatin1Char(')');
+    other += QLatin1Char(')');
+    QString sql = QLatin1String("UPDATE ") + Translate(table.tableRef) + QLatin1String(" SET ") +
+                  sets.join(QLatin1String(", ")) + QLatin1String(" FROM (VALUES ") + first;
+    for (int r = 1; r < rows; ++r)
+        sql += QLatin1String(", ") + other;
+    sql += QLatin1String(") AS held(") + names.join(QLatin1String(", ")) + QLatin1String(") WHERE ") +
+           Translate(table.tableRef) + QLatin1Char('.') + QuoteColumn(table.Key()) + QLatin1String(" = held.k");
+    return sql;
+}
+
 QString Dialect::UpdateSql(const TableInfo& table, const std::vector<int>& columns) const
 {
     QStringList sets;
@@ -273,6 +318,16 @@ QString Dialect::DeleteSql(const TableInfo& table) const
 {
     return QLatin1String("DELETE FROM ") + Translate(table.tableRef) + QLatin1String(" WHERE ") +
            QuoteColumn(table.Key()) + QLatin1String(" = ?");
+}
+
+QString Dialect::DeleteRowsSql(const TableInfo& table, int column, int values) const
+{
+    QString marks = QStringLiteral("?");
+    marks.reserve(values * 3);
+    for (int r = 1; r < values; ++r)
+        marks += QLatin1String(", ?");
+    return QLatin1String("DELETE FROM ") + Translate(table.tableRef) + QLatin1String(" WHERE ") +
+           QuoteColumn(table.columns.at(column)) + QLatin1String(" IN (") + marks + QLatin1Char(')');
 }
 
 QString Dialect::SelectByKeySql(const TableInfo& table) const
@@ -304,6 +359,7 @@ TableInfo Dialect::ReadTableInfo(QSqlDatabase& db, const QString& tableRef) cons
         info.index.insert(column.toLower(), int(info.columns.size()));
         info.columns << column;
         info.kinds.push_back(sqlite ? sqliteKind(type) : postgresKind(type));
+        info.types << type;
         if (q.value(2).toInt() != 0)
             primary << column;
     }
@@ -329,7 +385,8 @@ const Dialect& SqliteDialect()
                                  // wait for another writer.
                                  "BEGIN IMMEDIATE",
                                  "COMMIT",
-                                 "ROLLBACK"};
+                                 "ROLLBACK",
+                                 false};
     return dialect;
 }
 
@@ -341,7 +398,8 @@ const Dialect& PostgresDialect()
                                  Dialect::Brackets::FoldToIdentifier,
                                  nullptr,
                                  nullptr,
-                                 nullptr};
+                                 nullptr,
+                                 true};
     return dialect;
 }
 

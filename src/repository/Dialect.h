@@ -24,6 +24,7 @@ struct TableInfo {
     QString tableRef;                // the table as the SQL text names it, e.g. tApp or [My Table]
     QStringList columns;             // as the database names them
     std::vector<ColumnKind> kinds;   // one per column
+    QStringList types;               // the catalogue's type names, one per column
     int keyIndex = -1;               // the table's own auto-number key, -1 when it has none
     QHash<QString, int> index;       // lower-case column name -> position
     // INSERT statements by the set of columns they write: the copy engine
@@ -73,6 +74,11 @@ struct Dialect {
     const char* beginSql;
     const char* commitSql;
     const char* rollbackSql;
+    // Whether each statement is a round trip worth saving: rows written
+    // inside a transaction are then held and sent many to a statement
+    // (HeldWrites), and the rows of many parents are read in blocks
+    // (ChildReads).
+    bool batchesStatements = false;
 
     // Adapts Jet SQL text: "DELETE * FROM" -> "DELETE FROM" and [name]
     // quoting. Text inside '...' literals (and "..." names) is never touched.
@@ -82,8 +88,16 @@ struct Dialect {
     static QString QuoteColumn(const QString& column);
 
     QString InsertSql(const TableInfo& table, const std::vector<int>& columns) const;
+    // One INSERT of `rows` rows of the same columns, every value bound.
+    QString InsertRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const;
+    // One UPDATE of `rows` rows by key: each row binds its key and then the
+    // values of `columns`, typed as the catalogue types the columns.
+    QString UpdateRowsSql(const TableInfo& table, const std::vector<int>& columns, int rows) const;
     QString UpdateSql(const TableInfo& table, const std::vector<int>& columns) const;
     QString DeleteSql(const TableInfo& table) const;
+    // One DELETE of the rows whose `column` (the key, or a parent key)
+    // holds one of `values` bound values.
+    QString DeleteRowsSql(const TableInfo& table, int column, int values) const;
     QString SelectByKeySql(const TableInfo& table) const;
 
     // Reads a table's columns, their kinds and its primary key from the

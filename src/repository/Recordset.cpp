@@ -2,6 +2,7 @@
 
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
+#include "repository/HeldWrites.h"
 #include "repository/Schema.h"
 #include "repository/SqliteStatements.h"
 
@@ -30,8 +31,6 @@ const char* const kNoCurrentText = "Either BOF or EOF is True, or the current re
 const char* const kDeletedText = "Row handle referred to a deleted row or a row marked for deletion.";
 const char* const kUnknownFieldText =
     "Item cannot be found in the collection corresponding to the requested name or ordinal.";
-const char* const kRowGoneText =
-    "Row cannot be located for updating. Some values may have been changed since it was last read.";
 
 // The values of the rows a record set has read, packed one row after the
 // other: per column a tag byte, then the value - integers as zig-zag
@@ -265,6 +264,9 @@ struct Row {
 
 QString keyText(const QVariant& key) { return key.toString(); }
 
+// Added rows a record set that has not been read keeps whole.
+constexpr size_t kKeptAddedRows = 1000;
+
 void execOrThrow(QSqlQuery& q, Connection& connection)
 {
     if (!q.exec()) {
@@ -289,6 +291,13 @@ struct Recordset::Private {
     std::vector<Row> rows;
     PackedRows packed;
     size_t pos = 0;  // the current row; rows.size() is the end
+    // A record set that is only added to (the copy engine's) keeps the
+    // first rows it added, and of the later ones only their keys, as
+    // ranges: its memory stays bounded however many rows it adds. If it is
+    // read after all, those rows are read back by key; they follow the
+    // first `spilledAt` rows.
+    std::vector<std::pair<qint64, qint64>> spilled;
+    size_t spilledAt = 0;
 
     Edit edit = Edit::None;
     QVariantList pending;
@@ -444,15 +453,19 @@ struct Recordset::Private {
         const QString text = connection->dialect().Translate(sql);
         // Rows added before are not packed: the read rows go to `packed`.
         std::vector<Row> read;
-        bool done = false;
-        if (SqliteStatements* statements = direct())
-            done = readSqlite(*statements, text, read, packed);
-        if (!done)
-            readQt(text, read, packed);
+        select(text, read);
 
         std::vector<Row> added = std::move(rows);
+        size_t current = pos;
+        if (!spilled.empty()) {
+            const size_t at = spilledAt;
+            std::vector<Row> readBack = readSpilled();
+            if (current >= at)
+                current += readBack.size();
+            added.insert(added.begin() + qsizetype(at), std::make_move_iterator(readBack.begin()),
+                         std::make_move_iterator(readBack.end()));
+        }
         const bool hadCurrent = !added.empty();
-        const size_t current = pos;
         rows = std::move(read);
         size_t newPos = 0;
         if (!added.empty()) {
@@ -476,6 +489,54 @@ struct Recordset::Private {
         }
         pos = hadCurrent ? newPos : 0;
         loaded = true;
+    }
+
+    // Runs a (translated) selection: its rows are appended to `read`, their
+    // values to `packed`.
+    void select(const QString& text, std::vector<Row>& read)
+    {
+        if (SqliteStatements* statements = direct(); statements && readSqlite(*statements, text, read, packed))
+            return;
+        if (HeldWrites* held = connection->heldWrites())
+            held->BeforeRead(text);
+        readQt(text, read, packed);
+    }
+
+    // The rows this record set added but did not keep, read back by key.
+    std::vector<Row> readSpilled()
+    {
+        const TableInfo& t = *table;
+        const QString head = QLatin1String("SELECT * FROM ") + connection->dialect().Translate(tableRef) +
+                             QLatin1String(" WHERE ") + Dialect::QuoteColumn(t.Key());
+        std::vector<Row> back;
+        for (const auto& [first, last] : spilled) {
+            const QString text = head + QStringLiteral(" BETWEEN %1 AND %2 ORDER BY ").arg(first).arg(last) +
+                                 Dialect::QuoteColumn(t.Key());
+            select(text, back);
+        }
+        spilled.clear();
+        spilledAt = 0;
+        return back;
+    }
+
+    // Whether the current row, an added one that is about to stop being
+    // current, is kept by its key alone.
+    bool spill(Row& row)
+    {
+        if (loaded || pos + 1 != rows.size() || !table || columns != table || !table->HasKey() ||
+            (spilled.empty() && rows.size() <= kKeptAddedRows))
+            return false;
+        if (!row.deleted) {
+            const qint64 key = cell(row, table->keyIndex).toLongLong();
+            if (!spilled.empty() && spilled.back().second + 1 == key)
+                spilled.back().second = key;
+            else
+                spilled.emplace_back(key, key);
+        }
+        if (spilled.size() == 1 && spilled.front().first == spilled.front().second)
+            spilledAt = rows.size() - 1;
+        rows.pop_back();
+        return true;
     }
 
     // The record set's columns, from the names the statement reports.
@@ -646,6 +707,7 @@ struct Recordset::Private {
                 }
             }
         } else if (t.HasKey() && row.own->known.testBit(t.keyIndex)) {
+            connection->SendHeldWrites();
             QSqlQuery& q = connection->preparedStatement(connection->dialect().SelectByKeySql(t));
             q.bindValue(0, row.own->values[t.keyIndex]);
             execOrThrow(q, *connection);
@@ -716,16 +778,48 @@ struct Recordset::Private {
             run.Bind(parameter, value);  // an invalid value binds as NULL
     }
 
+    // Holds a new row for sending with others (see HeldWrites), its key
+    // reserved now. False when the connection does not hold rows or the
+    // table has no sequence to take a key from.
+    bool holdInsert(const TableInfo& t, Row& row)
+    {
+        HeldWrites* held = connection->heldWrites();
+        if (!held || !t.HasKey())
+            return false;
+        if (!pendingSet.testBit(t.keyIndex)) {
+            const QVariant key = held->ReserveKey(table);
+            if (!key.isValid()) {
+                held->BeforeRowStatement(t);
+                return false;
+            }
+            pending[t.keyIndex] = key;
+            pendingSet.setBit(t.keyIndex);
+        }
+        QVariantList bound(pending.size());
+        for (int c = 0; c < int(pending.size()); ++c) {
+            if (pendingSet.testBit(c))
+                bound[c] = bindable(t, c, pending[c]);
+        }
+        held->HoldInsert(table, pendingSet, bound);
+        row.own->values = std::move(pending);
+        row.own->known = std::move(pendingSet);
+        return true;
+    }
+
     void insertPending()
     {
         const TableInfo& t = writableTable();
         const Dialect& dialect = connection->dialect();
+        Row row;
+        row.own = std::make_unique<RowValues>();
+        if (holdInsert(t, row)) {
+            storeAdded(std::move(row));
+            return;
+        }
         const std::vector<int> assigned = assignedColumns();
         auto sql = t.insertSql.constFind(pendingSet);
         if (sql == t.insertSql.constEnd())
             sql = t.insertSql.insert(pendingSet, dialect.InsertSql(t, assigned));
-        Row row;
-        row.own = std::make_unique<RowValues>();
         if (SqliteStatements* statements = direct()) {
             sqlite3* handle = statements->handle();
             {
@@ -767,9 +861,15 @@ struct Recordset::Private {
             }
             q.finish();
         }
+        storeAdded(std::move(row));
+    }
+
+    // The added row becomes the current one.
+    void storeAdded(Row row)
+    {
         if (row.own->known.count(true) == row.own->known.size())
             row.own->known = QBitArray();
-        if (pos < rows.size())
+        if (pos < rows.size() && !spill(rows[pos]))
             pack(rows[pos]);
         rows.push_back(std::move(row));
         pos = rows.size() - 1;
@@ -802,6 +902,16 @@ struct Recordset::Private {
             run.Bind(p, cell(row, t.keyIndex));
             run.Step();
             affected = sqlite3_changes(statements->handle());
+        } else if (HeldWrites* held = connection->heldWrites()) {
+            // Held with the whole row as it will be: a later read can tell
+            // whether it could select it.
+            if (row.partial())
+                complete(row);
+            QVariantList after(t.columns.size());
+            for (int c = 0; c < int(t.columns.size()); ++c)
+                after[c] = bindable(t, c, pendingSet.testBit(c) ? pending[c] : cell(row, c));
+            held->HoldUpdate(table, pendingSet, after);
+            affected = 1;
         } else {
             QSqlQuery& q = connection->preparedStatement(sql);
             int p = 0;
@@ -813,7 +923,7 @@ struct Recordset::Private {
             q.finish();
         }
         if (affected == 0)
-            throw DbError(QString::fromLatin1(kRowGoneText));
+            throw DbError(kRowGoneText);
         QVariantList& rowValues = values(row);
         for (int c : changed) {
             rowValues[c] = pending[c];
@@ -829,6 +939,23 @@ struct Recordset::Private {
             insertPending();
         else if (edit == Edit::Editing)
             updatePending();
+    }
+
+    // Becomes a read record set holding `values`, rows of the table's own
+    // columns, as if its statement had selected them.
+    void fill(std::shared_ptr<const TableInfo> info, const std::vector<QVariantList>& values)
+    {
+        columns = std::move(info);
+        for (const QVariantList& v : values) {
+            Row r;
+            packed.BeginRow();
+            for (const QVariant& value : v)
+                packed.AddVariant(value);
+            r.packed = packed.EndRow();
+            rows.push_back(std::move(r));
+        }
+        pos = 0;
+        loaded = true;
     }
 
     void reset()
@@ -954,6 +1081,16 @@ void Recordset::Delete()
         run.Bind(1, d->cell(row, t.keyIndex));
         run.Step();
         affected = sqlite3_changes(statements->handle());
+    } else if (HeldWrites* held = d->connection->heldWrites()) {
+        // Held with its values: a later read can tell whether it could
+        // have selected it.
+        if (row.partial())
+            d->complete(row);
+        QVariantList values(t.columns.size());
+        for (int c = 0; c < int(t.columns.size()); ++c)
+            values[c] = d->bindable(t, c, d->cell(row, c));
+        held->HoldDelete(d->table, values);
+        affected = 1;
     } else {
         QSqlQuery& q = d->connection->preparedStatement(sql);
         q.bindValue(0, d->cell(row, t.keyIndex));
@@ -962,7 +1099,7 @@ void Recordset::Delete()
         q.finish();
     }
     if (affected == 0)
-        throw DbError(QString::fromLatin1(kRowGoneText));
+        throw DbError(kRowGoneText);
     row.deleted = true;
 }
 
@@ -1033,5 +1170,123 @@ QString Recordset::KeyField() const
 }
 
 QString Recordset::TableName() const { return d ? UnquoteName(d->tableRef) : QString(); }
+
+namespace {
+
+// Parents per block statement: each is a bound parameter.
+constexpr size_t kParentsPerBlock = 500;
+
+} // namespace
+
+struct ChildReads::Block {
+    std::shared_ptr<const TableInfo> columns;
+    QHash<qint32, std::vector<QVariantList>> rows;  // by parent key, in order
+};
+
+ChildReads::ChildReads(Connection& connection, QString head, QString tail, QString table, QString parentColumn,
+                       QString orderBy)
+    : m_connection(connection),
+      m_head(std::move(head)),
+      m_tail(std::move(tail)),
+      m_table(std::move(table)),
+      m_parentColumn(std::move(parentColumn)),
+      m_orderBy(std::move(orderBy))
+{
+}
+
+ChildReads::~ChildReads() = default;
+
+bool ChildReads::ReadsInBlocks() const { return m_connection.dialect().batchesStatements; }
+
+void ChildReads::SetParents(std::vector<qint32> keys)
+{
+    m_parents = std::move(keys);
+    m_next = 0;
+    m_block.reset();
+}
+
+void ChildReads::Open(Recordset& rs, qint32 parentKey)
+{
+    rs.Open(m_head + QString::number(parentKey) + m_tail, m_connection);
+    if (!ReadsInBlocks())
+        return;
+    if (!m_block || !m_block->rows.contains(parentKey)) {
+        // The block that starts with this parent, when it is among the
+        // parents still to come.
+        const auto from = std::find(m_parents.begin() + qsizetype(m_next), m_parents.end(), parentKey);
+        if (from == m_parents.end())
+            return;
+        readBlock(size_t(from - m_parents.begin()));
+    }
+    const auto found = m_block->rows.find(parentKey);
+    rs.d->fill(m_block->columns, *found);
+    m_block->rows.erase(found);
+}
+
+void ChildReads::readBlock(size_t from)
+{
+    const size_t to = std::min(m_parents.size(), from + kParentsPerBlock);
+    m_next = to;
+    QString marks;
+    for (size_t i = from; i < to; ++i)
+        marks += i == from ? QLatin1String("?") : QLatin1String(", ?");
+    const TableInfo& table = *m_connection.tableInfo(m_table);
+    QString order = m_parentColumn;
+    if (!m_orderBy.isEmpty())
+        order += QLatin1String(", ") + m_orderBy;
+    if (table.HasKey())
+        order += QLatin1String(", ") + Dialect::QuoteColumn(table.Key());
+    const QString sql = QLatin1String("SELECT * FROM ") + m_connection.dialect().Translate(m_table) +
+                        QLatin1String(" WHERE ") + m_parentColumn + QLatin1String(" IN (") + marks +
+                        QLatin1String(") ORDER BY ") + order;
+    // Held rows go first: the block reads whatever the parents hold.
+    m_connection.SendHeldWrites();
+    QSqlQuery& q = m_connection.preparedStatement(sql);
+    for (size_t i = from; i < to; ++i)
+        q.bindValue(int(i - from), m_parents[i]);
+    execOrThrow(q, m_connection);
+
+    auto block = std::make_unique<Block>();
+    block->columns = m_connection.tableInfo(m_table);
+    const int count = q.record().count();
+    const int parent = block->columns->IndexOf(m_parentColumn);
+    if (count != int(block->columns->columns.size()) || parent < 0) {
+        q.finish();
+        throw DbError(QStringLiteral("The rows of '%1' cannot be read in blocks.").arg(m_table));
+    }
+    for (size_t i = from; i < to; ++i)
+        block->rows[m_parents[i]];
+    while (q.next()) {
+        QVariantList values;
+        values.reserve(count);
+        for (int i = 0; i < count; ++i)
+            values.append(q.isNull(i) ? QVariant() : NormaliseRead(q.value(i)));
+        block->rows[values[parent].toInt()].push_back(std::move(values));
+    }
+    const QSqlError error = q.lastError();
+    q.finish();
+    if (error.isValid())
+        throw m_connection.StatementFailure(error);
+    if (m_children && block->columns->HasKey()) {
+        std::vector<qint32> keys;
+        for (size_t i = from; i < to; ++i) {
+            for (const QVariantList& row : block->rows[m_parents[i]])
+                keys.push_back(row[block->columns->keyIndex].toInt());
+        }
+        m_children->SetParents(std::move(keys));
+    }
+    m_block = std::move(block);
+}
+
+std::vector<qint32> ColumnKeys(Recordset& rs, const QString& column)
+{
+    std::vector<qint32> keys;
+    if (rs.Eof())
+        return keys;
+    for (rs.MoveFirst(); !rs.Eof(); rs.MoveNext())
+        keys.push_back(rs.Int(column));
+    rs.MoveFirst();
+    return keys;
+}
 
 } // namespace dorvane
