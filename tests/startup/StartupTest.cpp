@@ -10,151 +10,118 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <vector>
-
 namespace dorvane {
 namespace {
 
+using namespace Qt::StringLiterals;
+
 class StartupTest : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(m_dir.isValid()); }
     void TearDown() override { SetSettingsFileOverride(QString()); }
-
-    // Writes a settings file with the given value lines and makes it current.
-    void settings(const QString& values)
-    {
-        const QString path = m_dir.filePath(QStringLiteral("zentrix.reg"));
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n"
-                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
-        file.write(values.toUtf8());
-        file.close();
-        SetSettingsFileOverride(path);
-    }
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
 
+    // Makes a settings file of the value lines (<D> the temporary folder) current.
+    void settings(const QStringList& values)
+    {
+        QFile file(path(u"zentrix.reg"_s));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write((u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
+                    values.join(u"\r\n"_s).replace(u"<D>"_s, m_dir.path()) + u"\r\n"_s).toUtf8());
+        SetSettingsFileOverride(file.fileName());
+    }
+
     void makeDatabase(const QString& relative)
     {
-        const QString file = path(relative);
-        QDir().mkpath(QFileInfo(file).path());
-        Connection::CreateDatabaseFile(file);
+        QDir().mkpath(QFileInfo(path(relative)).path());
+        Connection::CreateDatabaseFile(path(relative));
+    }
+
+    // Opening fails naming `database`, or succeeds when it is empty.
+    void expectOpen(Session& session, const QString& database)
+    {
+        try {
+            session.Open(PlanStartup());
+            EXPECT_EQ(database, QString()) << "opened without it";
+        } catch (const DbError& e) {
+            EXPECT_TRUE(!database.isEmpty() && e.description().contains(database)) << e.description().toStdString();
+        }
     }
 
     QTemporaryDir m_dir;
 };
 
-TEST_F(StartupTest, TutorialModeBuildsItsPathsBelowTheInstallation)
+// The plan for the settings: mode, connection, shared resources, test and
+// user data, installation, and the repository as the window names it.
+TEST_F(StartupTest, TheSettingsChooseTheMode)
 {
-    settings(QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"/opt/z\"\r\n"
-                            "\"IsLocalDatabase\"=dword:00000001\r\n\"SharedResourcePath\"=\"/elsewhere\"\r\n"));
-    const StartupPlan plan = PlanStartup();
-    EXPECT_EQ(plan.mode, RepositoryMode::Tutorial);
-    EXPECT_EQ(plan.connectionString,
-              QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/opt/z\\Tutorial\\Database\\Tutorial.mdb;"));
-    EXPECT_EQ(plan.sharedResourcePath, QStringLiteral("/opt/z\\Tutorial"));
-    EXPECT_EQ(plan.testDataPath, QStringLiteral("/opt/z\\Tutorial\\TestData.mdb"));
-    EXPECT_EQ(plan.userDataPath, QStringLiteral("/opt/z\\Tutorial\\database\\UserData.mdb"));
-    EXPECT_EQ(plan.installationPath, QStringLiteral("/opt/z"));
+    makeDatabase(u"Tutorial/Database/Tutorial.mdb"_s);
+    struct Case {
+        const char* name;
+        QStringList values;
+        QStringList plan;
+    };
+    const std::vector<Case> cases = {
+        {"tutorial, before a local database",
+         {uR"("ActiveDB"="Tutorial")"_s, uR"("ExePath"="<D>")"_s, u"\"IsLocalDatabase\"=dword:00000001"_s, uR"("SharedResourcePath"="/x")"_s},
+         {u"Tutorial"_s, uR"(PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=<D>\Tutorial\Database\Tutorial.mdb;)"_s, uR"(<D>\Tutorial)"_s,
+          uR"(<D>\Tutorial\TestData.mdb)"_s, uR"(<D>\Tutorial\database\UserData.mdb)"_s, u"<D>"_s, u"<D>/Tutorial/Database/Tutorial.mdb"_s,
+          u"Tutorial.mdb"_s}},
+        {"tutorial in another case is local",
+         {uR"("ActiveDB"="tutorial")"_s, uR"("ExePath"="/opt/z")"_s, u"\"IsLocalDatabase\"=dword:00000001"_s,
+          uR"("LocalDatabasePath"="/srv/db")"_s, uR"("LocalDatabaseName"="Zentrix.mdb")"_s, uR"("SharedResourcePath"="/shared")"_s},
+         {u"Local"_s, uR"(PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/srv/db\Zentrix.mdb;)"_s, u"/shared"_s,
+          uR"(/shared\testdata.mdb)"_s, uR"(/opt/z\UserData.mdb)"_s, u"/opt/z"_s, u"/srv/db/Zentrix.mdb"_s, u"Zentrix.mdb"_s}},
+        // A data source with settings of its own is passed on as it stands,
+        // and named without them.
+        {"IsLocalDatabase as text means a server",
+         {uR"("IsLocalDatabase"="1")"_s, uR"("ActiveDSN"="zentrix;UID=admin;PWD=secret")"_s},
+         {u"Server"_s, u"PROVIDER=MSDASQL;DSN=zentrix;UID=admin;PWD=secret"_s, QString(), uR"(\testdata.mdb)"_s,
+          uR"(\UserData.mdb)"_s, QString(), u"zentrix"_s, u"zentrix"_s}},
+        {"no settings at all", {},
+         {u"Server"_s, u"PROVIDER=MSDASQL;DSN="_s, QString(), uR"(\testdata.mdb)"_s, uR"(\UserData.mdb)"_s, QString(), QString(), QString()}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        settings(c.values);
+        const StartupPlan plan = PlanStartup();
+        QStringList want;
+        for (const QString& value : c.plan)
+            want << QString(value).replace(u"<D>"_s, m_dir.path());
+        EXPECT_EQ((QStringList{ModeName(plan.mode), plan.connectionString, plan.sharedResourcePath, plan.testDataPath,
+                               plan.userDataPath, plan.installationPath, RepositoryLocation(plan), RepositoryTitle(plan)}),
+                  want);
+    }
 }
 
-TEST_F(StartupTest, TutorialIsMatchedWithItsExactCase)
+// Tutorial opens user data before test data, the other modes test data
+// first; file and folder names match in any case, and a missing database is
+// never created.
+TEST_F(StartupTest, DatabasesOpenInTheModesOrder)
 {
-    settings(QStringLiteral("\"ActiveDB\"=\"tutorial\"\r\n\"ExePath\"=\"/opt/z\"\r\n"
-                            "\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"/db\"\r\n"
-                            "\"LocalDatabaseName\"=\"Repo.mdb\"\r\n\"SharedResourcePath\"=\"/shared\"\r\n"));
-    const StartupPlan plan = PlanStartup();
-    EXPECT_EQ(plan.mode, RepositoryMode::Local);
-    EXPECT_EQ(plan.connectionString, QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=/db\\Repo.mdb;"));
-    EXPECT_EQ(plan.sharedResourcePath, QStringLiteral("/shared"));
-    EXPECT_EQ(plan.testDataPath, QStringLiteral("/shared\\testdata.mdb"));
-    EXPECT_EQ(plan.userDataPath, QStringLiteral("/opt/z\\UserData.mdb"));
-}
-
-TEST_F(StartupTest, IsLocalDatabaseStoredAsTextMeansServer)
-{
-    settings(QStringLiteral("\"IsLocalDatabase\"=\"1\"\r\n\"ActiveDSN\"=\"zentrix;\"\r\n"));
-    const StartupPlan plan = PlanStartup();
-    EXPECT_EQ(plan.mode, RepositoryMode::Server);
-    // A data source name with a semicolon of its own is passed on as it stands.
-    EXPECT_EQ(plan.connectionString, QStringLiteral("PROVIDER=MSDASQL;DSN=zentrix;"));
-}
-
-TEST_F(StartupTest, NoSettingsAtAllGiveAnEmptyDataSource)
-{
-    SetSettingsFileOverride(path(QStringLiteral("absent.reg")));
-    const StartupPlan plan = PlanStartup();
-    EXPECT_EQ(plan.mode, RepositoryMode::Server);
-    EXPECT_EQ(plan.connectionString, QStringLiteral("PROVIDER=MSDASQL;DSN="));
-    EXPECT_EQ(plan.testDataPath, QStringLiteral("\\testdata.mdb"));
-    EXPECT_EQ(plan.userDataPath, QStringLiteral("\\UserData.mdb"));
-
+    settings({uR"("ActiveDB"="Tutorial")"_s, uR"("ExePath"="<D>")"_s});
+    makeDatabase(u"Tutorial/Database/Tutorial.mdb"_s);
     Session session;
-    EXPECT_THROW(session.Open(plan), DbError);
-}
-
-TEST_F(StartupTest, TutorialOpensUserDataBeforeTestData)
-{
-    settings(QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"") + m_dir.path() + QStringLiteral("\"\r\n"));
-    makeDatabase(QStringLiteral("Tutorial/Database/Tutorial.mdb"));
-    // Neither side database exists: the first one opened is the one named.
-    Session session;
-    try {
-        session.Open(PlanStartup());
-        FAIL() << "opened without side databases";
-    } catch (const DbError& e) {
-        EXPECT_TRUE(e.description().contains(QStringLiteral("UserData.mdb"))) << e.description().toStdString();
-    }
+    expectOpen(session, u"UserData.mdb"_s);
     session.Close();
-
-    // The lower-case "database" folder of the user data path is the same
-    // folder as "Database".
-    makeDatabase(QStringLiteral("Tutorial/Database/UserData.mdb"));
-    try {
-        session.Open(PlanStartup());
-        FAIL() << "opened without the test data database";
-    } catch (const DbError& e) {
-        EXPECT_TRUE(e.description().contains(QStringLiteral("TestData.mdb"))) << e.description().toStdString();
-    }
+    makeDatabase(u"Tutorial/Database/UserData.mdb"_s);
+    expectOpen(session, u"TestData.mdb"_s);
     session.Close();
-
-    makeDatabase(QStringLiteral("Tutorial/TestData.mdb"));
-    EXPECT_NO_THROW(session.Open(PlanStartup()));
-    EXPECT_TRUE(session.repository.IsOpen());
-    EXPECT_TRUE(session.testData.IsOpen());
-    EXPECT_TRUE(session.userData.IsOpen());
+    makeDatabase(u"Tutorial/TestData.mdb"_s);
+    expectOpen(session, QString());
+    EXPECT_TRUE(session.repository.IsOpen() && session.testData.IsOpen() && session.userData.IsOpen());
     session.Close();
-    EXPECT_FALSE(session.repository.IsOpen());
-    EXPECT_FALSE(session.testData.IsOpen());
-    EXPECT_FALSE(session.userData.IsOpen());
-}
+    EXPECT_FALSE(session.repository.IsOpen() || session.testData.IsOpen() || session.userData.IsOpen());
 
-TEST_F(StartupTest, LocalOpensTestDataBeforeUserData)
-{
-    settings(QStringLiteral("\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"") + m_dir.path() +
-             QStringLiteral("\"\r\n\"LocalDatabaseName\"=\"repo.mdb\"\r\n\"SharedResourcePath\"=\"") + m_dir.path() +
-             QStringLiteral("/shared\"\r\n\"ExePath\"=\"") + m_dir.path() + QStringLiteral("/exe\"\r\n"));
-    makeDatabase(QStringLiteral("repo.mdb"));
-    Session session;
-    try {
-        session.Open(PlanStartup());
-        FAIL() << "opened without side databases";
-    } catch (const DbError& e) {
-        EXPECT_TRUE(e.description().contains(QStringLiteral("testdata.mdb"))) << e.description().toStdString();
-    }
+    settings({u"\"IsLocalDatabase\"=dword:00000001"_s, uR"("LocalDatabasePath"="<D>")"_s, uR"("LocalDatabaseName"="repo.mdb")"_s,
+              uR"("SharedResourcePath"="<D>/shared")"_s, uR"("ExePath"="<D>/exe")"_s});
+    makeDatabase(u"repo.mdb"_s);
+    expectOpen(session, u"testdata.mdb"_s);
     session.Close();
-
-    // File names match case-insensitively, as on the suite's home platform.
-    makeDatabase(QStringLiteral("shared/TESTDATA.MDB"));
-    try {
-        session.Open(PlanStartup());
-        FAIL() << "opened without the user data database";
-    } catch (const DbError& e) {
-        EXPECT_TRUE(e.description().contains(QStringLiteral("UserData.mdb"))) << e.description().toStdString();
-    }
+    makeDatabase(u"shared/TESTDATA.MDB"_s);
+    expectOpen(session, u"UserData.mdb"_s);
     session.Close();
-    EXPECT_FALSE(QFile::exists(path(QStringLiteral("exe/UserData.mdb")))) << "a missing database was created";
+    EXPECT_FALSE(QFile::exists(path(u"exe/UserData.mdb"_s)));
 }
 
 // A settings file that cannot be used stops start-up with its own message,
@@ -162,12 +129,11 @@ TEST_F(StartupTest, LocalOpensTestDataBeforeUserData)
 TEST_F(StartupTest, AnUnusableSettingsFileStopsStartUpNamingIt)
 {
     for (const QByteArray& content : {QByteArray(), QByteArray("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n")}) {
-        const QString file = path(QStringLiteral("broken.reg"));
-        QFile out(file);
+        QFile out(path(u"broken.reg"_s));
         ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
         out.write(content);
         out.close();
-        for (const QString& named : {file, path(QStringLiteral("absent.reg"))}) {
+        for (const QString& named : {out.fileName(), path(u"absent.reg"_s)}) {
             SetSettingsFileOverride(named);
             const StartupPlan plan = PlanStartup();
             EXPECT_TRUE(plan.settingsProblem.contains(named)) << plan.settingsProblem.toStdString();
@@ -181,39 +147,8 @@ TEST_F(StartupTest, AnUnusableSettingsFileStopsStartUpNamingIt)
             EXPECT_FALSE(session.repository.IsOpen());
         }
     }
-    settings(QStringLiteral("\"ActiveDSN\"=\"zentrix\"\r\n"));
+    settings({uR"("ActiveDSN"="zentrix")"_s});
     EXPECT_EQ(PlanStartup().settingsProblem, QString());
-}
-
-// What the window's title and status bar show of the chosen repository:
-// never the connection string's other settings.
-TEST_F(StartupTest, TheRepositoryIsNamedAsAPersonKnowsIt)
-{
-    makeDatabase(QStringLiteral("Tutorial/Database/Tutorial.mdb"));
-    struct Case {
-        const char* name;
-        QString values;
-        QString location;
-        QString title;
-    };
-    const std::vector<Case> cases = {
-        {"tutorial file, as a native path",
-         QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"%1\"\r\n").arg(m_dir.path()),
-         path(QStringLiteral("Tutorial/Database/Tutorial.mdb")), QStringLiteral("Tutorial.mdb")},
-        {"local file", QStringLiteral("\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"/srv/db\"\r\n"
-                                      "\"LocalDatabaseName\"=\"Zentrix.mdb\"\r\n"),
-         QStringLiteral("/srv/db/Zentrix.mdb"), QStringLiteral("Zentrix.mdb")},
-        {"data source with a password", QStringLiteral("\"ActiveDSN\"=\"zentrix;UID=admin;PWD=secret\"\r\n"),
-         QStringLiteral("zentrix"), QStringLiteral("zentrix")},
-        {"no data source", QString(), QString(), QString()},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        settings(c.values);
-        const StartupPlan plan = PlanStartup();
-        EXPECT_EQ(RepositoryLocation(plan), c.location);
-        EXPECT_EQ(RepositoryTitle(plan), c.title);
-    }
 }
 
 } // namespace
