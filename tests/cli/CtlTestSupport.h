@@ -3,28 +3,17 @@
 // Running the built dorvanectl from a test. DORVANECTL_PATH is set by the
 // build for each test program that includes this.
 
-#include "repository/Connection.h"
 #include "repository/Installation.h"
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
-
-#include <memory>
 
 namespace dorvane::test {
 
 using namespace Qt::StringLiterals;
 
-struct CtlResult {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+struct CtlResult { int exitCode = -1; QString out, err; };
 
 // Runs dorvanectl with `registry` as its settings file. Its standard input
 // is a closed pipe: there is no terminal to answer on.
@@ -56,18 +45,16 @@ inline bool Like(const QString& text, const QString& pattern)
     QStringList parts = pattern.split(u'…');
     for (QString& part : parts)
         part = QRegularExpression::escape(part);
-    return QRegularExpression(u"\\A"_s + parts.join(u".*"_s) + u"\\z"_s, QRegularExpression::DotMatchesEverythingOption)
-        .match(text)
-        .hasMatch();
+    return QRegularExpression(u"\\A(?s)"_s + parts.join(u".*"_s) + u"\\z"_s).match(text).hasMatch();
 }
 
-// One run and what it must give: the exit status, standard error and
-// standard output as Like() patterns.
+// One run and what it must give: the arguments ('|' between), the exit
+// status, standard error and standard output as Like() patterns.
 struct Want {
-    QStringList args;
+    QString command;
     int status;
-    QString err;
-    QString out = {};
+    QString err, out = {};
+    QStringList args() const { return command.isEmpty() ? QStringList() : command.split(u'|'); }
 };
 
 inline void Check(const Want& want, const CtlResult& run)
@@ -82,10 +69,7 @@ inline void Check(const Want& want, const CtlResult& run)
 // data source, created by dorvanectl and filled with the tutorial's rows).
 inline std::vector<std::string> CtlRepositories()
 {
-    std::vector<std::string> where{"tutorial"};
-    if (!TestDsn().isEmpty())
-        where.push_back("odbc");
-    return where;
+    return TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"};
 }
 
 // An installation with its settings file and its repository one of
@@ -95,8 +79,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        m_exe = m_dir.filePath(u"exe"_s);
-        m_registry = m_dir.filePath(u"zentrix.reg"_s);
+        m_exe = m_dir.filePath(u"exe"_s), m_registry = m_dir.filePath(u"zentrix.reg"_s);
         ASSERT_EQ(Ctl({u"create-installation"_s, m_exe}).exitCode, 0);
         if (GetParam() == "tutorial") {
             m_connectionString = u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1/Tutorial/Database/Tutorial.mdb;"_s.arg(m_exe);
@@ -109,11 +92,7 @@ protected:
         ASSERT_EQ(Ctl({u"create-repository"_s, u"--dsn"_s, dsn}).exitCode, 0);
         ASSERT_EQ(Ctl({u"create-shared-folder"_s, shared}).exitCode, 0);
         m_connectionString = m_odbc->connectionString();
-        {
-            Connection conn;
-            DB_ASSERT(conn.Open(m_connectionString));
-            DB_ASSERT(conn.BeginTrans(); InsertTutorialData(conn); conn.CommitTrans());
-        }
+        DB_ASSERT(db().BeginTrans(); InsertTutorialData(*m_conn); m_conn->CommitTrans(); m_conn.reset());
         WriteSettings(m_registry, {u"\"ActiveDB\"=\"Server\""_s, u"\"IsLocalDatabase\"=dword:00000000"_s,
                                    u"\"ActiveDSN\"=\"%1\""_s.arg(dsn), u"\"SharedResourcePath\"=\"%1\""_s.arg(shared),
                                    u"\"ExePath\"=\"%1\""_s.arg(m_exe)});
@@ -122,46 +101,31 @@ protected:
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
 
     // A connection of its own for every look: the tool writes in between.
-    void exec(const QString& sql)
+    Connection& db()
     {
-        Connection conn;
-        conn.Open(m_connectionString);
-        conn.Execute(sql);
+        m_conn = std::make_unique<Connection>();
+        m_conn->Open(m_connectionString);
+        return *m_conn;
     }
-
-    QStringList rows(const QString& query)
-    {
-        Connection conn;
-        conn.Open(m_connectionString);
-        return Rows(conn, query);
-    }
-
-    // Every row of every repository table.
-    QStringList dump()
-    {
-        Connection conn;
-        conn.Open(m_connectionString);
-        return TableRows(conn);
-    }
+    void exec(const QString& sql) { db().Execute(sql); }
+    QStringList rows(const QString& query) { return Rows(db(), query); }
+    QStringList dump() { return TableRows(db()); } // every row of every repository table
 
     // Runs each in turn; one that fails leaves the repository as it was.
     void expectRuns(const std::vector<Want>& runs)
     {
         for (const Want& want : runs) {
-            SCOPED_TRACE(want.args.join(u' ').toStdString());
+            SCOPED_TRACE(want.command.toStdString());
             const QStringList before = want.status ? dump() : QStringList();
-            Check(want, ctl(want.args));
-            if (want.status) {
-                EXPECT_EQ(dump(), before);
-            }
+            Check(want, ctl(want.args()));
+            EXPECT_EQ(want.status ? dump() : QStringList(), before);
         }
     }
 
     QTemporaryDir m_dir;
-    QString m_exe;
-    QString m_registry;
-    QString m_connectionString;
+    QString m_exe, m_registry, m_connectionString;
     std::unique_ptr<TestDatabase> m_odbc;
+    std::unique_ptr<Connection> m_conn;
 };
 
 } // namespace dorvane::test
