@@ -30,13 +30,13 @@ inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/
             QString::fromLocal8Bit(process.readAllStandardOutput()), QString::fromLocal8Bit(process.readAllStandardError())};
 }
 
-// A settings file holding the given value lines, written as regedit does.
-inline void WriteSettings(const QString& path, const QStringList& values)
+// A settings file holding the value lines ('|' between), written as regedit does.
+inline void WriteSettings(const QString& path, QString values)
 {
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write((u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
-                values.join(u"\r\n"_s) + u"\r\n"_s).toUtf8());
+                values.replace(u'|', u"\r\n"_s) + u"\r\n"_s).toUtf8());
 }
 
 // Whether `text` is `pattern`, where each '…' stands for any text.
@@ -60,20 +60,13 @@ struct Want {
 inline void Check(const Want& want, const CtlResult& run)
 {
     EXPECT_EQ(run.exitCode, want.status);
-    EXPECT_TRUE(Like(run.err, want.err)) << "stderr: " << run.err.toStdString() << "\nwanted: " << want.err.toStdString();
-    EXPECT_TRUE(Like(run.out, want.out)) << "stdout: " << run.out.toStdString() << "\nwanted: " << want.out.toStdString();
+    EXPECT_TRUE(Like(run.err, want.err) && Like(run.out, want.out)) << "stderr: " << run.err.toStdString() << "\nwanted: "
+                                                                    << want.err.toStdString() << "\nstdout: " << run.out.toStdString();
 }
 
-// The repositories the tool is run on: "tutorial" (the SQLite file of a
-// tutorial installation) and, when a data source is given, "odbc" (the test
-// data source, created by dorvanectl and filled with the tutorial's rows).
-inline std::vector<std::string> CtlRepositories()
-{
-    return TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"};
-}
-
-// An installation with its settings file and its repository one of
-// CtlRepositories().
+// An installation with its settings file and its repository: "tutorial"
+// (the SQLite file of a tutorial installation) or "odbc" (the test data
+// source, created by dorvanectl and filled with the tutorial's rows).
 class CtlRepositoryTest : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override
@@ -83,30 +76,23 @@ protected:
         ASSERT_EQ(Ctl({u"create-installation"_s, m_exe}).exitCode, 0);
         if (GetParam() == "tutorial") {
             m_connectionString = u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1/Tutorial/Database/Tutorial.mdb;"_s.arg(m_exe);
-            WriteSettings(m_registry, {u"\"ActiveDB\"=\"Tutorial\""_s, u"\"ExePath\"=\"%1\""_s.arg(m_exe)});
+            WriteSettings(m_registry, uR"("ActiveDB"="Tutorial"|"ExePath"="%1")"_s.arg(m_exe));
             return;
         }
         m_odbc = std::make_unique<TestDatabase>("odbc"); // empties the data source
-        const QString dsn = TestDsn();
-        const QString shared = m_dir.filePath(u"shared"_s);
+        const QString dsn = TestDsn(), shared = m_dir.filePath(u"shared"_s);
         ASSERT_EQ(Ctl({u"create-repository"_s, u"--dsn"_s, dsn}).exitCode, 0);
         ASSERT_EQ(Ctl({u"create-shared-folder"_s, shared}).exitCode, 0);
         m_connectionString = m_odbc->connectionString();
         DB_ASSERT(db().BeginTrans(); InsertTutorialData(*m_conn); m_conn->CommitTrans(); m_conn.reset());
-        WriteSettings(m_registry, {u"\"ActiveDB\"=\"Server\""_s, u"\"IsLocalDatabase\"=dword:00000000"_s,
-                                   u"\"ActiveDSN\"=\"%1\""_s.arg(dsn), u"\"SharedResourcePath\"=\"%1\""_s.arg(shared),
-                                   u"\"ExePath\"=\"%1\""_s.arg(m_exe)});
+        WriteSettings(m_registry, uR"("ActiveDB"="Server"|"IsLocalDatabase"=dword:00000000|"ActiveDSN"="%1"|"SharedResourcePath"="%2"|"ExePath"="%3")"_s
+                                      .arg(dsn, shared, m_exe));
     }
 
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
 
     // A connection of its own for every look: the tool writes in between.
-    Connection& db()
-    {
-        m_conn = std::make_unique<Connection>();
-        m_conn->Open(m_connectionString);
-        return *m_conn;
-    }
+    Connection& db() { return m_conn = std::make_unique<Connection>(), m_conn->Open(m_connectionString), *m_conn; }
     void exec(const QString& sql) { db().Execute(sql); }
     QStringList rows(const QString& query) { return Rows(db(), query); }
     QStringList dump() { return TableRows(db()); } // every row of every repository table

@@ -37,13 +37,9 @@ QByteArray Values(const QString& lines) { return Export(kKey + u'|' + lines); }
 // registry's empty result), '|' between.
 QString Reads(const QString& want)
 {
-    QStringList seen;
-    if (RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull())
-        seen << u"no key"_s;
-    for (const QString& entry : want.split(u'|')) {
+    QStringList seen = RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull() ? QStringList{u"no key"_s} : QStringList();
+    for (const QString& entry : QString(want).remove(u"no key"_s).split(u'|', Qt::SkipEmptyParts)) {
         const QString name = entry.section(u'=', 0, 0);
-        if (name == u"no key"_s)
-            continue;
         const std::optional<QString> text = GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, name);
         const std::optional<qint32> dword = GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, name);
         EXPECT_EQ(SettingString(name), text.value_or(QString()));
@@ -63,8 +59,7 @@ protected:
     void write(const QByteArray& bytes)
     {
         QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        ASSERT_EQ(file.write(bytes), bytes.size());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size());
     }
 
     QTemporaryDir m_dir;

@@ -1,6 +1,5 @@
 // Mode choice and the order in which start-up opens its databases.
 
-#include "repository/Connection.h"
 #include "startup/Registry.h"
 #include "startup/Startup.h"
 
@@ -14,6 +13,17 @@ namespace dorvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+
+// What opening says: "opened", or the error's description.
+QString Opens(Session& session, const StartupPlan& plan)
+{
+    try {
+        session.Open(plan);
+        return u"opened"_s;
+    } catch (const DbError& e) {
+        return e.description();
+    }
+}
 
 class StartupTest : public ::testing::Test {
 protected:
@@ -34,22 +44,7 @@ protected:
 
     QString fill(QString text) const { return text.replace(u"<D>"_s, m_dir.path()); }
 
-    void makeDatabase(const QString& relative)
-    {
-        QDir().mkpath(QFileInfo(path(relative)).path());
-        Connection::CreateDatabaseFile(path(relative));
-    }
-
-    // Opening fails naming `database`, or succeeds when it is empty.
-    void expectOpen(Session& session, const QString& database)
-    {
-        try {
-            session.Open(PlanStartup());
-            EXPECT_EQ(database, QString()) << "opened without it";
-        } catch (const DbError& e) {
-            EXPECT_TRUE(!database.isEmpty() && e.description().contains(database)) << e.description().toStdString();
-        }
-    }
+    void makeDatabase(const QString& name) { QDir().mkpath(QFileInfo(path(name)).path()), Connection::CreateDatabaseFile(path(name)); }
 
     QTemporaryDir m_dir;
 };
@@ -74,10 +69,9 @@ TEST_F(StartupTest, TheSettingsChooseTheMode)
     };
     for (const auto& [values, want] : cases) {
         settings(values);
-        const StartupPlan plan = PlanStartup();
-        EXPECT_EQ((QStringList{ModeName(plan.mode), plan.connectionString, plan.sharedResourcePath, plan.testDataPath,
-                               plan.userDataPath, plan.installationPath, RepositoryLocation(plan), RepositoryTitle(plan)}).join(u'|'),
-                  fill(want));
+        const StartupPlan p = PlanStartup();
+        EXPECT_EQ((QStringList{ModeName(p.mode), p.connectionString, p.sharedResourcePath, p.testDataPath, p.userDataPath,
+                               p.installationPath, RepositoryLocation(p), RepositoryTitle(p)}).join(u'|'), fill(want));
     }
 }
 
@@ -86,27 +80,24 @@ TEST_F(StartupTest, TheSettingsChooseTheMode)
 // never created.
 TEST_F(StartupTest, DatabasesOpenInTheModesOrder)
 {
-    settings(uR"("ActiveDB"="Tutorial"|"ExePath"="<D>")"_s);
-    makeDatabase(u"Tutorial/Database/Tutorial.mdb"_s);
     Session session;
-    expectOpen(session, u"UserData.mdb"_s);
-    session.Close();
-    makeDatabase(u"Tutorial/Database/UserData.mdb"_s);
-    expectOpen(session, u"TestData.mdb"_s);
-    session.Close();
-    makeDatabase(u"Tutorial/TestData.mdb"_s);
-    expectOpen(session, QString());
+    // Makes the database, then opens what the settings name.
+    const auto step = [&](const QString& database, const QString& says) {
+        session.Close();
+        makeDatabase(database);
+        EXPECT_TRUE(Opens(session, PlanStartup()).contains(says)) << says.toStdString();
+    };
+    settings(uR"("ActiveDB"="Tutorial"|"ExePath"="<D>")"_s);
+    step(u"Tutorial/Database/Tutorial.mdb"_s, u"UserData.mdb"_s);
+    step(u"Tutorial/Database/UserData.mdb"_s, u"TestData.mdb"_s); // the same folder as "database"
+    step(u"Tutorial/TestData.mdb"_s, u"opened"_s);
     EXPECT_TRUE(session.repository.IsOpen() && session.testData.IsOpen() && session.userData.IsOpen());
     session.Close();
     EXPECT_FALSE(session.repository.IsOpen() || session.testData.IsOpen() || session.userData.IsOpen());
 
     settings(uR"("IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="<D>"|"LocalDatabaseName"="repo.mdb"|"SharedResourcePath"="<D>/shared"|"ExePath"="<D>/exe")"_s);
-    makeDatabase(u"repo.mdb"_s);
-    expectOpen(session, u"testdata.mdb"_s);
-    session.Close();
-    makeDatabase(u"shared/TESTDATA.MDB"_s);
-    expectOpen(session, u"UserData.mdb"_s);
-    session.Close();
+    step(u"repo.mdb"_s, u"testdata.mdb"_s);
+    step(u"shared/TESTDATA.MDB"_s, u"UserData.mdb"_s);
     EXPECT_FALSE(QFile::exists(path(u"exe/UserData.mdb"_s)));
 }
 
@@ -122,12 +113,7 @@ TEST_F(StartupTest, AnUnusableSettingsFileStopsStartUpNamingIt)
         const StartupPlan plan = PlanStartup();
         EXPECT_TRUE(plan.settingsProblem.contains(named)) << plan.settingsProblem.toStdString();
         Session session;
-        try {
-            session.Open(plan);
-            ADD_FAILURE() << "opened without settings";
-        } catch (const DbError& e) {
-            EXPECT_EQ(e.description(), plan.settingsProblem);
-        }
+        EXPECT_EQ(Opens(session, plan), plan.settingsProblem);
         EXPECT_FALSE(session.repository.IsOpen());
     }
     settings(uR"("ActiveDSN"="zentrix")"_s);
