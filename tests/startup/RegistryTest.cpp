@@ -1,5 +1,7 @@
-#include "startup/Registry.h"
+// The settings file read with the registry's rules, and as Windows imports
+// an export.
 
+#include "startup/Registry.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -8,404 +10,174 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <functional>
-#include <vector>
-
 namespace dorvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-const QString kV5 = QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n");
-const QString kV4 = QStringLiteral("REGEDIT4\r\n\r\n");
-const QString kSection = QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
+const QString kV5 = u"Windows Registry Editor Version 5.00\r\n\r\n"_s;
+const QString kKey = uR"([HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Zentrix])"_s;
+const QString kOther = uR"([HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Other])"_s;
 
-// "T" -> "54,00" as regedit writes string data in a version 5 file.
+// "T" -> "54,00", as regedit writes string data in a version 5 file.
 QString HexUtf16(const QString& text)
 {
     QStringList bytes;
-    for (const QChar c : text) {
-        bytes << QString::asprintf("%02x", c.unicode() & 0xFF) << QString::asprintf("%02x", c.unicode() >> 8);
-    }
+    for (const QChar c : text)
+        bytes << QString::asprintf("%02x,%02x", c.unicode() & 0xFF, c.unicode() >> 8);
     return bytes.join(u',');
 }
 
-QByteArray Utf16LeWithBom(const QString& text)
+// A version 5 export of the lines ('|' between), or of the Zentrix key's values.
+QByteArray Export(QString lines) { return (kV5 + lines.replace(u'|', u"\r\n"_s) + u"\r\n"_s).toUtf8(); }
+QByteArray Values(const QString& lines) { return Export(kKey + u'|' + lines); }
+
+// What the Zentrix key reads of the values that `want` names: "no key" when
+// it cannot be opened, then per value Name="text"/dword ("-" for the
+// registry's empty result), '|' between.
+QString Reads(const QString& want)
 {
-    QByteArray bytes("\xFF\xFE");
-    for (const QChar c : text) {
-        bytes.append(static_cast<char>(c.unicode() & 0xFF));
-        bytes.append(static_cast<char>(c.unicode() >> 8));
+    QStringList seen = RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull() ? QStringList{u"no key"_s} : QStringList();
+    for (const QString& entry : QString(want).remove(u"no key"_s).split(u'|', Qt::SkipEmptyParts)) {
+        const QString name = entry.section(u'=', 0, 0);
+        const std::optional<QString> text = GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, name);
+        const std::optional<qint32> dword = GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, name);
+        EXPECT_EQ(SettingString(name), text.value_or(QString()));
+        EXPECT_EQ(SettingDword(name), dword.value_or(0));
+        seen << name + u'=' + (text ? u'"' + *text + u'"' : u"-"_s) + u'/' + (dword ? QString::number(*dword) : u"-"_s);
     }
-    return bytes;
+    return seen.join(u'|');
 }
 
 class RegistryTest : public ::testing::Test {
 protected:
-    void SetUp() override
+    void SetUp() override { SetSettingsFileOverride(path()); }
+    void TearDown() override { SetSettingsFileOverride(QString()); }
+
+    QString path() const { return m_dir.filePath(u"zentrix.reg"_s); }
+
+    void write(const QByteArray& bytes)
     {
-        ASSERT_TRUE(m_dir.isValid());
-        m_savedEnv = qgetenv("ZENTRIX_REGISTRY");
-        m_hadEnv = qEnvironmentVariableIsSet("ZENTRIX_REGISTRY");
-        qunsetenv("ZENTRIX_REGISTRY");
-        SetSettingsFileOverride(path());
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size());
     }
-
-    void TearDown() override
-    {
-        SetSettingsFileOverride(QString());
-        if (m_hadEnv)
-            qputenv("ZENTRIX_REGISTRY", m_savedEnv);
-        else
-            qunsetenv("ZENTRIX_REGISTRY");
-    }
-
-    QString path(const QString& name = QStringLiteral("zentrix.reg")) const { return m_dir.filePath(name); }
-
-    void WriteBytes(const QByteArray& bytes, const QString& name = QStringLiteral("zentrix.reg"))
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        ASSERT_EQ(file.write(bytes), bytes.size());
-    }
-
-    void Write(const QString& text, const QString& name = QStringLiteral("zentrix.reg")) { WriteBytes(text.toUtf8(), name); }
-
-    // A version 5 file with the Zentrix key holding `values` (one per line).
-    void WriteValues(const QString& values) { Write(kV5 + kSection + values); }
 
     QTemporaryDir m_dir;
-    QByteArray m_savedEnv;
-    bool m_hadEnv = false;
 };
 
-TEST_F(RegistryTest, ReadsTextAndDwordSettings)
+TEST_F(RegistryTest, ValuesReadWithTheRegistrysRules)
 {
-    WriteValues(QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n"
-                               "\"ExePath\"=\"C:\\\\Program Files\\\\Bramlund\\\\Zentrix\"\r\n"
-                               "\"IsLocalDatabase\"=dword:00000001\r\n"
-                               "\"Minus\"=dword:fffffffe\r\n"
-                               "\"Short\"=dword:2a\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Tutorial"));
-    EXPECT_EQ(SettingString(QStringLiteral("ExePath")), QStringLiteral("C:\\Program Files\\Bramlund\\Zentrix"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 1);
-    EXPECT_EQ(SettingDword(QStringLiteral("Minus")), -2);
-    EXPECT_EQ(SettingDword(QStringLiteral("Short")), 42);
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("ActiveDB")),
-              std::optional<QString>(QStringLiteral("Tutorial")));
-}
-
-TEST_F(RegistryTest, MissingOrTextIsLocalDatabaseReadsZero)
-{
-    WriteValues(QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n"));
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("IsLocalDatabase")), std::nullopt);
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 0);
-
-    WriteValues(QStringLiteral("\"IsLocalDatabase\"=\"1\"\r\n"));
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("IsLocalDatabase")), std::nullopt);
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 0);
-}
-
-TEST_F(RegistryTest, BinaryReadsAsLittleEndianDword)
-{
-    WriteValues(QStringLiteral("\"IsLocalDatabase\"=hex:2a,01,00,00\r\n"
-                               "\"Negative\"=hex:fe,ff,ff,ff\r\n"
-                               "\"TwoBytes\"=hex:2a,01\r\n"
-                               "\"NoBytes\"=hex:\r\n"
-                               "\"FiveBytes\"=hex:01,00,00,00,00\r\n"
-                               "\"ShortDword\"=hex(4):07\r\n"
-                               "\"LongDword\"=hex(4):01,00,00,00,00,00,00,00\r\n"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 0x12a);
-    EXPECT_EQ(SettingDword(QStringLiteral("Negative")), -2);
-    // Fewer than four bytes fill the low bytes of a zero.
-    EXPECT_EQ(SettingDword(QStringLiteral("TwoBytes")), 0x12a);
-    EXPECT_EQ(SettingDword(QStringLiteral("ShortDword")), 7);
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("NoBytes")), std::optional<qint32>(0));
-    // More than four bytes do not fit: the number 0, not the empty result.
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("FiveBytes")),
-              std::optional<qint32>(0));
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("LongDword")),
-              std::optional<qint32>(0));
-    // A binary value is no text.
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("IsLocalDatabase")), std::nullopt);
-}
-
-TEST_F(RegistryTest, StringsComeBackCutAtTheFirstNul)
-{
-    WriteValues(QStringLiteral("\"WithNul\"=hex(1):%1\r\n"
-                               "\"WithoutNul\"=hex(1):%2\r\n"
-                               "\"Embedded\"=hex(1):%3\r\n"
-                               "\"Empty\"=\"\"\r\n"
-                               "\"NoBytes\"=hex(1):\r\n")
-                    .arg(HexUtf16(QStringLiteral("Tutorial") + QChar(0)), HexUtf16(QStringLiteral("Tutorial")),
-                         HexUtf16(QStringLiteral("Tut") + QChar(0) + QStringLiteral("orial") + QChar(0))));
-    EXPECT_EQ(SettingString(QStringLiteral("WithNul")), QStringLiteral("Tutorial"));
-    EXPECT_EQ(SettingString(QStringLiteral("WithoutNul")), QStringLiteral("Tutorial"));
-    EXPECT_EQ(SettingString(QStringLiteral("Embedded")), QStringLiteral("Tut"));
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("Empty")),
-              std::optional<QString>(QString()));
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("NoBytes")),
-              std::optional<QString>(QString()));
-    // A text value is no number.
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("WithNul")), std::nullopt);
-}
-
-TEST_F(RegistryTest, OnlyPlainStringsAreReadAsText)
-{
-    WriteValues(QStringLiteral("\"ActiveDB\"=hex(2):%1\r\n"
-                               "\"ExePath\"=hex(7):%2\r\n"
-                               "\"IsLocalDatabase\"=dword:00000001\r\n"
-                               "\"Other\"=hex(b):01,00,00,00,00,00,00,00\r\n"
-                               "\"None\"=hex(0):01\r\n")
-                    .arg(HexUtf16(QStringLiteral("Tutorial") + QChar(0)),
-                         HexUtf16(QStringLiteral("C:\\Zentrix") + QChar(0) + QChar(0))));
-    for (const char* name : {"ActiveDB", "ExePath", "IsLocalDatabase", "Other", "None"}) {
-        EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, QString::fromLatin1(name)), std::nullopt)
-            << name;
-        EXPECT_EQ(SettingString(QString::fromLatin1(name)), QString()) << name;
-    }
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("ActiveDB")), std::nullopt);
-    EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("Other")), std::nullopt);
-}
-
-TEST_F(RegistryTest, MissingKeyOrFileReadsEverythingEmpty)
-{
-    const QStringList names = {QStringLiteral("ActiveDB"),          QStringLiteral("ExePath"),
-                               QStringLiteral("LocalDatabasePath"), QStringLiteral("LocalDatabaseName"),
-                               QStringLiteral("SharedResourcePath"), QStringLiteral("ActiveDSN")};
-    auto expectAllEmpty = [&](const char* what) {
-        EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << what;
-        for (const QString& name : names)
-            EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, kZentrixKey, name), std::nullopt) << what;
-        EXPECT_EQ(GetSettingDword(HKEY_LOCAL_MACHINE, kZentrixKey, QStringLiteral("IsLocalDatabase")),
-                  std::nullopt)
-            << what;
-        EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 0) << what;
-        EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString()) << what;
-    };
-
-    Write(kV5 + QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other]\r\n"
-                               "\"ActiveDB\"=\"Tutorial\"\r\n"
-                               "[HKEY_CURRENT_USER\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                               "\"ActiveDB\"=\"Tutorial\"\r\n"
-                               "\"IsLocalDatabase\"=dword:00000001\r\n"
-                               "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\ZentrixOld]\r\n"
-                               "\"ActiveDB\"=\"Tutorial\"\r\n"));
-    expectAllEmpty("other keys only");
-
-    QFile::remove(path());
-    expectAllEmpty("no file");
-
-    ASSERT_TRUE(QDir(m_dir.path()).mkdir(QStringLiteral("zentrix.reg")));
-    expectAllEmpty("a folder in the file's place");
-
-    EXPECT_EQ(QueryValueString(RegKey(), QStringLiteral("ActiveDB")), std::nullopt);
-    EXPECT_EQ(QueryValueDword(RegKey(), QStringLiteral("IsLocalDatabase")), std::nullopt);
-}
-
-TEST_F(RegistryTest, KeyAndValueNamesIgnoreCase)
-{
-    Write(kV5 + QStringLiteral("[hklm\\software\\BRAMLUND\\zentrix]\r\n"
-                               "\"activedb\"=\"Tutorial\"\r\n"
-                               "[HKEY_local_MACHINE\\Software\\Bramlund\\Zentrix]\r\n"
-                               "\"ISLOCALDATABASE\"=dword:00000001\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Tutorial"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 1);
-    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, QStringLiteral("software\\bramlund\\ZENTRIX"),
-                               QStringLiteral("ACTIVEDB")),
-              std::optional<QString>(QStringLiteral("Tutorial")));
-}
-
-TEST_F(RegistryTest, ReadsUtf16FileAsRegeditWritesIt)
-{
-    const QString text = kV5 + kSection
-                         + QStringLiteral("\"ExePath\"=\"C:\\\\Programme\\\\Zürich\"\r\n"
-                                          "\"ActiveDB\"=hex(1):%1\r\n"
-                                          "\"IsLocalDatabase\"=dword:00000001\r\n")
-                               .arg(HexUtf16(QStringLiteral("Ärger") + QChar(0)));
-    WriteBytes(Utf16LeWithBom(text));
-    EXPECT_EQ(SettingString(QStringLiteral("ExePath")), QStringLiteral("C:\\Programme\\Zürich"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Ärger"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 1);
-
-    WriteBytes(QByteArray("\xEF\xBB\xBF") + (kV5 + kSection + QStringLiteral("\"ActiveDB\"=\"Zürich\"\r\n")).toUtf8());
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("Zürich"));
-}
-
-TEST_F(RegistryTest, HexDataContinuesOverIndentedLines)
-{
-    const QString hex = HexUtf16(QStringLiteral("C:\\Program Files\\Bramlund\\Zentrix") + QChar(0));
-    // Break the list after every 8th byte, as regedit does after about 80 columns.
-    QStringList bytes = hex.split(u',');
-    QString wrapped;
-    for (qsizetype i = 0; i < bytes.size(); ++i) {
-        wrapped += bytes.at(i);
-        if (i + 1 < bytes.size())
-            wrapped += (i % 8 == 7) ? QStringLiteral(",\\\r\n  ") : QStringLiteral(",");
-    }
-    WriteValues(QStringLiteral("\"ExePath\"=hex(1):%1\r\n"
-                               "\"IsLocalDatabase\"=hex:01,\\\r\n"
-                               "  00,00,\\\r\n"
-                               "  00\r\n"
-                               "\"ActiveDB\"=\"After\"\r\n")
-                    .arg(wrapped));
-    ASSERT_GT(wrapped.count(u'\n'), 3);
-    EXPECT_EQ(SettingString(QStringLiteral("ExePath")), QStringLiteral("C:\\Program Files\\Bramlund\\Zentrix"));
-    EXPECT_EQ(SettingDword(QStringLiteral("IsLocalDatabase")), 1);
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("After"));
-}
-
-TEST_F(RegistryTest, CommentsEscapesAndBlankLines)
-{
-    WriteValues(QStringLiteral("; installed by the suite's set-up\r\n"
-                               "\r\n"
-                               "   ; indented comment\r\n"
-                               "\"ActiveDSN\"=\"Zentrix \\\"live\\\"\"\r\n"
-                               "\"SharedResourcePath\"=\"\\\\\\\\server\\\\share\"\r\n"
-                               "\"LocalDatabasePath\"=\"C:\\Data\"\r\n"
-                               "\"ActiveDB\"=\"; not a comment\"\r\n"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDSN")), QStringLiteral("Zentrix \"live\""));
-    EXPECT_EQ(SettingString(QStringLiteral("SharedResourcePath")), QStringLiteral("\\\\server\\share"));
-    // A backslash that escapes nothing stays.
-    EXPECT_EQ(SettingString(QStringLiteral("LocalDatabasePath")), QStringLiteral("C:\\Data"));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QStringLiteral("; not a comment"));
-}
-
-TEST_F(RegistryTest, MalformedFileReadsEverythingMissing)
-{
-    const QString body = kSection + QStringLiteral("\"ActiveDB\"=\"Tutorial\"\r\n");
-    for (const QString& header :
-         {QString(), QStringLiteral("Windows Registry Editor Version 4.00\r\n"), QStringLiteral("\r\nREGEDIT4\r\n"),
-          QStringLiteral("REGEDIT5\r\n"), QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE]\r\n")}) {
-        Write(header + body);
-        EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << header.toStdString();
-        EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString()) << header.toStdString();
-    }
-    WriteBytes(QByteArray());
-    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
-    WriteBytes(QByteArray("\x00\x01\xFF\xFE\x00", 5));
-    EXPECT_EQ(SettingString(QStringLiteral("ActiveDB")), QString());
-    // A device in the file's place: read up to a limit, never forever.
-    SetSettingsFileOverride(QStringLiteral("/dev/zero"));
-    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
-}
-
-// Files as regedit on Windows writes them and as administrators edit them:
-// each case is the file after the header, and what ActiveDB and ExePath
-// then read ("" for nothing).
-TEST_F(RegistryTest, SectionsEndAndDeleteAsAnImportWould)
-{
-    const QString other = QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other]\r\n");
-    const QString zentrixSub = QStringLiteral("HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix\\Sub");
-    struct Case {
-        const char* name;
-        QString body;
-        const char* activeDb;
-        const char* exePath;
-    };
+    // Hex data broken after every 8th byte, as regedit does after about 80 columns.
+    QStringList bytes = HexUtf16(u"C:\\Program Files\\Bramlund\\Zentrix"_s + QChar(0)).split(u',');
+    for (qsizetype i = 8; i < bytes.size(); i += 8)
+        bytes[i] = u"\\|  "_s + bytes[i];
+    QByteArray utf16("\xFF\xFE");
+    for (const QChar c : QString::fromUtf8(Values(uR"("ExePath"="C:\\Zürich"|"ActiveDB"=hex(1):)"_s + HexUtf16(u"Ärger"_s))))
+        utf16.append(static_cast<char>(c.unicode() & 0xFF)).append(static_cast<char>(c.unicode() >> 8));
+    const QString wow = uR"([HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Bramlund\Zentrix])"_s;
+    const QByteArray tutorial = Values(uR"("ActiveDB"="Tutorial")"_s).mid(kV5.size()); // without the header
+    struct Case { QByteArray file; QString reads; };
     const std::vector<Case> cases = {
-        {"an unclosed header ends the section before it",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other\r\n"
-                    u"\"ExePath\"=\"/other\"\r\n"_s,
-         "Tutorial", ""},
-        {"a header followed by a comment opens its key",
-         other + u"\"ExePath\"=\"/other\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix] ; the suite\r\n"
-                 u"\"ActiveDB\"=\"Tutorial\"\r\n"_s,
-         "Tutorial", ""},
-        {"a header followed by anything else opens nothing",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix] x\r\n"
-                    u"\"ExePath\"=\"/zentrix\"\r\n"_s,
-         "Tutorial", ""},
-        {"a value deletion removes the value read before it",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"/zentrix\"\r\n\"ActiveDB\" = -\r\n"_s, "",
-         "/zentrix"},
-        {"a value deleted and set again", kSection + u"\"ActiveDB\"=-\r\n\"ActiveDB\"=\"Local\"\r\n"_s, "Local", ""},
-        {"a value deletion in another key changes nothing",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n"_s + other + u"\"ActiveDB\"=-\r\n"_s, "Tutorial", ""},
-        {"a key deletion removes the key's values",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s, "", ""},
-        {"a deleted parent takes the key with it",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund]\r\n"_s, "", ""},
-        {"a deleted key created again has only its new values",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
-             kSection + u"\"ExePath\"=\"/zentrix\"\r\n"_s,
-         "", "/zentrix"},
-        {"a deleted subkey leaves the key's values",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-"_s + zentrixSub + u"]\r\n"_s, "Tutorial", ""},
-        {"values after a deletion line belong to no key",
-         kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Other]\r\n"
-                    u"\"ExePath\"=\"/zentrix\"\r\n"_s,
-         "Tutorial", ""},
+        // Text and numbers; a missing value is empty.
+        {Values(uR"("ActiveDB"="Tutorial"|"ExePath"="C:\\Program Files"|"IsLocalDatabase"=dword:00000001|"M"=dword:fffffffe|"S"=dword:2a)"_s),
+         uR"(ActiveDB="Tutorial"/-|ExePath="C:\Program Files"/-|IsLocalDatabase=-/1|M=-/-2|S=-/42|Missing=-/-)"_s},
+        // A number stored as text is no number.
+        {Values(uR"("IsLocalDatabase"="1")"_s), uR"(IsLocalDatabase="1"/-)"_s},
+        // Binary data reads as a little-endian number: fewer than four bytes
+        // fill a zero's low bytes, more than four read 0.
+        {Values(u"\"A\"=hex:2a,01,00,00|\"B\"=hex:fe,ff,ff,ff|\"C\"=hex:2a,01|\"D\"=hex(4):07|\"E\"=hex:|\"F\"=hex:01,00,00,00,00|"
+                u"\"G\"=hex(4):01,00,00,00,00,00,00,00"_s), u"A=-/298|B=-/-2|C=-/298|D=-/7|E=-/0|F=-/0|G=-/0"_s},
+        // Strings cut at the first NUL.
+        {Values(u"\"A\"=hex(1):%1|\"B\"=hex(1):%2|\"C\"=hex(1):%3|\"D\"=\"\"|\"E\"=hex(1):"_s.arg(HexUtf16(u"Tutorial"_s + QChar(0)),
+                HexUtf16(u"Tutorial"_s), HexUtf16(u"Tut"_s + QChar(0) + u"orial"_s + QChar(0)))), uR"(A="Tutorial"/-|B="Tutorial"/-|C="Tut"/-|D=""/-|E=""/-)"_s},
+        // Only plain strings are text: not REG_EXPAND_SZ, REG_MULTI_SZ, REG_QWORD or REG_NONE.
+        {Values(u"\"A\"=hex(2):%1|\"B\"=hex(7):%2|\"C\"=hex(b):01,00,00,00,00,00,00,00|\"D\"=hex(0):01"_s.arg(
+             HexUtf16(u"Tutorial"_s + QChar(0)), HexUtf16(u"C:\\Z"_s + QChar(0) + QChar(0)))), u"A=-/-|B=-/-|C=-/-|D=-/-"_s},
+        // Comments, escapes and blank lines; a backslash that escapes nothing stays.
+        {Values(uR"(; set-up||   ; indented|"ActiveDSN"="Z \"live\""|"SharedResourcePath"="\\\\srv\\share"|"LocalDatabasePath"="C:\Data"|"ActiveDB"="; no")"_s),
+         uR"(ActiveDSN="Z "live""/-|SharedResourcePath="\\srv\share"/-|LocalDatabasePath="C:\Data"/-|ActiveDB="; no"/-)"_s},
+        // Hex data continued over indented lines.
+        {Values(u"\"ExePath\"=hex(1):"_s + bytes.join(u',') + uR"(|"IsLocalDatabase"=hex:01,\|  00,00,\|  00|"ActiveDB"="After")"_s),
+         uR"(ExePath="C:\Program Files\Bramlund\Zentrix"/-|IsLocalDatabase=-/1|ActiveDB="After"/-)"_s},
+        // Key and value names in any case.
+        {Export(uR"([hklm\software\BRAMLUND\zentrix]|"activedb"="T"|[HKEY_local_MACHINE\Software\Bramlund\Zentrix]|"ISLOCALDATABASE"=dword:1)"_s),
+         uR"(ActiveDB="T"/-|IsLocalDatabase=-/1)"_s},
+        // UTF-16 with its byte order mark, as regedit writes, and UTF-8 with one.
+        {utf16, uR"(ExePath="C:\Zürich"/-|ActiveDB="Ärger"/-)"_s},
+        {"\xEF\xBB\xBF" + Values(uR"("ActiveDB"="Zürich")"_s), uR"(ActiveDB="Zürich"/-)"_s},
+        // Only other keys.
+        {Export(kOther + uR"(|"ActiveDB"="T"|[HKEY_CURRENT_USER\SOFTWARE\Bramlund\Zentrix]|"ActiveDB"="T"|)"
+                         uR"([HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\ZentrixOld]|"ActiveDB"="T")"_s), u"no key|ActiveDB=-/-|IsLocalDatabase=-/-"_s},
+        // No export: no header, another version's, after a blank line, REGEDIT5, empty, binary.
+        {tutorial, u"no key|ActiveDB=-/-"_s},
+        {"Windows Registry Editor Version 4.00\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
+        {"\r\nREGEDIT4\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
+        {"REGEDIT5\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
+        {QByteArray(), u"no key|ActiveDB=-/-"_s},
+        {QByteArray("\x00\x01\xFF\xFE\x00", 5), u"no key|ActiveDB=-/-"_s},
+        // A bracket line ends the section before it, even unclosed; a header
+        // followed by a comment opens its key, by anything else nothing.
+        {Values(uR"("ActiveDB"="T"|[HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Other|"ExePath"="/o")"_s), uR"(ActiveDB="T"/-|ExePath=-/-)"_s},
+        {Export(kOther + uR"(|"ExePath"="/o"|)"_s + kKey + uR"( ; the suite|"ActiveDB"="T")"_s), uR"(ActiveDB="T"/-|ExePath=-/-)"_s},
+        {Values(uR"("ActiveDB"="T"|)"_s + kKey + uR"( x|"ExePath"="/z")"_s), uR"(ActiveDB="T"/-|ExePath=-/-)"_s},
+        // "Name"=- deletes a value read before it, in its own key only.
+        {Values(uR"("ActiveDB"="T"|"ExePath"="/z"|"ActiveDB" = -)"_s), uR"(ActiveDB=-/-|ExePath="/z"/-)"_s},
+        {Values(uR"("ActiveDB"=-|"ActiveDB"="Local")"_s), uR"(ActiveDB="Local"/-)"_s},
+        {Values(uR"("ActiveDB"="T"|)"_s + kOther + uR"(|"ActiveDB"=-)"_s), uR"(ActiveDB="T"/-)"_s},
+        // [-KEY] deletes the key, or its parent; created again, it has only its
+        // new values; a subkey's deletion leaves it (and creates nothing);
+        // values after a deletion line belong to no key.
+        {Values(uR"("ActiveDB"="T"|[-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Zentrix])"_s), u"no key|ActiveDB=-/-"_s},
+        {Values(uR"("ActiveDB"="T"|[-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund])"_s), u"no key|ActiveDB=-/-"_s},
+        {Values(uR"("ActiveDB"="T"|[-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Zentrix]|)"_s + kKey + uR"(|"ExePath"="/z")"_s),
+         uR"(ActiveDB=-/-|ExePath="/z"/-)"_s},
+        {Values(uR"("ActiveDB"="T"|[-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Zentrix\Sub])"_s), uR"(ActiveDB="T"/-)"_s},
+        {Export(uR"([-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Zentrix\Sub])"_s), u"no key"_s},
+        {Values(uR"("ActiveDB"="T"|[-HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Other]|"ExePath"="/z")"_s), uR"(ActiveDB="T"/-|ExePath=-/-)"_s},
+        // A 64-bit machine's export: the suite's key is below WOW6432Node,
+        // read when the plain key is absent; the two are never mixed; only
+        // the machine's SOFTWARE has the 32-bit view.
+        {Export(wow + uR"(|"ActiveDB"="T"|"IsLocalDatabase"=dword:00000001)"_s), uR"(ActiveDB="T"/-|IsLocalDatabase=-/1)"_s},
+        {Export(wow + uR"(|"ActiveDB"="T"|"ExePath"="/wow"|)"_s + kKey + uR"(|"ActiveDB"="Local")"_s), uR"(ActiveDB="Local"/-|ExePath=-/-)"_s},
+        {Export(uR"([HKEY_CURRENT_USER\SOFTWARE\WOW6432Node\Bramlund\Zentrix]|"ActiveDB"="T")"_s), u"no key|ActiveDB=-/-"_s},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Write(kV5 + c.body);
-        EXPECT_EQ(SettingString(u"ActiveDB"_s), QString::fromLatin1(c.activeDb));
-        EXPECT_EQ(SettingString(u"ExePath"_s), QString::fromLatin1(c.exePath));
+        SCOPED_TRACE(c.file.toStdString());
+        write(c.file);
+        EXPECT_EQ(Reads(c.reads), c.reads);
     }
-
-    Write(kV5 + kSection + u"\"ActiveDB\"=\"Tutorial\"\r\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s);
-    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << "a deleted key is missing";
-    Write(kV5 + u"[-"_s + zentrixSub + u"]\r\n"_s);
-    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull()) << "deleting a subkey creates nothing";
-}
-
-// A 32-bit program on 64-bit Windows sees HKLM\SOFTWARE through
-// WOW6432Node, so that is where a 64-bit machine's export has the suite.
-TEST_F(RegistryTest, SixtyFourBitExportsAreReadFromWow6432Node)
-{
-    const QString wow = QStringLiteral("[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Bramlund\\Zentrix]\r\n");
-    Write(kV5 + wow + u"\"ActiveDB\"=\"Tutorial\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"_s);
-    EXPECT_EQ(SettingString(u"ActiveDB"_s), u"Tutorial"_s);
-    EXPECT_EQ(SettingDword(u"IsLocalDatabase"_s), 1);
-
-    // The plain key wins when it exists, even without the value: the two
-    // views are never mixed.
-    Write(kV5 + wow + u"\"ActiveDB\"=\"Tutorial\"\r\n\"ExePath\"=\"/wow\"\r\n"_s + kSection +
-          u"\"ActiveDB\"=\"Local\"\r\n"_s);
-    EXPECT_EQ(SettingString(u"ActiveDB"_s), u"Local"_s);
-    EXPECT_EQ(SettingString(u"ExePath"_s), QString());
-
-    // Only the machine's SOFTWARE has the 32-bit view.
-    Write(kV5 + u"[HKEY_CURRENT_USER\\SOFTWARE\\WOW6432Node\\Bramlund\\Zentrix]\r\n\"ActiveDB\"=\"Tutorial\"\r\n"_s);
-    EXPECT_EQ(SettingString(u"ActiveDB"_s), QString());
+    // The last file above has the user's WOW6432Node.
     EXPECT_EQ(GetSettingString(HKEY_CURRENT_USER, kZentrixKey, u"ActiveDB"_s), std::nullopt);
+    write(Values(uR"("ActiveDB"="Tutorial")"_s));
+    EXPECT_EQ(GetSettingString(HKEY_LOCAL_MACHINE, uR"(software\bramlund\ZENTRIX)"_s, u"ACTIVEDB"_s), u"Tutorial"_s);
+    EXPECT_TRUE(!QueryValueString(RegKey(), u"ActiveDB"_s) && !QueryValueDword(RegKey(), u"IsLocalDatabase"_s));
+    // A device in the file's place: read up to a limit, never forever.
+    SetSettingsFileOverride(u"/dev/zero"_s);
+    EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
 }
 
 // Unlike a missing key, a settings file that cannot be used is reported,
 // naming the file; the reads themselves stay silent.
 TEST_F(RegistryTest, AnUnusableSettingsFileIsReportedByName)
 {
-    WriteValues(u"\"ActiveDB\"=\"Tutorial\"\r\n"_s);
+    write(Values(uR"("ActiveDB"="Tutorial")"_s));
     EXPECT_EQ(SettingsFileProblem(), std::nullopt);
-    Write(QStringLiteral("REGEDIT4\r\n"));
+    write("REGEDIT4\r\n");
     EXPECT_EQ(SettingsFileProblem(), std::nullopt) << "an export without the key is still an export";
-
-    struct Case {
-        const char* name;
-        std::function<void()> make;
-        const char* says;
-    };
-    const std::vector<Case> cases = {
-        {"missing", [&] { QFile::remove(path()); }, "does not exist"},
-        {"empty", [&] { WriteBytes(QByteArray()); }, "is not a registry export"},
-        {"an ini file", [&] { Write(u"[Zentrix]\nActiveDB=Tutorial\n"_s); }, "is not a registry export"},
-        {"a folder",
-         [&] {
-             QFile::remove(path());
-             QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);
-         },
-         "cannot be read"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        c.make();
+    const auto expectProblem = [&](const QString& says) {
         const std::optional<QString> problem = SettingsFileProblem();
-        ASSERT_TRUE(problem.has_value());
-        EXPECT_TRUE(problem->startsWith(u"The settings file "_s + path() + u' ')) << problem->toStdString();
-        EXPECT_TRUE(problem->contains(QString::fromLatin1(c.says))) << problem->toStdString();
-        EXPECT_EQ(SettingString(u"ActiveDB"_s), QString());
-    }
+        EXPECT_TRUE(problem && problem->startsWith(u"The settings file "_s + path() + u' ') && problem->contains(says)) << says.toStdString();
+        EXPECT_EQ(Reads(u"no key|ActiveDB=-/-|IsLocalDatabase=-/-"_s), u"no key|ActiveDB=-/-|IsLocalDatabase=-/-"_s);
+    };
+    QFile::remove(path());
+    expectProblem(u"does not exist"_s);
+    write(QByteArray());
+    expectProblem(u"is not a registry export"_s);
+    write("[Zentrix]\nActiveDB=Tutorial\n");
+    expectProblem(u"is not a registry export"_s);
+    QFile::remove(path());
+    QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);
+    expectProblem(u"cannot be read"_s);
 }
 
 } // namespace

@@ -17,45 +17,28 @@ namespace {
 // while this thread's event loop serves the first copy.
 bool activateFromAnotherCopy()
 {
-    auto second = std::async(std::launch::async, [] {
-        SingleInstance instance;
-        return instance.ActivateInstance();
-    });
+    auto second = std::async(std::launch::async, [] { return SingleInstance().ActivateInstance(); });
     QDeadlineTimer deadline(5000);
     while (second.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     return second.get();
 }
 
-TEST(SingleInstanceTest, WithoutAFirstCopyTheProgramStartsNormally)
+TEST(SingleInstanceTest, ASecondCopyRestoresTheFirstCopysMinimisedWindowOnItsDisplayOnly)
 {
     qputenv("DISPLAY", ":dorvane-test-none");
-    SingleInstance instance;
-    EXPECT_FALSE(instance.ActivateInstance());
-}
+    EXPECT_FALSE(SingleInstance().ActivateInstance()) << "without a first copy the program starts normally";
 
-TEST(SingleInstanceTest, ASecondCopyRestoresTheFirstCopysMinimisedWindow)
-{
     qputenv("DISPLAY", ":dorvane-test-raise");
     QWidget window;
     window.showMinimized();
     SingleInstance first;
     first.Listen(&window);
-
     EXPECT_TRUE(activateFromAnotherCopy());
-    EXPECT_FALSE(window.isMinimized());
-    EXPECT_TRUE(window.isVisible());
-}
+    EXPECT_TRUE(!window.isMinimized() && window.isVisible());
 
-TEST(SingleInstanceTest, CopiesOnOtherDisplaysDoNotMeet)
-{
-    qputenv("DISPLAY", ":dorvane-test-a");
-    QWidget window;
-    SingleInstance first;
-    first.Listen(&window);
-
-    qputenv("DISPLAY", ":dorvane-test-b");
-    EXPECT_FALSE(activateFromAnotherCopy());
+    qputenv("DISPLAY", ":dorvane-test-other");
+    EXPECT_FALSE(activateFromAnotherCopy()) << "copies on other displays do not meet";
 }
 
 } // namespace

@@ -1,0 +1,200 @@
+// dorvanectl's repository commands, run as a program on the tutorial
+// installation and on the PostgreSQL data source: their output, messages,
+// exit statuses and what they leave in the repository.
+
+#include "cli/CtlTestSupport.h"
+
+#include <QDate>
+#include <QDir>
+#include <QFileInfo>
+
+namespace dorvane::test {
+namespace {
+
+const QString kEnvVersions = u"SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey IN (SELECT iEnvironmentKey "
+                             u"FROM tEnvironment WHERE sEnvironmentName='TUTORIAL') ORDER BY iEnvironVerKey"_s;
+const QString kVersionKey = u"SELECT iVersionKey FROM tVersion WHERE sVersionID='%2' AND iVersionAppKey IN "
+                            u"(SELECT iAppKey FROM tApp WHERE sAppName='%1')"_s;
+const QString kNewVersion = u"INSERT INTO tVersion (iVersionAppKey, sVersionID, sVersionDesc, iMapType) SELECT iAppKey, '%1', "
+                            u"'Prepared', 1 FROM tApp WHERE sAppName='Order Entry'"_s;
+const QString kWebStoreKeywords = u"SELECT sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordAppKey IN (SELECT iAppKey "
+                                  u"FROM tApp WHERE sAppName='Web Store') ORDER BY iKeywordKey"_s;
+
+using CommandsTest = CtlRepositoryTest;
+
+TEST_P(CommandsTest, InfoOpensTheRepositoryThatCreateRepositoryRefusesToOverwrite)
+{
+    if (m_odbc)
+        expectRuns({{u"create-repository|--dsn|"_s + TestDsn(), 1, u"…already holds…"_s},
+                    {u"info"_s, 0, QString(), u"mode: Server\nconnection: PROVIDER=MSDASQL;DSN="_s + TestDsn() + u"\n…\nenvironments: 1\n"_s}});
+}
+
+TEST_P(CommandsTest, UpdateAndCopyVersion)
+{
+    const auto version = [&](const QString& app, const QString& id) { return rows(kVersionKey.arg(app, id)).value(0); };
+    exec(kNewVersion.arg(u"1.2"_s));
+    const QString oe11 = version(u"Order Entry"_s, u"1.1"_s), oe12 = version(u"Order Entry"_s, u"1.2"_s);
+    const QString r5 = version(u"Customer Inquiry"_s, u"R5"_s), processes = u"SELECT iProcessKey FROM tProcess WHERE iProcessVerKey="_s;
+    // Its seeded system screen alone still leaves a version new.
+    exec(u"INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName) VALUES (%1, '[System Screen]')"_s.arg(oe12));
+    ASSERT_GT(rows(processes + oe11).size(), 0);
+    ASSERT_EQ(rows(kEnvVersions), (QStringList{oe11, r5}));
+    expectRuns({
+        {u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.0"_s, 1, u"You can only update an existing application version from a new (empty) one\n"_s},
+        {u"delete-version|Order Entry|1.1|--yes"_s, 1, u"This version is part of an existing environment and cannot be deleted!\n"_s},
+        {u"update-version|NOWHERE|Order Entry - 1.1|Order Entry|1.2"_s, 1, u"…NOWHERE…"_s},
+        {u"copy-version|TUTORIAL|Order Entry - 1.1|Payroll|1.2"_s, 1, u"…Payroll…"_s},
+        {u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|7.7"_s, 1, u"…7.7…"_s},
+        {u"delete-application|Payroll|--yes"_s, 1, u"There is no application named Payroll.\n"_s},
+        // A version of another application is not this application's.
+        {u"delete-version|Order Entry|3.0|--yes"_s, 1, u"Order Entry has no version 3.0.\n"_s},
+        // copy-version fills the new version and leaves the environment.
+        {u"copy-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.2"_s, 0, QString()},
+    });
+    EXPECT_EQ(rows(processes + oe12).size(), rows(processes + oe11).size());
+    EXPECT_EQ(rows(kEnvVersions), (QStringList{oe11, r5}));
+
+    // update-version also moves the environment to the new version.
+    exec(kNewVersion.arg(u"1.3"_s));
+    const QString oe13 = version(u"Order Entry"_s, u"1.3"_s);
+    expectRuns({{u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.3"_s, 0, QString()}});
+    EXPECT_EQ(rows(processes + oe13).size(), rows(processes + oe11).size());
+    EXPECT_EQ(rows(kEnvVersions), (QStringList{r5, oe13}));
+}
+
+// Without a terminal the question is printed and only --yes answers it.
+TEST_P(CommandsTest, DeletingNeedsAYesAndAFailureRollsBack)
+{
+    const QString ws30 = rows(kVersionKey.arg(u"Web Store"_s, u"3.0"_s)).value(0);
+    const QString deleteVersion = u"Are you sure you want to delete ALL elements of 3.0?…"_s;
+    const QString deleteApp = u"Are you sure you want to delete Web Store and all its versions?…"_s;
+    expectRuns({{u"delete-version|Web Store|3.0"_s, 1, deleteVersion}, {u"delete-version|Web Store|3.0|--yes"_s, 0, deleteVersion}});
+    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + ws30), QStringList());
+    expectRuns({{u"delete-application|Web Store"_s, 1, deleteApp}, {u"delete-application|Web Store|--yes"_s, 0, deleteApp}});
+    EXPECT_EQ(rows(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+
+    // Every deletion of a window fails: the deletion ends with status 1 and
+    // leaves the repository as it was.
+    if (m_odbc)
+        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
+                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
+}
+
+TEST_P(CommandsTest, CopyAndDeleteEnvironment)
+{
+    exec(kNewVersion.arg(u"2.0"_s));
+    expectRuns({
+        {u"copy-environment|TUTORIAL|Release 2|--version-id|Order Entry - 1.1=2.0"_s, 1, u"Enter the new Version ID for Customer Inquiry - R5:\n"_s},
+        {u"copy-environment|TUTORIAL|Release 2|--version-id|Order Entry - 1.1=1.1|--version-id|Customer Inquiry - R5=R6"_s, 1,
+         u"1.1 already exists - please choose another ID\nEnter the new Version ID for Order Entry - 1.1:\n"_s},
+        {u"copy-environment|TUTORIAL|Release 2|--version-id|Order Entry - 1.1="_s, 1, u"Version ID cannot be blank\n…"_s},
+        {u"copy-environment|TUTORIAL|Release 2|--version-id|Order Entry - 9=2.0"_s, 1,
+         u"Environment TUTORIAL has no version to match --version-id Order Entry - 9=2.0.\n"_s},
+        {u"copy-environment|TUTORIAL|tutorial|--version-id|Order Entry - 1.1=2.0|--version-id|Customer Inquiry - R5=R6"_s, 1,
+         u"tutorial already exists - please choose another ID\n"_s},
+        {u"copy-environment|Nowhere|Release 2"_s, 1, u"There is no environment named Nowhere.\n"_s},
+        // The Save As name has its full stop replaced; the empty 2.0 receives the copy.
+        {u"copy-environment|TUTORIAL|Release 2.0|--description|Branch|--version-id|Customer Inquiry - R5=R6|--version-id|Order Entry - 1.1=2.0"_s, 0, QString()},
+        // The copy's step windows refer to it.
+        {u"delete-environment|Release 2_0"_s, 1, u"This environment is referenced in existing steps and cannot be deleted\n"_s},
+    });
+    EXPECT_EQ(rows(u"SELECT e.sEnvironmentDesc, v.sVersionID FROM tVersion v, tEnvironmentDetail d, tEnvironment e WHERE "
+                   u"v.iVersionKey=d.iEnvironVerKey AND d.iEnvironKey=e.iEnvironmentKey AND e.sEnvironmentName='Release 2_0' "
+                   u"ORDER BY v.iVersionKey"_s),
+              (QStringList{u"Branch|2.0"_s, u"Branch|R6"_s}));
+    EXPECT_EQ(rows(kVersionKey.arg(u"Order Entry"_s, u"2.0"_s).replace(u"iVersionKey"_s, u"sVersionDesc"_s)), QStringList{u"Prepared"_s});
+    EXPECT_GT(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + rows(kVersionKey.arg(u"Order Entry"_s, u"2.0"_s)).value(0)).size(), 1);
+
+    // An unreferenced environment goes with its versions' and users' rows.
+    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('Spare')"_s);
+    const QString spare = rows(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Spare'"_s).value(0);
+    exec(u"INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey) SELECT %1, MIN(iVersionKey) FROM tVersion"_s.arg(spare));
+    exec(u"INSERT INTO tEnvironmentUser (iEnvironKey, iUserKey) SELECT %1, MIN(iUserKey) FROM tUser"_s.arg(spare));
+    expectRuns({{u"delete-environment|Spare"_s, 0, QString()}, {u"delete-environment|Spare"_s, 1, u"There is no environment named Spare.\n"_s}});
+    EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironKey FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(spare)), QStringList());
+    EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), (QStringList{u"Release 2_0"_s, u"TUTORIAL"_s}));
+}
+
+// Keyword files are Windows-1252 text with CRLF line ends.
+TEST_P(CommandsTest, ExportAndImportKeywords)
+{
+    const QString oe = m_dir.filePath(u"oe.txt"_s), ci = m_dir.filePath(u"ci.txt"_s), p = m_dir.filePath(u"p.txt"_s);
+    const auto write = [](const QString& path, const QByteArray& bytes) { QFile f(path); return f.open(QIODevice::WriteOnly) && f.write(bytes) > 0; };
+    const auto read = [](const QString& path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
+    ASSERT_TRUE(write(oe, QByteArray(100, 'x'))); // an older, longer file keeps its tail
+    exec(u"UPDATE tKeyword SET sKeywordDesc='Needs the host region \u2013 \u20ac' WHERE sKeywordName='Host'"_s);
+    const QString exported = u"The Keywords have been exported to tab delimited text format in the file you selected\n"_s;
+    expectRuns({
+        {u"export-keywords|Order Entry|"_s + oe, 0, QString(), exported},
+        {u"export-keywords|Customer Inquiry|"_s + ci, 0, QString(), exported},
+        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 1  skipped: 0\n"_s},
+        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 0  skipped: 1\n"_s},
+        {u"import-keywords|Web Store|"_s + m_dir.filePath(u"missing.txt"_s), 1, u"Error while Importing Keywords: …"_s},
+        {u"export-keywords|Web Store|"_s + m_dir.filePath(u"no/folder/out.txt"_s), 1, u"Error while exporting Keywords: …"_s},
+        {u"export-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
+        {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
+    });
+    const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
+    EXPECT_EQ(read(oe), lines + QByteArray(100 - lines.size(), 'x'));
+    EXPECT_EQ(read(ci), QByteArray("Host\tNeeds the host region \x96 \x80\r\n"));
+    EXPECT_FALSE(QFile::exists(p));
+    EXPECT_EQ(rows(kWebStoreKeywords), (QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
+
+    // A line without its TAB stops the import with its number, after the lines before it.
+    ASSERT_TRUE(write(ci, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));
+    Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, ci}));
+    EXPECT_EQ(rows(kWebStoreKeywords).size(), 3);
+}
+
+// On the tutorial installation only: the backup folders are its own.
+TEST_P(CommandsTest, BackupBackupsAndRestore)
+{
+    if (m_odbc)
+        GTEST_SKIP() << "backups are tested on the tutorial installation";
+    const QString day = QDate::currentDate().toString(u"MM-dd-yyyy"_s) + u".MDB"_s, folder = m_exe + u"/Tutorial/Environments/Backups/TUTORIAL"_s;
+    const QString question = u"Back up all application/versions of TUTORIAL to "_s + day + u"? "_s;
+    expectRuns({
+        {u"backups|TUTORIAL"_s, 0, QString()},
+        {u"restore|TUTORIAL|"_s + day, 1, u"This Environment has no backups to restore.\n"_s},
+        {u"backups|Nowhere"_s, 1, u"There is no environment named Nowhere.\n"_s},
+        {u"backup|TUTORIAL"_s, 1, question + u"[y/n] n\n"_s}, // no terminal to answer on: No
+    });
+    EXPECT_FALSE(QDir(folder).exists());
+    // The question names the environment as stored.
+    expectRuns({{u"backup|tutorial|--yes"_s, 0, question + u"yes\n"_s, folder + u'/' + day + u'\n'}});
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{day});
+    const QString listed = ctl({u"backups"_s, u"TUTORIAL"_s}).out;
+    EXPECT_TRUE(QRegularExpression(u"\\A"_s + QRegularExpression::escape(day) + u"  versions: 2  rows: [1-9][0-9]*\n\\z"_s).match(listed).hasMatch()) << listed.toStdString();
+
+    // By the listed name or by its path.
+    const QString description = u"SELECT sEnvironmentDesc FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'"_s;
+    const QStringList saved = rows(description);
+    for (const QString& file : {day, folder + u'/' + day}) {
+        exec(u"UPDATE tEnvironment SET sEnvironmentDesc='Changed'"_s);
+        expectRuns({{u"restore|TUTORIAL|"_s + file, 0, QString()}});
+        EXPECT_EQ(rows(description), saved);
+    }
+
+    // Another environment's backup, and names that cannot name a folder.
+    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"_s);
+    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('../../../../x')"_s);
+    const QString unsafe = u"…The environment name \"../../../../x\" cannot name its backup folder…"_s;
+    expectRuns({
+        {u"restore|TUTORIAL|01-01-1999.MDB"_s, 1, u"Error while restoring environment: Could not find file '…"_s},
+        {u"backup|OTHER|--yes"_s, 0, u"…yes\n"_s, u"…\n"_s},
+        {u"restore|OTHER|%1/%2|--yes"_s.arg(folder, day), 1,
+         u"The backup %1 belongs to environment \"TUTORIAL\" and cannot be restored into environment \"OTHER\". Nothing was changed.\n"_s.arg(day)},
+        {u"backup|--yes|../../../../x"_s, 1, unsafe},
+        {u"backups|../../../../x"_s, 1, unsafe},
+    });
+    EXPECT_FALSE(QFileInfo::exists(m_exe + u"/x"_s));
+}
+
+INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,
+                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
+                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+
+} // namespace
+} // namespace dorvane::test
