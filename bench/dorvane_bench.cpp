@@ -20,6 +20,7 @@
 // PostgreSQL.
 
 #include "copyengine/EnvironmentCopy.h"
+#include "BenchSinks.h"
 #include "copyengine/VersionBackup.h"
 #include "environments/EnvironmentBackup.h"
 #include "repository/Connection.h"
@@ -53,35 +54,6 @@
 using namespace dorvane;
 
 namespace {
-
-class Silent : public MessageSink {
-public:
-    Answer Show(const QString& text, Buttons) override
-    {
-        std::fprintf(stderr, "%s\n", qPrintable(text));
-        failed = true;
-        return Answer::Ok;
-    }
-    bool failed = false;
-};
-
-class NoProgress : public ProgressSink {
-public:
-    void SetTitle(const QString&) override {}
-    void ShowWindow() override {}
-    void SetAction(const QString&) override {}
-    void SetRange(float, float maximum) override { m_max = maximum; }
-    void SetValue(float value) override { m_value = value; }
-    float Value() const override { return m_value; }
-    float Maximum() const override { return m_max; }
-    void Refresh() override {}
-    void Yield() override {}
-    void HideWindow() override {}
-
-private:
-    float m_value = 0;
-    float m_max = 0;
-};
 
 // A thin sqlite3 wrapper for generating data and for the raw baseline.
 class Db {
@@ -649,8 +621,8 @@ int main(int argc, char* argv[])
         report(raw, false);
         report(set, false);
 
-        Silent messages;
-        NoProgress progress;
+        bench::StderrMessages messages;
+        bench::NoProgress progress;
         VersionBackup engine(messages, progress);
         const qint32 environment = static_cast<qint32>(g.environment);
         report(timed("version update", total,

@@ -12,6 +12,7 @@
 // source NAME, which must hold no Dorvane tables yet (scripts/with-postgres.sh
 // makes a fresh one).
 
+#include "BenchSinks.h"
 #include "copyengine/VersionBackup.h"
 #include "copyengine/frmVersionProgress.h"
 #include "environments/EnvironmentBackup.h"
@@ -35,15 +36,6 @@ using namespace dorvane;
 
 namespace {
 
-class Quiet : public MessageSink {
-public:
-    Answer Show(const QString& text, Buttons) override
-    {
-        std::fprintf(stderr, "%s\n", qPrintable(text));
-        return Answer::Ok;
-    }
-};
-
 class NoLauncher : public ProgramLauncher {
 public:
     bool StartDetached(const QString&) override { return true; }
@@ -52,24 +44,6 @@ public:
 class NoPrinter : public ReportPrinter {
 public:
     void Preview(const QString&, const QStringList&, const QVector<QStringList>&) override {}
-};
-
-class NoProgress : public ProgressSink {
-public:
-    void SetTitle(const QString&) override {}
-    void ShowWindow() override {}
-    void SetAction(const QString&) override {}
-    void SetRange(float, float maximum) override { m_max = maximum; }
-    void SetValue(float value) override { m_value = value; }
-    float Value() const override { return m_value; }
-    float Maximum() const override { return m_max; }
-    void Refresh() override {}
-    void Yield() override {}
-    void HideWindow() override {}
-
-private:
-    float m_value = 0;
-    float m_max = 0;
 };
 
 // Inserts `count` rows, several hundred per statement; `row(i)` gives the
@@ -201,7 +175,7 @@ int main(int argc, char* argv[])
         }
         session.Open(session.plan);
 
-        Quiet messages;
+        bench::StderrMessages messages;
         NoLauncher launcher;
         NoPrinter printer;
         QElapsedTimer timer;
@@ -223,7 +197,7 @@ int main(int argc, char* argv[])
             double best[2] = {1e9, 1e9};
             for (int run = 0; run < 4; ++run) {
                 const bool windowed = run % 2 == 1;
-                NoProgress none;
+                bench::NoProgress none;
                 frmVersionProgress shown(&window);
                 VersionBackup engine(messages, windowed ? static_cast<ProgressSink&>(shown) : none);
                 timer.start();

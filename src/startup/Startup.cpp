@@ -19,7 +19,6 @@ QString ModeName(RepositoryMode mode)
 
 StartupPlan PlanStartup()
 {
-    const QString jet = QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;");
     const qint32 isLocal = SettingDword(QStringLiteral("IsLocalDatabase"));
     const QString activeDb = SettingString(QStringLiteral("ActiveDB"));
 
@@ -29,16 +28,15 @@ StartupPlan PlanStartup()
         // folder; the letter case of the file names is the suite's own.
         plan.mode = RepositoryMode::Tutorial;
         const QString exePath = SettingString(QStringLiteral("ExePath"));
-        plan.connectionString =
-            jet + QStringLiteral("Data Source=") + exePath + QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb") + QStringLiteral(";");
+        plan.connectionString = FileConnectionString(exePath + QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb"));
         plan.sharedResourcePath = exePath + QStringLiteral("\\Tutorial");
         plan.userDataPath = plan.sharedResourcePath + QStringLiteral("\\database\\UserData.mdb");
         plan.testDataPath = plan.sharedResourcePath + QStringLiteral("\\TestData.mdb");
     } else {
         if (isLocal != 0) {
             plan.mode = RepositoryMode::Local;
-            plan.connectionString = jet + QStringLiteral("Data Source=") + SettingString(QStringLiteral("LocalDatabasePath")) +
-                                    QStringLiteral("\\") + SettingString(QStringLiteral("LocalDatabaseName")) + QStringLiteral(";");
+            plan.connectionString = FileConnectionString(SettingString(QStringLiteral("LocalDatabasePath")) + QStringLiteral("\\") +
+                                                         SettingString(QStringLiteral("LocalDatabaseName")));
         } else {
             plan.mode = RepositoryMode::Server;
             plan.connectionString = QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN"));
