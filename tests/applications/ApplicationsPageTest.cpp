@@ -22,10 +22,7 @@ protected:
     void SetUp() override
     {
         MainWindowFixture::SetUp();
-        OpenWindow(RepositoryContent::Tutorial);
-        window->SetDialogProvider(&dialogs);
-        window->activateWindow();
-        c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+        OpenTutorial(dialogs, frmMainForm::ApplicationsPage);
     }
     bool folderExists(const QString& relative) const { return QFileInfo(sharedPath() + u'/' + relative).isDir(); }
     void selectVersion(const QString& app, const QString& id)

@@ -27,10 +27,7 @@ class EnvironmentEditorWidgetTest : public MainWindowFixture {
 protected:
     void openActive()
     {
-        OpenWindow(RepositoryContent::Tutorial);
-        window->SetDialogProvider(&dialogs);
-        window->activateWindow();
-        c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
+        OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     }
 
     qint32 count(const QString& sql)

@@ -65,9 +65,7 @@ protected:
     void SetUp() override
     {
         MainWindowFixture::SetUp();
-        OpenWindow(RepositoryContent::Tutorial);
-        window->SetDialogProvider(&dialogs);
-        window->activateWindow();
+        OpenTutorial(dialogs);
     }
 
     QStringList stored(const QString& sql) { return Rows(repository(), sql); }

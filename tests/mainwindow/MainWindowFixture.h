@@ -90,6 +90,17 @@ protected:
         window->Form_Activate();
     }
 
+    // The tutorial's window, its dialogs answered by `dialogs`, showing
+    // `page` (-1: the first).
+    void OpenTutorial(DialogProvider& dialogs, int page = -1)
+    {
+        OpenWindow(RepositoryContent::Tutorial);
+        window->SetDialogProvider(&dialogs);
+        window->activateWindow();
+        if (page >= 0)
+            c().SSMainTab->setCurrentIndex(page);
+    }
+
     MainFormControls& c() { return window->ui(); }
     Connection& repository() { return session.repository; }
     QString sharedPath() const { return m_db->tempPath() + u"/shared"_s; }
