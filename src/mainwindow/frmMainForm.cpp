@@ -23,6 +23,7 @@
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTableView>
+#include <QTimer>
 
 namespace dorvane {
 
@@ -169,6 +170,20 @@ void frmMainForm::changeEvent(QEvent* event)
     QMainWindow::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         Form_Activate();
+}
+
+// A window manager may show the window without activating it (focus
+// stealing prevention, a bare X server): the lists are loaded once it is on
+// screen all the same, as its first activation would have loaded them.
+void frmMainForm::showEvent(QShowEvent* event)
+{
+    QMainWindow::showEvent(event);
+    if (FirstActivate) {
+        QTimer::singleShot(0, this, [this] {
+            if (FirstActivate)
+                Form_Activate();
+        });
+    }
 }
 
 void frmMainForm::Form_Activate()
