@@ -184,14 +184,6 @@ void replaceFile(const QString& from, const QString& to)
         throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), to));
 }
 
-// A database file and the journal files SQLite keeps beside it.
-void removeDatabaseFiles(const QString& path)
-{
-    const QString native = NativePath(path);
-    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-        QFile::remove(native + QLatin1String(suffix));
-}
-
 // This machine's name as it may stand in a file name.
 QString hostTag()
 {
@@ -419,7 +411,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
             if (run.file)
                 run.file->Close();
             if (!run.workName.isEmpty())
-                removeDatabaseFiles(run.workName);
+                Connection::RemoveDatabaseFile(NativePath(run.workName));
         }
     }
     finishRun();
@@ -530,14 +522,13 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
             Connection backup;
             try {
                 backup.Open(FileConnectionString(backupFilePath));
-                if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
-                    finishRun();
-                    return false;
+                if (BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
+                    repository.BeginTrans();
+                    ok = PrepareForRestore(environmentKey, repository) &&
+                         restoreContent(environmentKey, backup, repository);
+                    if (ok)
+                        repository.CommitTrans();
                 }
-                repository.BeginTrans();
-                ok = PrepareForRestore(environmentKey, repository) && restoreContent(environmentKey, backup, repository);
-                if (ok)
-                    repository.CommitTrans();
             } catch (const DbError& e) {
                 m_engine.Messages().Inform(kRestoreFailed + e.description());
                 ok = false;

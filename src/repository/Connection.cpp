@@ -572,4 +572,10 @@ void Connection::CreateDatabaseFile(const QString& path)
     }
 }
 
+void Connection::RemoveDatabaseFile(const QString& nativePath)
+{
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        QFile::remove(nativePath + QLatin1String(suffix));
+}
+
 } // namespace dorvane

@@ -105,6 +105,9 @@ public:
     // Creates a new, empty SQLite database file (write-ahead journal).
     // Fails when the file exists already or cannot be created.
     static void CreateDatabaseFile(const QString& path);
+    // Removes an SQLite database file (a native path) with the journal
+    // files SQLite keeps beside it.
+    static void RemoveDatabaseFile(const QString& nativePath);
 
     // For the data layer itself (Recordset and the per-backend helpers).
     QSqlDatabase& database();

@@ -254,12 +254,6 @@ void AddStep(RowWriter& w, qint32 stepWindowKey, qint32 objectKey, qint32 action
                     {"sStepNarrative", QString::fromLatin1(narrative)}});
 }
 
-void RemoveDatabaseFile(const QString& nativePath)
-{
-    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-        QFile::remove(nativePath + QString::fromLatin1(suffix));
-}
-
 // Creates SQLite files and removes them again unless the whole set-up
 // succeeded.
 class CreatedFiles {
@@ -271,7 +265,7 @@ public:
     {
         if (!m_kept) {
             for (const QString& path : m_paths)
-                RemoveDatabaseFile(path);
+                Connection::RemoveDatabaseFile(path);
         }
     }
 
