@@ -174,6 +174,9 @@ bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& dest
         return false;
     }
 
+    // The copy reads the source through this connection and writes
+    // through the main one.
+    m_engine.DestinationConnection->UseForReading();
     bool cancelled = false;
     bool ok = false;
     try {

@@ -389,6 +389,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
         m_engine.ResetCopyRunMaps(true);
         // Without a reading connection OpenDestinationDatabase has said why.
         if (m_engine.DestinationConnection) {
+            m_engine.DestinationConnection->UseForReading();
             try {
                 ok = backupContent(environmentKey, run);
                 if (ok) {
@@ -522,6 +523,7 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
             Connection backup;
             try {
                 backup.Open(FileConnectionString(backupFilePath));
+                backup.UseForReading();
                 if (BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
                     repository.BeginTrans();
                     ok = PrepareForRestore(environmentKey, repository) &&

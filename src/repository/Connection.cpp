@@ -341,6 +341,20 @@ void Connection::OpenFile(const QString& path)
     m_inTransaction = false;
 }
 
+void Connection::UseForReading()
+{
+    if (IsOpen() && d->dialect == &SqliteDialect())
+        d->run(QStringLiteral("PRAGMA cache_size = -%1").arg(kSqliteReadingPageCacheKiB));
+}
+
+void Connection::ReleaseMemory()
+{
+    if (!IsOpen())
+        return;
+    if (sqlite3* handle = sqliteHandle(d->db))
+        sqlite3_db_release_memory(handle);
+}
+
 void Connection::Close()
 {
     if (d->held)

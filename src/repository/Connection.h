@@ -37,6 +37,10 @@ QString MaskPasswords(const QString& connectionString);
 // description that names it. Every failing call throws DbError.
 // The page cache, in KiB, of every SQLite connection the program opens.
 inline constexpr int kSqlitePageCacheKiB = 32 * 1024;
+// The page cache of a connection that a long operation only reads through:
+// its reads go along the tables' indexes, so the pages it keeps are
+// seldom wanted again, and the writing connection needs the memory more.
+inline constexpr int kSqliteReadingPageCacheKiB = 4 * 1024;
 
 // "PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=" & path & ";", the path
 // in double quotes (inner ones doubled) when a ";", a quote or blanks at
@@ -88,6 +92,15 @@ public:
     void BatchWrites(bool on) { m_batching = on; }
     bool BatchesWrites() const { return m_batching; }
 
+    // Marks a SQLite connection as one that a long operation only reads
+    // through: its page cache shrinks to kSqliteReadingPageCacheKiB.
+    // Nothing changes on a server connection.
+    void UseForReading();
+    // Gives back the memory of the SQLite page cache (the pages a long
+    // operation wrote stay in it otherwise as long as the connection is
+    // open). Nothing changes on a server connection.
+    void ReleaseMemory();
+
     // Sends the rows held for sending many to a statement (see HeldWrites)
     // now. A step that writes many rows calls it before it ends, so that a
     // failing row is reported by the step that wrote it. Throws
@@ -135,14 +148,19 @@ private:
 };
 
 
-// Turns BatchWrites on for a scope, and back to what it was after it.
+// Turns BatchWrites on for a long operation's scope, and back to what it
+// was after it; the pages the operation cached are given back then.
 class WriteBatching {
 public:
     explicit WriteBatching(Connection& connection) : m_connection(connection), m_was(connection.BatchesWrites())
     {
         connection.BatchWrites(true);
     }
-    ~WriteBatching() { m_connection.BatchWrites(m_was); }
+    ~WriteBatching()
+    {
+        m_connection.BatchWrites(m_was);
+        m_connection.ReleaseMemory();
+    }
     WriteBatching(const WriteBatching&) = delete;
     WriteBatching& operator=(const WriteBatching&) = delete;
 
