@@ -92,7 +92,9 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     EXPECT_EQ(objects.NewKey(4), 0);
 }
 
-TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
+// Variables and requirements replace their maps on every call; keywords
+// match by name or are added again, the map growing.
+TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 {
     const qint32 v1 = addFull(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
     const qint32 v2 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
@@ -122,10 +124,8 @@ TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
     EXPECT_EQ(variables.Length(), 1);
     EXPECT_NE(LookupNewKey(variables, v3, variables.Length()), 0);
     EXPECT_EQ(progress.events, before);
-}
 
-TEST_P(CopyPrimitivesTest, KeywordsMatchByNameOrAreAddedAgain)
-{
+    // Keywords match by name or are added again.
     const qint32 smoke = keyword(app, u"Smoke"_s);
     const qint32 regression = keyword(app, u"Regression"_s);
     const qint32 target = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});

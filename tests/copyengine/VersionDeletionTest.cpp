@@ -30,38 +30,33 @@ protected:
     }
 };
 
-TEST_P(VersionDeletionTest, EverythingBelowTheVersionGoesButItsRequirements)
-{
-    const qint32 oe11 = version(u"1.1"_s);
-    const qint32 r5 = version(u"R5"_s);
-    const std::vector<qint32> before = contentOf(oe11), other = contentOf(r5);
-    // Every kind of row is there to be deleted.
-    EXPECT_EQ(std::count(before.begin(), before.end(), 0), 0) << ::testing::PrintToString(before);
-
-    ASSERT_TRUE(DeleteVersionContents(oe11, conn, messages)) << shown();
-    EXPECT_TRUE(messages.shown.isEmpty());
-    EXPECT_EQ(contentOf(oe11), std::vector<qint32>(before.size(), 0));
-    EXPECT_EQ(contentOf(r5), other);
-    EXPECT_EQ(count(u"SELECT * FROM tRequirement WHERE iRequirementAppVerKey=%1"_s.arg(oe11)), 2);
-    EXPECT_FALSE(conn.InTransaction());
-}
-
 // An empty version loses only its row; a failed step deletion restores
-// every table.
-TEST_P(VersionDeletionTest, AnEmptyVersionLosesOnlyItsRowAndAFailureRestoresEveryTable)
+// every table; then everything below the version goes but its requirements.
+TEST_P(VersionDeletionTest, EverythingBelowTheVersionGoesButItsRequirementsInOneTransaction)
 {
-    const qint32 app = intValue(u"tVersion"_s, version(u"1.1"_s), u"iVersionAppKey"_s);
-    const qint32 empty = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, u"9.9"_s}});
+    const qint32 oe11 = version(u"1.1"_s), r5 = version(u"R5"_s);
+    const qint32 empty = add(u"tVersion"_s, {{u"iVersionAppKey"_s, intValue(u"tVersion"_s, oe11, u"iVersionAppKey"_s)}, {u"sVersionID"_s, u"9.9"_s}});
     QStringList before = dump();
     ASSERT_TRUE(DeleteVersionContents(empty, conn, messages));
     before.removeIf([](const QString& row) { return row.startsWith(u"tVersion:"_s) && row.contains(u"|9.9|"_s); });
     EXPECT_EQ(dump(), before);
 
     abortOn(u"tStep"_s, u"DELETE"_s);
-    EXPECT_FALSE(DeleteVersionContents(version(u"1.1"_s), conn, messages));
-    EXPECT_TRUE(messages.shown.value(0).endsWith(u"! New version not fully deleted."_s)) << messages.shown.value(0).toStdString();
+    EXPECT_FALSE(DeleteVersionContents(oe11, conn, messages));
+    EXPECT_TRUE(messages.shown.value(0).endsWith(u"! New version not fully deleted."_s)) << shown();
     expectFailure(u"Error while deleting Steps:"_s);
     EXPECT_EQ(dump(), before);
+    EXPECT_FALSE(conn.InTransaction());
+    dropAbort(u"tStep"_s, u"DELETE"_s);
+
+    const std::vector<qint32> content = contentOf(oe11), other = contentOf(r5);
+    // Every kind of row is there to be deleted.
+    EXPECT_EQ(std::count(content.begin(), content.end(), 0), 0) << ::testing::PrintToString(content);
+    ASSERT_TRUE(DeleteVersionContents(oe11, conn, messages)) << shown();
+    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_EQ(contentOf(oe11), std::vector<qint32>(content.size(), 0));
+    EXPECT_EQ(contentOf(r5), other);
+    EXPECT_EQ(count(u"SELECT * FROM tRequirement WHERE iRequirementAppVerKey=%1"_s.arg(oe11)), 2);
     EXPECT_FALSE(conn.InTransaction());
 }
 

@@ -200,37 +200,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(billings[0])), 1);
 }
 
-TEST_P(EnvironmentBackupTest, BackupsAreListedNewestFirstByTheDateTheirNameGives)
-{
-    const qint32 empty = addEnvironment(kRelease);
-    registerUser(empty, addUser(u"jo"_s));
-    // Nothing to restore yet: the chooser is not shown.
-    EXPECT_FALSE(backups->ChooseAndRestore(empty, kRelease, chooser));
-    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
-    EXPECT_TRUE(chooser.folders.isEmpty());
-    messages.shown.clear();
-    for (const QDate day : {QDate(2000, 12, 31), QDate(2001, 3, 7), QDate(2000, 1, 2)}) {
-        backups->Today = [day] { return day; };
-        ASSERT_TRUE(backups->BackupEnvironment(empty));
-    }
-    ASSERT_TRUE(QFile(folder() + u"/notes.txt"_s).open(QIODevice::WriteOnly));
-    QStringList names;
-    for (const BackupFileEntry& file : ListBackupFiles(backups->RestoreFolder(kRelease)))
-        names << file.name;
-    EXPECT_EQ(names, QStringList({"03-07-2001.MDB", "12-31-2000.MDB", "01-02-2000.MDB"}));
-    // No versions: the environment and its user only.
-    const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
-    EXPECT_EQ(contents.versions, 0);
-    EXPECT_EQ(contents.rows, 2);
-    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
-    // A cancelled chooser changes nothing.
-    const QStringList before = dump();
-    chooser.cancel = true;
-    EXPECT_FALSE(backups->ChooseAndRestore(empty, kRelease, chooser));
-    EXPECT_EQ(dump(), before);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
 // A backup goes back into its own environment only: another environment's
 // file is refused before anything changes; a restore failing half-way (a
 // refused row, a missing file, a lost server) leaves the repository as it
@@ -314,12 +283,19 @@ TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
     EXPECT_TRUE(backups->RestoreEnvironment(semi, backups->LastBackupFile())) << shown();
 }
 
-// A killed backup's work files (its -wal and -shm too) are removed by the
-// next backup and by the restore chooser; a live writer's are left, and no
-// work file is ever offered.
-TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehind)
+// With no backups the chooser is not shown. A killed backup's work files
+// (its -wal and -shm too) are removed by the next backup and by the restore
+// chooser; a live writer's are left, and no work file is ever offered.
+// Backups are listed newest first by the date their name gives.
+TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListedNewestFirst)
 {
     const qint32 key = addEnvironment(kRelease);
+    registerUser(key, addUser(u"jo"_s));
+    EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
+    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
+    EXPECT_TRUE(chooser.folders.isEmpty());
+    messages.shown.clear();
+
     const QString host = QSysInfo::machineHostName();
     // The process numbers of two killed backups: processes that ran and are gone.
     qint64 gone[2] = {};
@@ -345,6 +321,27 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehind)
         }
         EXPECT_EQ(filesInFolder(), QStringList({today(), live}));
     }
+
+    for (const QDate day : {QDate(2000, 12, 31), QDate(2001, 3, 7), QDate(2000, 1, 2)}) {
+        backups->Today = [day] { return day; };
+        ASSERT_TRUE(backups->BackupEnvironment(key));
+    }
+    ASSERT_TRUE(QFile(folder() + u"/notes.txt"_s).open(QIODevice::WriteOnly));
+    QStringList names;
+    for (const BackupFileEntry& file : ListBackupFiles(backups->RestoreFolder(kRelease)))
+        names << file.name;
+    EXPECT_EQ(names, QStringList({today(), u"03-07-2001.MDB"_s, u"12-31-2000.MDB"_s, u"01-02-2000.MDB"_s}));
+    // No versions: the environment and its user only.
+    const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
+    EXPECT_EQ(contents.versions, 0);
+    EXPECT_EQ(contents.rows, 2);
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
+    // A cancelled chooser changes nothing.
+    const QStringList before = dump();
+    chooser.cancel = true;
+    EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
+    EXPECT_EQ(dump(), before);
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 // Failures of the file system name their cause and leave no file behind.

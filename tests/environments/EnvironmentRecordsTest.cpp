@@ -8,7 +8,7 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullStop)
+TEST(EnvironmentNames, SaveAsAloneReplacesTheFullStopAndOnlySafeFolderNamesAreAccepted)
 {
     const std::tuple<QString, QString, QString> cases[] = {
         {u"Test/Env?"_s, u"Test_Env_"_s, u"Test_Env_"_s},
@@ -24,11 +24,8 @@ TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullSt
         EXPECT_EQ(NormaliseEnvironNameForSave(typed), forSave) << typed.toStdString();
         EXPECT_EQ(NormaliseEnvironNameForSaveAs(typed), forSaveAs) << typed.toStdString();
     }
-}
-
-TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
-{
-    const std::pair<QString, QString> cases[] = { // the name, how the problem starts (empty: accepted)
+    // Only names that make one safe folder are accepted.
+    const std::pair<QString, QString> problems[] = { // the name, how the problem starts (empty: accepted)
         {u"Release 1.0"_s, {}},
         {u"Semi;colon"_s, {}},
         {u"Ünïcødé €"_s, {}},
@@ -44,7 +41,7 @@ TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
         {u"con"_s, u"Environment name cannot be con"_s},
         {u"LPT1.old"_s, u"Environment name cannot be LPT1"_s},
     };
-    for (const auto& [name, start] : cases) {
+    for (const auto& [name, start] : problems) {
         const QString problem = EnvironFolderNameProblem(name);
         EXPECT_TRUE(start.isEmpty() ? problem.isEmpty() : problem.startsWith(start)) << name.toStdString() << ": " << problem.toStdString();
     }
