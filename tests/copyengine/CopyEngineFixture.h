@@ -76,16 +76,13 @@ protected:
         int n = 0;
         for (const QString& column : def->columns) {
             ++n;
-            const bool given = std::any_of(values.begin(), values.end(),
-                                           [&](const auto& v) { return v.first.compare(column, Qt::CaseInsensitive) == 0; });
-            if (column == def->key || given)
+            if (column == def->key || std::any_of(values.begin(), values.end(), [&](const auto& v) { return v.first.compare(column, Qt::CaseInsensitive) == 0; }))
                 continue;
-            switch (ColumnTypeOf(column)) {
-            case ColumnType::Integer: all.emplace_back(column, 1000 + n); break;
-            case ColumnType::Boolean: all.emplace_back(column, -1); break;
-            case ColumnType::DateTime: all.emplace_back(column, QDateTime(QDate(2023, 3, n % 28 + 1), QTime(10, n % 60, 5))); break;
-            default: all.emplace_back(column, column + u" value"_s);
-            }
+            const ColumnType type = ColumnTypeOf(column);
+            all.emplace_back(column, type == ColumnType::Integer    ? QVariant(1000 + n)
+                                     : type == ColumnType::Boolean  ? QVariant(-1)
+                                     : type == ColumnType::DateTime ? QVariant(QDateTime(QDate(2023, 3, n % 28 + 1), QTime(10, n % 60, 5)))
+                                                                    : QVariant(column + u" value"_s));
         }
         return add(table, all);
     }
@@ -125,13 +122,10 @@ protected:
     QVariant value(const QString& table, qint32 key, const QString& column)
     {
         Recordset rs(u"SELECT * FROM %1 WHERE %2=%3"_s.arg(table, keyOf(table)).arg(key), conn);
-        if (rs.Eof()) {
+        if (rs.Eof())
             ADD_FAILURE() << "no row " << key << " in " << table.toStdString();
-            return QVariant();
-        }
-        return rs.Value(column);
+        return rs.Eof() ? QVariant() : rs.Value(column);
     }
-
     qint32 intValue(const QString& table, qint32 key, const QString& column) { return value(table, key, column).toInt(); }
 
     // The values of one column over the rows a statement selects, in order.
@@ -142,15 +136,6 @@ protected:
             result.push_back(rs.Int(column));
         return result;
     }
-
-    QStringList texts(const QString& sql, const QString& column)
-    {
-        QStringList result;
-        for (Recordset rs(sql, conn); !rs.Eof(); rs.MoveNext())
-            result << (rs.IsNull(column) ? u"<null>"_s : rs.Text(column));
-        return result;
-    }
-
     qint32 count(const QString& sql)
     {
         Recordset rs(sql, conn);
@@ -159,44 +144,27 @@ protected:
 
     // Checks a copied row column by column: `expected` names the columns
     // that take other values, `defaults` those left at their defaults;
-    // every other column but the key holds the source row's value.
+    // every other column but the key holds the source row's value (Null
+    // where it is Null).
     void expectCopy(const QString& table, qint32 source, qint32 copy, const std::map<QString, QVariant>& expected,
                     const QStringList& defaults = {})
     {
-        const TableDef* def = FindTable(table);
-        for (const QString& column : def->columns) {
-            if (column == def->key)
-                continue;
-            const std::string where = (table + u'.' + column).toStdString();
+        const auto text = [](const QVariant& v) { return v.isValid() ? v.toString() : u"<null>"_s; };
+        for (const QString& column : FindTable(table)->columns) {
+            const auto it = expected.find(column);
             const QVariant got = value(table, copy, column);
-            if (const auto it = expected.find(column); it != expected.end()) {
-                EXPECT_EQ(got.toString(), it->second.toString()) << where;
-            } else if (defaults.contains(column)) {
-                EXPECT_EQ(got.toInt(), 0) << where << " is not copied";
-            } else {
-                const QVariant was = value(table, source, column);
-                EXPECT_EQ(got.isValid(), was.isValid()) << where;
-                EXPECT_EQ(got.toString(), was.toString()) << where;
+            if (defaults.contains(column)) {
+                EXPECT_EQ(got.toInt(), 0) << (table + u'.' + column).toStdString() << " is not copied";
+            } else if (column != keyOf(table)) {
+                EXPECT_EQ(text(got), text(it != expected.end() ? it->second : value(table, source, column))) << (table + u'.' + column).toStdString();
             }
         }
     }
 
     // Every row of every table, for before-and-after comparisons.
-    QStringList dump()
-    {
-        QStringList rows;
-        for (const TableDef& table : RepositoryTables()) {
-            Recordset rs(u"SELECT * FROM %1 ORDER BY %2"_s.arg(table.name, table.key), conn);
-            const QStringList fields = rs.FieldNames();
-            for (; !rs.Eof(); rs.MoveNext()) {
-                QStringList cells;
-                for (const QString& field : fields)
-                    cells << (rs.IsNull(field) ? u"<null>"_s : rs.Text(field));
-                rows << table.name + u':' + cells.join(u'|');
-            }
-        }
-        return rows;
-    }
+    QStringList dump() { return TableRows(conn); }
+    // The messages shown, for a failure's description.
+    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
     // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail.
     void abortOn(const QString& table, const QString& event)
@@ -221,7 +189,7 @@ protected:
     // directly by the database's description of the aborted write.
     void expectFailure(const QString& prefix)
     {
-        ASSERT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
+        ASSERT_EQ(messages.shown.size(), 1) << shown();
         const QString text = messages.shown.first();
         EXPECT_TRUE(text.startsWith(prefix)) << text.toStdString();
         EXPECT_TRUE(text.contains(u"boom"_s)) << text.toStdString();
@@ -232,26 +200,22 @@ protected:
     }
 
     // Points the settings at the test database, as OpenDestinationDatabase
-    // reads them.
-    void settingsForTestDatabase()
+    // reads them, followed by `more` settings.
+    void settingsForTestDatabase(const QString& more = {})
     {
-        writeSettings(db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
-                                   : localSettings(u"Test.mdb"_s));
+        writeSettings((db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
+                                    : localSettings(u"Test.mdb"_s)) + more);
     }
-
     QString localSettings(const QString& file) const
     {
-        return u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
-               "\"LocalDatabaseName\"=\"%2\"\r\n"_s.arg(db->tempPath(), file);
+        return u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"%2\"\r\n"_s.arg(db->tempPath(), file);
     }
-
     void writeSettings(const QString& values)
     {
         const QString path = QDir(db->tempPath()).filePath(u"zentrix.reg"_s);
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n");
-        file.write(values.toUtf8());
+        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" + values.toUtf8());
         file.close();
         SetSettingsFileOverride(path);
     }

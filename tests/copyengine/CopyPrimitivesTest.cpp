@@ -33,7 +33,6 @@ protected:
         return ints(u"SELECT * FROM tKeywordRel WHERE %1=%2"_s.arg(holderColumn).arg(holder), u"iKeywordRelKeywordKey"_s);
     }
     bool copyProcesses(qint32 target) { return backup->CopyProcesses(source, 0, conn, target, environment, conn); }
-    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
     qint32 app = 0, source = 0, destination = 0, environment = 0;
 };
@@ -93,7 +92,9 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     EXPECT_EQ(objects.NewKey(4), 0);
 }
 
-TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
+// Variables and requirements replace their maps on every call; keywords
+// match by name or are added again, the map growing.
+TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 {
     const qint32 v1 = addFull(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
     const qint32 v2 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
@@ -123,10 +124,8 @@ TEST_P(CopyPrimitivesTest, VariablesAndRequirementsReplaceTheirMapsOnEveryCall)
     EXPECT_EQ(variables.Length(), 1);
     EXPECT_NE(LookupNewKey(variables, v3, variables.Length()), 0);
     EXPECT_EQ(progress.events, before);
-}
 
-TEST_P(CopyPrimitivesTest, KeywordsMatchByNameOrAreAddedAgain)
-{
+    // Keywords match by name or are added again.
     const qint32 smoke = keyword(app, u"Smoke"_s);
     const qint32 regression = keyword(app, u"Regression"_s);
     const qint32 target = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
@@ -238,12 +237,13 @@ TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
     }
 }
 
-TEST_P(CopyPrimitivesTest, CyclesTreatProcessReferencesEachInItsOwnWay)
+// Cycles treat process references each in their own way; schedules take
+// the copied cycles (0 for others) and the copied keywords.
+TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
 {
-    const Built v = build(app, u"1.5"_s, {}, {{u"A"_s, {}}, {u"B"_s, {}}});
+    const Built v = build(app, u"1.5"_s, {}, {{u"A"_s, {}}, {u"B"_s, {}}}), elsewhere = build(app, u"9.0"_s, {}, {{u"Elsewhere"_s, {}}});
     source = v.version;
-    const qint32 pa = v.processes.at(u"A"_s), pb = v.processes.at(u"B"_s);
-    const qint32 outside = build(app, u"9.0"_s, {}, {{u"Elsewhere"_s, {}}}).processes.at(u"Elsewhere"_s);
+    const qint32 pa = v.processes.at(u"A"_s), pb = v.processes.at(u"B"_s), outside = elsewhere.processes.at(u"Elsewhere"_s);
     ASSERT_TRUE(copyProcesses(destination));
     const QStringList before = progress.events;
 
@@ -271,35 +271,28 @@ TEST_P(CopyPrimitivesTest, CyclesTreatProcessReferencesEachInItsOwnWay)
     expectCopy(u"tCycleProcess"_s, cp1, ints(newProcesses, u"iCycleProcessKey"_s).front(), {{u"iCycleKey"_s, newC1}, {u"iProcessKey"_s, newPb}});
     EXPECT_EQ(progress.events, before);  // cycles neither move the bar nor yield
 
-    abortOn(u"tCycleProcess"_s, u"INSERT"_s);
-    EXPECT_FALSE(backup->CopyCycles(source, conn, destination, conn));
-    expectFailure(u"Error while copying Cycle Processes:"_s);
-}
-
-TEST_P(CopyPrimitivesTest, SchedulesTakeCopiedCyclesAndZeroForOthersAndCopiedKeywords)
-{
-    const qint32 copied = add(u"tCycle"_s, {{u"iCycleVerKey"_s, source}});
-    const qint32 other = add(u"tCycle"_s, {{u"iCycleVerKey"_s, version(u"9.0"_s)}});
+    // A schedule running a copied cycle and one of another version.
+    const qint32 other = add(u"tCycle"_s, {{u"iCycleVerKey"_s, elsewhere.version}});
     const qint32 kw = keyword(app, u"Nightly"_s);
     const qint32 schedule = addFull(u"tSchedule"_s, {{u"iScheduleEnvironKey"_s, environment}});
-    for (const qint32 cycle : {copied, other})
-        add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == copied ? 1 : 2}});
+    for (const qint32 cycle : {c1, other})
+        add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == c1 ? 1 : 2}});
     relation(kw, u"iKeywordRelScheduleKey"_s, schedule);
-    const qint32 targetApp = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
     const qint32 target = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA copy"_s}});
-
-    ASSERT_TRUE(backup->CopyKeywords(app, conn, targetApp, conn, false));
-    ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn));
+    ASSERT_TRUE(backup->CopyKeywords(app, conn, add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}}), conn, false));
     progress.events.clear();
     ASSERT_TRUE(backup->CopySchedules(environment, conn, target, conn)) << shown();
     const std::vector<qint32> schedules = ints(u"SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1"_s.arg(target), u"iScheduleKey"_s);
     ASSERT_EQ(schedules.size(), 1u);
     expectCopy(u"tSchedule"_s, schedule, schedules[0], {{u"iScheduleEnvironKey"_s, target}});
     EXPECT_EQ(ints(u"SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1 ORDER BY iCycleSequenceNum"_s.arg(schedules[0]), u"iCycleKey"_s),
-              (std::vector<qint32>{LookupNewKey(backup->CycleMap, copied, 1), 0}));
+              (std::vector<qint32>{newC1, 0}));
     EXPECT_EQ(relationKeywords(u"iKeywordRelScheduleKey"_s, schedules[0]), (std::vector<qint32>{LookupNewKey(backup->KeywordMap, kw, 1)}));
     EXPECT_TRUE(progress.events.isEmpty());
 
+    abortOn(u"tCycleProcess"_s, u"INSERT"_s);
+    EXPECT_FALSE(backup->CopyCycles(source, conn, destination, conn));
+    expectFailure(u"Error while copying Cycle Processes:"_s);
     abortOn(u"tScheduleCycles"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopySchedules(environment, conn, target, conn));
     expectFailure(u"Error while copying Schedule Cycles:"_s);
@@ -337,5 +330,4 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
     expectFailure(u"Error while fixing up steps: "_s);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -65,41 +65,33 @@ TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
     const auto pick = [&random](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
     for (int round = 0; round < 50; ++round) {
         KeyMap map;
-        std::vector<qint32> oldRow, newRow;
+        std::vector<std::pair<qint32, qint32>> rows; // the old and the new key by position
         qint32 length = 0;
         for (int step = 0; step < 200; ++step) {
             const int action = pick(0, 9);
             const qint32 n = pick(0, 4);
             if (action == 0) {
                 map.Grow(n);
-                length += n;
-                oldRow.resize(size_t(length));
-                newRow.resize(size_t(length));
-                std::fill(oldRow.end() - n, oldRow.end(), 0);
-                std::fill(newRow.end() - n, newRow.end(), 0);
+                rows.resize(size_t(length += n));
+                std::fill(rows.end() - n, rows.end(), std::pair<qint32, qint32>());
             } else if (action == 1) {
                 map.Replace(n);
-                if (n > 0) {
-                    oldRow.assign(size_t(n), 0);
-                    newRow.assign(size_t(n), 0);
-                    length = n;
-                }
+                if (n > 0)
+                    rows.assign(size_t(length = n), {});
             } else if (action == 2) {
                 map.ResetLength();
                 length = 0;
-            } else if (!oldRow.empty()) {
-                const qint32 position = pick(1, qint32(oldRow.size()));
-                oldRow[size_t(position - 1)] = pick(0, 5);
-                newRow[size_t(position - 1)] = pick(1, 1000);
-                map.Store(position, oldRow[size_t(position - 1)], newRow[size_t(position - 1)]);
+            } else if (!rows.empty()) {
+                auto& row = rows[size_t(pick(1, qint32(rows.size())) - 1)];
+                row = {pick(0, 5), pick(1, 1000)};
+                map.Store(qint32(&row - rows.data()) + 1, row.first, row.second);
             }
             ASSERT_EQ(map.Length(), length);
             for (qint32 key = 0; key <= 5; ++key) {
-                for (qint32 searched = -1; searched <= qint32(oldRow.size()); ++searched) {
-                    const auto first = std::find(oldRow.begin(), oldRow.begin() + std::max(searched, 0), key);
-                    const qint32 expected
-                        = first == oldRow.begin() + std::max(searched, 0) ? 0 : newRow[size_t(first - oldRow.begin())];
-                    ASSERT_EQ(LookupNewKey(map, key, searched), expected) << round << "/" << step;
+                for (qint32 searched = -1; searched <= qint32(rows.size()); ++searched) {
+                    const auto end = rows.begin() + std::max(searched, 0);
+                    const auto first = std::find_if(rows.begin(), end, [key](const auto& row) { return row.first == key; });
+                    ASSERT_EQ(LookupNewKey(map, key, searched), first == end ? 0 : first->second) << round << "/" << step;
                 }
             }
         }

@@ -19,8 +19,6 @@
 
 using namespace dorvane;
 using namespace dorvane::test;
-using namespace Qt::StringLiterals;
-
 namespace {
 
 const QString kRelease = u"Release 1"_s;
@@ -31,9 +29,7 @@ public:
     std::optional<QString> ChooseBackup(const QString& folder) override
     {
         folders << folder;
-        if (cancel)
-            return std::nullopt;
-        return ListBackupFiles(folder).front().path;
+        return cancel ? std::nullopt : std::optional(ListBackupFiles(folder).front().path);
     }
     bool cancel = false;
     QStringList folders;
@@ -70,10 +66,7 @@ protected:
         Connection templ;
         DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/ZentrixBackup.mdb"_s));
         DB_ASSERT(templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); BuildDatabase(templ, SchemaVariant::BackupTemplate, RepositoryContent::Empty));
-        QFile settings(QDir(db->tempPath()).filePath(u"zentrix.reg"_s));
-        ASSERT_TRUE(settings.open(QIODevice::Append));
-        settings.write(u"\"ExePath\"=\"%1\"\r\n"_s.arg(exe).toUtf8());
-        settings.close();
+        settingsForTestDatabase(u"\"ExePath\"=\"%1\"\r\n"_s.arg(exe));
         backups = std::make_unique<EnvironmentBackup>(*backup, shared);
     }
 
@@ -132,18 +125,37 @@ protected:
 // A restore brings back the environment as the backup holds it, row by
 // row: content that reached a version since is replaced, never doubled (also
 // in a version no longer listed, and when restored twice); keywords named
-// with an apostrophe are matched; list-handling attributes come back.
+// with an apostrophe are matched; list-handling attributes come back. A day
+// has one backup file, the last backup's, which a failed backup leaves alone.
+// Versions and applications deleted since are recreated, once each.
 TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
 {
     populate();
     conn.Execute(u"UPDATE tKeyword SET sKeywordName='Don''t save' WHERE iKeywordAppKey=%1"_s.arg(r.billing));
     conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1' WHERE iVersionKey=%1"_s.arg(r.billing20));
+    const QString description = u"UPDATE tEnvironment SET sEnvironmentDesc='%1' WHERE iEnvironmentKey=%2"_s;
+    conn.Execute(description.arg(u"Earlier"_s).arg(environment));
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    conn.Execute(description.arg(u"First release"_s).arg(environment));
     const QStringList before = canonical();
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
     EXPECT_EQ(filesInFolder(), QStringList{today()});
     EXPECT_TRUE(progress.events.contains(u"title:Environment backup progress..."_s));
     EXPECT_FALSE(progress.visible);
     EXPECT_EQ(CountBackupFile(backups->LastBackupFile()).versions, 3);
+    const QString file = backups->LastBackupFile();
+    // A failure half-way through a third backup of the day.
+    {
+        Connection templ;
+        templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s);
+        templ.Execute(u"CREATE TRIGGER boom BEFORE INSERT ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    }
+    EXPECT_FALSE(backups->BackupEnvironment(environment));
+    expectFailure(u"Error while copying Windows:"_s);
+    EXPECT_EQ(filesInFolder(), QStringList{today()});
+    EXPECT_TRUE(backups->LastBackupFile().isEmpty());
+    EXPECT_FALSE(progress.visible);
+    EXPECT_EQ(busy.begun, busy.ended);
     // Added after the backup, and deleted after it; an update took Billing
     // 1.0 out of the environment and filled it again elsewhere.
     addWindow(r.billing10, u"frmLate"_s);
@@ -151,11 +163,11 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
                                u"DELETE FROM tProcess WHERE iProcessKey=%1"_s.arg(r.post),
                                u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(environment),
                                u"DELETE FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(r.billing10),
-                               u"UPDATE tEnvironment SET sEnvironmentDesc='Changed' WHERE iEnvironmentKey=%1"_s.arg(environment),
+                               description.arg(u"Changed"_s).arg(environment),
                                u"UPDATE tVersion SET sVersionAttributes='' WHERE iVersionKey=%1"_s.arg(r.billing20)})
         conn.Execute(sql);
     progress.events.clear();
-    ASSERT_TRUE(backups->ChooseAndRestore(environment, kRelease, chooser)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backups->ChooseAndRestore(environment, kRelease, chooser)) << shown();
     EXPECT_EQ(chooser.folders, QStringList{shared + u"\\Environments\\Backups\\"_s + kRelease});
     EXPECT_TRUE(progress.events.contains(u"action:Preparing database for restore..."_s));
     EXPECT_TRUE(progress.events.contains(u"title:Environment restore progress..."_s));
@@ -163,19 +175,14 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
         QStringList dangling;
         EXPECT_EQ(canonical(&dangling), before);
         EXPECT_TRUE(dangling.isEmpty()) << "the old schedule's cycle links went with it: " << dangling.join(u'\n').toStdString();
-        EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
-        ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile()));
+        EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+        ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
     }
-}
 
-TEST_P(EnvironmentBackupTest, VersionsAndApplicationsDeletedSinceTheBackupAreRecreatedOnce)
-{
-    populate();
-    ASSERT_TRUE(backups->BackupEnvironment(environment));
     // Billing goes, though its version 1.0 stays; 2.0 and Ledger 4.2 go.
     conn.Execute(u"DELETE FROM tVersion WHERE iVersionKey IN (%1, %2)"_s.arg(r.billing20).arg(r.ledger42));
     conn.Execute(u"DELETE FROM tApp WHERE iAppKey=%1"_s.arg(r.billing));
-    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile()));
+    ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
     const std::vector<qint32> versions =
         ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(environment), u"iEnvironVerKey"_s);
     const std::vector<qint32> billings = ints(u"SELECT * FROM tApp WHERE sAppName='Billing'"_s, u"iAppKey"_s);
@@ -193,112 +200,45 @@ TEST_P(EnvironmentBackupTest, VersionsAndApplicationsDeletedSinceTheBackupAreRec
     EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(billings[0])), 1);
 }
 
-TEST_P(EnvironmentBackupTest, OneFilePerDayThatAFailedBackupLeavesAlone)
-{
-    populate();
-    ASSERT_TRUE(backups->BackupEnvironment(environment));
-    conn.Execute(u"UPDATE tEnvironment SET sEnvironmentDesc='Later' WHERE iEnvironmentKey=%1"_s.arg(environment));
-    ASSERT_TRUE(backups->BackupEnvironment(environment));
-    const QStringList once = filesInFolder();
-    const QString written = lastFile();
-    const auto descriptionInFile = [&] {
-        Connection file;
-        file.OpenFile(written);
-        return Recordset(u"SELECT * FROM tEnvironment"_s, file).Text(u"sEnvironmentDesc"_s);
-    };
-    ASSERT_EQ(once.size(), 1);
-    EXPECT_EQ(descriptionInFile(), u"Later"_s);
-    // A failure half-way through a third backup of the day.
-    {
-        Connection templ;
-        templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s);
-        templ.Execute(u"CREATE TRIGGER boom BEFORE INSERT ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
-    }
-    EXPECT_FALSE(backups->BackupEnvironment(environment));
-    expectFailure(u"Error while copying Windows:"_s);
-    EXPECT_EQ(filesInFolder(), once);
-    EXPECT_TRUE(backups->LastBackupFile().isEmpty());
-    EXPECT_EQ(descriptionInFile(), u"Later"_s);
-    EXPECT_FALSE(progress.visible);
-    EXPECT_EQ(busy.begun, busy.ended);
-}
-
-TEST_P(EnvironmentBackupTest, BackupsAreListedNewestFirstByTheDateTheirNameGives)
-{
-    const qint32 empty = addEnvironment(kRelease);
-    registerUser(empty, addUser(u"jo"_s));
-    // Nothing to restore yet: the chooser is not shown.
-    EXPECT_FALSE(backups->ChooseAndRestore(empty, kRelease, chooser));
-    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
-    EXPECT_TRUE(chooser.folders.isEmpty());
-    messages.shown.clear();
-    for (const QDate day : {QDate(2000, 12, 31), QDate(2001, 3, 7), QDate(2000, 1, 2)}) {
-        backups->Today = [day] { return day; };
-        ASSERT_TRUE(backups->BackupEnvironment(empty));
-    }
-    ASSERT_TRUE(QFile(folder() + u"/notes.txt"_s).open(QIODevice::WriteOnly));
-    QStringList names;
-    for (const BackupFileEntry& file : ListBackupFiles(backups->RestoreFolder(kRelease)))
-        names << file.name;
-    EXPECT_EQ(names, QStringList({"03-07-2001.MDB", "12-31-2000.MDB", "01-02-2000.MDB"}));
-    // No versions: the environment and its user only.
-    const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
-    EXPECT_EQ(contents.versions, 0);
-    EXPECT_EQ(contents.rows, 2);
-    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
-    // A cancelled chooser changes nothing.
-    const QStringList before = dump();
-    chooser.cancel = true;
-    EXPECT_FALSE(backups->ChooseAndRestore(empty, kRelease, chooser));
-    EXPECT_EQ(dump(), before);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-// A restore failing half-way (a refused row, a missing file, a lost server)
-// leaves the repository as it was.
-TEST_P(EnvironmentBackupTest, ARestoreFailingHalfWayLeavesTheRepositoryAsItWas)
-{
-    populate();
-    ASSERT_TRUE(backups->BackupEnvironment(environment));
-    addWindow(r.billing10, u"frmLate"_s);
-    const QStringList before = dump();
-    abortOn(u"tStep"_s, u"INSERT"_s);
-    EXPECT_FALSE(backups->RestoreEnvironment(environment, backups->LastBackupFile()));
-    expectFailure(u"Error while copying Steps:"_s);
-    dropAbort(u"tStep"_s, u"INSERT"_s);
-    EXPECT_EQ(dump(), before);
-    EXPECT_FALSE(backups->RestoreEnvironment(environment, backups->LastBackupFile() + u".missing"_s));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().startsWith(u"Error while restoring environment: Could not find file"_s)) << messages.shown.first().toStdString();
-    EXPECT_EQ(dump(), before);
-    if (!db->isOdbc())
-        return;
-    // A server that goes away in the middle of a restore: the message says so.
-    messages.shown.clear();
-    conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_hang_up() RETURNS trigger LANGUAGE plpgsql AS "
-                 u"$$ BEGIN PERFORM pg_terminate_backend(pg_backend_pid()); RETURN NEW; END $$"_s);
-    conn.Execute(u"CREATE TRIGGER hang_up BEFORE INSERT ON tStep FOR EACH ROW EXECUTE FUNCTION dorvane_hang_up()"_s);
-    EXPECT_FALSE(backups->RestoreEnvironment(environment, backups->LastBackupFile()));
-    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while copying Steps:"_s + kConnectionLostText)) << messages.shown.value(0).toStdString();
-    conn.Execute(u"DROP TRIGGER hang_up ON tStep"_s);
-    EXPECT_EQ(dump(), before);
-}
-
 // A backup goes back into its own environment only: another environment's
-// file is refused before anything changes; the file of an environment
-// deleted since is restored after a question.
-TEST_P(EnvironmentBackupTest, ABackupIsRestoredOnlyIntoItsOwnEnvironment)
+// file is refused before anything changes; a restore failing half-way (a
+// refused row, a missing file, a lost server) leaves the repository as it
+// was; the file of an environment deleted since is restored after a
+// question.
+TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
 {
     populate();
     const qint32 other = addEnvironment(u"Other"_s);
     ASSERT_TRUE(backups->BackupEnvironment(environment));
     const QString file = backups->LastBackupFile();
+    addWindow(r.billing10, u"frmLate"_s);
     const QStringList before = dump();
     EXPECT_FALSE(backups->RestoreEnvironment(other, file));
     EXPECT_EQ(messages.shown, QStringList{u"The backup %1 belongs to environment \"Release 1\" and cannot be restored "
                                           u"into environment \"Other\". Nothing was changed."_s.arg(today())});
     EXPECT_EQ(dump(), before);
     messages.shown.clear();
+    abortOn(u"tStep"_s, u"INSERT"_s);
+    EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+    expectFailure(u"Error while copying Steps:"_s);
+    dropAbort(u"tStep"_s, u"INSERT"_s);
+    EXPECT_EQ(dump(), before);
+    EXPECT_FALSE(backups->RestoreEnvironment(environment, file + u".missing"_s));
+    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while restoring environment: Could not find file"_s)) << shown();
+    EXPECT_EQ(messages.shown.size(), 1);
+    EXPECT_EQ(dump(), before);
+    messages.shown.clear();
+    if (db->isOdbc()) {
+        // A server that goes away in the middle of a restore: the message says so.
+        conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_hang_up() RETURNS trigger LANGUAGE plpgsql AS "
+                     u"$$ BEGIN PERFORM pg_terminate_backend(pg_backend_pid()); RETURN NEW; END $$"_s);
+        conn.Execute(u"CREATE TRIGGER hang_up BEFORE INSERT ON tStep FOR EACH ROW EXECUTE FUNCTION dorvane_hang_up()"_s);
+        EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+        EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while copying Steps:"_s + kConnectionLostText)) << shown();
+        conn.Execute(u"DROP TRIGGER hang_up ON tStep"_s);
+        EXPECT_EQ(dump(), before);
+        messages.shown.clear();
+    }
     // Release 1 deleted and created again: a new key, the same name.
     for (const QString& sql : {u"DELETE FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s, u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s,
                                u"DELETE FROM tEnvironment WHERE iEnvironmentKey=%1"_s})
@@ -307,12 +247,11 @@ TEST_P(EnvironmentBackupTest, ABackupIsRestoredOnlyIntoItsOwnEnvironment)
     const QStringList recreated = dump();
     messages.Queue(Answer::No);
     EXPECT_FALSE(backups->RestoreEnvironment(again, file));
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().contains(u"which no longer exists. Restore it into environment \"Release 1\"?"_s))
-        << messages.shown.first().toStdString();
+    EXPECT_EQ(messages.shown.size(), 1);
+    EXPECT_TRUE(messages.shown.value(0).contains(u"which no longer exists. Restore it into environment \"Release 1\"?"_s)) << shown();
     EXPECT_EQ(dump(), recreated);
     messages.Queue(Answer::Yes);
-    EXPECT_TRUE(backups->RestoreEnvironment(again, file)) << messages.shown.join(u'\n').toStdString();
+    EXPECT_TRUE(backups->RestoreEnvironment(again, file)) << shown();
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(again)), 3);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(again)), 2);
 }
@@ -340,16 +279,23 @@ TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
         files << it.next();
     EXPECT_TRUE(files.filter(u".MDB"_s, Qt::CaseSensitive).isEmpty()) << files.join(u'\n').toStdString();
     const qint32 semi = addEnvironment(u"Semi;colon"_s);
-    ASSERT_TRUE(backups->BackupEnvironment(semi)) << messages.shown.join(u'\n').toStdString();
-    EXPECT_TRUE(backups->RestoreEnvironment(semi, backups->LastBackupFile())) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backups->BackupEnvironment(semi)) << shown();
+    EXPECT_TRUE(backups->RestoreEnvironment(semi, backups->LastBackupFile())) << shown();
 }
 
-// A killed backup's work files (its -wal and -shm too) are removed by the
-// next backup and by the restore chooser; a live writer's are left, and no
-// work file is ever offered.
-TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehind)
+// With no backups the chooser is not shown. A killed backup's work files
+// (its -wal and -shm too) are removed by the next backup and by the restore
+// chooser; a live writer's are left, and no work file is ever offered.
+// Backups are listed newest first by the date their name gives.
+TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListedNewestFirst)
 {
     const qint32 key = addEnvironment(kRelease);
+    registerUser(key, addUser(u"jo"_s));
+    EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
+    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
+    EXPECT_TRUE(chooser.folders.isEmpty());
+    messages.shown.clear();
+
     const QString host = QSysInfo::machineHostName();
     // The process numbers of two killed backups: processes that ran and are gone.
     qint64 gone[2] = {};
@@ -369,12 +315,33 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehind)
             ASSERT_TRUE(QFile(folder() + u'/' + name).open(QIODevice::WriteOnly));
         if (round == 0) {
             EXPECT_TRUE(ListBackupFiles(backups->RestoreFolder(kRelease)).empty());
-            ASSERT_TRUE(backups->BackupEnvironment(key)) << messages.shown.join(u'\n').toStdString();
+            ASSERT_TRUE(backups->BackupEnvironment(key)) << shown();
         } else {
-            EXPECT_TRUE(backups->ChooseAndRestore(key, kRelease, chooser)) << messages.shown.join(u'\n').toStdString();
+            EXPECT_TRUE(backups->ChooseAndRestore(key, kRelease, chooser)) << shown();
         }
         EXPECT_EQ(filesInFolder(), QStringList({today(), live}));
     }
+
+    for (const QDate day : {QDate(2000, 12, 31), QDate(2001, 3, 7), QDate(2000, 1, 2)}) {
+        backups->Today = [day] { return day; };
+        ASSERT_TRUE(backups->BackupEnvironment(key));
+    }
+    ASSERT_TRUE(QFile(folder() + u"/notes.txt"_s).open(QIODevice::WriteOnly));
+    QStringList names;
+    for (const BackupFileEntry& file : ListBackupFiles(backups->RestoreFolder(kRelease)))
+        names << file.name;
+    EXPECT_EQ(names, QStringList({today(), u"03-07-2001.MDB"_s, u"12-31-2000.MDB"_s, u"01-02-2000.MDB"_s}));
+    // No versions: the environment and its user only.
+    const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
+    EXPECT_EQ(contents.versions, 0);
+    EXPECT_EQ(contents.rows, 2);
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
+    // A cancelled chooser changes nothing.
+    const QStringList before = dump();
+    chooser.cancel = true;
+    EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
+    EXPECT_EQ(dump(), before);
+    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 // Failures of the file system name their cause and leave no file behind.
@@ -416,15 +383,14 @@ TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLo
     environments.Close();
     tutorial.Close();
 
-    ASSERT_TRUE(backups->BackupEnvironment(key)) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(backups->BackupEnvironment(key)) << shown();
     EXPECT_EQ(backups->LastBackupFile(), installation + u"\\Tutorial\\Environments\\Backups\\"_s + name + u'\\' + today());
     EXPECT_TRUE(QFileInfo::exists(lastFile()));
     EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
     EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
     // Started on the tutorial, the shared resource path is its folder.
     EnvironmentBackup started(*backup, installation + u"\\Tutorial"_s);
-    EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << messages.shown.join(u'\n').toStdString();
+    EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << shown();
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentBackupTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentBackupTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

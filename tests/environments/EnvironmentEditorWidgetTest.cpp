@@ -5,18 +5,11 @@
 #include "copyengine/frmVersionProgress.h"
 #include "mainwindow/MainWindowFixture.h"
 #include "mainwindow/ScriptedDialogs.h"
-#include "support/WidgetDriving.h"
 #include "repository/Globals.h"
-#include "repository/Recordset.h"
 
 #include <QCheckBox>
-#include <QComboBox>
 #include <QDate>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QPushButton>
-#include <QTabWidget>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -25,16 +18,6 @@ namespace {
 
 class EnvironmentEditorWidgetTest : public MainWindowFixture {
 protected:
-    void openActive()
-    {
-        OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
-    }
-
-    qint32 count(const QString& sql)
-    {
-        Recordset rs(sql, repository());
-        return CountRecords(&rs);
-    }
     qint32 keyOf(const QString& sql) { return Rows(repository(), sql).value(0).toInt(); }
     qint32 userKey(const QString& id) { return keyOf(u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(id)); }
 
@@ -52,22 +35,25 @@ protected:
             flags += box->isChecked() ? u'1' : u'0';
         return flags;
     }
+    // Chooses Web Store 3.0 with its test tool on the configuration page.
+    void chooseWebStore()
+    {
+        Choose(c().cbEnvironApp, u"Web Store"_s);
+        Choose(c().cbEnvironVer, u"3.0"_s);
+        Choose(c().cbEnvironTestTool, u"Web Driver"_s);
+    }
 
     // Every environment, registration, detail and version row.
-    QStringList environmentRows()
-    {
-        return TableRows(repository(), {u"tEnvironment"_s, u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tVersion"_s});
-    }
+    QStringList environmentRows() { return TableRows(repository(), {u"tEnvironment"_s, u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tVersion"_s}); }
     bool tabsEnabled() { return c().SSEnvironTab->isTabEnabled(1) && c().SSEnvironTab->isTabEnabled(2); }
     QString progressTitle() { return window->findChild<frmVersionProgress*>()->windowTitle(); }
-    QString shown() { return messages.shown.join(u'\n'); }
 
     ScriptedDialogs dialogs;
 };
 
 TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 {
-    openActive();
+    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     // Nothing is shown yet: only New leads anywhere.
     for (QPushButton* b : {c().cmdEnvironSave, c().cmdEnvironSaveAs, c().cmdEnvironDelete, c().cmdEnvironBackup, c().cmdEnvironRestore})
         EXPECT_FALSE(b->isEnabled()) << b->objectName().toStdString();
@@ -78,7 +64,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     EXPECT_TRUE(window->EnvironDirty && c().cmdEnvironSave->isEnabled());
     EXPECT_FALSE(c().cmdEnvironSaveAs->isEnabled());
     c().cmdEnvironSave->click();
-    ASSERT_TRUE(window->SaveOk) << shown().toStdString();
+    ASSERT_TRUE(window->SaveOk) << shown();
     const qint32 key = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Web_Test_' AND sEnvironmentDesc='Shop front'"_s);
     ASSERT_NE(key, 0);
     EXPECT_EQ(window->CurrentEnvironKey(), key);
@@ -90,9 +76,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 
     // A version with its test tool; then a user, registered without rights:
     // one box ticked writes one right of that one registration.
-    Choose(c().cbEnvironApp, u"Web Store"_s);
-    Choose(c().cbEnvironVer, u"3.0"_s);
-    Choose(c().cbEnvironTestTool, u"Web Driver"_s);
+    chooseWebStore();
     EXPECT_TRUE(window->ConfigDirty);
     EXPECT_FALSE(c().cbEnvironEmulator->isEnabled());
     c().cmdAddAppVer->click();
@@ -112,7 +96,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key)), 1);
     c().ckZulane->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown().toStdString();
+    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
 
     // Opened again, Delete takes it with its version and user rows.
     c().SSEnvironTab->setCurrentIndex(0);
@@ -151,7 +135,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     const QStringList afterRemove = environmentRows();
     c().ckKrestin->click();
     EXPECT_EQ(environmentRows(), afterRemove);
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown().toStdString();
+    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
 
     // Edits of both parts meet one save prompt on leaving: Cancel stays with
     // the edits, Yes saves both and the other environment opens.
@@ -162,9 +146,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     c().SSEnvironTab->setCurrentIndex(0);
     Retype(c().txtEnvironDesc, u"Nightly runs"_s);
     c().SSEnvironTab->setCurrentIndex(1);
-    Choose(c().cbEnvironApp, u"Web Store"_s);
-    Choose(c().cbEnvironVer, u"3.0"_s);
-    Choose(c().cbEnvironTestTool, u"Web Driver"_s);
+    chooseWebStore();
     ASSERT_TRUE(window->EnvironDirty && window->ConfigDirty);
     const QStringList edited = environmentRows();
     messages.shown.clear();
@@ -185,17 +167,12 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 {
     PointSettingsAtRepository();
-    openActive();
+    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     // Copy fills the chosen empty version from the listed one and leaves the
     // environment's versions as they were.
     const qint32 oe = keyOf(u"SELECT iAppKey FROM tApp WHERE sAppName='Order Entry'"_s);
-    Recordset version(u"SELECT * FROM tVersion WHERE iVersionKey=0"_s, repository());
-    version.AddNew();
-    version.SetValue(u"iVersionAppKey"_s, oe);
-    version.SetValue(u"sVersionID"_s, u"1.3"_s);
-    version.SetValue(u"iMapType"_s, 1);
-    version.Update();
-    const qint32 empty = version.Int(u"iVersionKey"_s);
+    repository().Execute(u"INSERT INTO tVersion (iVersionAppKey, sVersionID, iMapType) VALUES (%1, '1.3', 1)"_s.arg(oe));
+    const qint32 empty = keyOf(u"SELECT iVersionKey FROM tVersion WHERE sVersionID='1.3'"_s);
     Select(c().lbEnvironList, u"TUTORIAL"_s);
     const qint32 key = window->CurrentEnvironKey();
     c().SSEnvironTab->setCurrentIndex(1);
@@ -205,7 +182,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     const QStringList listed = Items(c().lbEnvironAppVerList);
     Choose(c().cbEnvironVer, u"1.3"_s);
     c().cmdCopyAppVer->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown().toStdString();
+    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
     EXPECT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(empty)), 1);
     EXPECT_EQ(Items(c().lbEnvironAppVerList), listed);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), 0);
@@ -227,7 +204,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_TRUE(c().cmdEnvironSaveAs->isEnabled());
     dialogs.versionIdAnswers = {u"1.0"_s, u"1.2"_s, u"R6"_s};
     c().cmdEnvironSaveAs->click();
-    ASSERT_TRUE(window->SaveOk) << shown().toStdString();
+    ASSERT_TRUE(window->SaveOk) << shown();
     EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
     EXPECT_EQ(dialogs.versionIdPrompts.size(), 4);
     const qint32 copy = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Release 2_0'"_s);
@@ -271,7 +248,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     // The page starts over on a new environment, the list still holding it.
     EXPECT_TRUE(c().txtEnvironName->text().isEmpty());
     EXPECT_NE(FindListItem(key, c().lbEnvironList), -1);
-    EXPECT_EQ(messages.shown.size(), 2) << shown().toStdString();
+    EXPECT_EQ(messages.shown.size(), 2) << shown();
 
     // A refused Save (another environment's name typed) leaves Backup and
     // Restore on the stored environment: the chooser shows TUTORIAL's own
@@ -295,12 +272,11 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     c().cmdEnvironRestore->click();
     EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + u"TUTORIAL"_s});
     ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown().toStdString();
+    EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
     EXPECT_EQ(environmentRows(), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

@@ -9,8 +9,6 @@
 
 namespace dorvane::test {
 
-using namespace Qt::StringLiterals;
-
 // The new-version-ID prompt, answered from a queue: each entry is the text
 // typed before OK, or nothing for Cancel. A text the OK check refuses
 // leaves the prompt open for the next entry, as the dialog stays open.
@@ -19,16 +17,14 @@ public:
     std::optional<QString> Ask(const QString& labelText, const std::function<bool(const QString&)>& okCheck) override
     {
         labels << labelText;
-        for (;;) {
-            if (answers.empty()) {
-                ADD_FAILURE() << "unexpected prompt: " << labelText.toStdString();
-                return std::nullopt;
-            }
+        while (!answers.empty()) {
             const std::optional<QString> answer = answers.front();
             answers.pop_front();
             if (!answer || okCheck(*answer))
                 return answer;
         }
+        ADD_FAILURE() << "unexpected prompt: " << labelText.toStdString();
+        return std::nullopt;
     }
 
     std::deque<std::optional<QString>> answers;
@@ -77,10 +73,7 @@ protected:
     {
         return add(u"tApp"_s, {{u"sAppName"_s, name}, {u"iAppPlatform"_s, platform}, {u"iApp3270Key"_s, emulator}});
     }
-    qint32 addWindow(qint32 version, const QString& name)
-    {
-        return add(u"tWindow"_s, {{u"iWindowVerKey"_s, version}, {u"sWindowPhysicalName"_s, name}});
-    }
+    qint32 addWindow(qint32 version, const QString& name) { return add(u"tWindow"_s, {{u"iWindowVerKey"_s, version}, {u"sWindowPhysicalName"_s, name}}); }
     // A version with `windows` windows, the first its system screen.
     qint32 addVersion(qint32 app, const QString& id, int windows = 0)
     {
@@ -102,22 +95,19 @@ protected:
     void registerUser(qint32 environment, qint32 user, const QString& rights = u"00000"_s)
     {
         Values values = {{u"iEnvironKey"_s, environment}, {u"iUserKey"_s, user}};
-        const QStringList columns = {u"bDorvane"_s, u"bOmrik"_s, u"bZulane"_s, u"bVantrel"_s, u"bKrestin"_s};
-        for (int i = 0; i < 5; ++i)
-            values.emplace_back(columns[i], rights[i] == u'1' ? -1 : 0);
+        for (const QString& column : {u"bDorvane"_s, u"bOmrik"_s, u"bZulane"_s, u"bVantrel"_s, u"bKrestin"_s})
+            values.emplace_back(column, rights[qsizetype(values.size()) - 2] == u'1' ? -1 : 0);
         add(u"tEnvironmentUser"_s, values);
     }
     qint32 addStepWindow(qint32 process, qint32 version, qint32 window, qint32 environment, int sequence = 1)
     {
-        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, version},
-                                      {u"iStepWindowWindowKey"_s, window}, {u"iStepWindowEnvironmentKey"_s, environment},
-                                      {u"iStepWindowSequenceNum"_s, sequence}});
+        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, version}, {u"iStepWindowWindowKey"_s, window},
+                                      {u"iStepWindowEnvironmentKey"_s, environment}, {u"iStepWindowSequenceNum"_s, sequence}});
     }
     // A process of a version with one step window on `window`, run in `environment`.
     qint32 addProcessOn(qint32 version, qint32 window, qint32 environment, const QString& name, qint32 layout = 0)
     {
-        const qint32 p = add(u"tProcess"_s, {{u"iProcessVerKey"_s, version}, {u"sProcessName"_s, name},
-                                             {u"iProcessType"_s, 1}, {u"iProcessRecordKey"_s, layout}});
+        const qint32 p = add(u"tProcess"_s, {{u"iProcessVerKey"_s, version}, {u"sProcessName"_s, name}, {u"iProcessType"_s, 1}, {u"iProcessRecordKey"_s, layout}});
         addStepWindow(p, version, window, environment);
         return p;
     }

@@ -8,7 +8,7 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullStop)
+TEST(EnvironmentNames, SaveAsAloneReplacesTheFullStopAndOnlySafeFolderNamesAreAccepted)
 {
     const std::tuple<QString, QString, QString> cases[] = {
         {u"Test/Env?"_s, u"Test_Env_"_s, u"Test_Env_"_s},
@@ -24,11 +24,8 @@ TEST(EnvironmentNames, SaveAndSaveAsReplaceTheirCharactersButOnlySaveAsTheFullSt
         EXPECT_EQ(NormaliseEnvironNameForSave(typed), forSave) << typed.toStdString();
         EXPECT_EQ(NormaliseEnvironNameForSaveAs(typed), forSaveAs) << typed.toStdString();
     }
-}
-
-TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
-{
-    const std::pair<QString, QString> cases[] = { // the name, how the problem starts (empty: accepted)
+    // Only names that make one safe folder are accepted.
+    const std::pair<QString, QString> problems[] = { // the name, how the problem starts (empty: accepted)
         {u"Release 1.0"_s, {}},
         {u"Semi;colon"_s, {}},
         {u"Ünïcødé €"_s, {}},
@@ -44,7 +41,7 @@ TEST(EnvironmentNames, OnlyNamesThatMakeOneSafeFolderAreAccepted)
         {u"con"_s, u"Environment name cannot be con"_s},
         {u"LPT1.old"_s, u"Environment name cannot be LPT1"_s},
     };
-    for (const auto& [name, start] : cases) {
+    for (const auto& [name, start] : problems) {
         const QString problem = EnvironFolderNameProblem(name);
         EXPECT_TRUE(start.isEmpty() ? problem.isEmpty() : problem.startsWith(start)) << name.toStdString() << ": " << problem.toStdString();
     }
@@ -97,7 +94,7 @@ protected:
     }
 };
 
-TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRows)
+TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRefusesTakenAndBlankNames)
 {
     const qint32 app = addApp(u"Billing"_s);
     const qint32 v1 = addVersion(app, u"1"_s), v2 = addVersion(app, u"2"_s), v3 = addVersion(app, u"3"_s);
@@ -106,7 +103,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRows)
     definition.New();
     definition.TextChanged(EnvironField::Name, false);
     const EnvironOutcome saved = definition.Save({u"Test/Env?"_s, u"QA"_s, {v2, v1}}, conn, messages);
-    ASSERT_TRUE(saved.Ok) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(saved.Ok) << shown();
     const qint32 key = environmentNamed(u"Test_Env_"_s);
     ASSERT_NE(key, 0);
     EXPECT_EQ(definition.CurrentEnvironKey(), key);
@@ -122,12 +119,9 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRows)
     EXPECT_EQ(listed(key).size(), 3u);
     EXPECT_EQ(listed(other), std::vector<qint32>{v3});
     EXPECT_TRUE(messages.shown.isEmpty());
-}
 
-// Names that normalise alike collide; Save As excludes no key, so its own
-// name (in any letter case) is taken; a blank name is refused by both.
-TEST_P(EnvironmentRecordsTest, SaveAndSaveAsRefuseTakenAndBlankNames)
-{
+    // Names that normalise alike collide; Save As excludes no key, so its
+    // own name (in any letter case) is taken; a blank name is refused by both.
     definition.New();
     ASSERT_TRUE(definition.Save({u"A?"_s, {}, {}}, conn, messages).Ok);
     definition.New();
@@ -185,7 +179,7 @@ TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
     dropAbort(u"tEnvironment"_s, u"DELETE"_s);
 
     const EnvironOutcome deleted = definition.Delete(true, conn, messages);
-    ASSERT_TRUE(deleted.Ok) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(deleted.Ok) << shown();
     EXPECT_TRUE(deleted.RefreshEnvironList && deleted.ClearForm && definition.EnvironIsNew());
     EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail UNION ALL SELECT iEnvironKey FROM tEnvironmentUser "
                    u"UNION ALL SELECT iEnvironmentKey FROM tEnvironment"_s),
@@ -199,5 +193,4 @@ TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
     EXPECT_FALSE(conn.InTransaction());
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentRecordsTest, ::testing::ValuesIn(TestBackends()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentRecordsTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
