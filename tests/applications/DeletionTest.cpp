@@ -75,9 +75,9 @@ TEST_P(DeletionTest, AFreeApplicationGoesWithEveryVersionAndItsContents)
     EXPECT_TRUE(DeleteApplication(conn, messages, app, u"web store"_s, recording()));
     EXPECT_EQ(messages.shown, (QStringList{u"Are you sure you want to delete Payroll and all its versions?"_s,
                                            u"Are you sure you want to delete web store and all its versions?"_s}));
-    EXPECT_EQ(calls, (std::vector<qint32>{ws30, ws31}));
-    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE iVersionAppKey=%1"_s.arg(app)) + count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(ws30)), 0);
-    EXPECT_EQ(Rows(conn, u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+    const QString left = u"SELECT iVersionKey FROM tVersion WHERE iVersionAppKey=%1 UNION ALL SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=%2"_s;
+    EXPECT_EQ(std::tuple(calls, count(left.arg(app).arg(ws30)), Rows(conn, u"SELECT sAppName FROM tApp ORDER BY sAppName"_s)),
+              std::tuple(std::vector<qint32>{ws30, ws31}, 0, QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
 }
 
 TEST_P(DeletionTest, AFailedVersionStopsTheLoopButTheApplicationRowStillGoes)
@@ -88,11 +88,11 @@ TEST_P(DeletionTest, AFailedVersionStopsTheLoopButTheApplicationRowStillGoes)
     messages.Queue(Answer::Yes);
     EXPECT_TRUE(DeleteApplication(conn, messages, k[u"app"_s], u"Broken"_s, recording()));
     EXPECT_EQ(calls, (std::vector<qint32>{k[u"1"_s], k[u"2"_s]})); // the third is not attempted
-    ASSERT_EQ(messages.shown.size(), 2) << Shown(messages);
-    EXPECT_EQ(messages.shown[0], u"Are you sure you want to delete Broken and all its versions?"_s);
-    EXPECT_TRUE(messages.shown[1].startsWith(u"Error while deleting Steps:"_s) && messages.shown[1].endsWith(u"! New version not fully deleted."_s));
-    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE iAppKey=%1"_s.arg(k[u"app"_s])), 0);
-    EXPECT_EQ(Rows(conn, u"SELECT sVersionID FROM tVersion WHERE iVersionAppKey=%1"_s.arg(k[u"app"_s])), (QStringList{u"2"_s, u"3"_s}));
+    EXPECT_TRUE(messages.shown.size() == 2 && messages.shown[1].startsWith(u"Error while deleting Steps:"_s)
+                && messages.shown[1].endsWith(u"! New version not fully deleted."_s)) << Shown(messages);
+    EXPECT_EQ(std::tuple(messages.shown.value(0), count(u"SELECT * FROM tApp WHERE iAppKey=%1"_s.arg(k[u"app"_s])),
+                         Rows(conn, u"SELECT sVersionID FROM tVersion WHERE iVersionAppKey=%1"_s.arg(k[u"app"_s]))),
+              std::tuple(u"Are you sure you want to delete Broken and all its versions?"_s, 0, QStringList{u"2"_s, u"3"_s}));
     // The failed version is rolled back whole; the untried one is untouched.
     EXPECT_EQ(Rows(conn, u"SELECT v.sVersionID, w.sWindowPhysicalName, p.sProcessName, s.iStepSequenceNum FROM tVersion v, "
                          "tWindow w, tProcess p, tStepWindow sw, tStep s WHERE w.iWindowVerKey=v.iVersionKey AND "

@@ -131,8 +131,7 @@ TEST_P(CommandsTest, ExportAndImportKeywords)
         {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
     });
     const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
-    EXPECT_EQ(read(oe), lines + QByteArray(100 - lines.size(), 'x'));
-    EXPECT_EQ(read(ci), QByteArray("Host\tNeeds the host region \x96 \x80\r\n"));
+    EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines + QByteArray(100 - lines.size(), 'x'), QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
     EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)),
               std::pair(false, QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
 

@@ -38,8 +38,7 @@ TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
     }
     list.Remove(3);
     list.Remove(-1);
-    EXPECT_EQ(state(list), u"Admin|a#*, Tester|t#, Lead| #+*"_s);
-    EXPECT_FALSE(list.IsDirty(3));
+    EXPECT_EQ(std::pair(state(list), list.IsDirty(3)), std::pair(u"Admin|a#*, Tester|t#, Lead| #+*"_s, false));
     // The flags reach the spare slot but not beyond the storage.
     list.Initialize(3);
     EXPECT_EQ(list.Count(), 3);
@@ -136,8 +135,7 @@ TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesAndTheModelAddsRow
         messages.shown.clear();
         EXPECT_FALSE(type(grid, 1, 0, QString()) || type(grid, 1, 0, u"Admin"_s));
         EXPECT_TRUE(type(grid, 1, 0, u"admin"_s) && grid.CheckName(0, u"Admin"_s, messages));
-        EXPECT_EQ(messages.shown, QStringList({blank, u"Admin already exists!"_s}));
-        EXPECT_EQ(state(grid.List()), u"Admin|a#, admin|t#*"_s);
+        EXPECT_EQ(std::pair(messages.shown, state(grid.List())), std::pair(QStringList({blank, u"Admin already exists!"_s}), u"Admin|a#, admin|t#*"_s));
     }
 
     messages.shown.clear();
@@ -182,8 +180,7 @@ TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesAndReloadGivesKeys)
                          state(keywords.List())),
               std::tuple(QStringList({"Smoke| "}), QStringList(), u"Smoke| #"_s));
     ASSERT_TRUE(type(projects, 0, 0, u"Apollo"_s) && type(projects, 0, 1, u"Moon"_s) && projects.Save(conn, messages).SaveOk);
-    EXPECT_EQ(stored(projects), QStringList({"Apollo|Moon"}));
-    EXPECT_TRUE(messages.shown.isEmpty()) << Shown(messages);
+    EXPECT_EQ(std::pair(stored(projects), messages.shown), std::pair(QStringList({"Apollo|Moon"}), QStringList()));
 }
 
 TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
@@ -198,14 +195,12 @@ TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
     grid.SetDirty(true);
     // Somebody else deletes the changed row before the save.
     DB_ASSERT(conn.Execute(u"DELETE * FROM tRole WHERE iRoleKey = %1"_s.arg(gone)));
-    EXPECT_FALSE(grid.Save(conn, messages).SaveOk);
-    EXPECT_TRUE(grid.Dirty());
+    EXPECT_TRUE(!grid.Save(conn, messages).SaveOk && grid.Dirty());
     ASSERT_EQ(messages.shown.size(), 1);
     EXPECT_TRUE(messages.shown[0].startsWith(u"Error while saving Roles: "_s) && messages.shown[0].size() > 26) << "and the reason";
     // The entry before the failure stays written, the one after it is not;
     // no reload: the written entry carries its key, so deleting it deletes that row.
-    EXPECT_EQ(stored(grid), QStringList({"Alpha| "}));
-    EXPECT_EQ(state(list), u"Alpha| #, Zulu|changed#*, Omega| +"_s);
+    EXPECT_EQ(std::pair(stored(grid), state(list)), std::pair(QStringList({"Alpha| "}), u"Alpha| #, Zulu|changed#*, Omega| +"_s));
     messages.shown.clear();
     EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
     EXPECT_TRUE(stored(grid).isEmpty() && messages.shown.isEmpty());
@@ -226,8 +221,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     EXPECT_FALSE(keywords.DeleteRow(1, conn, messages));
     EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
     EXPECT_TRUE(keywords.DeleteRow(0, conn, messages));
-    EXPECT_EQ(stored(keywords), QStringList({"Login|of A", "Used|u"}));
-    EXPECT_EQ(state(keywords.List()), u"Used|u#"_s);
+    EXPECT_EQ(std::pair(stored(keywords), state(keywords.List())), std::pair(QStringList({"Login|of A", "Used|u"}), u"Used|u#"_s));
 
     addRow(NameDescGridKind::Roles, u"Tester"_s, u"upper"_s);
     addRow(NameDescGridKind::Roles, u"tester"_s, u"lower"_s);
@@ -245,8 +239,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     // A row gone from the repository fails and keeps its entry.
     DB_ASSERT(conn.Execute(u"DELETE * FROM tRole"_s));
     EXPECT_FALSE(roles.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(messages.shown.value(1).startsWith(u"Error removing Role: "_s)) << Shown(messages);
-    EXPECT_EQ(state(roles.List()), u"Tester|upper#"_s);
+    EXPECT_TRUE(messages.shown.value(1).startsWith(u"Error removing Role: "_s) && state(roles.List()) == u"Tester|upper#"_s) << Shown(messages);
 
     addRow(NameDescGridKind::Projects, u"Apollo"_s, u"Moon"_s);
     NameDescGrid projects(NameDescGridKind::Projects, messages);
@@ -260,8 +253,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     } catch (const DbError& e) {
         reason = e.description();
     }
-    EXPECT_FALSE(reason.isEmpty());
-    EXPECT_EQ(messages.shown, QStringList({u"Error removing Project: "_s + reason}));
+    EXPECT_EQ(std::pair(reason.isEmpty(), messages.shown), std::pair(false, QStringList({u"Error removing Project: "_s + reason})));
     EXPECT_EQ(std::pair(stored(projects), state(projects.List())), std::pair(QStringList({"Apollo|Moon"}), u"Apollo|Moon#"_s));
 }
 

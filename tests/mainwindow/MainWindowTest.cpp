@@ -72,8 +72,7 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
     QStringList apps;
     for (int i = 0; i < c().lbAppList->count(); ++i)
         apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(c().lbAppList, i))).value(0);
-    EXPECT_EQ(apps, stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s));
-    EXPECT_EQ(apps, Items(c().lbAppList));
+    EXPECT_EQ(std::pair(stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), Items(c().lbAppList)), std::pair(apps, apps));
     EXPECT_EQ(std::pair(c().cbEnvironApp->count(), c().lbUserList->count()), std::pair(int(apps.size()), c().lbEnvironUserList->count()));
     EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
     // The placeholder emulator of key 0 is never listed. With environments
