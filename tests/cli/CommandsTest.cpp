@@ -58,26 +58,7 @@ TEST_P(CommandsTest, InfoUpdateAndCopyVersion)
     EXPECT_EQ(std::pair(rows(processes + oe13).size(), rows(kEnvVersions)), std::pair(rows(processes + oe11).size(), QStringList{r5, oe13}));
 }
 
-// Without a terminal the question is printed and only --yes answers it.
-TEST_P(CommandsTest, DeletingNeedsAYesAndAFailureRollsBack)
-{
-    const QString ws30 = rows(kVersionKey.arg(u"Web Store"_s, u"3.0"_s)).value(0), deleteVersion = u"Are you sure you want to delete ALL elements of 3.0?…"_s;
-    const QString deleteApp = u"Are you sure you want to delete Web Store and all its versions?…"_s;
-    expectRuns({{u"delete-version|Web Store|3.0"_s, 1, deleteVersion}, {u"delete-version|Web Store|3.0|--yes"_s, 0, deleteVersion}});
-    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + ws30), QStringList());
-    expectRuns({{u"delete-application|Web Store"_s, 1, deleteApp}, {u"delete-application|Web Store|--yes"_s, 0, deleteApp}});
-    EXPECT_EQ(rows(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
-
-    // Every deletion of a window fails: the deletion ends with status 1 and
-    // leaves the repository as it was.
-    if (m_odbc)
-        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
-    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
-                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
-    expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
-}
-
-TEST_P(CommandsTest, CopyAndDeleteEnvironment)
+TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
 {
     exec(kNewVersion.arg(u"2.0"_s));
     expectRuns({
@@ -109,6 +90,22 @@ TEST_P(CommandsTest, CopyAndDeleteEnvironment)
     expectRuns({{u"delete-environment|Spare"_s, 0, QString()}, {u"delete-environment|Spare"_s, 1, u"There is no environment named Spare.\n"_s}});
     EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironKey FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(spare)), QStringList());
     EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), (QStringList{u"Release 2_0"_s, u"TUTORIAL"_s}));
+
+    // Without a terminal the question is printed and only --yes answers it.
+    const QString ws30 = rows(kVersionKey.arg(u"Web Store"_s, u"3.0"_s)).value(0), deleteVersion = u"Are you sure you want to delete ALL elements of 3.0?…"_s;
+    const QString deleteApp = u"Are you sure you want to delete Web Store and all its versions?…"_s;
+    expectRuns({{u"delete-version|Web Store|3.0"_s, 1, deleteVersion}, {u"delete-version|Web Store|3.0|--yes"_s, 0, deleteVersion}});
+    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + ws30), QStringList());
+    expectRuns({{u"delete-application|Web Store"_s, 1, deleteApp}, {u"delete-application|Web Store|--yes"_s, 0, deleteApp}});
+    EXPECT_EQ(rows(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+
+    // Every deletion of a window fails: the deletion ends with status 1 and
+    // leaves the repository as it was.
+    if (m_odbc)
+        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
+                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
 }
 
 // Keyword files are Windows-1252 text with CRLF line ends.
