@@ -15,9 +15,23 @@ ApplicationInput appInput(const QString& name, const QString& id, qint32 platfor
     return {name, id, u"Order entry"_s, u"Needs a printer"_s, platform, {}, {}};
 }
 
-ApplicationState shownApp(qint32 key, const QString& folder)
+ApplicationState shownApp(qint32 key, const QString& folder) { return {.CurrentAppKey = key, .AppIsNew = false, .AppFolderName = folder}; }
+
+// Saves `valid` changed by each case alone: refused with the case's one
+// message, on the Applications page's sub-tab `appTab`, its field to focus.
+template <typename Input, typename Save>
+void ExpectEachRefused(ScriptedMessages& messages, const Input& valid, int appTab, const Save& save,
+                       std::initializer_list<std::tuple<void (*)(Input&), const char*, const char*>> cases)
 {
-    return {.CurrentAppKey = key, .AppIsNew = false, .AppFolderName = folder};
+    for (const auto& [change, message, focus] : cases) {
+        messages.shown.clear();
+        Input in = valid;
+        change(in);
+        const auto out = save(in);
+        EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(message)});
+        EXPECT_EQ(std::tuple(out.SaveOk, out.dirtyCleared, out.mainTab, out.appTab, out.focusField),
+                  std::tuple(false, false, 2, appTab, QString::fromLatin1(focus)));
+    }
 }
 
 class ApplicationRecordsTest : public AppRepositoryTest {
@@ -28,63 +42,20 @@ protected:
     }
 };
 
-TEST_P(ApplicationRecordsTest, EachCheckRefusesAloneWithItsMessageAndField)
+TEST_P(ApplicationRecordsTest, EachCheckRefusesAloneAndNormalisedIdsAndQuotedNamesCollide)
 {
-    makeApp(u"Billing"_s, u"BILL_1_0"_s, kPlatformWindows);
-    const struct { void (*change)(ApplicationInput&); const char* message; const char* focus; } cases[] = {
+    addApp(u"Billing"_s, u"BILL_1_0"_s, kPlatformWindows);
+    ExpectEachRefused<ApplicationInput>(messages, appInput(u"Orders"_s, u"ORD"_s), 0, [&](const ApplicationInput& in) { return save(in); }, {
         {[](ApplicationInput& in) { in.name.clear(); }, "Application Name cannot be blank", "txtAppName"},
         {[](ApplicationInput& in) { in.id.clear(); }, "You must specify an ID for this application.", "txtAppID"},
         {[](ApplicationInput& in) { in.platformKey.reset(); }, "You must select a valid platform type for this application.", "cbPlatform"},
         {[](ApplicationInput& in) { in.name = u"billing"_s; }, "billing already exists - please choose another Name", "txtAppName"},
         {[](ApplicationInput& in) { in.id = u"BILL 1-0"_s; }, "BILL 1-0 already exists - please choose another ID", "txtAppID"},
         {[](ApplicationInput& in) { in.platformKey = kPlatform3270; }, "You must select a supported emulator for a host-based platform", "cbEmulator"},
-    };
-    for (const auto& c : cases) {
-        messages.shown.clear();
-        ApplicationInput in = appInput(u"Orders"_s, u"ORD"_s);
-        c.change(in);
-        const ApplicationSaveOutcome out = save(in);
-        EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(c.message)});
-        EXPECT_EQ(std::tuple(out.SaveOk, out.dirtyCleared, out.mainTab, out.appTab, out.focusField),
-                  std::tuple(false, false, 2, 0, QString::fromLatin1(c.focus)));
-    }
-    EXPECT_EQ(count(u"SELECT * FROM tApp"_s), 1);
-    EXPECT_FALSE(folderExists(u"Apps"_s));
-}
+    });
+    EXPECT_TRUE(count(u"SELECT * FROM tApp"_s) == 1 && !folderExists(u"Apps"_s));
 
-TEST_P(ApplicationRecordsTest, NewApplicationsAreStoredNormalisedAndOpenAsStored)
-{
-    // Blank texts, and a leftover emulator selection of a non-host application.
-    const ApplicationSaveOutcome out = save({u"Quality"_s, u"Q/A 1.0"_s, {}, {}, kPlatformWindows, 2, {}});
-    ASSERT_TRUE(out.SaveOk) << Shown(messages);
-    const qint32 key = out.state.CurrentAppKey;
-    EXPECT_EQ(Rows(conn, u"SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp"_s),
-              QStringList{u"%1|Q_A_1_0| | |1|0"_s.arg(key)});
-    EXPECT_EQ(std::tuple(out.state.AppFolderName, out.state.AppIsHost, out.appTab, out.focusField), std::tuple(u"Q_A_1_0"_s, false, 1, u"txtVersionID"_s));
-    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"Q_A_1_0"_s});
-
-    const ApplicationSaveOutcome hostOut
-        = save({u"Ledger"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s, kPlatform3270, 2, u"Attachmate EXTRA!"_s});
-    EXPECT_EQ(std::pair(hostOut.state.AppIsHost, hostOut.state.CurrentPlatformKey), std::pair(true, kPlatform3270));
-
-    ApplicationRecords records(conn, messages, sharedPath());
-    const ApplicationRecord opened = records.Open(hostOut.state.CurrentAppKey).value();
-    EXPECT_EQ(std::tuple(opened.name, opened.id, opened.AppFolderName, opened.description, opened.environ),
-              std::tuple(u"Ledger"_s, u"LEDGER"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s));
-    EXPECT_EQ(std::tuple(opened.AppIsHost, opened.emulatorKey, opened.platformKey), std::tuple(true, 2, std::optional(kPlatform3270)));
-    // A stored emulator of a non-host application is not shown; a Null
-    // platform is no error.
-    EXPECT_EQ(records.Open(addApp(u"Stray"_s, u"STRAY"_s, kPlatformWeb, 3))->emulatorKey, 0);
-    DB_ASSERT(conn.Execute(u"INSERT INTO tApp (sAppName, sAppID, iAppPlatform) VALUES ('Legacy', 'LEG', NULL)"_s));
-    EXPECT_FALSE(records.Open(Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppID='LEG'"_s)[0].toInt()).value().platformKey);
-    EXPECT_TRUE(messages.shown.isEmpty()) << Shown(messages);
-    EXPECT_FALSE(records.Open(999));
-    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening application:Either BOF or EOF"_s)) << Shown(messages);
-}
-
-// Application IDs turn "." and "-" into "_" alike (unlike version IDs).
-TEST_P(ApplicationRecordsTest, NormalisedIdsAndQuotedNamesCollide)
-{
+    // Application IDs turn "." and "-" into "_" alike (unlike version IDs).
     EXPECT_EQ(NormaliseAppId(u"a!b?c[d]e:f*g\"h-i.j k/l"_s), u"a_b_c_d_e_f_g_h_i_j_k_l"_s);
     const struct { const char* stored; const char* typed; bool collides; } cases[] = {
         {"1 0", "1_0", true}, {"1.0", "1-0", true}, {"A B", "A_B", true}, {"1.0", "10", false}, {"O'Neil", "O'Neil", true}, {"O'Neil", "O Neil", false}};
@@ -94,8 +65,7 @@ TEST_P(ApplicationRecordsTest, NormalisedIdsAndQuotedNamesCollide)
         const QString suffix = QString::number(++n), typed = QString::fromUtf8(c.typed) + suffix;
         ASSERT_TRUE(save(appInput(u"First "_s + suffix, QString::fromUtf8(c.stored) + suffix)).SaveOk);
         EXPECT_EQ(save(appInput(u"Second "_s + suffix, typed)).SaveOk, !c.collides);
-        EXPECT_EQ(messages.shown, c.collides ? QStringList{typed + u" already exists - please choose another ID"_s}
-                                             : QStringList{});
+        EXPECT_EQ(messages.shown, c.collides ? QStringList{typed + u" already exists - please choose another ID"_s} : QStringList{});
     }
     const ApplicationSaveOutcome first = save(appInput(u"O'Neil's app"_s, u"ONEIL"_s));
     EXPECT_FALSE(save(appInput(u"O'Neil's app"_s, u"OTHER"_s)).SaveOk);
@@ -103,6 +73,32 @@ TEST_P(ApplicationRecordsTest, NormalisedIdsAndQuotedNamesCollide)
     // Its own row does not count against it.
     const ApplicationSaveOutcome again = save(appInput(u"O'Neil's app"_s, u"ONEIL"_s), shownApp(first.state.CurrentAppKey, u"ONEIL"_s));
     EXPECT_EQ(std::pair(again.SaveOk, again.state.CurrentAppKey), std::pair(true, first.state.CurrentAppKey));
+}
+
+TEST_P(ApplicationRecordsTest, NewApplicationsAreStoredNormalisedAndOpenAsStored)
+{
+    // Blank texts, and a leftover emulator selection of a non-host application.
+    const ApplicationSaveOutcome out = save({u"Quality"_s, u"Q/A 1.0"_s, {}, {}, kPlatformWindows, 2, {}});
+    ASSERT_TRUE(out.SaveOk) << Shown(messages);
+    EXPECT_EQ(Rows(conn, u"SELECT iAppKey, sAppID, sAppDesc, mAppEnviron, iAppPlatform, iApp3270Key FROM tApp"_s),
+              QStringList{u"%1|Q_A_1_0| | |1|0"_s.arg(out.state.CurrentAppKey)});
+    EXPECT_EQ(std::tuple(out.state.AppFolderName, out.state.AppIsHost, out.appTab, out.focusField), std::tuple(u"Q_A_1_0"_s, false, 1, u"txtVersionID"_s));
+    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"Q_A_1_0"_s});
+
+    const ApplicationSaveOutcome hostOut = save({u"Ledger"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s, kPlatform3270, 2, u"Attachmate EXTRA!"_s});
+    EXPECT_EQ(std::pair(hostOut.state.AppIsHost, hostOut.state.CurrentPlatformKey), std::pair(true, kPlatform3270));
+    ApplicationRecords records(conn, messages, sharedPath());
+    const ApplicationRecord opened = records.Open(hostOut.state.CurrentAppKey).value();
+    EXPECT_EQ(std::tuple(opened.name, opened.id, opened.AppFolderName, opened.description, opened.environ, opened.AppIsHost, opened.emulatorKey,
+                         opened.platformKey),
+              std::tuple(u"Ledger"_s, u"LEDGER"_s, u"LEDGER"_s, u"Order entry"_s, u"Needs a printer"_s, true, 2, std::optional(kPlatform3270)));
+    // A stored emulator of a non-host application is not shown; a Null
+    // platform is no error.
+    EXPECT_EQ(records.Open(addApp(u"Stray"_s, u"STRAY"_s, kPlatformWeb, 3))->emulatorKey, 0);
+    DB_ASSERT(conn.Execute(u"INSERT INTO tApp (sAppName, sAppID, iAppPlatform) VALUES ('Legacy', 'LEG', NULL)"_s));
+    EXPECT_FALSE(records.Open(Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppID='LEG'"_s)[0].toInt()).value().platformKey);
+    EXPECT_TRUE(messages.shown.isEmpty() && !records.Open(999)) << Shown(messages);
+    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening application:Either BOF or EOF"_s)) << Shown(messages);
 }
 
 TEST_P(ApplicationRecordsTest, AChangedIdRenamesTheFolderAndFailuresAreReported)
@@ -115,9 +111,8 @@ TEST_P(ApplicationRecordsTest, AChangedIdRenamesTheFolderAndFailuresAreReported)
     ASSERT_TRUE(save(appInput(u"Order entry"_s, u"ORD"_s), shownApp(key, u"ord"_s)).SaveOk);
     EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"ORD"_s});
     const ApplicationSaveOutcome renamed = save(appInput(u"Order entry"_s, u"ORD 2"_s), shownApp(key, u"ORD"_s));
-    EXPECT_EQ(std::tuple(renamed.SaveOk, renamed.state.AppFolderName, renamed.state.CurrentAppKey), std::tuple(true, u"ORD_2"_s, key));
-    EXPECT_TRUE(folderExists(u"Apps/ORD_2/1.0"_s));
-    EXPECT_EQ(foldersIn(u"Apps"_s), QStringList{u"ORD_2"_s});
+    EXPECT_EQ(std::tuple(renamed.SaveOk, renamed.state.AppFolderName, renamed.state.CurrentAppKey, foldersIn(u"Apps"_s), folderExists(u"Apps/ORD_2/1.0"_s)),
+              std::tuple(true, u"ORD_2"_s, key, QStringList{u"ORD_2"_s}, true));
 
     // A folder that cannot be renamed is reported after the row is saved;
     // the Apps folder is made.
@@ -125,15 +120,13 @@ TEST_P(ApplicationRecordsTest, AChangedIdRenamesTheFolderAndFailuresAreReported)
     const ApplicationSaveOutcome lost = save(appInput(u"Order entry"_s, u"NEW"_s), shownApp(key, u"ORD_2"_s));
     EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error during app save: File not found: "_s)) << Shown(messages);
     EXPECT_EQ(std::pair(lost.SaveOk, lost.dirtyCleared), std::pair(false, true));
-    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppID='NEW'"_s), 1);
-    EXPECT_TRUE(folderExists(u"Apps"_s));
+    EXPECT_TRUE(count(u"SELECT * FROM tApp WHERE sAppID='NEW'"_s) == 1 && folderExists(u"Apps"_s));
 
     // A database error, with the prefix; nothing written.
     messages.shown.clear();
     const ApplicationSaveOutcome overflow = save(appInput(QString(40000, u'x'), u"LONG"_s));
     EXPECT_EQ(messages.shown, QStringList{u"Error during app save: Overflow"_s});
-    EXPECT_EQ(std::pair(overflow.SaveOk, overflow.focusField), std::pair(false, QString()));
-    EXPECT_EQ(count(u"SELECT * FROM tApp"_s), 1);
+    EXPECT_EQ(std::tuple(overflow.SaveOk, overflow.focusField, count(u"SELECT * FROM tApp"_s)), std::tuple(false, QString(), 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ApplicationRecordsTest, ::testing::ValuesIn(TestBackends()));
@@ -143,6 +136,8 @@ INSTANTIATE_TEST_SUITE_P(Backends, ApplicationRecordsTest, ::testing::ValuesIn(T
 VersionInput versionInput(const QString& id) { return {id, u"First release"_s, 1, {}}; }
 
 VersionState shownVersion(qint32 key, const QString& folder) { return {key, false, folder}; }
+
+QString Joined(const ListAttributes& a) { return QStringList{a.NextPageLine, a.NextPageIndicator, a.NextPageKey}.join(u'|'); }
 
 class VersionRecordsTest : public AppRepositoryTest {
 protected:
@@ -172,37 +167,27 @@ protected:
 TEST_P(VersionRecordsTest, EachCheckRefusesAloneAndIdsAreNormalisedPerApplication)
 {
     saveNew(u"1.0"_s);
-    const struct { void (*change)(VersionInput&); const char* message; const char* focus; } cases[] = {
+    ExpectEachRefused<VersionInput>(messages, versionInput(u"2.0"_s), 1, [&](const VersionInput& in) { return save(in); }, {
         {[](VersionInput& in) { in.id.clear(); }, "Version ID cannot be blank", "txtVersionID"},
         {[](VersionInput& in) { in.mapTypeKey.reset(); }, "You must select a valid map type for this Version.", "cbVersionMapType"},
         {[](VersionInput& in) { in.id = u"1.0"_s; }, "1.0 already exists - please choose another ID", "txtVersionID"},
-    };
-    for (const auto& c : cases) {
-        messages.shown.clear();
-        VersionInput in = versionInput(u"2.0"_s);
-        c.change(in);
-        const VersionSaveOutcome out = save(in);
-        EXPECT_EQ(messages.shown, QStringList{QString::fromUtf8(c.message)});
-        EXPECT_EQ(std::tuple(out.SaveOk, out.dirtyCleared, out.mainTab, out.appTab, out.focusField),
-                  std::tuple(false, false, 2, 1, QString::fromLatin1(c.focus)));
-    }
+    });
     EXPECT_EQ(count(u"SELECT * FROM tVersion"_s) + count(u"SELECT * FROM tWindow"_s), 2);
     EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.0"_s});
 
-    EXPECT_EQ(NormaliseVersionId(u"v 1/2!3?4[5]6'7*8\"9"_s), u"v_1_2_3_4_5_6_7_8_9"_s);
-    EXPECT_EQ(NormaliseVersionId(u"1.0-beta:2"_s), u"1.0-beta:2"_s);
+    EXPECT_EQ(std::pair(NormaliseVersionId(u"v 1/2!3?4[5]6'7*8\"9"_s), NormaliseVersionId(u"1.0-beta:2"_s)),
+              std::pair(u"v_1_2_3_4_5_6_7_8_9"_s, u"1.0-beta:2"_s));
     saveNew(u"1-0"_s);
     saveNew(u"1 0"_s);
     messages.shown.clear();
     const VersionSaveOutcome clash = save(versionInput(u"1_0"_s));
-    EXPECT_EQ(messages.shown, QStringList{u"1_0 already exists - please choose another ID"_s});
-    EXPECT_EQ(clash.state.VersionFolderName, QString()); // a refused ID leaves the folder name
+    // A refused ID leaves the folder name.
+    EXPECT_EQ(std::pair(messages.shown, clash.state.VersionFolderName), std::pair(QStringList{u"1_0 already exists - please choose another ID"_s}, QString()));
     EXPECT_EQ(version(saveNew(u"O'Neil"_s), u"sVersionID"_s), QStringList{u"O_Neil"_s});
     // Another application may use the same ID.
     app = {addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows), u"BILL"_s, false, kPlatformWindows};
     saveNew(u"1.0"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s), 2);
-    EXPECT_TRUE(folderExists(u"Apps/BILL/1.0/Primary Map Source"_s));
+    EXPECT_TRUE(count(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s) == 2 && folderExists(u"Apps/BILL/1.0/Primary Map Source"_s));
 }
 
 TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
@@ -210,12 +195,11 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
     const VersionSaveOutcome out = save(versionInput(u"Release 1"_s));
     ASSERT_TRUE(out.SaveOk && out.dirtyCleared && messages.shown.isEmpty()) << Shown(messages);
     const qint32 key = out.state.CurrentVersionKey;
-    EXPECT_EQ(out.state.VersionFolderName, u"Release_1"_s);
     EXPECT_EQ(version(key, u"iVersionAppKey, sVersionID, sVersionDesc, iMapType, iVersionSourceVersion, bVersionActive, "
-                           "iVersionLoadProcess, iVersionMainWindow"_s),
-              QStringList{u"%1|Release_1|First release|1|0|-1|0|0"_s.arg(app.CurrentAppKey)});
-    EXPECT_EQ(std::pair(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(key)), seeded(key)), std::pair(1, 1));
-    EXPECT_EQ(foldersIn(u"Apps/ORD/Release_1"_s), (QStringList{u"Primary Map Source"_s, u"Secondary Map Source"_s}));
+                           "iVersionLoadProcess, iVersionMainWindow"_s), QStringList{u"%1|Release_1|First release|1|0|-1|0|0"_s.arg(app.CurrentAppKey)});
+    EXPECT_EQ(std::tuple(out.state.VersionFolderName, count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(key)), seeded(key),
+                         foldersIn(u"Apps/ORD/Release_1"_s)),
+              std::tuple(u"Release_1"_s, 1, 1, QStringList{u"Primary Map Source"_s, u"Secondary Map Source"_s}));
 
     // An existing version: pointers written, the attributes emptied, the
     // folder renamed with its content, the seeding repeated (Windows).
@@ -227,11 +211,9 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
     in.links.mainWindow = k[u"Main"_s];
     ASSERT_TRUE(save(in, shownVersion(key, u"Release_1"_s)).SaveOk) << Shown(messages);
     EXPECT_EQ(version(key, u"sVersionID, sVersionAttributes, iVersionLoadProcess, iVersionLoginProcess, "
-                           "iVersionMainWindow, iVersionInitialWindow"_s),
-              QStringList{u"1.1||0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
-    EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.1"_s});
-    EXPECT_TRUE(folderExists(u"Apps/ORD/1.1/Primary Map Source/maps"_s));
-    EXPECT_EQ(seeded(key), 2);
+                           "iVersionMainWindow, iVersionInitialWindow"_s), QStringList{u"1.1||0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
+    EXPECT_EQ(std::tuple(foldersIn(u"Apps/ORD"_s), folderExists(u"Apps/ORD/1.1/Primary Map Source/maps"_s), seeded(key)),
+              std::tuple(QStringList{u"1.1"_s}, true, 2));
     // Without an old folder to rename, the folders are created.
     ASSERT_TRUE(QDir(sharedPath() + u"/Apps/ORD/1.1"_s).removeRecursively());
     ASSERT_TRUE(save(versionInput(u"1.2"_s), shownVersion(key, u"1.1"_s)).SaveOk);
@@ -249,20 +231,17 @@ TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
     const VersionSaveOutcome edited = save({u"1.5"_s, u"Changed"_s, 1, {}}, shownVersion(key, u"1.0"_s));
     EXPECT_EQ(std::pair(edited.SaveOk, edited.state.CurrentVersionKey), std::pair(false, key));
     EXPECT_EQ(messages.shown, QStringList(2, u"Error during Version save: "_s + reason));
-    EXPECT_EQ(TableRows(conn, {u"tVersion"_s, u"tWindow"_s}), before);
-    EXPECT_EQ(foldersIn(u"Apps/ORD"_s), QStringList{u"1.0"_s});
+    EXPECT_EQ(std::pair(TableRows(conn, {u"tVersion"_s, u"tWindow"_s}), foldersIn(u"Apps/ORD"_s)), std::pair(before, QStringList{u"1.0"_s}));
 
     // Save As writes its row before the seeding, and keeps it.
     messages.shown.clear();
     EXPECT_FALSE(save(versionInput(u"3.0"_s), shownVersion(key, u"1.0"_s), true).SaveOk);
     EXPECT_EQ(messages.shown, QStringList{u"Error while saving version as : "_s + reason});
-    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='3.0'"_s), 1);
-    EXPECT_FALSE(folderExists(u"Apps/ORD/3.0"_s));
+    EXPECT_TRUE(count(u"SELECT * FROM tVersion WHERE sVersionID='3.0'"_s) == 1 && !folderExists(u"Apps/ORD/3.0"_s));
 
     // The connection is usable again afterwards.
     messages.shown.clear();
-    app.AppIsHost = true;
-    app.CurrentPlatformKey = kPlatform3270;
+    app = {app.CurrentAppKey, app.AppFolderName, true, kPlatform3270};
     EXPECT_TRUE(save(versionInput(u"4.0"_s)).SaveOk) << Shown(messages);
 }
 
@@ -278,18 +257,16 @@ TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndW
     in.links.loadProcess = load;
     in.links.initialWindow = first;
     // No key is excluded: the shown version's own ID is refused.
-    const VersionSaveOutcome refused = save(in, shownVersion(source, u"1.0"_s), true);
+    EXPECT_EQ(save(in, shownVersion(source, u"1.0"_s), true).focusField, u"txtVersionID"_s);
     EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
-    EXPECT_EQ(refused.focusField, u"txtVersionID"_s);
 
     messages.shown.clear();
     in.id = u"1.0 copy"_s;
     const VersionSaveOutcome out = save(in, shownVersion(source, u"1.0"_s), true);
     ASSERT_TRUE(out.SaveOk) << Shown(messages);
     const qint32 copy = out.state.CurrentVersionKey;
-    EXPECT_EQ(out.state.VersionFolderName, u"1.0_copy"_s);
+    EXPECT_EQ(std::pair(out.state.VersionFolderName, seeded(copy)), std::pair(u"1.0_copy"_s, 1));
     EXPECT_TRUE(folderExists(u"Apps/SHOP/1.0_copy/Secondary Map Source"_s));
-    EXPECT_EQ(seeded(copy), 1);
     EXPECT_EQ(version(copy, u"iVersionSourceVersion, iVersionLoadProcess, iVersionInitialWindow, bVersionActive"_s),
               QStringList{u"%1|%2|%3|-1"_s.arg(source).arg(load).arg(first)});
 
@@ -302,8 +279,7 @@ TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndW
               std::tuple(std::optional(load), std::optional(first), std::optional<qint32>()));
     EXPECT_EQ(records.Open(source)->processes, opened.processes);
     DB_ASSERT(conn.Execute(u"UPDATE tVersion SET iVersionLogoutProcess=%1 WHERE iVersionKey=%2"_s.arg(load).arg(copy)));
-    EXPECT_EQ(records.Open(copy)->links.logoutProcess, load);
-    EXPECT_FALSE(records.Open(9999));
+    EXPECT_TRUE(records.Open(copy)->links.logoutProcess == load && !records.Open(9999));
     EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while opening Version:Either BOF or EOF"_s)) << Shown(messages);
 }
 
@@ -313,9 +289,9 @@ TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndW
 TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOrOnEverySave)
 {
     // The window's class and name location, and the pairs after two saves.
-    const struct { qint32 platform; bool host; const char* windowClass; const char* nameLocation; int pairs; } cases[] = {{kPlatform3270, true, "1", "Row=\tCol=\tLen=\t", 1}, {kPlatformWeb, false, "100", "", 1},
-                 {kPlatformJava, false, "242", "", 2},               {kPlatformWindows, false, "0", "<null>", 2},
-                 {kPlatformJava, true, "1", "Row=\tCol=\tLen=\t", 1}}; // the host flag wins
+    const struct { qint32 platform; bool host; const char* windowClass; const char* nameLocation; int pairs; } cases[] = {
+        {kPlatform3270, true, "1", "Row=\tCol=\tLen=\t", 1}, {kPlatformWeb, false, "100", "", 1}, {kPlatformJava, false, "242", "", 2},
+        {kPlatformWindows, false, "0", "<null>", 2}, {kPlatformJava, true, "1", "Row=\tCol=\tLen=\t", 1}}; // the host flag wins
     for (const auto& c : cases) {
         SCOPED_TRACE(c.platform * 10 + c.host);
         const qint32 v = makeApp(u"App"_s, u"APP"_s, c.platform, {{u"1.0"_s}})[u"1.0"_s];
@@ -341,71 +317,46 @@ TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOr
     EXPECT_EQ(count(u"SELECT * FROM tObject WHERE iObjectVersionKey=%1"_s.arg(v)), 0);
 }
 
-// ---- the list-handling attributes of a host version ----
+// ---- the list-handling attributes of a host version; the checks in their
+// order, and showing and writing them, are on the Applications page test ----
 
-QString Joined(const ListAttributes& a) { return QStringList{a.NextPageLine, a.NextPageIndicator, a.NextPageKey}.join(u'|'); }
-
-TEST(VersionAttributesString, ParsesAsTheSuiteWritesIt)
+TEST(VersionAttributesString, ParsesAsTheSuiteWritesItAndOnlyEmptinessIsChecked)
 {
-    const ListAttributes values{u"24"_s, u"More..."_s, u"PF8/F8"_s};
     // A tab is written after "MoreLine=" and skipped when read.
+    const ListAttributes values{u"24"_s, u"More..."_s, u"PF8/F8"_s};
     EXPECT_EQ(BuildVersionAttributes(values), u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s);
     EXPECT_EQ(Joined(ParseVersionAttributes(BuildVersionAttributes(values))), u"24|More...|PF8/F8"_s);
     const std::pair<const char*, const char*> cases[] = {
         // Without the extra tab the line loses its first character, a
         // one-character line altogether.
-        {"MoreLine=24\tMoreKey=PF8/F8\tMoreText=More...\t", "4|More...|PF8/F8"},
-        {"MoreLine=9\t", "||"},
-        {"", "||"},
+        {"MoreLine=24\tMoreKey=PF8/F8\tMoreText=More...\t", "4|More...|PF8/F8"}, {"MoreLine=9\t", "||"}, {"", "||"},
         // Any order; each value ends at the next tab, an unclosed one reads empty.
-        {"MoreText=Next\tMoreKey=Enter\t", "|Next|Enter"},
-        {"MoreLine=\t23\tMoreKey=PA1\tMoreText=More", "23||PA1"},
-        {"MoreLine=", "||"},
-        {"MoreLine=\t", "||"},
+        {"MoreText=Next\tMoreKey=Enter\t", "|Next|Enter"}, {"MoreLine=\t23\tMoreKey=PA1\tMoreText=More", "23||PA1"},
+        {"MoreLine=", "||"}, {"MoreLine=\t", "||"},
         // Tags are matched with their case; the first occurrence counts.
         {"morekey=PA2\tMoreKey=PA3\tMoreKey=PA4\t", "||PA3"},
     };
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(Joined(ParseVersionAttributes(QString::fromUtf8(text))), QString::fromUtf8(expected)) << text;
+    // A blank or a key outside the list passes.
+    ScriptedMessages messages;
+    EXPECT_TRUE(CheckListAttributes({u" "_s, u"More..."_s, u"Ctrl+N"_s}, messages).isEmpty() && messages.shown.isEmpty());
 }
 
-TEST(ListAttributesChecks, RunInOrderAndNameTheFieldToFocus)
-{
-    const struct { ListAttributes values; const char* message; const char* field; } cases[] = {
-        {{}, "Next Page Indicator cannot be blank", "txtNextPageIndicator"},
-        {{{}, u"More..."_s, {}}, "Next Page Line cannot be blank", "txtNextPageLine"},
-        {{u"24"_s, u"More..."_s, {}}, "You must select a Next Page key", "cbNextPageKey"},
-        // Only emptiness is checked: a blank or a key outside the list passes.
-        {{u" "_s, u"More..."_s, u"Ctrl+N"_s}, nullptr, ""},
-    };
-    for (const auto& c : cases) {
-        ScriptedMessages messages;
-        EXPECT_EQ(CheckListAttributes(c.values, messages), QString::fromLatin1(c.field));
-        EXPECT_EQ(messages.shown, c.message ? QStringList{QString::fromUtf8(c.message)} : QStringList{});
-    }
-}
-
-// Showing the stored values and writing the chosen ones: the Applications
-// page test.
 TEST_P(VersionRecordsTest, AttributesNullShowEmptyCancelWritesNothingAndAVersionGoneIsAnError)
 {
     QStringList shown;
     const auto set = [&](qint32 version, std::optional<ListAttributes> answer) {
-        return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) {
-            shown << Joined(values);
-            return answer;
-        });
+        return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) { shown << Joined(values); return answer; });
     };
     const qint32 v = makeApp(u"Host"_s, u"HO"_s, kPlatform3270, {{u"1.0"_s}}, 1)[u"1.0"_s];
-    EXPECT_FALSE(set(v, std::nullopt));
+    EXPECT_TRUE(!set(v, std::nullopt) && messages.shown.isEmpty());
     EXPECT_EQ(version(v, u"sVersionAttributes"_s), QStringList{u"<null>"_s});
-    EXPECT_TRUE(messages.shown.isEmpty());
     // A version that is gone is an error, and the dialog is not shown.
     EXPECT_FALSE(set(4711, ListAttributes{u"1"_s, u"x"_s, u"Enter"_s}));
     EXPECT_EQ(shown, QStringList{u"||"_s});
     const QString prefix = u"Error while setting attributes:"_s;
-    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size())
-        << Shown(messages);
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size()) << Shown(messages);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, VersionRecordsTest, ::testing::ValuesIn(TestBackends()));

@@ -4,20 +4,23 @@
 #include "cli/CtlTestSupport.h"
 #include "Version.h"
 
-#include <QFileInfo>
-
 namespace dorvane::test {
 namespace {
 
-// What info prints for the settings (<E> the installation, <S> the
-// shared folder, <D> the temporary folder), with its status.
-TEST(CliInfo, PrintsThePlanAndWhetherTheRepositoryOpens)
+// The create commands refuse to overwrite what they made. What info prints
+// for the settings (<E> the installation, <S> the shared folder, <D> the
+// temporary folder), with its status.
+TEST(CliInfo, CreateRefusesToOverwriteAndInfoPrintsThePlanAndWhetherTheRepositoryOpens)
 {
     QTemporaryDir dir;
     const QString exe = dir.filePath(u"install"_s), shared = dir.filePath(u"shared"_s), reg = dir.filePath(u"zentrix.reg"_s);
-    ASSERT_TRUE(CreateInstallation(exe).ok);
-    ASSERT_EQ(Ctl({u"create-repository"_s, dir.filePath(u"Zentrix.mdb"_s)}).exitCode, 0);
-    ASSERT_EQ(Ctl({u"create-shared-folder"_s, shared}).exitCode, 0);
+    for (const QStringList& command : {QStringList{u"create-repository"_s, dir.filePath(u"Zentrix.mdb"_s)},
+                                       QStringList{u"create-installation"_s, exe}, QStringList{u"create-shared-folder"_s, shared}}) {
+        SCOPED_TRACE(command.join(u' ').toStdString());
+        ASSERT_EQ(Ctl(command).exitCode, 0);
+        const CtlResult again = Ctl(command);
+        EXPECT_TRUE(again.exitCode == 1 && (again.err.contains(u"already exists"_s) || again.err.contains(u"testdata.mdb"_s))) << again.err.toStdString();
+    }
     struct Case { QString values; int status; QString out; };
     const QString plan = u"shared-resource-path: <S>\ntest-data: <S>\\testdata.mdb\nuser-data: <E>\\UserData.mdb\ninstallation-path: <E>\n"_s;
     const std::vector<Case> cases = {
@@ -71,7 +74,7 @@ TEST(CliUsage, HelpAndVersion)
 // A command line the tool cannot use ends with status 2 before anything
 // is read or written: an empty --registry (an unset shell variable) must
 // not fall back to the machine's settings.
-TEST(CliUsage, MistakesGiveTheUsageAndStatusTwo)
+TEST(CliUsage, MistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
 {
     const std::vector<Want> runs = {
         {QString(), 2, u"…usage: dorvanectl…"_s},
@@ -101,51 +104,20 @@ TEST(CliUsage, MistakesGiveTheUsageAndStatusTwo)
         {u"restore|TUTORIAL"_s, 2, u"usage: dorvanectl restore ENVIRONMENT FILE [--yes]\n"_s},
     };
     QTemporaryDir dir;
-    const QString settings = dir.filePath(u"zentrix.reg"_s);
+    const QString settings = dir.filePath(u"zentrix.reg"_s), missing = dir.filePath(u"missing.reg"_s), ini = dir.filePath(u"zentrix.ini"_s);
     WriteSettings(settings, uR"("ActiveDB"="Tutorial"|"ExePath"="%1")"_s.arg(dir.path()));
-    for (const Want& run : runs) {
-        SCOPED_TRACE(run.command.toStdString());
-        Check(run, Ctl(run.args(), settings));
-    }
-}
+    CheckRuns(runs, settings);
 
-// A settings file that is missing or no registry export is reported by
-// name, by info before it prints anything and by the commands that open
-// the repository.
-TEST(CliSettings, AnUnusableSettingsFileIsNamed)
-{
-    QTemporaryDir dir;
-    const QString missing = dir.filePath(u"missing.reg"_s), ini = dir.filePath(u"zentrix.ini"_s);
+    // A settings file that is missing or no registry export is reported by
+    // name, by info before it prints anything and by the commands that open
+    // the repository.
     QFile file(ini);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("[Zentrix]\nActiveDB=Tutorial\n") > 0);
     file.close();
     const QString gone = u"Could not open database: The settings file "_s + missing + u" does not exist.\n…"_s;
-    const std::vector<std::pair<QString, Want>> cases = {
-        {ini, {u"--registry|"_s + missing + u"|info"_s, 1, gone}},
-        {missing, {u"info"_s, 1, gone}},
-        {ini, {u"info"_s, 1, u"Could not open database: The settings file "_s + ini + u" is not a registry export…"_s}},
-        {missing, {u"delete-environment|X"_s, 1, gone}},
-    };
-    for (const auto& [settings, run] : cases) {
-        SCOPED_TRACE(run.command.toStdString());
-        Check(run, Ctl(run.args(), settings));
-    }
-}
-
-TEST(CliCreate, RefusesToOverwriteARepositoryOrAnInstallation)
-{
-    QTemporaryDir dir;
-    const QString exe = dir.filePath(u"exe"_s);
-    for (const QStringList& command : {QStringList{u"create-repository"_s, dir.filePath(u"Zentrix.mdb"_s)},
-                                       QStringList{u"create-installation"_s, exe},
-                                       QStringList{u"create-shared-folder"_s, exe + u"/shared"_s}}) {
-        SCOPED_TRACE(command.join(u' ').toStdString());
-        ASSERT_EQ(Ctl(command).exitCode, 0);
-        const CtlResult run = Ctl(command);
-        EXPECT_EQ(run.exitCode, 1);
-        EXPECT_TRUE(run.err.contains(u"already exists"_s) || run.err.contains(u"testdata.mdb"_s)) << run.err.toStdString();
-    }
-    EXPECT_TRUE(QFileInfo::exists(exe + u"/Tutorial/Database/Tutorial.mdb"_s));
+    CheckRuns({{u"--registry|"_s + missing + u"|info"_s, 1, gone},
+               {u"info"_s, 1, u"Could not open database: The settings file "_s + ini + u" is not a registry export…"_s}}, ini);
+    CheckRuns({{u"info"_s, 1, gone}, {u"delete-environment|X"_s, 1, gone}}, missing);
 }
 
 } // namespace

@@ -22,15 +22,13 @@ const QString kWebStoreKeywords = u"SELECT sKeywordName, sKeywordDesc FROM tKeyw
 
 using CommandsTest = CtlRepositoryTest;
 
-TEST_P(CommandsTest, InfoOpensTheRepositoryThatCreateRepositoryRefusesToOverwrite)
+// On the data source, info opens the repository that create-repository
+// refuses to overwrite.
+TEST_P(CommandsTest, InfoUpdateAndCopyVersion)
 {
     if (m_odbc)
         expectRuns({{u"create-repository|--dsn|"_s + TestDsn(), 1, u"…already holds…"_s},
                     {u"info"_s, 0, QString(), u"mode: Server\nconnection: PROVIDER=MSDASQL;DSN="_s + TestDsn() + u"\n…\nenvironments: 1\n"_s}});
-}
-
-TEST_P(CommandsTest, UpdateAndCopyVersion)
-{
     const auto version = [&](const QString& app, const QString& id) { return rows(kVersionKey.arg(app, id)).value(0); };
     exec(kNewVersion.arg(u"1.2"_s));
     const QString oe11 = version(u"Order Entry"_s, u"1.1"_s), oe12 = version(u"Order Entry"_s, u"1.2"_s);
@@ -51,38 +49,16 @@ TEST_P(CommandsTest, UpdateAndCopyVersion)
         // copy-version fills the new version and leaves the environment.
         {u"copy-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.2"_s, 0, QString()},
     });
-    EXPECT_EQ(rows(processes + oe12).size(), rows(processes + oe11).size());
-    EXPECT_EQ(rows(kEnvVersions), (QStringList{oe11, r5}));
+    EXPECT_EQ(std::pair(rows(processes + oe12).size(), rows(kEnvVersions)), std::pair(rows(processes + oe11).size(), QStringList{oe11, r5}));
 
     // update-version also moves the environment to the new version.
     exec(kNewVersion.arg(u"1.3"_s));
     const QString oe13 = version(u"Order Entry"_s, u"1.3"_s);
     expectRuns({{u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.3"_s, 0, QString()}});
-    EXPECT_EQ(rows(processes + oe13).size(), rows(processes + oe11).size());
-    EXPECT_EQ(rows(kEnvVersions), (QStringList{r5, oe13}));
+    EXPECT_EQ(std::pair(rows(processes + oe13).size(), rows(kEnvVersions)), std::pair(rows(processes + oe11).size(), QStringList{r5, oe13}));
 }
 
-// Without a terminal the question is printed and only --yes answers it.
-TEST_P(CommandsTest, DeletingNeedsAYesAndAFailureRollsBack)
-{
-    const QString ws30 = rows(kVersionKey.arg(u"Web Store"_s, u"3.0"_s)).value(0);
-    const QString deleteVersion = u"Are you sure you want to delete ALL elements of 3.0?…"_s;
-    const QString deleteApp = u"Are you sure you want to delete Web Store and all its versions?…"_s;
-    expectRuns({{u"delete-version|Web Store|3.0"_s, 1, deleteVersion}, {u"delete-version|Web Store|3.0|--yes"_s, 0, deleteVersion}});
-    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + ws30), QStringList());
-    expectRuns({{u"delete-application|Web Store"_s, 1, deleteApp}, {u"delete-application|Web Store|--yes"_s, 0, deleteApp}});
-    EXPECT_EQ(rows(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
-
-    // Every deletion of a window fails: the deletion ends with status 1 and
-    // leaves the repository as it was.
-    if (m_odbc)
-        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
-    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
-                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
-    expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
-}
-
-TEST_P(CommandsTest, CopyAndDeleteEnvironment)
+TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
 {
     exec(kNewVersion.arg(u"2.0"_s));
     expectRuns({
@@ -102,8 +78,7 @@ TEST_P(CommandsTest, CopyAndDeleteEnvironment)
     });
     EXPECT_EQ(rows(u"SELECT e.sEnvironmentDesc, v.sVersionID FROM tVersion v, tEnvironmentDetail d, tEnvironment e WHERE "
                    u"v.iVersionKey=d.iEnvironVerKey AND d.iEnvironKey=e.iEnvironmentKey AND e.sEnvironmentName='Release 2_0' "
-                   u"ORDER BY v.iVersionKey"_s),
-              (QStringList{u"Branch|2.0"_s, u"Branch|R6"_s}));
+                   u"ORDER BY v.iVersionKey"_s), (QStringList{u"Branch|2.0"_s, u"Branch|R6"_s}));
     EXPECT_EQ(rows(kVersionKey.arg(u"Order Entry"_s, u"2.0"_s).replace(u"iVersionKey"_s, u"sVersionDesc"_s)), QStringList{u"Prepared"_s});
     EXPECT_GT(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + rows(kVersionKey.arg(u"Order Entry"_s, u"2.0"_s)).value(0)).size(), 1);
 
@@ -115,6 +90,22 @@ TEST_P(CommandsTest, CopyAndDeleteEnvironment)
     expectRuns({{u"delete-environment|Spare"_s, 0, QString()}, {u"delete-environment|Spare"_s, 1, u"There is no environment named Spare.\n"_s}});
     EXPECT_EQ(rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironKey FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(spare)), QStringList());
     EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), (QStringList{u"Release 2_0"_s, u"TUTORIAL"_s}));
+
+    // Without a terminal the question is printed and only --yes answers it.
+    const QString ws30 = rows(kVersionKey.arg(u"Web Store"_s, u"3.0"_s)).value(0), deleteVersion = u"Are you sure you want to delete ALL elements of 3.0?…"_s;
+    const QString deleteApp = u"Are you sure you want to delete Web Store and all its versions?…"_s;
+    expectRuns({{u"delete-version|Web Store|3.0"_s, 1, deleteVersion}, {u"delete-version|Web Store|3.0|--yes"_s, 0, deleteVersion}});
+    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey="_s + ws30), QStringList());
+    expectRuns({{u"delete-application|Web Store"_s, 1, deleteApp}, {u"delete-application|Web Store|--yes"_s, 0, deleteApp}});
+    EXPECT_EQ(rows(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), (QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+
+    // Every deletion of a window fails: the deletion ends with status 1 and
+    // leaves the repository as it was.
+    if (m_odbc)
+        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
+                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
 }
 
 // Keyword files are Windows-1252 text with CRLF line ends.
@@ -137,10 +128,9 @@ TEST_P(CommandsTest, ExportAndImportKeywords)
         {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
     });
     const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
-    EXPECT_EQ(read(oe), lines + QByteArray(100 - lines.size(), 'x'));
-    EXPECT_EQ(read(ci), QByteArray("Host\tNeeds the host region \x96 \x80\r\n"));
-    EXPECT_FALSE(QFile::exists(p));
-    EXPECT_EQ(rows(kWebStoreKeywords), (QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
+    EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines + QByteArray(100 - lines.size(), 'x'), QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
+    EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)),
+              std::pair(false, QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
 
     // A line without its TAB stops the import with its number, after the lines before it.
     ASSERT_TRUE(write(ci, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));

@@ -64,6 +64,15 @@ inline void Check(const Want& want, const CtlResult& run)
                                                                     << want.err.toStdString() << "\nstdout: " << run.out.toStdString();
 }
 
+// Runs each with `registry` as its settings file.
+inline void CheckRuns(const std::vector<Want>& runs, const QString& registry)
+{
+    for (const Want& want : runs) {
+        SCOPED_TRACE(want.command.toStdString());
+        Check(want, Ctl(want.args(), registry));
+    }
+}
+
 // An installation with its settings file and its repository: "tutorial"
 // (the SQLite file of a tutorial installation) or "odbc" (the test data
 // source, created by dorvanectl and filled with the tutorial's rows).

@@ -1,24 +1,20 @@
 // Keyword export and import: the file's bytes, the reader's messages and
 // what stays in the repository when a read fails.
 
-#include "copyengine/CopyEngineFixture.h"
+#include "applications/AppTestFixture.h"
 #include "lists/KeywordFiles.h"
-
-using namespace Qt::StringLiterals;
 
 namespace dorvane::test {
 namespace {
 
-class KeywordFilesTest : public CopyEngineTest {
+class KeywordFilesTest : public AppRepositoryTest {
 protected:
     void SetUp() override
     {
-        CopyEngineTest::SetUp();
-        app = addApp(u"Orders"_s);
-        other = addApp(u"Billing"_s);
+        AppRepositoryTest::SetUp();
+        app = addApp(u"Orders"_s, u"ORD"_s, kPlatformWindows);
+        other = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows);
     }
-
-    qint32 addApp(const QString& name) { return add(u"tApp"_s, {{u"sAppName"_s, name}, {u"iAppPlatform"_s, 1}}); }
     void addKeyword(qint32 appKey, const QString& name, const QVariant& description)
     {
         add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, description}});
@@ -28,7 +24,6 @@ protected:
     {
         return Rows(conn, u"SELECT sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY iKeywordKey"_s.arg(appKey));
     }
-
     QString path(const QString& name) const { return db->tempPath() + u'/' + name; }
     static QByteArray bytes(const QString& file)
     {
@@ -39,18 +34,13 @@ protected:
     QString write(const QByteArray& content, const QString& name = u"in.txt"_s)
     {
         QFile f(path(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(content);
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(content) == content.size());
         return f.fileName();
     }
-
-    bool exportTo(qint32 appKey, const QString& file)
-    {
-        return ExportKeywords(conn, messages, appKey, [file] { return std::optional<QString>(file); });
-    }
+    bool exportTo(qint32 appKey, const QString& file) { return ExportKeywords(conn, messages, appKey, [file] { return std::optional(file); }); }
     KeywordImportOutcome importFrom(qint32 appKey, const QString& file)
     {
-        return ImportKeywords(conn, messages, appKey, [file] { return std::optional<QString>(file); });
+        return ImportKeywords(conn, messages, appKey, [file] { return std::optional(file); });
     }
 
     qint32 app = 0, other = 0;
@@ -61,22 +51,19 @@ protected:
 // is written over from its start, and with no keywords it is left alone.
 TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfOverTheFilesStart)
 {
-    const QString fresh = path(u"empty.txt"_s);
-    EXPECT_TRUE(exportTo(app, fresh));
+    const QString fresh = path(u"empty.txt"_s), kept = write("Kept\tAs it was\r\n", u"kept.txt"_s);
+    EXPECT_TRUE(exportTo(app, fresh) && exportTo(app, kept));
     EXPECT_EQ(bytes(fresh), QByteArray()) << "an application without keywords exports an empty file";
-    const QString kept = write("Kept\tAs it was\r\n", u"kept.txt"_s);
-    EXPECT_TRUE(exportTo(app, kept));
     EXPECT_EQ(bytes(kept), QByteArray("Kept\tAs it was\r\n"));
 
     addKeyword(app, u"Smoke"_s, u"Quick check"_s);
     addKeyword(app, u"Orders"_s, u"Touches\torder data"_s);
     addKeyword(app, u"billing"_s, QVariant());
     addKeyword(other, u"Elsewhere"_s, u"Not this application"_s);
-    EXPECT_TRUE(exportTo(app, fresh));
-    EXPECT_EQ(bytes(fresh), QByteArray("billing\t\r\nOrders\tTouches\torder data\r\nSmoke\tQuick check\r\n"));
     const QByteArray old = "Regression\tThe full run\r\nA much longer file than the export\r\nNightly\tEvery night\r\n";
     const QString longer = write(old);
-    EXPECT_TRUE(exportTo(app, longer));
+    EXPECT_TRUE(exportTo(app, fresh) && exportTo(app, longer));
+    EXPECT_EQ(bytes(fresh), QByteArray("billing\t\r\nOrders\tTouches\torder data\r\nSmoke\tQuick check\r\n"));
     EXPECT_EQ(bytes(longer), bytes(fresh) + old.mid(bytes(fresh).size())) << "the old file's tail stays";
     EXPECT_TRUE(messages.shown.isEmpty());
 }
@@ -99,8 +86,7 @@ TEST_P(KeywordFilesTest, TextIsWindows1252BothWays)
     EXPECT_EQ(KeywordFileText(high), u"\u20ac\u0081\u201a\u0192\u201e\u2026\u2020\u2021\u02c6\u2030\u0160\u2039\u0152\u008d"
                                      u"\u017d\u008f\u0090\u2018\u2019\u201c\u201d\u2022\u2013\u2014\u02dc\u2122\u0161\u203a"
                                      u"\u0153\u009d\u017e\u0178"_s);
-    EXPECT_EQ(KeywordFileBytes(KeywordFileText(high)), high);
-    EXPECT_EQ(KeywordFileBytes(u"\u0080\u009f"_s), QByteArray("??"));
+    EXPECT_EQ(std::pair(KeywordFileBytes(KeywordFileText(high)), KeywordFileBytes(u"\u0080\u009f"_s)), std::pair(high, QByteArray("??")));
 }
 
 // A name the application has already, compared exactly as the grid
@@ -113,18 +99,14 @@ TEST_P(KeywordFilesTest, ImportSkipsAndCountsNamesTheApplicationHas)
     addKeyword(other, u"Nightly"_s, u"Other application"_s);
     const QString file = write("Smoke\tFrom the file\r\nsmoke\tOther case\r\nNightly\tNew\there\r\nNightly\tTwice\r\nBlank\t\r\n");
     KeywordImportOutcome outcome = importFrom(app, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(outcome.rowsAdded, 3);
-    EXPECT_EQ(outcome.rowsSkipped, 2);
-    EXPECT_EQ(KeywordImportCounts(outcome), u"added: 3  skipped: 2"_s);
+    EXPECT_EQ(std::tuple(outcome.result, outcome.rowsAdded, outcome.rowsSkipped, KeywordImportCounts(outcome)),
+              std::tuple(KeywordImportResult::Imported, 3, 2, u"added: 3  skipped: 2"_s));
     EXPECT_EQ(keywords(app), QStringList({"Smoke|Stored", "smoke|Other case", "Nightly|New\there", "Blank| "}));
 
     outcome = importFrom(app, file);
-    EXPECT_EQ(outcome.result, KeywordImportResult::Imported);
-    EXPECT_EQ(KeywordImportCounts(outcome), u"added: 0  skipped: 5"_s);
-    EXPECT_EQ(keywords(app).size(), 4);
-    EXPECT_EQ(keywords(other), QStringList{u"Nightly|Other application"_s});
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_EQ(std::pair(outcome.result, KeywordImportCounts(outcome)), std::pair(KeywordImportResult::Imported, u"added: 0  skipped: 5"_s));
+    EXPECT_EQ(std::tuple(keywords(app).size(), keywords(other), messages.shown),
+              std::tuple(qsizetype(4), QStringList{u"Nightly|Other application"_s}, QStringList()));
 }
 
 // Where a read stops: a file that ends inside a line, a line without its
@@ -133,13 +115,7 @@ TEST_P(KeywordFilesTest, ImportSkipsAndCountsNamesTheApplicationHas)
 // the end of the file are no lines; a bare LF ends no line.
 TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
 {
-    struct Case {
-        const char* name;
-        QByteArray content;
-        QString message;
-        QStringList added;
-    };
-    const Case cases[] = {
+    const struct { const char* name; QByteArray content; QString message; QStringList added; } cases[] = {
         {"no CR LF on the last line", "One\tFirst\r\nTwo\tSecond", kImportUnexpectedEnd, {"One|First"}},
         {"CR without its LF at the end", "One\tFirst\r\nTwo\tSecond\r", kImportUnexpectedEnd, {"One|First"}},
         {"no TAB on the last line", "One\tFirst\r\nTwo", kImportUnexpectedEnd, {"One|First"}},
@@ -152,16 +128,14 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
         {"no name", "\tNo name\r\n", QString(), {"|No name"}},
         {"bare LF after the TAB", "One\tFirst\nTwo\tSecond\r\n", QString(), {"One|First\nTwo\tSecond"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const qint32 target = addApp(QString::fromLatin1(c.name));
+        const qint32 target = addApp(QString::fromLatin1(c.name), QString::fromLatin1(c.name).left(12), kPlatformWindows);
         messages.shown.clear();
         const KeywordImportOutcome outcome = importFrom(target, write(c.content));
-        EXPECT_EQ(outcome.result, c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed);
-        EXPECT_EQ(outcome.rowsAdded, c.added.size());
-        EXPECT_EQ(outcome.ReloadGrid(), !c.added.isEmpty());
-        EXPECT_EQ(messages.shown, c.message.isEmpty() ? QStringList() : QStringList{c.message});
-        EXPECT_EQ(keywords(target), c.added);
+        EXPECT_EQ(std::tuple(outcome.result, outcome.rowsAdded, outcome.ReloadGrid()),
+                  std::tuple(c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed, c.added.size(), !c.added.isEmpty()));
+        EXPECT_EQ(std::pair(messages.shown, keywords(target)), std::pair(c.message.isEmpty() ? QStringList() : QStringList{c.message}, c.added));
     }
 }
 
@@ -170,33 +144,24 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
 TEST_P(KeywordFilesTest, FailuresAreReportedAndKeepWhatWasAdded)
 {
     addKeyword(app, u"Smoke"_s, u"Quick check"_s);
-    const std::pair<bool, QString> attempts[] = {{false, path(u"no/such/folder/out.txt"_s)},
-                                                 {true, path(u"missing.txt"_s)},
-                                                 {true, db->tempPath()}};
-    for (const auto& [import, file] : attempts) {
-        messages.shown.clear();
-        if (import) {
-            const KeywordImportOutcome outcome = importFrom(other, file);
-            EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
-            EXPECT_FALSE(outcome.ReloadGrid());
-        } else {
-            EXPECT_FALSE(exportTo(app, file));
-        }
-        ASSERT_EQ(messages.shown.size(), 1);
-        const QString& shown = messages.shown.front();
-        EXPECT_TRUE(shown.startsWith(import ? u"Error while Importing Keywords: "_s : u"Error while exporting Keywords: "_s));
-        EXPECT_TRUE(!file.endsWith(u".txt"_s) || shown.contains(QFileInfo(file).fileName())) << shown.toStdString();
-    }
-    EXPECT_TRUE(keywords(other).isEmpty());
+    const QString exportPrefix = u"Error while exporting Keywords: "_s, importPrefix = u"Error while Importing Keywords: "_s;
+    const auto failed = [this](const QString& file) {
+        const KeywordImportOutcome outcome = importFrom(other, file);
+        return outcome.result == KeywordImportResult::Failed && !outcome.ReloadGrid();
+    };
+    EXPECT_FALSE(exportTo(app, path(u"no/such/folder/out.txt"_s)));
+    EXPECT_TRUE(failed(path(u"missing.txt"_s)) && failed(db->tempPath()));
+    ASSERT_EQ(messages.shown.size(), 3) << Shown(messages);
+    EXPECT_TRUE(messages.shown[0].startsWith(exportPrefix) && messages.shown[0].contains(u"out.txt"_s)) << Shown(messages);
+    EXPECT_TRUE(messages.shown[1].startsWith(importPrefix) && messages.shown[1].contains(u"missing.txt"_s)) << Shown(messages);
+    EXPECT_TRUE(messages.shown[2].startsWith(importPrefix) && keywords(other).isEmpty()) << Shown(messages);
 
     DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (sKeywordDesc)"_s));
     messages.shown.clear();
     const KeywordImportOutcome outcome = importFrom(other, write("One\tFirst\r\nTwo\tQuick check\r\nThree\tThird\r\n"));
-    EXPECT_EQ(outcome.result, KeywordImportResult::Failed);
-    EXPECT_EQ(outcome.rowsAdded, 1);
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.front().startsWith(u"Error while Importing Keywords: "_s) && messages.shown.front().size() > 32)
-        << "and the database's reason: " << messages.shown.front().toStdString();
+    EXPECT_EQ(std::pair(outcome.result, outcome.rowsAdded), std::pair(KeywordImportResult::Failed, 1));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.front().startsWith(importPrefix) && messages.shown.front().size() > 32)
+        << "and the database's reason: " << Shown(messages);
     EXPECT_EQ(keywords(other), QStringList{u"One|First"_s});
 }
 

@@ -32,11 +32,6 @@ QStringList column(QTableView* view, int col = 0)
     return result;
 }
 
-bool typeCell(QTableView* view, int row, int col, const QString& text)
-{
-    return view->model()->setData(view->model()->index(row, col), text, Qt::EditRole);
-}
-
 // Types into the cell's own editor and presses Enter.
 void typeInEditor(QTableView* view, int row, const QString& text)
 {
@@ -88,46 +83,39 @@ protected:
         return rows;
     }
 
+    // A file of the test's folder, written when there is content, and read.
     QString file(const QString& name, const QByteArray& content = {})
     {
         QFile f(m_db->tempPath() + u'/' + name);
-        if (!content.isEmpty()) {
-            EXPECT_TRUE(f.open(QIODevice::WriteOnly) && f.write(content) == content.size());
-        }
+        EXPECT_TRUE(content.isEmpty() || (f.open(QIODevice::WriteOnly) && f.write(content) == content.size()));
         return f.fileName();
     }
+    QByteArray read(const QString& name) { QFile f(file(name)); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); }
 
     ScriptedDialogs dialogs;
 };
 
-// The grids where the administrator looks for them; a name typed into the
-// cell's editor and Enter, Save, and the Delete Row action reach the
-// repository (the checks themselves are pinned on the grid's own tests).
+// A name typed into the cell's editor and Enter, Save, and the Delete Row
+// action reach the repository (the checks themselves are pinned on the
+// grid's own tests; where the grids are, on the main window's).
 TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
 {
     c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
     c().SSOptionsTab->setCurrentWidget(c().grpUserRoles);
     QTableView* view = c().TDBGridRoles;
-    EXPECT_TRUE(c().SSMainTab->widget(frmMainForm::OptionsPage)->isAncestorOf(view));
-    EXPECT_TRUE(c().SSMainTab->widget(frmMainForm::OptionsPage)->isAncestorOf(c().TDBGridProjects));
-    EXPECT_TRUE(c().SSAppTab->widget(2)->isAncestorOf(c().TDBGridKeywords));
-    EXPECT_EQ(c().SSAppTab->tabText(2), u"&Keywords"_s);
     EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""})) << "name order, then the adding row";
     EXPECT_FALSE(c().cmdRoleSave->isEnabled());
     typeInEditor(view, 3, u"Tester"_s);
     typeInEditor(view, 3, u"tester"_s);
     EXPECT_EQ(messages.shown, QStringList({"Tester already exists!"}));
-    EXPECT_TRUE(typeCell(view, 2, 1, u"Runs the tests"_s));
-    EXPECT_TRUE(window->RoleDirty() && c().cmdRoleSave->isEnabled());
+    EXPECT_TRUE(TypeCell(view, 2, 1, u"Runs the tests"_s) && window->RoleDirty() && c().cmdRoleSave->isEnabled());
     c().cmdRoleSave->click();
-    EXPECT_TRUE(window->SaveOk);
-    EXPECT_FALSE(window->RoleDirty() || c().cmdRoleSave->isEnabled());
+    EXPECT_FALSE(!window->SaveOk || window->RoleDirty() || c().cmdRoleSave->isEnabled());
     const QString sql = u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleDesc IN (' ', 'Runs the tests') ORDER BY iRoleKey"_s;
     EXPECT_EQ(stored(sql), QStringList({"Tester|Runs the tests", "tester| "}));
     deleteRow(view, column(view).indexOf(u"tester"_s));
-    EXPECT_EQ(stored(sql), QStringList({"Tester|Runs the tests"}));
-    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""}));
-    EXPECT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(std::pair(stored(sql), column(view)), std::pair(QStringList({"Tester|Runs the tests"}), QStringList({"Developer", "Test Lead", "Tester", ""})));
+    EXPECT_EQ(messages.shown.size(), 1) << shown();
 }
 
 TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
@@ -140,15 +128,10 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_TRUE(messages.shown.isEmpty());
     dialogs.fileAnswers = {file(u"oe.txt"_s)};
     c().cmdExportKeywords->click();
-    EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File",
-                                                     "Import Keywords From Tab-Delimited Text File",
+    EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File", "Import Keywords From Tab-Delimited Text File",
                                                      "Export Keywords to Tab-Delimited Text File"}));
-    EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None,
-                                                    FileNamePreset::TextFileInCurrentFolder}));
-    QFile exported(file(u"oe.txt"_s));
-    ASSERT_TRUE(exported.open(QIODevice::ReadOnly));
-    EXPECT_EQ(exported.readAll(), QByteArray("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\n"
-                                             "Smoke\tQuick check after each build\r\n"));
+    EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None, FileNamePreset::TextFileInCurrentFolder}));
+    EXPECT_EQ(read(u"oe.txt"_s), "Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
 
     // Import adds the rows and reloads the grid in name order.
@@ -163,15 +146,14 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
 
     // Unsaved grid edits meet the save prompt first: Cancel stops the
     // import, Yes saves them, and the import then skips them.
-    ASSERT_TRUE(typeCell(c().TDBGridKeywords, 3, 0, u"Coupons"_s));
+    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, 3, 0, u"Coupons"_s));
     const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
     dialogs.fileListCaptions.clear();
     c().cmdImportKeywords->click();
     EXPECT_EQ(messages.shown, QStringList{u"Save changes to Keywords?"_s});
-    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty());
-    EXPECT_TRUE(window->KeywordDirty());
+    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty() && window->KeywordDirty());
     messages.Queue(Answer::Yes);
     dialogs.fileAnswers = {again, again};
     c().cmdImportKeywords->click();
@@ -179,9 +161,8 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_EQ(messages.shown, QStringList({"Save changes to Keywords?", "Save changes to Keywords?",
                                            "The Keywords have been imported - added: 1  skipped: 2",
                                            "The Keywords have been imported - added: 0  skipped: 3"}));
-    EXPECT_EQ(stored(u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
-              QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}));
-    EXPECT_EQ(keywordRows().size(), 5);
+    EXPECT_EQ(std::pair(stored(u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
+                        keywordRows().size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(5)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ListsWidgetTest, ::testing::ValuesIn(TestBackends()),
@@ -207,16 +188,13 @@ TEST(frmFileListTest, PresetClickAndCancel)
     dialog.txtFileName->setCursorPosition(dialog.txtFileName->text().size() - 4);
     QTest::keyClicks(dialog.txtFileName, u"export"_s);
     dialog.cmdOK->click();
-    EXPECT_FALSE(dialog.Cancelled());
-    EXPECT_EQ(dialog.FileName(), dir.path() + u"/export.txt"_s);
+    EXPECT_EQ(std::pair(dialog.Cancelled(), dialog.FileName()), std::pair(false, dir.path() + u"/export.txt"_s));
 
     frmFileList cancelled(messages);
     cancelled.show();
     cancelled.txtFileName->setText(u"/tmp/x.txt"_s);
     cancelled.cmdCancel->click();
-    EXPECT_TRUE(cancelled.Cancelled());
-    EXPECT_EQ(cancelled.FileName(), QString());
-    EXPECT_FALSE(cancelled.isVisible());
+    EXPECT_TRUE(cancelled.Cancelled() && cancelled.FileName().isEmpty() && !cancelled.isVisible());
 }
 
 } // namespace

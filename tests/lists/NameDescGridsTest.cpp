@@ -1,15 +1,12 @@
 // The in-memory list behind the roles, projects and keywords grids, and the
 // grids' reads, name checks, saves and deletions against the repository.
 
-#include "copyengine/CopyEngineFixture.h"
+#include "applications/AppTestFixture.h"
 #include "lists/NameDescGrids.h"
 
 #include <stdexcept>
 
-using namespace dorvane;
-using namespace dorvane::test;
-using namespace Qt::StringLiterals;
-
+namespace dorvane::test {
 namespace {
 
 // Each entry as "name|description", with "#" for a key (stored row),
@@ -23,12 +20,10 @@ QString state(const clsNameDescPair& list)
     return out.join(u", "_s);
 }
 
-} // namespace
-
 TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
 {
+    // Name clashes (IsUnique) are pinned through the grids' name check.
     clsNameDescPair list;
-    EXPECT_TRUE(list.IsUnique(u"A"_s, 0));
     list.Add(u"Admin"_s, u"a"_s, 11, false);
     list.Add(u"Tester"_s, u"t"_s, 12, false);
     list.Add(u"Lead"_s, u" "_s, 0, true);
@@ -43,12 +38,7 @@ TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
     }
     list.Remove(3);
     list.Remove(-1);
-    EXPECT_EQ(state(list), u"Admin|a#*, Tester|t#, Lead| #+*"_s);
-    EXPECT_FALSE(list.IsDirty(3));
-    // Names clash exactly; the entry itself is skipped; index Count meets every entry.
-    EXPECT_EQ(QList<bool>({list.IsUnique(u"Tester"_s, 0), list.IsUnique(u"Tester"_s, 1), list.IsUnique(u"tester"_s, 0),
-                           list.IsUnique(u"Lead"_s, list.Count())}),
-              QList<bool>({false, true, true, false}));
+    EXPECT_EQ(std::pair(state(list), list.IsDirty(3)), std::pair(u"Admin|a#*, Tester|t#, Lead| #+*"_s, false));
     // The flags reach the spare slot but not beyond the storage.
     list.Initialize(3);
     EXPECT_EQ(list.Count(), 3);
@@ -58,8 +48,7 @@ TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
     // storage does not shrink; an entry added later takes the place clean.
     list.SetValue(1, 1, u"t2"_s);
     list.Remove(0);
-    EXPECT_EQ(state(list), u"Tester|t2#*, Lead| #+*"_s);
-    EXPECT_EQ(list.GetValue(0, 2), u"12"_s);
+    EXPECT_EQ(std::pair(state(list), list.GetValue(0, 2)), std::pair(u"Tester|t2#*, Lead| #+*"_s, u"12"_s));
     EXPECT_NO_THROW(list.IsNew(3));
     list.Remove(1);
     list.Add(u"Viewer"_s, u"v"_s, 9, false);
@@ -70,37 +59,34 @@ TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
     EXPECT_THROW(list.IsNew(1), std::out_of_range);
 }
 
-class NameDescGridsTest : public CopyEngineTest {
+class NameDescGridsTest : public AppRepositoryTest {
 protected:
     void SetUp() override
     {
-        CopyEngineTest::SetUp();
-        appA = add(u"tApp"_s, {{u"sAppName"_s, u"Billing"_s}, {u"iAppPlatform"_s, kPlatformWindows}});
-        appB = add(u"tApp"_s, {{u"sAppName"_s, u"Claims"_s}, {u"iAppPlatform"_s, kPlatformWindows}});
+        AppRepositoryTest::SetUp();
+        appA = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows);
+        appB = addApp(u"Claims"_s, u"CLAIMS"_s, kPlatformWindows);
     }
 
     qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
     {
         const NameDescGridInfo& info = GridInfo(kind);
-        Values values = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
+        Cells cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
         if (kind == NameDescGridKind::Keywords)
-            values.emplace_back(u"iKeywordAppKey"_s, app);
-        return add(info.table, values);
+            cells.emplace_back(u"iKeywordAppKey"_s, app);
+        return add(info.table, cells);
     }
-
     void useKeyword(qint32 keyword)
     {
-        add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0},
-                               {u"iKeywordRelCycleKey"_s, 7}, {u"iKeywordRelScheduleKey"_s, 0}});
+        add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0}, {u"iKeywordRelCycleKey"_s, 7},
+                               {u"iKeywordRelScheduleKey"_s, 0}});
     }
-
     // The grid's table as "name|description" in name order.
     QStringList stored(const NameDescGrid& grid, const QString& where = {})
     {
         const NameDescGridInfo& i = grid.Info();
         return Rows(conn, u"SELECT %1, %2 FROM %3 %4 ORDER BY %1"_s.arg(i.nameColumn, i.descriptionColumn, i.table, where));
     }
-
     // Types into a cell as a user would.
     static bool type(NameDescGrid& grid, int row, int column, const QString& text)
     {
@@ -119,31 +105,29 @@ TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
     addRow(NameDescGridKind::Keywords, u"Regression"_s, u"r"_s, appB);
     NameDescGrid roles(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages);
     ASSERT_TRUE(RefreshRoleGrid(roles, conn, messages));
-    EXPECT_EQ(state(roles.List()), u"alpha|a#, Beta|b#, Zeta|z#"_s);
-    EXPECT_EQ(roles.List().GetValue(0, 2), QString::number(alpha));
-    EXPECT_EQ(roles.Model().rowCount(), 4) << "three rows and the adding row";
+    // Three rows and the adding row.
+    EXPECT_EQ(std::tuple(state(roles.List()), roles.List().GetValue(0, 2), roles.Model().rowCount()),
+              std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
     ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
     EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
     ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0));
-    EXPECT_EQ(keywords.List().Count(), 0);
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_TRUE(keywords.List().Count() == 0 && messages.shown.isEmpty());
 
     NameDescGrid projects(NameDescGridKind::Projects, messages);
     projects.List().Add(u"Stale"_s, QString(), 0, true);
     DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
     EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
-    EXPECT_EQ(projects.List().Count(), 0);
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(u"Error while reading Projects: "_s)) << messages.shown[0].toStdString();
+    EXPECT_TRUE(projects.List().Count() == 0 && messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while reading Projects: "_s))
+        << Shown(messages);
 }
 
 // Blank names and names another row has exactly are refused, in all three
-// grids; letter case makes another name and a row keeps its own name.
-TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesOnly)
+// grids; letter case makes another name and a row keeps its own name. The
+// model adds rows on its adding row and reports every edit.
+TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesAndTheModelAddsRows)
 {
     const std::pair<NameDescGridKind, QString> kinds[] = {{NameDescGridKind::Roles, u"Role name cannot be blank"_s},
-                                                         {NameDescGridKind::Projects, u"Project name cannot be blank"_s},
-                                                         {NameDescGridKind::Keywords, u"Keyword cannot be blank"_s}};
+        {NameDescGridKind::Projects, u"Project name cannot be blank"_s}, {NameDescGridKind::Keywords, u"Keyword cannot be blank"_s}};
     for (const auto& [kind, blank] : kinds) {
         NameDescGrid grid(kind, messages);
         grid.List().Add(u"Admin"_s, u"a"_s, 1, false);
@@ -151,13 +135,10 @@ TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesOnly)
         messages.shown.clear();
         EXPECT_FALSE(type(grid, 1, 0, QString()) || type(grid, 1, 0, u"Admin"_s));
         EXPECT_TRUE(type(grid, 1, 0, u"admin"_s) && grid.CheckName(0, u"Admin"_s, messages));
-        EXPECT_EQ(messages.shown, QStringList({blank, u"Admin already exists!"_s}));
-        EXPECT_EQ(state(grid.List()), u"Admin|a#, admin|t#*"_s);
+        EXPECT_EQ(std::pair(messages.shown, state(grid.List())), std::pair(QStringList({blank, u"Admin already exists!"_s}), u"Admin|a#, admin|t#*"_s));
     }
-}
 
-TEST_P(NameDescGridsTest, ModelAddsRowsOnTheAddingRowAndReportsEdits)
-{
+    messages.shown.clear();
     NameDescGrid grid(NameDescGridKind::Roles, messages);
     NameDescTableModel& model = grid.Model();
     int changes = 0;
@@ -165,22 +146,17 @@ TEST_P(NameDescGridsTest, ModelAddsRowsOnTheAddingRowAndReportsEdits)
     EXPECT_EQ(model.headerData(0, Qt::Horizontal).toString() + model.headerData(1, Qt::Horizontal).toString(), u"RoleDescription"_s);
     EXPECT_TRUE(model.rowCount() == 1 && model.IsAddingRow(0));
     // Leaving the adding row untouched adds nothing and says nothing.
-    EXPECT_FALSE(type(grid, 0, 0, QString()));
-    EXPECT_FALSE(grid.Dirty() || changes);
+    EXPECT_FALSE(type(grid, 0, 0, QString()) || grid.Dirty() || changes);
     // A description alone makes no row: the name is blank.
     EXPECT_FALSE(type(grid, 0, 1, u"orphan"_s));
     EXPECT_EQ(messages.shown, QStringList({"Role name cannot be blank"}));
-    EXPECT_EQ(grid.List().Count(), 0);
-    EXPECT_TRUE(grid.Dirty()) << "the change event comes before the check";
+    EXPECT_TRUE(grid.List().Count() == 0 && grid.Dirty()) << "the change event comes before the check";
     ASSERT_TRUE(type(grid, 0, 0, u"Auditor"_s));
     EXPECT_EQ(state(grid.List()), u"Auditor| +"_s) << "a missing description is one blank";
-    EXPECT_TRUE(model.IsAddingRow(1));
-    EXPECT_EQ(model.headerData(1, Qt::Vertical).toString(), u"*"_s);
-    ASSERT_TRUE(type(grid, 0, 1, u"Reads everything"_s));
-    EXPECT_EQ(model.data(model.index(0, 1)).toString(), u"Reads everything"_s);
+    EXPECT_TRUE(model.IsAddingRow(1) && model.headerData(1, Qt::Vertical).toString() == u"*"_s);
+    EXPECT_TRUE(type(grid, 0, 1, u"Reads everything"_s) && model.data(model.index(0, 1)).toString() == u"Reads everything"_s);
     EXPECT_FALSE(type(grid, 1, 0, u"Auditor"_s));
-    EXPECT_EQ(messages.shown.last(), u"Auditor already exists!"_s);
-    EXPECT_EQ(changes, 4);
+    EXPECT_EQ(std::pair(messages.shown.last(), changes), std::pair(u"Auditor already exists!"_s, 4));
 }
 
 // Save writes the new and changed entries (keywords for their application)
@@ -190,25 +166,21 @@ TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesAndReloadGivesKeys)
 {
     const qint32 admin = addRow(NameDescGridKind::Roles, u"Admin"_s, u"old"_s);
     addRow(NameDescGridKind::Roles, u"Tester"_s, u"t"_s);
-    NameDescGrid grid(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages),
-        projects(NameDescGridKind::Projects, messages);
+    NameDescGrid grid(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages), projects(NameDescGridKind::Projects, messages);
     ASSERT_TRUE(grid.Refresh(conn, messages) && keywords.Refresh(conn, messages, appB) && projects.Refresh(conn, messages));
-    ASSERT_TRUE(type(grid, 0, 1, u"new description"_s) && type(grid, 2, 0, u"Viewer"_s) && type(grid, 3, 0, u"Auditor"_s) &&
-                type(grid, 3, 1, u"Checks"_s));
-    EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
-    EXPECT_FALSE(grid.Dirty());
-    EXPECT_EQ(state(grid.List()), u"Admin|new description#, Auditor|Checks#, Tester|t#, Viewer| #"_s);
-    EXPECT_EQ(grid.List().GetValue(0, 2), QString::number(admin));
+    ASSERT_TRUE(type(grid, 0, 1, u"new description"_s) && type(grid, 2, 0, u"Viewer"_s) && type(grid, 3, 0, u"Auditor"_s) && type(grid, 3, 1, u"Checks"_s));
+    EXPECT_TRUE(grid.Save(conn, messages).SaveOk && !grid.Dirty());
+    EXPECT_EQ(std::pair(state(grid.List()), grid.List().GetValue(0, 2)),
+              std::pair(u"Admin|new description#, Auditor|Checks#, Tester|t#, Viewer| #"_s, QString::number(admin)));
     EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
     EXPECT_EQ(stored(grid), QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
 
     ASSERT_TRUE(type(keywords, 0, 0, u"Smoke"_s) && keywords.Save(conn, messages, appB).SaveOk);
-    EXPECT_EQ(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appB)), QStringList({"Smoke| "}));
-    EXPECT_TRUE(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appA)).isEmpty());
-    EXPECT_EQ(state(keywords.List()), u"Smoke| #"_s);
+    EXPECT_EQ(std::tuple(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appB)), stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appA)),
+                         state(keywords.List())),
+              std::tuple(QStringList({"Smoke| "}), QStringList(), u"Smoke| #"_s));
     ASSERT_TRUE(type(projects, 0, 0, u"Apollo"_s) && type(projects, 0, 1, u"Moon"_s) && projects.Save(conn, messages).SaveOk);
-    EXPECT_EQ(stored(projects), QStringList({"Apollo|Moon"}));
-    EXPECT_TRUE(messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(std::pair(stored(projects), messages.shown), std::pair(QStringList({"Apollo|Moon"}), QStringList()));
 }
 
 TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
@@ -223,14 +195,12 @@ TEST_P(NameDescGridsTest, SaveStopsAtTheFirstFailureAndKeepsWhatItWrote)
     grid.SetDirty(true);
     // Somebody else deletes the changed row before the save.
     DB_ASSERT(conn.Execute(u"DELETE * FROM tRole WHERE iRoleKey = %1"_s.arg(gone)));
-    EXPECT_FALSE(grid.Save(conn, messages).SaveOk);
-    EXPECT_TRUE(grid.Dirty());
+    EXPECT_TRUE(!grid.Save(conn, messages).SaveOk && grid.Dirty());
     ASSERT_EQ(messages.shown.size(), 1);
     EXPECT_TRUE(messages.shown[0].startsWith(u"Error while saving Roles: "_s) && messages.shown[0].size() > 26) << "and the reason";
     // The entry before the failure stays written, the one after it is not;
     // no reload: the written entry carries its key, so deleting it deletes that row.
-    EXPECT_EQ(stored(grid), QStringList({"Alpha| "}));
-    EXPECT_EQ(state(list), u"Alpha| #, Zulu|changed#*, Omega| +"_s);
+    EXPECT_EQ(std::pair(stored(grid), state(list)), std::pair(QStringList({"Alpha| "}), u"Alpha| #, Zulu|changed#*, Omega| +"_s));
     messages.shown.clear();
     EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
     EXPECT_TRUE(stored(grid).isEmpty() && messages.shown.isEmpty());
@@ -251,8 +221,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     EXPECT_FALSE(keywords.DeleteRow(1, conn, messages));
     EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
     EXPECT_TRUE(keywords.DeleteRow(0, conn, messages));
-    EXPECT_EQ(stored(keywords), QStringList({"Login|of A", "Used|u"}));
-    EXPECT_EQ(state(keywords.List()), u"Used|u#"_s);
+    EXPECT_EQ(std::pair(stored(keywords), state(keywords.List())), std::pair(QStringList({"Login|of A", "Used|u"}), u"Used|u#"_s));
 
     addRow(NameDescGridKind::Roles, u"Tester"_s, u"upper"_s);
     addRow(NameDescGridKind::Roles, u"tester"_s, u"lower"_s);
@@ -265,15 +234,12 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     ASSERT_TRUE(type(roles, roles.Model().AddingRow(), 0, u"TESTER"_s));
     EXPECT_TRUE(roles.DeleteRow(1, conn, messages));
     EXPECT_FALSE(roles.DeleteRow(roles.Model().AddingRow(), conn, messages)) << "the adding row holds no entry";
-    EXPECT_EQ(state(roles.List()), u"Tester|upper#"_s);
-    EXPECT_EQ(stored(roles), QStringList({"Tester|upper"}));
-    EXPECT_EQ(roles.Model().rowCount(), 2);
-    EXPECT_EQ(messages.shown.size(), 1) << messages.shown.join(u'\n').toStdString();
+    EXPECT_EQ(std::tuple(state(roles.List()), stored(roles), roles.Model().rowCount(), messages.shown.size()),
+              std::tuple(u"Tester|upper#"_s, QStringList({"Tester|upper"}), 2, 1));
     // A row gone from the repository fails and keeps its entry.
     DB_ASSERT(conn.Execute(u"DELETE * FROM tRole"_s));
     EXPECT_FALSE(roles.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(messages.shown.value(1).startsWith(u"Error removing Role: "_s)) << messages.shown.join(u'\n').toStdString();
-    EXPECT_EQ(state(roles.List()), u"Tester|upper#"_s);
+    EXPECT_TRUE(messages.shown.value(1).startsWith(u"Error removing Role: "_s) && state(roles.List()) == u"Tester|upper#"_s) << Shown(messages);
 
     addRow(NameDescGridKind::Projects, u"Apollo"_s, u"Moon"_s);
     NameDescGrid projects(NameDescGridKind::Projects, messages);
@@ -287,10 +253,11 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     } catch (const DbError& e) {
         reason = e.description();
     }
-    EXPECT_EQ(messages.shown, QStringList({u"Error removing Project: "_s + reason}));
-    EXPECT_FALSE(reason.isEmpty());
-    EXPECT_EQ(stored(projects), QStringList({"Apollo|Moon"}));
-    EXPECT_EQ(state(projects.List()), u"Apollo|Moon#"_s);
+    EXPECT_EQ(std::pair(reason.isEmpty(), messages.shown), std::pair(false, QStringList({u"Error removing Project: "_s + reason})));
+    EXPECT_EQ(std::pair(stored(projects), state(projects.List())), std::pair(QStringList({"Apollo|Moon"}), u"Apollo|Moon#"_s));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, NameDescGridsTest, ::testing::ValuesIn(TestBackends()));
+
+} // namespace
+} // namespace dorvane::test

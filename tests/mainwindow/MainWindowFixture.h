@@ -15,6 +15,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTableView>
 
 #include <memory>
 
@@ -40,29 +41,24 @@ public:
 class MainWindowFixture : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override { m_db = std::make_unique<TestDatabase>(GetParam()); }
-    void TearDown() override
-    {
-        window.reset();
-        session.Close();
-        SetSettingsFileOverride(QString());
-    }
+    void TearDown() override { window.reset(); session.Close(); SetSettingsFileOverride(QString()); }
 
     // Points the settings at the test repository, so that the copy runs'
     // second connection reaches it; the installation folder (ExePath) is
     // the test's folder, with the backup template.
     void PointSettingsAtRepository()
     {
-        const QString templ = m_db->tempPath() + u"/ZentrixBackup.mdb"_s;
+        const QString dir = m_db->tempPath(), templ = dir + u"/ZentrixBackup.mdb"_s;
         Connection::CreateDatabaseFile(templ);
         Connection backup;
         backup.OpenFile(templ);
         BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
         backup.Close();
-        const QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(m_db->tempPath())
+        const QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(dir)
             + (m_db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
                               : u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
-                                "\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(m_db->tempPath()));
-        QFile file(m_db->tempPath() + u"/zentrix.reg"_s);
+                                "\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(dir));
+        QFile file(dir + u"/zentrix.reg"_s);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" + values.toUtf8());
         SetSettingsFileOverride(file.fileName());
@@ -76,15 +72,12 @@ protected:
         setup.Open(m_db->connectionString());
         BuildDatabase(setup, SchemaVariant::Repository, content);
         setup.Close();
+        const QString dir = m_db->tempPath();
         QDir().mkpath(sharedPath() + u"/Apps"_s);
         Connection::CreateDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
-        Connection::CreateDatabaseFile(m_db->tempPath() + u"/UserData.mdb"_s);
-        session.plan.connectionString = m_db->connectionString();
-        session.plan.sharedResourcePath = sharedPath();
-        session.plan.testDataPath = sharedPath() + u"\\testdata.mdb"_s;
-        session.plan.userDataPath = m_db->tempPath() + u"\\UserData.mdb"_s;
-        session.plan.installationPath = m_db->tempPath();
-        session.Open(session.plan);
+        Connection::CreateDatabaseFile(dir + u"/UserData.mdb"_s);
+        session.Open({.connectionString = m_db->connectionString(), .sharedResourcePath = sharedPath(),
+                      .testDataPath = sharedPath() + u"\\testdata.mdb"_s, .userDataPath = dir + u"\\UserData.mdb"_s, .installationPath = dir, .settingsProblem = {}});
         window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
         window->show();
         window->Form_Activate();
@@ -105,6 +98,11 @@ protected:
     Connection& repository() { return session.repository; }
     QString sharedPath() const { return m_db->tempPath() + u"/shared"_s; }
     qsizetype count(const QString& sql) { return Rows(repository(), sql).size(); }
+    // Types a cell of a grid through its model, as the grid's editor commits it.
+    static bool TypeCell(QTableView* view, int row, int column, const QString& text)
+    {
+        return view->model()->setData(view->model()->index(row, column), text);
+    }
     std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
     std::unique_ptr<TestDatabase> m_db;

@@ -22,11 +22,6 @@ protected:
         again.Open(m_db->connectionString());
         return sql.isEmpty() ? TableRows(again) : Rows(again, sql);
     }
-    // Types a cell of a grid through its model, as the grid's editor commits it.
-    static bool typeCell(QTableView* view, int row, int column, const QString& text)
-    {
-        return view->model()->setData(view->model()->index(row, column), text);
-    }
     void exitFrom(frmMainForm::Page page) { c().cmdExit.at(page)->click(); }
     // Forgets what was shown and queues the answers to the next questions.
     void answerNext(std::initializer_list<Answer> answers) { messages.shown.clear(); for (const Answer a : answers) messages.Queue(a); }
@@ -42,15 +37,16 @@ TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerR
     EXPECT_EQ(window->windowTitle(), (odbc ? TestDsn() : u"Test.mdb"_s) + u" - Dorvane"_s);
     const auto* repository = window->findChild<QLabel*>(u"lblRepository"_s);
     ASSERT_NE(repository, nullptr);
-    EXPECT_TRUE(repository->text().endsWith(u" repository: "_s + (odbc ? TestDsn() : m_db->tempPath() + u"/Test.mdb"_s)))
-        << repository->text().toStdString();
+    EXPECT_TRUE(repository->text().endsWith(u" repository: "_s + (odbc ? TestDsn() : m_db->tempPath() + u"/Test.mdb"_s))) << repository->text().toStdString();
     EXPECT_EQ(Items(c().SSMainTab), (QStringList{u"Users"_s, u"Options"_s, u"Applications"_s, u"Environments"_s}));
-    for (const auto& [page, inner] : {std::pair(1, c().SSOptionsTab), {2, c().SSAppTab}, {3, c().SSEnvironTab}})
-        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(inner)) << page;
-    for (int page = 0; page < 4; ++page)
-        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(c().cmdExit.at(page))) << page;
-    EXPECT_EQ(std::tuple(Items(c().SSAppTab).value(0), Items(c().SSEnvironTab).value(0), c().SSEnvironTab->count()),
-              std::tuple(u"&Definition"_s, u"&Definition"_s, 3));
+    // Where the administrator finds the inner tabs, the grids and each page's Exit.
+    const std::pair<int, QWidget*> placed[] = {{1, c().SSOptionsTab}, {2, c().SSAppTab}, {3, c().SSEnvironTab}, {1, c().TDBGridRoles},
+        {1, c().TDBGridProjects}, {0, c().cmdExit.at(0)}, {1, c().cmdExit.at(1)}, {2, c().cmdExit.at(2)}, {3, c().cmdExit.at(3)}};
+    for (const auto& [page, widget] : placed)
+        EXPECT_TRUE(c().SSMainTab->widget(page)->isAncestorOf(widget)) << page << widget->objectName().toStdString();
+    EXPECT_TRUE(c().SSAppTab->widget(2)->isAncestorOf(c().TDBGridKeywords));
+    EXPECT_EQ(std::tuple(Items(c().SSAppTab).value(0), Items(c().SSAppTab).value(2), Items(c().SSEnvironTab).value(0), c().SSEnvironTab->count()),
+              std::tuple(u"&Definition"_s, u"&Keywords"_s, u"&Definition"_s, 3));
     window->Form_Activate();
     EXPECT_TRUE(window->nEnvironCount == 0 && launcher.started.size() == 1 && launcher.started[0].endsWith(u"/Lumeno.exe"_s))
         << launcher.started.join(u' ').toStdString();
@@ -76,8 +72,7 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
     QStringList apps;
     for (int i = 0; i < c().lbAppList->count(); ++i)
         apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(c().lbAppList, i))).value(0);
-    EXPECT_EQ(apps, stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s));
-    EXPECT_EQ(apps, Items(c().lbAppList));
+    EXPECT_EQ(std::pair(stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), Items(c().lbAppList)), std::pair(apps, apps));
     EXPECT_EQ(std::pair(c().cbEnvironApp->count(), c().lbUserList->count()), std::pair(int(apps.size()), c().lbEnvironUserList->count()));
     EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
     // The placeholder emulator of key 0 is never listed. With environments
@@ -95,8 +90,7 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
         EXPECT_TRUE(messages.shown.value(i).startsWith(prefixes[i]) && messages.shown.value(i).size() > prefixes[i].size()) << shown();
     // The platforms are read before the failure, the emulators after it.
     EXPECT_EQ(std::tuple(c().lbEnvironList->count(), window->nEnvironCount, window->EditLoading, c().cbPlatform->count(),
-                         c().cbEnvironTestTool->count(), c().cbEmulator->count()),
-              std::tuple(0, 0, false, 4, 0, 0));
+                         c().cbEnvironTestTool->count(), c().cbEmulator->count()), std::tuple(0, 0, false, 4, 0, 0));
     c().lbUserList->setCurrentRow(1);
     Select(c().lbAppList, u"Order Entry"_s);
     Select(c().lbVersionList, u"1.0"_s);
@@ -116,11 +110,11 @@ TEST_P(MainWindowTest, PromptsComeInOrderAndCancelOrNoSaveNothing)
     Retype(c().txtFirstName, u"Janet"_s);
     Select(c().lbAppList, u"Order Entry"_s);
     Retype(c().txtAppName, u"Order Entry II"_s);
-    ASSERT_TRUE(typeCell(c().TDBGridKeywords, window->keywordsGrid().List().Count(), 0, u"Nightly"_s));
+    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, window->keywordsGrid().List().Count(), 0, u"Nightly"_s));
     Select(c().lbVersionList, u"1.1"_s);
     Retype(c().txtVersionDesc, u"Changed"_s);
-    ASSERT_TRUE(typeCell(c().TDBGridProjects, 0, 1, u"Changed"_s));
-    ASSERT_TRUE(typeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s));
+    ASSERT_TRUE(TypeCell(c().TDBGridProjects, 0, 1, u"Changed"_s));
+    ASSERT_TRUE(TypeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s));
     window->EnvironDirty = true; // the environment editor stands in through its flag
     answerNext({Answer::Cancel});
     exitFrom(frmMainForm::OptionsPage);
@@ -143,8 +137,8 @@ TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
 {
     OpenWindow(RepositoryContent::Tutorial);
     window->activateWindow();
-    ASSERT_TRUE(typeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s)
-                && typeCell(c().TDBGridProjects, 0, 1, u"Reworked"_s));
+    ASSERT_TRUE(TypeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s)
+                && TypeCell(c().TDBGridProjects, 0, 1, u"Reworked"_s));
     c().cmdUserNew->click();
     for (const auto& [box, text] : {std::pair(c().txtUserID, u"plee"_s), {c().txtLastName, u"Lee"_s}, {c().txtPassword, u"x"_s}, {c().txtVerifyPassword, u"x"_s}})
         Retype(box, text);
@@ -168,8 +162,7 @@ TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
                                            u"You must specify an ID for this application."_s}));
     EXPECT_TRUE(!window->IsUnloaded() && window->AppDirty && window->AppIsNew && window->CurrentAppKey == 0);
     EXPECT_EQ(std::tuple(c().txtAppName->text(), c().SSAppTab->currentIndex(), window->focusWidget()), std::tuple(u"Payroll"_s, 0, static_cast<QWidget*>(c().txtAppID)));
-    EXPECT_EQ(stored(u"SELECT sUserFirst FROM tUser WHERE sUserID='plee' UNION ALL SELECT sAppID FROM tApp WHERE sAppName='Payroll'"_s),
-              QStringList{u"Pat"_s});
+    EXPECT_EQ(stored(u"SELECT sUserFirst FROM tUser WHERE sUserID='plee' UNION ALL SELECT sAppID FROM tApp WHERE sAppName='Payroll'"_s), QStringList{u"Pat"_s});
 
     // Dropping the application, Yes on the grids: saved before leaving.
     answerNext({Answer::No, Answer::Yes, Answer::Yes, Answer::No});

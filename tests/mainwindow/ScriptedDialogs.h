@@ -33,11 +33,11 @@ public:
     std::optional<QString> NewVersionID(const QString& prompt, const std::function<bool(const QString& id)>& okCheck) override
     {
         versionIdPrompts << prompt;
-        for (;;) {
-            const std::optional<QString> answer = next(versionIdAnswers, "frmNewVersionID", prompt);
-            if (!answer || okCheck(*answer))
-                return answer;
-        }
+        std::optional<QString> answer;
+        do
+            answer = next(versionIdAnswers, "frmNewVersionID", prompt);
+        while (answer && !okCheck(*answer));
+        return answer;
     }
     std::optional<QString> RestoreBackup(const QString& folder) override
     {
