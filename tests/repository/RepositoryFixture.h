@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +24,20 @@ inline QString descriptionOf(const std::function<void()>& action)
     return u"<no error>"_s;
 }
 
+using Values = std::vector<std::pair<QString, QVariant>>;
+
+// Adds one row through the record set `select` opens, the values assigned
+// in order, as the program adds rows; the new row's key.
+inline qint32 addRow(Connection& conn, const QString& select, const Values& values)
+{
+    Recordset rs(select, conn);
+    rs.AddNew();
+    for (const auto& [field, value] : values)
+        rs.SetValue(field, value);
+    rs.Update();
+    return rs.Int(rs.KeyField());
+}
+
 // A fresh database per test on the backend the parameter names.
 class BackendTest : public ::testing::TestWithParam<std::string> {
 protected:
@@ -31,9 +47,18 @@ protected:
         DB_ASSERT(conn.Open(db->connectionString()));
     }
 
-    qint32 count(const QString& sql)
+    // Creates a test table: %1 in the columns stands for the auto-number
+    // key's type, %2 for case-insensitive text.
+    void createTable(const QString& name, const QString& columns)
     {
-        Recordset rs(sql, conn);
+        DB_ASSERT(conn.Execute(u"CREATE TABLE %1 (%2)"_s.arg(name, columns.arg(db->autoKeyType(), db->textType()))));
+    }
+
+    qint32 add(const QString& select, const Values& values) { return addRow(conn, select, values); }
+
+    qint32 count(const QString& sql, Connection* on = nullptr)
+    {
+        Recordset rs(sql, on ? *on : conn);
         return rs.RecordCount();
     }
 
@@ -44,6 +69,14 @@ protected:
         for (Recordset rs(sql, conn); !rs.Eof(); rs.MoveNext())
             values << rs.Text(field);
         return values;
+    }
+
+    // Rows() as another connection sees them: what has been committed.
+    QStringList committed(const QString& sql)
+    {
+        Connection other;
+        other.Open(db->connectionString());
+        return Rows(other, sql);
     }
 
     std::unique_ptr<TestDatabase> db;
