@@ -16,7 +16,7 @@ QString jetString(const QString& file) { return u"PROVIDER=Microsoft.Jet.OLEDB.3
 
 // --- Opening files: no backend needed -------------------------------------
 
-TEST(ConnectionFileTest, MissingFileIsNamedAsGivenAndNotCreated)
+TEST(ConnectionFileTest, OpenFailuresNameTheirCauseAndCreateNothing)
 {
     QTemporaryDir dir;
     // The connection string carries a Windows-style path; the message
@@ -25,19 +25,23 @@ TEST(ConnectionFileTest, MissingFileIsNamedAsGivenAndNotCreated)
     Connection c;
     EXPECT_EQ(descriptionOf([&] { c.Open(jetString(given)); }), u"Could not find file '%1'."_s.arg(given));
     EXPECT_EQ(descriptionOf([&] { c.OpenFile(dir.path() + u"/UserData.mdb"_s); }), u"Could not find file '%1/UserData.mdb'."_s.arg(dir.path()));
-    EXPECT_FALSE(c.IsOpen());
     EXPECT_TRUE(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
+    EXPECT_EQ(descriptionOf([&] { c.Open(u"PROVIDER=SQLOLEDB;Data Source=server;"_s); }),
+              u"Provider cannot be found. It may not be properly installed."_s);
+    // An unknown data source fails with the driver manager's text. (For an
+    // empty name unixODBC may try an installed driver, whose text it is then.)
+    const QString empty = descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN="_s); });
+    EXPECT_TRUE(empty != u"<no error>"_s && !empty.isEmpty());
+    EXPECT_TRUE(descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN=NoSuchSource"_s); }).contains(u"Data source name not found"_s));
+    EXPECT_FALSE(c.IsOpen());
+    EXPECT_EQ(descriptionOf([&] { c.Execute(u"SELECT 1"_s); }), u"Operation is not allowed when the object is closed."_s);
 }
 
 TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
 {
     QTemporaryDir dir;
     const QByteArray padding(2048, '\0');
-    const struct {
-        const char* name;
-        QByteArray bytes;
-        const char* expected;
-    } cases[] = {
+    const struct { const char* name; QByteArray bytes; const char* expected; } cases[] = {
         {"jet3.mdb", QByteArray("\x00\x01\x00\x00Standard Jet DB\x00", 20) + padding, "Microsoft Access (Jet)"},
         {"ace.accdb", QByteArray("\x00\x01\x00\x00Standard ACE DB\x00", 20) + padding, "Microsoft Access (Jet)"},
         {"notes.mdb", QByteArray("just some text, not a database\n"), "not an SQLite database"},
@@ -57,20 +61,6 @@ TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
         EXPECT_EQ(f.readAll(), tc.bytes);
         f.close();
     }
-}
-
-TEST(ConnectionFileTest, ProvidersAndDataSources)
-{
-    Connection c;
-    EXPECT_EQ(descriptionOf([&] { c.Open(u"PROVIDER=SQLOLEDB;Data Source=server;"_s); }),
-              u"Provider cannot be found. It may not be properly installed."_s);
-    // An unknown data source fails with the driver manager's text. (For an
-    // empty name unixODBC may try an installed driver, whose text it is then.)
-    const QString empty = descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN="_s); });
-    EXPECT_TRUE(empty != u"<no error>"_s && !empty.isEmpty());
-    EXPECT_TRUE(descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN=NoSuchSource"_s); }).contains(u"Data source name not found"_s));
-    EXPECT_FALSE(c.IsOpen());
-    EXPECT_EQ(descriptionOf([&] { c.Execute(u"SELECT 1"_s); }), u"Operation is not allowed when the object is closed."_s);
 }
 
 // File names as users choose them: a ";" or a quote in the path, blanks
@@ -93,12 +83,7 @@ TEST(ConnectionFileTest, AnyFilePathOpensThroughItsConnectionString)
 // and the string with every password masked, however it is written.
 TEST(ConnectionStringTest, NamesTheDatabaseAndMasksPasswords)
 {
-    const struct {
-        const char* given;
-        const char* masked;
-        const char* source;
-        bool isFile;
-    } cases[] = {
+    const struct { const char* given; const char* masked; const char* source; bool isFile; } cases[] = {
         {"PROVIDER=MSDASQL;DSN=zentrix", "PROVIDER=MSDASQL;DSN=zentrix", "zentrix", false},
         {"PROVIDER=MSDASQL;DSN=zentrix;UID=admin;PWD=s3cret", "PROVIDER=MSDASQL;DSN=zentrix;UID=admin;PWD=********", "zentrix", false},
         {"PROVIDER=MSDASQL;DSN=z;pwd=a;Password = b;UID=c", "PROVIDER=MSDASQL;DSN=z;pwd=********;Password = ********;UID=c", "z", false},
@@ -121,11 +106,7 @@ TEST(ConnectionStringTest, NamesTheDatabaseAndMasksPasswords)
 TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
 {
     // nullptr: as given.
-    const struct {
-        const char* jet;
-        const char* sqlite;
-        const char* postgres;
-    } cases[] = {
+    const struct { const char* jet; const char* sqlite; const char* postgres; } cases[] = {
         {"DELETE * FROM tObject WHERE iObjectWindowKey = 3", "DELETE FROM tObject WHERE iObjectWindowKey = 3",
          "DELETE FROM tObject WHERE iObjectWindowKey = 3"},
         {"  delete   *from tStep", "DELETE FROM tStep", "DELETE FROM tStep"},

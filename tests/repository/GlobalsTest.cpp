@@ -16,14 +16,7 @@ TEST(QuoteSqlTest, DoublesEverySingleQuoteUpTo32767Characters)
 
 TEST(ReplaceCharsTest, Cleans)
 {
-    const struct {
-        const char* name;
-        QString replacement;
-        QString text;
-        QStringList search;
-        QString caseOption;
-        QString expected;
-    } cases[] = {
+    const struct { const char* name; QString replacement; QString text; QStringList search; QString caseOption; QString expected; } cases[] = {
         {"BlankToUpper", "_", "A B", {" "}, "U", "A_B"},
         {"DashToLower", "_", "Ab-C", {"-"}, "L", "ab_c"},
         {"EveryOccurrence", "_", "a b.c d", {" ", "."}, "", "a_b_c_d"},

@@ -51,14 +51,7 @@ protected:
         createTable(u"tItem"_s, u"iItemKey %1, iItemParent integer, sItemName %2, iItemCount integer DEFAULT 7"_s);
     }
 
-    qint32 addChild(Recordset& rs, int parent, const QString& name)
-    {
-        rs.AddNew();
-        rs.SetValue(u"iItemParent"_s, parent);
-        rs.SetValue(u"sItemName"_s, name);
-        rs.Update();
-        return rs.Int(u"iItemKey"_s);
-    }
+    qint32 addChild(Recordset& rs, int parent, const QString& name) { return addTo(rs, {{u"iItemParent"_s, parent}, {u"sItemName"_s, name}}); }
 };
 
 // The copy engine's pattern: the children of one parent after another,
@@ -107,7 +100,7 @@ TEST_P(KeptStatementsTest, AddedRowsKeepTheirValuesAndReadTheRestBack)
     DB_ASSERT(rs.MoveNext());
     rs.MoveFirst();
     EXPECT_EQ(std::pair(rs.Text(u"sItemName"_s), rs.Int(u"iItemCount"_s)), std::pair(u"renamed"_s, 9));
-    EXPECT_EQ(texts(u"SELECT * FROM tItem WHERE iItemKey=%1"_s.arg(first), u"sItemName"_s), QStringList{u"renamed"_s});
+    EXPECT_EQ(Rows(conn, u"SELECT sItemName FROM tItem WHERE iItemKey=%1"_s.arg(first)), QStringList{u"renamed"_s});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, KeptStatementsTest, ::testing::ValuesIn(TestBackends()), backendName);

@@ -42,11 +42,7 @@ protected:
         return addRow(conn, u"SELECT * FROM tValue WHERE iValueKey=0"_s, {{kText, text}, {kNumber, number}});
     }
 
-    QVariant read(int key, const QString& field)
-    {
-        Recordset rs(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(key), conn);
-        return rs.Eof() ? QVariant(u"<no row>"_s) : rs.Value(field);
-    }
+    QString number(int key) { return Rows(conn, u"SELECT iValueNumber FROM tValue WHERE iValueKey = %1"_s.arg(key)).value(0); }
 
     qint32 count() { return BackendTest::count(u"SELECT * FROM tValue"_s); }
 };
@@ -61,12 +57,7 @@ TEST_P(RecordsetValuesTest, ValuesReadBackWithTheirType)
     const QString longText(5000, u'x');
     // Quotes, umlauts, CJK and a character outside the BMP (a surrogate pair).
     const QString quoted = u"O'Neil'); DROP TABLE tItem; -- Grüße 東京 \U0001F600"_s;
-    const struct {
-        const char* what;
-        QString field;
-        QVariant written;
-        QVariant read;
-    } cases[] = {
+    const struct { const char* what; QString field; QVariant written; QVariant read; } cases[] = {
         {"the empty text", kText, u""_s, u""_s},
         {"an untouched text box's null text: still the empty text", kText, QString(), u""_s},
         {"Null text", kText, QVariant(), QVariant()},
@@ -121,7 +112,7 @@ TEST_P(RecordsetValuesTest, StatementsAreReusedAcrossTransactionsAndRollbacks)
         DB_ASSERT(rs.SetValue(kNumber, 100); rs.Update());
         Recordset gone(u"SELECT * FROM tValue WHERE iValueNumber = 0"_s, conn);
         DB_ASSERT(gone.Delete(); commit ? conn.CommitTrans() : conn.RollbackTrans());
-        EXPECT_EQ(std::pair(read(kept, kNumber).toInt(), count()), commit ? std::pair(100, 19) : std::pair(19, 20));
+        EXPECT_EQ(std::pair(number(kept), count()), commit ? std::pair(u"100"_s, 19) : std::pair(u"19"_s, 20));
     }
 
     // Outside any transaction every statement commits on its own.
@@ -150,30 +141,21 @@ TEST_P(RecordsetValuesTest, ConstraintViolationsCarryTheDatabaseTextAndLeaveStat
     DB_ASSERT(add(u"four"_s, 4));
     Recordset again(u"SELECT * FROM tValue WHERE iValueKey = %1"_s.arg(key), conn);
     DB_ASSERT(again.SetValue(kNumber, 5); again.Update());
-    EXPECT_EQ(std::pair(read(key, kNumber).toInt(), count()), std::pair(5, 3));
+    EXPECT_EQ(std::pair(number(key), count()), std::pair(u"5"_s, 3));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, RecordsetValuesTest, ::testing::ValuesIn(TestBackends()), backendName);
 
 // --- SQLite only -----------------------------------------------------------
 
-class SqliteRecordsetValuesTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        DB_ASSERT(conn.Open(db.connectionString()));
-        DB_ASSERT(conn.Execute(u"CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT,"
-                               " sBlobText TEXT, xBlobData BLOB, dBlobWhen DATETIME, sGröße TEXT)"_s));
-    }
-
-    qint32 add(const QString& text) { return addRow(conn, u"SELECT * FROM tBlob WHERE iBlobKey=0"_s, {{u"sBlobText"_s, text}}); }
-
-    TestDatabase db{"sqlite"};
-    Connection conn;
-};
-
-TEST_F(SqliteRecordsetValuesTest, EmbeddedNulBytesAndDatesRoundTrip)
+TEST(SqliteRecordsetValuesTest, EmbeddedNulBytesAndDatesRoundTripAndStatementsFollowTheSchema)
 {
+    TestDatabase db("sqlite");
+    Connection conn;
+    DB_ASSERT(conn.Open(db.connectionString()));
+    DB_ASSERT(conn.Execute(u"CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT, sBlobText TEXT, xBlobData BLOB, dBlobWhen DATETIME, sGröße TEXT)"_s));
+    const auto add = [&](const QString& text) { return addRow(conn, u"SELECT * FROM tBlob WHERE iBlobKey=0"_s, {{u"sBlobText"_s, text}}); };
+
     const QString withNul = u"before"_s + QChar(u'\0') + u"after"_s;
     const QByteArray bytes("\x00\x01\xff\x00z", 5);
     const QDateTime when(QDate(2024, 3, 1), QTime(12, 30, 5, 250));
@@ -197,17 +179,14 @@ TEST_F(SqliteRecordsetValuesTest, EmbeddedNulBytesAndDatesRoundTrip)
     QSqlQuery q(conn.database());
     ASSERT_TRUE(q.exec(u"SELECT length(CAST(sBlobText AS BLOB)) FROM tBlob"_s) && q.next());
     EXPECT_EQ(q.value(0).toInt(), 12);
-}
 
-TEST_F(SqliteRecordsetValuesTest, KeptStatementsNeitherBlockTheSchemaNorOutliveTheConnection)
-{
+    // Kept statements neither block the schema nor outlive the connection.
     for (int i = 0; i < 3; ++i) {
         Recordset current(u"SELECT * FROM tBlob WHERE iBlobKey = %1"_s.arg(add(u"row"_s)), conn);
         DB_ASSERT(current.SetValue(u"sBlobText"_s, u"changed"_s); current.Update());
     }
     // A schema change made past the data layer: kept statements are reset,
     // so SQLite lets the table go, and prepares them again for the new one.
-    QSqlQuery q(conn.database());
     ASSERT_TRUE(q.exec(u"DROP TABLE tBlob"_s)) << q.lastError().text().toStdString();
     ASSERT_TRUE(q.exec(u"CREATE TABLE tBlob (iBlobKey INTEGER PRIMARY KEY AUTOINCREMENT, sBlobText TEXT)"_s));
     q.finish();

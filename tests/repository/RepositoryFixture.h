@@ -4,7 +4,6 @@
 #include "repository/Recordset.h"
 #include "support/TestSupport.h"
 
-#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -13,29 +12,24 @@ using namespace Qt::StringLiterals;
 
 namespace dorvane::test {
 
-// The description of the error an action throws, or "<no error>".
-inline QString descriptionOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const DbError& e) {
-        return e.description();
-    }
-    return u"<no error>"_s;
-}
-
 using Values = std::vector<std::pair<QString, QVariant>>;
 
-// Adds one row through the record set `select` opens, the values assigned
-// in order, as the program adds rows; the new row's key.
-inline qint32 addRow(Connection& conn, const QString& select, const Values& values)
+// Adds one row through a record set, the values assigned in order, as the
+// program adds rows; the new row's key.
+inline qint32 addTo(Recordset& rs, const Values& values)
 {
-    Recordset rs(select, conn);
     rs.AddNew();
     for (const auto& [field, value] : values)
         rs.SetValue(field, value);
     rs.Update();
     return rs.Int(rs.KeyField());
+}
+
+// The same through the fresh record set `select` opens.
+inline qint32 addRow(Connection& conn, const QString& select, const Values& values)
+{
+    Recordset rs(select, conn);
+    return addTo(rs, values);
 }
 
 // A fresh database per test on the backend the parameter names.
@@ -54,21 +48,10 @@ protected:
         DB_ASSERT(conn.Execute(u"CREATE TABLE %1 (%2)"_s.arg(name, columns.arg(db->autoKeyType(), db->textType()))));
     }
 
-    qint32 add(const QString& select, const Values& values) { return addRow(conn, select, values); }
-
     qint32 count(const QString& sql, Connection* on = nullptr)
     {
         Recordset rs(sql, on ? *on : conn);
         return rs.RecordCount();
-    }
-
-    // One column's texts over the rows a statement selects.
-    QStringList texts(const QString& sql, const QString& field)
-    {
-        QStringList values;
-        for (Recordset rs(sql, conn); !rs.Eof(); rs.MoveNext())
-            values << rs.Text(field);
-        return values;
     }
 
     // Rows() as another connection sees them: what has been committed.

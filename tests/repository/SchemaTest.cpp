@@ -17,29 +17,27 @@ const QStringList kTables = {u"t3270"_s, u"tApp"_s, u"tClass"_s, u"tCycle"_s, u"
     u"tSchedule"_s, u"tScheduleCycles"_s, u"tStep"_s, u"tStepWindow"_s, u"tTestTool"_s, u"tUser"_s, u"tUserVar"_s,
     u"tVersion"_s, u"tWindow"_s};
 
+QStringList lower(QStringList names)
+{
+    for (QString& n : names)
+        n = n.toLower();
+    names.sort();
+    return names;
+}
+
 // The tables the database holds, lower case and sorted; with the original
 // key columns that only the backup template has, as "table.column".
 QStringList tablesOf(Connection& conn)
 {
     QStringList names;
     for (const QString& table : FileTables(conn)) {
-        names << table.toLower();
+        names << table;
         for (const QString& column : {u"iOriginalAppKey"_s, u"iOriginalVersionKey"_s, u"iOriginalEnvironmentKey"_s}) {
             if (conn.TableColumns(table).contains(column, Qt::CaseInsensitive))
-                names << table.toLower() + u'.' + column;
+                names << table + u'.' + column;
         }
     }
-    names.sort();
-    return names;
-}
-
-QStringList lower(QStringList names, const QStringList& more = {})
-{
-    for (QString& n : names)
-        n = n.toLower();
-    names << more;
-    names.sort();
-    return names;
+    return lower(names);
 }
 
 } // namespace
@@ -52,7 +50,7 @@ protected:
         DB_ASSERT(CreateSchema(conn, SchemaVariant::Repository));
     }
 
-    qint32 addApp(const QString& name) { return add(u"SELECT * FROM tApp WHERE iAppKey=0"_s, {{u"sAppName"_s, name}}); }
+    qint32 addApp(const QString& name) { return addRow(conn, u"SELECT * FROM tApp WHERE iAppKey=0"_s, {{u"sAppName"_s, name}}); }
 };
 
 // Every table is there and empty; a row written with nothing but its key has
@@ -88,7 +86,7 @@ TEST_P(SchemaTest, RefusesToCreateItAgainAndNeverReusesKeys)
     EXPECT_FALSE(conn.InTransaction()); // and the connection goes on
     DB_ASSERT(conn.Execute(u"DELETE FROM tApp WHERE iAppKey=%1"_s.arg(last)); next = addApp(u"Four"_s));
     EXPECT_GT(next, last);
-    EXPECT_EQ(texts(u"SELECT * FROM tApp ORDER BY iAppKey"_s, u"sAppName"_s), (QStringList{u"One"_s, u"Two"_s, u"Four"_s}));
+    EXPECT_EQ(Rows(conn, u"SELECT sAppName FROM tApp ORDER BY iAppKey"_s), (QStringList{u"One"_s, u"Two"_s, u"Four"_s}));
 
     // Link tables have their own auto-number too; emptying one does not
     // restart it.
@@ -101,7 +99,7 @@ TEST_P(SchemaTest, RefusesToCreateItAgainAndNeverReusesKeys)
 TEST_P(SchemaTest, TextComparesAndSortsIgnoringCase)
 {
     DB_ASSERT(addApp(u"Banana"_s); addApp(u"apple"_s); addApp(u"Cherry"_s));
-    const auto names = [&](const QString& where) { return texts(u"SELECT * FROM tApp "_s + where, u"sAppName"_s); };
+    const auto names = [&](const QString& where) { return Rows(conn, u"SELECT sAppName FROM tApp "_s + where); };
     EXPECT_EQ(names(u"WHERE sAppName = 'APPLE'"_s), QStringList{u"apple"_s});
     EXPECT_EQ(names(u"WHERE sAppName IN ('BANANA', 'cherry') ORDER BY sAppName"_s), (QStringList{u"Banana"_s, u"Cherry"_s}));
     EXPECT_EQ(names(u"WHERE sAppName LIKE 'APP%'"_s), QStringList{u"apple"_s});
@@ -134,8 +132,7 @@ TEST_P(SchemaTest, AFailureHalfwayRollsEveryTableBack)
 
     DB_ASSERT(conn.Execute(u"DROP TABLE %1"_s.arg(index.captured(1))));
     DB_ASSERT(CreateSchema(conn, SchemaVariant::BackupTemplate));
-    EXPECT_EQ(tablesOf(conn), lower(kTables, {u"tapp.iOriginalAppKey"_s, u"tenvironment.iOriginalEnvironmentKey"_s,
-                                              u"tversion.iOriginalVersionKey"_s}));
+    EXPECT_EQ(tablesOf(conn), lower(kTables + QStringList{u"tApp.iOriginalAppKey"_s, u"tEnvironment.iOriginalEnvironmentKey"_s, u"tVersion.iOriginalVersionKey"_s}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, SchemaTest, ::testing::ValuesIn(TestBackends()), backendName);

@@ -171,9 +171,8 @@ TEST_F(RegistryTest, AnUnusableSettingsFileIsReportedByName)
     };
     QFile::remove(path());
     expectProblem(u"does not exist"_s);
+    // An .ini file: CliSettings.AnUnusableSettingsFileIsNamed.
     write(QByteArray());
-    expectProblem(u"is not a registry export"_s);
-    write("[Zentrix]\nActiveDB=Tutorial\n");
     expectProblem(u"is not a registry export"_s);
     QFile::remove(path());
     QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);

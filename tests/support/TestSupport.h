@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,7 +30,6 @@ class TestDatabase {
 public:
     explicit TestDatabase(const std::string& backend);
 
-    const std::string& backend() const { return m_backend; }
     bool isOdbc() const { return m_backend == "odbc"; }
     // The suite's connection string for it.
     QString connectionString() const { return m_connectionString; }
@@ -74,6 +74,17 @@ QStringList TableRows(Connection& conn, const QStringList& tables = {}, const QS
 
 // Every table of a database file, such as a test data database, by name.
 QStringList FileTables(Connection& conn);
+
+// The description of the error an action throws, or "<no error>".
+inline QString descriptionOf(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const DbError& e) {
+        return e.description();
+    }
+    return u"<no error>"_s;
+}
 
 // Prints the database's description when a statement fails.
 #define DB_ASSERT(statement)                                                       \
