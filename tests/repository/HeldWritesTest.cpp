@@ -45,10 +45,7 @@ TEST_P(HeldWritesTest, ARowAddedIsReadAndChangedBeforeItsBatchIsSent)
     EXPECT_EQ(std::pair(row.Text(u"sName"_s), row.Int(u"iCount"_s)), std::pair(u"Row"_s, 7));
     EXPECT_EQ(count(u"SELECT * FROM tItem WHERE iGroup=3 AND sName = 'late'"_s), 1);
 
-    row.SetValue(u"sDesc"_s, u"changed"_s);
-    row.Update();
-    row.SetValue(u"iCount"_s, 8);
-    row.Update();
+    DB_ASSERT(row.SetValue(u"sDesc"_s, u"changed"_s); row.Update(); row.SetValue(u"iCount"_s, 8); row.Update());
     EXPECT_EQ(Rows(conn, u"SELECT iCount FROM tItem WHERE sDesc = 'changed'"_s), QStringList{u"8"_s});
     // A statement of its own sees them too.
     EXPECT_EQ(conn.Execute(u"UPDATE tItem SET iCount = iCount + 100 WHERE iGroup = 3"_s), 2);
@@ -68,14 +65,12 @@ TEST_P(HeldWritesTest, ARowAddedIsReadAndChangedBeforeItsBatchIsSent)
 TEST_P(HeldWritesTest, AFailureInTheMiddleOfABatchLeavesTheTableAsItWas)
 {
     add(u"kept"_s, 1);
-    if (db->isOdbc()) {
-        conn.Execute(u"CREATE FUNCTION refuse_300() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
-                     u"IF NEW.sName = 'item 300' THEN RAISE EXCEPTION 'boom'; END IF; RETURN NEW; END $$"_s);
-        conn.Execute(u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem FOR EACH ROW EXECUTE FUNCTION refuse_300()"_s);
-    } else {
-        conn.Execute(u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem WHEN NEW.sName = 'item 300' "
-                     u"BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
-    }
+    const QStringList trigger = db->isOdbc()
+        ? QStringList{u"CREATE FUNCTION refuse_300() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                      u"IF NEW.sName = 'item 300' THEN RAISE EXCEPTION 'boom'; END IF; RETURN NEW; END $$"_s,
+                      u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem FOR EACH ROW EXECUTE FUNCTION refuse_300()"_s}
+        : QStringList{u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem WHEN NEW.sName = 'item 300' BEGIN SELECT RAISE(ABORT, 'boom'); END"_s};
+    DB_ASSERT(for (const QString& statement : trigger) conn.Execute(statement));
     for (const bool changeFirst : {false, true}) {
         SCOPED_TRACE(changeFirst ? "after a change" : "adding only");
         conn.BeginTrans();

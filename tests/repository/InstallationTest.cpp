@@ -145,9 +145,8 @@ TEST(InstallationTree, HasTheFilesStartUpAndBackupLookForAndIsNeverOverwritten)
 
     // One existing file of the set is enough, and then nothing is created.
     QTemporaryDir partial;
-    ASSERT_TRUE(QDir().mkpath(partial.path() + u"/tutorial/DATABASE"_s));
     QFile stray(partial.path() + u"/tutorial/DATABASE/userdata.MDB"_s);
-    ASSERT_TRUE(stray.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(QDir().mkpath(partial.path() + u"/tutorial/DATABASE"_s) && stray.open(QIODevice::WriteOnly));
     stray.close();
     ExpectRefused(CreateInstallation(partial.path()), u"userdata.MDB"_s);
     EXPECT_EQ(Entries(partial.path()), QStringList{u"tutorial"_s});

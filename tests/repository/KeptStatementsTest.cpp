@@ -4,28 +4,15 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
-struct ShapeCase {
-    const char* sql;
-    const char* shape; // nullptr: the text is left to be compiled as it stands
-    std::vector<qint64> keys;
-};
-
-} // namespace
-
 TEST(KeyLiteralsTest, OnlyComparedIntegersBecomeParameters)
 {
-    const std::vector<ShapeCase> cases = {
+    // shape nullptr: the text is left to be compiled as it stands.
+    const struct { const char* sql; const char* shape; std::vector<qint64> keys; } cases[] = {
         {"SELECT * FROM tStep WHERE iStepWindowKey=123", "SELECT * FROM tStep WHERE iStepWindowKey=?", {123}},
-        {"DELETE FROM tObject WHERE iObjectWindowKey = 5 AND iObjectKey <> -7",
-         "DELETE FROM tObject WHERE iObjectWindowKey = ? AND iObjectKey <> ?",
-         {5, -7}},
+        {"DELETE FROM tObject WHERE iObjectWindowKey = 5 AND iObjectKey <> -7", "DELETE FROM tObject WHERE iObjectWindowKey = ? AND iObjectKey <> ?", {5, -7}},
         {"SELECT * FROM t WHERE a>=1 AND b<=2 AND c!=3", "SELECT * FROM t WHERE a>=? AND b<=? AND c!=?", {1, 2, 3}},
         // Quoted text, identifiers and names with digits are not literals.
-        {"SELECT * FROM t WHERE s='k=1' AND \"c=2\"=3 AND [x=4]=b4",
-         "SELECT * FROM t WHERE s='k=1' AND \"c=2\"=? AND [x=4]=b4",
-         {3}},
+        {"SELECT * FROM t WHERE s='k=1' AND \"c=2\"=3 AND [x=4]=b4", "SELECT * FROM t WHERE s='k=1' AND \"c=2\"=? AND [x=4]=b4", {3}},
         // Arithmetic after a column stays; a trailing semicolon is one statement.
         {"UPDATE t SET a=a-1 WHERE k=10;", "UPDATE t SET a=a-1 WHERE k=?;", {10}},
         {"SELECT * FROM t ORDER BY 1 LIMIT 3", nullptr, {}},
@@ -35,7 +22,7 @@ TEST(KeyLiteralsTest, OnlyComparedIntegersBecomeParameters)
         {"SELECT * FROM t WHERE k=1 -- k=2", nullptr, {}},
         {"SELECT * FROM t WHERE k=12345678901234567890", nullptr, {}},
     };
-    for (const ShapeCase& c : cases) {
+    for (const auto& c : cases) {
         QString shape;
         std::vector<qint64> keys;
         EXPECT_EQ(ParameterizeKeyLiterals(QString::fromUtf8(c.sql), &shape, &keys), c.shape != nullptr) << c.sql;

@@ -68,12 +68,10 @@ TEST_P(RecordsetTest, FieldNamesAreCaseInsensitive)
     ASSERT_FALSE(rs.Eof());
     EXPECT_EQ(std::tuple(rs.Text(u"sItemName"_s), rs.Text(u"SITEMNAME"_s), rs.Int(u"iitemcount"_s), rs.FieldNames().size()),
               std::tuple(u"Mixed"_s, u"Mixed"_s, 4, 5));
-    EXPECT_EQ(rs.KeyField().compare(u"iItemKey"_s, Qt::CaseInsensitive), 0);
+    EXPECT_EQ(rs.KeyField().toLower(), u"iitemkey"_s);
     // A column list is the statement's, also before the first read.
     Recordset some(u"SELECT sItemName, iItemCount FROM tItem"_s, conn);
-    const QStringList listed = some.FieldNames();
-    ASSERT_EQ(listed.size(), 2);
-    EXPECT_EQ(listed[1].compare(u"iItemCount"_s, Qt::CaseInsensitive), 0);
+    EXPECT_EQ(some.FieldNames().join(u',').toLower(), u"sitemname,iitemcount"_s);
     EXPECT_EQ(some.Int(u"iItemCount"_s), 4);
 
     // The same through [brackets] and an assignment with other casing.
@@ -167,17 +165,15 @@ TEST_P(RecordsetTest, AddingDoesNotReadTheTable)
 TEST_P(RecordsetTest, MovingOffAChangedRowWritesIt)
 {
     DB_ASSERT(add(u"a"_s, 1); add(u"b"_s, 2));
-    {
-        Recordset rs(u"SELECT * FROM tItem ORDER BY sItemName"_s, conn);
-        rs.SetValue(u"iItemCount"_s, 10);
-        EXPECT_EQ(rs.Int(u"iItemCount"_s), 10);
-        rs.MoveNext();
-        rs.SetValue(u"sItemDesc"_s, u"second"_s);
-        rs.AddNew(); // also writes the pending change
-        rs.SetValue(u"sItemName"_s, u"c"_s);
-        rs.MoveFirst(); // writes the new row
-        EXPECT_EQ(rs.RecordCount(), 3);
-    }
+    Recordset rs(u"SELECT * FROM tItem ORDER BY sItemName"_s, conn);
+    rs.SetValue(u"iItemCount"_s, 10);
+    EXPECT_EQ(rs.Int(u"iItemCount"_s), 10);
+    rs.MoveNext();
+    rs.SetValue(u"sItemDesc"_s, u"second"_s);
+    rs.AddNew(); // also writes the pending change
+    rs.SetValue(u"sItemName"_s, u"c"_s);
+    rs.MoveFirst(); // writes the new row
+    EXPECT_EQ(rs.RecordCount(), 3);
     EXPECT_EQ(Rows(conn, u"SELECT sItemName, sItemDesc, iItemCount FROM tItem ORDER BY sItemName"_s),
               (QStringList{u"a|<null>|10"_s, u"b|second|2"_s, u"c|<null>|7"_s}));
 }

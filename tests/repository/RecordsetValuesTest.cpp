@@ -16,16 +16,12 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
 const QString kKey = u"iValueKey"_s;
 const QString kText = u"sValueText"_s;
 const QString kNumber = u"iValueNumber"_s;
 const QString kBig = u"iValueBig"_s;
 const QString kReal = u"fValueReal"_s;
 const QString kFlag = u"bValueFlag"_s;
-
-} // namespace
 
 class RecordsetValuesTest : public BackendTest {
 protected:

@@ -4,6 +4,7 @@
 #include "repository/Schema.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 
 namespace dorvane::test {
@@ -64,15 +65,11 @@ QStringList Rows(Connection& conn, const QString& tableOrQuery, const QStringLis
 QStringList TableRows(Connection& conn, const QStringList& tables, const QStringList& without)
 {
     QStringList names = tables;
-    if (names.isEmpty()) {
-        for (const TableDef& table : RepositoryTables())
-            names << table.name;
-    }
+    for (const TableDef& table : tables.isEmpty() ? RepositoryTables() : std::vector<TableDef>())
+        names << table.name;
     QStringList rows;
-    for (const QString& table : names) {
-        for (const QString& row : Rows(conn, table, without))
-            rows << table + u':' + row;
-    }
+    for (const QString& table : names)
+        rows << Rows(conn, table, without).replaceInStrings(QRegularExpression(u"^"_s), table + u':');
     return rows;
 }
 

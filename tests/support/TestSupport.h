@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
