@@ -100,21 +100,12 @@ INSTANTIATE_TEST_SUITE_P(Backends, TutorialTest, ::testing::ValuesIn(TestBackend
 
 // --- files on disk --------------------------------------------------------
 
-qsizetype CountIn(const QString& path, const QString& sql)
-{
-    Connection connection;
-    connection.OpenFile(path);
-    return test::Rows(connection, sql).size();
-}
+qsizetype CountIn(const QString& path, const QString& sql) { Connection connection; connection.OpenFile(path); return test::Rows(connection, sql).size(); }
 
 QStringList Entries(const QString& dir) { return QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name); }
 
 // A refusal that names what is in the way.
-void ExpectRefused(const SetupResult& result, const QString& says)
-{
-    EXPECT_FALSE(result.ok);
-    EXPECT_TRUE(result.message.contains(says)) << result.message.toStdString();
-}
+void ExpectRefused(const SetupResult& result, const QString& says) { EXPECT_TRUE(!result.ok && result.message.contains(says)) << result.message.toStdString(); }
 
 TEST(InstallationTree, HasTheFilesStartUpAndBackupLookForAndIsNeverOverwritten)
 {
@@ -141,7 +132,6 @@ TEST(InstallationTree, HasTheFilesStartUpAndBackupLookForAndIsNeverOverwritten)
     const qint64 size = QFileInfo(files.tutorialRepository).size();
     ExpectRefused(CreateInstallation(root), u"already exists"_s);
     EXPECT_EQ(QFileInfo(files.tutorialRepository).size(), size);
-    EXPECT_GE(CountIn(files.tutorialRepository, u"SELECT * FROM tEnvironment"_s), 1);
 
     // One existing file of the set is enough, and then nothing is created.
     QTemporaryDir partial;

@@ -48,19 +48,10 @@ protected:
         DB_ASSERT(conn.Execute(u"CREATE TABLE %1 (%2)"_s.arg(name, columns.arg(db->autoKeyType(), db->textType()))));
     }
 
-    qint32 count(const QString& sql, Connection* on = nullptr)
-    {
-        Recordset rs(sql, on ? *on : conn);
-        return rs.RecordCount();
-    }
+    qint32 count(const QString& sql, Connection* on = nullptr) { return Recordset(sql, on ? *on : conn).RecordCount(); }
 
     // Rows() as another connection sees them: what has been committed.
-    QStringList committed(const QString& sql)
-    {
-        Connection other;
-        other.Open(db->connectionString());
-        return Rows(other, sql);
-    }
+    QStringList committed(const QString& sql) { Connection other; other.Open(db->connectionString()); return Rows(other, sql); }
 
     std::unique_ptr<TestDatabase> db;
     Connection conn;

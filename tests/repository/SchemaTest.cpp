@@ -12,10 +12,9 @@ namespace {
 // The tables of a repository, written out here rather than read from the
 // list the schema is built from.
 const QStringList kTables = {u"t3270"_s, u"tApp"_s, u"tClass"_s, u"tCycle"_s, u"tCycleProcess"_s, u"tEnvironment"_s,
-    u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tField"_s, u"tFileInstance"_s, u"tKeyword"_s, u"tKeywordRel"_s,
-    u"tMapType"_s, u"tObject"_s, u"tPlatform"_s, u"tProcess"_s, u"tProject"_s, u"tRecord"_s, u"tRequirement"_s, u"tRole"_s,
-    u"tSchedule"_s, u"tScheduleCycles"_s, u"tStep"_s, u"tStepWindow"_s, u"tTestTool"_s, u"tUser"_s, u"tUserVar"_s,
-    u"tVersion"_s, u"tWindow"_s};
+    u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tField"_s, u"tFileInstance"_s, u"tKeyword"_s, u"tKeywordRel"_s, u"tMapType"_s,
+    u"tObject"_s, u"tPlatform"_s, u"tProcess"_s, u"tProject"_s, u"tRecord"_s, u"tRequirement"_s, u"tRole"_s, u"tSchedule"_s,
+    u"tScheduleCycles"_s, u"tStep"_s, u"tStepWindow"_s, u"tTestTool"_s, u"tUser"_s, u"tUserVar"_s, u"tVersion"_s, u"tWindow"_s};
 
 QStringList lower(QStringList names)
 {
@@ -90,9 +89,9 @@ TEST_P(SchemaTest, RefusesToCreateItAgainAndNeverReusesKeys)
 
     // Link tables have their own auto-number too; emptying one does not
     // restart it.
-    DB_ASSERT(conn.Execute(u"INSERT INTO tKeywordRel (iKeywordRelKeywordKey) VALUES (7)"_s));
-    DB_ASSERT(conn.Execute(u"DELETE FROM tKeywordRel"_s));
-    DB_ASSERT(conn.Execute(u"INSERT INTO tKeywordRel (iKeywordRelKeywordKey) VALUES (8)"_s));
+    for (const QString& statement : {u"INSERT INTO tKeywordRel (iKeywordRelKeywordKey) VALUES (7)"_s, u"DELETE FROM tKeywordRel"_s,
+                                     u"INSERT INTO tKeywordRel (iKeywordRelKeywordKey) VALUES (8)"_s})
+        DB_ASSERT(conn.Execute(statement));
     EXPECT_EQ(Rows(conn, u"SELECT iKeywordRelKey FROM tKeywordRel"_s), QStringList{u"2"_s});
 }
 

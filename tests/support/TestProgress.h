@@ -18,10 +18,7 @@ public:
     void SetTitle(const QString& title) override { events << u"title:"_s + title; }
     void ShowWindow() override { visible = true; events << u"show"_s; }
     void SetAction(const QString& text) override { action = text; events << u"action:"_s + text; }
-    void SetRange(float minimum, float maximum) override
-    {
-        m_maximum = maximum; events << u"range:%1-%2"_s.arg(double(minimum)).arg(double(maximum));
-    }
+    void SetRange(float minimum, float maximum) override { m_maximum = maximum; events << u"range:%1-%2"_s.arg(double(minimum)).arg(double(maximum)); }
     void SetValue(float value) override { m_value = value; events << u"value:%1"_s.arg(double(value)); }
     float Value() const override { return m_value; }
     float Maximum() const override { return m_maximum; }

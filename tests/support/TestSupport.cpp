@@ -13,10 +13,7 @@ QString TestDsn() { return qEnvironmentVariable("DORVANE_TEST_DSN").trimmed(); }
 
 std::vector<std::string> TestBackends()
 {
-    std::vector<std::string> backends{"sqlite"};
-    if (!TestDsn().isEmpty())
-        backends.push_back("odbc");
-    return backends;
+    return TestDsn().isEmpty() ? std::vector<std::string>{"sqlite"} : std::vector<std::string>{"sqlite", "odbc"};
 }
 
 TestDatabase::TestDatabase(const std::string& backend) : m_backend(backend)
