@@ -2,8 +2,6 @@
 
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -18,25 +16,21 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        m_root = m_dir.path();
-        MakeFile(u"Tutorial/Database/UserData.mdb"_s);
-        MakeFile(u"Tutorial/Database/Tutorial.mdb"_s);
-        MakeFile(u"Tutorial/TestData.mdb"_s);
+        for (const QString& file : {u"Tutorial/Database/UserData.mdb"_s, u"Tutorial/Database/Tutorial.mdb"_s, u"Tutorial/TestData.mdb"_s})
+            MakeFile(file);
     }
 
     void MakeFile(const QString& relative)
     {
-        const QString full = m_root + u'/' + relative;
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(full).path()));
-        QFile file(full);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        QFile file(m_root + u'/' + relative);
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly));
     }
 
     // The temporary folder written the Windows way.
     QString Win(const QString& relative) const { return QString(m_root).replace(u'/', u'\\') + u'\\' + relative; }
 
     QTemporaryDir m_dir;
-    QString m_root;
+    QString m_root = m_dir.path();
 };
 
 TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
@@ -59,22 +53,19 @@ TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
     // neither spelling there, the first in code-point order ("DATABASE").
     MakeFile(u"Tutorial/database/Other.mdb"_s);
     MakeFile(u"Tutorial/DATABASE/Other.mdb"_s);
-    EXPECT_EQ(NativePath(Win(u"Tutorial\\database\\Other.mdb"_s)), m_root + u"/Tutorial/database/Other.mdb"_s);
-    EXPECT_EQ(NativePath(Win(u"Tutorial\\Database\\UserData.mdb"_s)), m_root + u"/Tutorial/Database/UserData.mdb"_s);
-    EXPECT_EQ(NativePath(Win(u"Tutorial\\dataBASE\\Other.mdb"_s)), m_root + u"/Tutorial/DATABASE/Other.mdb"_s);
+    for (const auto& [given, expected] : {std::pair(u"database\\Other"_s, u"database/Other"_s), std::pair(u"Database\\UserData"_s, u"Database/UserData"_s),
+                                          std::pair(u"dataBASE\\Other"_s, u"DATABASE/Other"_s)})
+        EXPECT_EQ(NativePath(Win(u"Tutorial\\"_s + given + u".mdb"_s)), m_root + u"/Tutorial/"_s + expected + u".mdb"_s);
 }
 
 TEST_F(FilePathsTest, RelativePathsResolveAgainstTheCurrentFolderAndStayRelative)
 {
     const QString saved = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(m_root));
-    const QString found = NativePath(u"tutorial\\database\\userdata.mdb"_s);
-    const QString dotted = NativePath(u".\\TUTORIAL\\TestData.mdb"_s);
-    const QString missing = NativePath(u"Nowhere\\database\\x.mdb"_s);
+    const QStringList resolved = {NativePath(u"tutorial\\database\\userdata.mdb"_s), NativePath(u".\\TUTORIAL\\TestData.mdb"_s),
+                                  NativePath(u"Nowhere\\database\\x.mdb"_s)};
     ASSERT_TRUE(QDir::setCurrent(saved));
-    EXPECT_EQ(found, u"Tutorial/Database/UserData.mdb"_s);
-    EXPECT_EQ(dotted, u"./Tutorial/TestData.mdb"_s);
-    EXPECT_EQ(missing, u"Nowhere/database/x.mdb"_s);
+    EXPECT_EQ(resolved, (QStringList{u"Tutorial/Database/UserData.mdb"_s, u"./Tutorial/TestData.mdb"_s, u"Nowhere/database/x.mdb"_s}));
 }
 
 } // namespace

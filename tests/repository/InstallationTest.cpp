@@ -1,7 +1,4 @@
-#include "repository/Connection.h"
-#include "repository/FilePaths.h"
 #include "repository/Installation.h"
-#include "repository/Recordset.h"
 #include "repository/Schema.h"
 #include "repository/RepositoryFixture.h"
 
@@ -12,15 +9,10 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <memory>
-
-using namespace Qt::StringLiterals;
-
 namespace dorvane {
 namespace {
 
 using test::TestBackends;
-using test::TestDatabase;
 
 // The table a foreign-key column points at, read from its name: a column
 // named like another table's key is that table's (iProcessKey in
@@ -52,59 +44,35 @@ const TableDef* ReferencedTable(const TableDef& table, const QString& column)
     return nullptr;
 }
 
-class ContentTest : public test::BackendTest {
-protected:
-    qint32 IntOf(const QString& sql, const QString& field)
-    {
-        Recordset rs(sql, conn);
-        return rs.Eof() ? -999 : rs.Int(field);
-    }
-};
+using ReferenceDataTest = test::BackendTest;
+using TutorialTest = test::BackendTest;
 
-using ReferenceDataTest = ContentTest;
-using TutorialTest = ContentTest;
-
-TEST_P(ReferenceDataTest, HoldsTheRowsTheProgramRefersTo)
+TEST_P(ReferenceDataTest, HoldsTheRowsTheProgramRefersToAndASecondBuildAddsNothing)
 {
     DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
-
-    // The system screen seeding names platforms 2 and 4 by key.
-    EXPECT_EQ(count(u"SELECT * FROM tPlatform WHERE iPlatformKey IN (2, 4)"_s), 2);
-    // Exactly one host platform, stored as -1.
-    EXPECT_EQ(count(u"SELECT * FROM tPlatform WHERE bPlatformIs3270 <> 0"_s), 1);
-    EXPECT_EQ(IntOf(u"SELECT * FROM tPlatform WHERE bPlatformIs3270 <> 0"_s, u"bPlatformIs3270"_s), -1);
-    EXPECT_EQ(IntOf(u"SELECT * FROM tPlatform WHERE bPlatformIs3270 <> 0"_s, u"iPlatformKey"_s), kPlatform3270);
-
+    // The system screen seeding names platforms 2 and 4 by key; exactly one
+    // host platform, stored as -1.
+    EXPECT_EQ(test::Rows(conn, u"SELECT iPlatformKey, bPlatformIs3270 FROM tPlatform WHERE iPlatformKey IN (2, 4) OR bPlatformIs3270 <> 0 "
+                               "ORDER BY bPlatformIs3270, iPlatformKey"_s),
+              (QStringList{u"%1|-1"_s.arg(kPlatform3270), u"2|0"_s, u"4|0"_s}));
     EXPECT_EQ(count(u"SELECT * FROM tTestTool WHERE sTestToolName = 'Mainframe'"_s), 1);
     EXPECT_GE(count(u"SELECT * FROM tTestTool"_s), 3);
-
     // The placeholder emulator exists but is never listed.
     EXPECT_EQ(count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s), 1);
-    DB_ASSERT(Recordset rs(u"SELECT * FROM t3270 WHERE i3270Key > 0"_s, conn); EXPECT_GE(rs.RecordCount(), 2);
-              for (; !rs.Eof(); rs.MoveNext()) EXPECT_GT(rs.Int(u"i3270Key"_s), 0););
+    EXPECT_GE(count(u"SELECT * FROM t3270 WHERE i3270Key > 0"_s), 2);
 
-    DB_ASSERT(Recordset platforms(u"SELECT * FROM tPlatform"_s, conn); EXPECT_EQ(platforms.RecordCount(), 4);
-              for (; !platforms.Eof(); platforms.MoveNext()) {
-                  const qint32 key = platforms.Int(u"iPlatformKey"_s);
-                  SCOPED_TRACE(key);
-                  EXPECT_EQ(count(u"SELECT * FROM tClass WHERE iClassPlatformKey=%1 AND "
-                                  "sClassPhysicalName = '[System]'"_s.arg(key)),
-                            1);
-                  EXPECT_GE(count(u"SELECT * FROM tClass WHERE iClassPlatformKey=%1"_s.arg(key)), 2);
-                  EXPECT_GE(count(u"SELECT * FROM tMapType WHERE iMapTypePlatformKey=%1"_s.arg(key)), 1);
-              });
-
-    // A plain repository has no environments and no applications.
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironment"_s), 0);
-    EXPECT_EQ(count(u"SELECT * FROM tApp"_s), 0);
-}
-
-TEST_P(ReferenceDataTest, ASecondBuildRefusesAndAddsNothing)
-{
-    DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
-    EXPECT_THROW(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData), DbError);
+    // Each of the four platforms has one [System] class, another class and a map type.
     EXPECT_EQ(count(u"SELECT * FROM tPlatform"_s), 4);
-    EXPECT_EQ(count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s), 1);
+    EXPECT_EQ(test::Rows(conn, u"SELECT iPlatformKey FROM tPlatform WHERE 1 <> (SELECT COUNT(*) FROM tClass WHERE iClassPlatformKey = "
+                               "tPlatform.iPlatformKey AND sClassPhysicalName = '[System]') OR 2 > (SELECT COUNT(*) FROM tClass WHERE "
+                               "iClassPlatformKey = tPlatform.iPlatformKey) OR 1 > (SELECT COUNT(*) FROM tMapType WHERE iMapTypePlatformKey = "
+                               "tPlatform.iPlatformKey)"_s),
+              QStringList());
+    // A plain repository has no environments and no applications.
+    EXPECT_EQ(count(u"SELECT * FROM tEnvironment"_s) + count(u"SELECT * FROM tApp"_s), 0);
+
+    EXPECT_THROW(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData), DbError);
+    EXPECT_EQ(count(u"SELECT * FROM tPlatform"_s) + count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s), 5);
 }
 
 TEST_P(TutorialTest, EveryForeignKeyPointsAtARowOrIsZero)
@@ -132,106 +100,69 @@ INSTANTIATE_TEST_SUITE_P(Backends, TutorialTest, ::testing::ValuesIn(TestBackend
 
 // --- files on disk --------------------------------------------------------
 
-qint32 CountIn(const QString& path, const QString& sql)
-{
-    Connection connection;
-    connection.OpenFile(path);
-    Recordset rs(sql, connection);
-    return rs.RecordCount();
-}
+qsizetype CountIn(const QString& path, const QString& sql) { Connection connection; connection.OpenFile(path); return test::Rows(connection, sql).size(); }
 
-QStringList Entries(const QString& dir)
-{
-    return QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
-}
+QStringList Entries(const QString& dir) { return QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name); }
 
-TEST(InstallationTree, HasTheFilesStartUpAndBackupLookFor)
+// A refusal that names what is in the way.
+void ExpectRefused(const SetupResult& result, const QString& says) { EXPECT_TRUE(!result.ok && result.message.contains(says)) << result.message.toStdString(); }
+
+TEST(InstallationTree, HasTheFilesStartUpAndBackupLookForAndIsNeverOverwritten)
 {
     QTemporaryDir dir;
     const QString root = dir.path();
-    const SetupResult result = CreateInstallation(root);
-    ASSERT_TRUE(result.ok) << result.message.toStdString();
+    ASSERT_TRUE(CreateInstallation(root).ok);
 
-    EXPECT_EQ(Entries(root), (QStringList {u"Tutorial"_s, u"UserData.mdb"_s, u"ZentrixBackup.mdb"_s}));
+    EXPECT_EQ(Entries(root), (QStringList{u"Tutorial"_s, u"UserData.mdb"_s, u"ZentrixBackup.mdb"_s}));
     // "Tutorial\database" and "Tutorial\Database" are one folder.
-    EXPECT_EQ(Entries(root + u"/Tutorial"_s), (QStringList {u"Database"_s, u"Environments"_s, u"TestData.mdb"_s}));
-    EXPECT_EQ(Entries(root + u"/Tutorial/Database"_s), (QStringList {u"Tutorial.mdb"_s, u"UserData.mdb"_s}));
+    EXPECT_EQ(Entries(root + u"/Tutorial"_s), (QStringList{u"Database"_s, u"Environments"_s, u"TestData.mdb"_s}));
+    EXPECT_EQ(Entries(root + u"/Tutorial/Database"_s), (QStringList{u"Tutorial.mdb"_s, u"UserData.mdb"_s}));
     EXPECT_TRUE(QFileInfo(root + u"/Tutorial/Environments/Backups"_s).isDir());
 
     // Every file opens the way start-up names it.
     const InstallationFiles files(root);
-    for (const QString& path :
-         {files.backupTemplate, files.userData, files.tutorialRepository, files.tutorialTestData, files.tutorialUserData}) {
-        Connection connection;
-        DB_ASSERT(connection.OpenFile(path));
-    }
+    for (const QString& path : {files.backupTemplate, files.userData, files.tutorialRepository, files.tutorialTestData, files.tutorialUserData})
+        DB_ASSERT(Connection connection; connection.OpenFile(path));
     Connection tutorial;
-    DB_ASSERT(
-        tutorial.Open(u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source="_s + root + u"\\Tutorial\\Database\\Tutorial.mdb;"_s));
+    DB_ASSERT(tutorial.Open(u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source="_s + root + u"\\Tutorial\\Database\\Tutorial.mdb;"_s));
     DB_ASSERT(Recordset rs(u"SELECT * FROM tEnvironment"_s, tutorial); EXPECT_GE(rs.RecordCount(), 1));
     EXPECT_FALSE(tutorial.TableColumns(u"tApp"_s).contains(u"iOriginalAppKey"_s, Qt::CaseInsensitive));
-}
+    tutorial.Close();
 
-TEST(InstallationTree, RefusesToOverwriteAndCreatesNothingThen)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(CreateInstallation(dir.path()).ok);
-    const QString tutorial = dir.path() + u"/Tutorial/Database/Tutorial.mdb"_s;
-    const qint64 size = QFileInfo(tutorial).size();
-
-    const SetupResult again = CreateInstallation(dir.path());
-    EXPECT_FALSE(again.ok);
-    EXPECT_TRUE(again.message.contains(u"already exists"_s)) << again.message.toStdString();
-    EXPECT_EQ(QFileInfo(tutorial).size(), size);
-    EXPECT_GE(CountIn(tutorial, u"SELECT * FROM tEnvironment"_s), 1);
+    const qint64 size = QFileInfo(files.tutorialRepository).size();
+    ExpectRefused(CreateInstallation(root), u"already exists"_s);
+    EXPECT_EQ(QFileInfo(files.tutorialRepository).size(), size);
 
     // One existing file of the set is enough, and then nothing is created.
     QTemporaryDir partial;
-    ASSERT_TRUE(QDir().mkpath(partial.path() + u"/tutorial/DATABASE"_s));
     QFile stray(partial.path() + u"/tutorial/DATABASE/userdata.MDB"_s);
-    ASSERT_TRUE(stray.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(QDir().mkpath(partial.path() + u"/tutorial/DATABASE"_s) && stray.open(QIODevice::WriteOnly));
     stray.close();
-    const SetupResult refused = CreateInstallation(partial.path());
-    EXPECT_FALSE(refused.ok);
-    EXPECT_TRUE(refused.message.contains(u"userdata.MDB"_s)) << refused.message.toStdString();
-    EXPECT_EQ(Entries(partial.path()), QStringList {u"tutorial"_s});
+    ExpectRefused(CreateInstallation(partial.path()), u"userdata.MDB"_s);
+    EXPECT_EQ(Entries(partial.path()), QStringList{u"tutorial"_s});
 }
 
-TEST(RepositoryFile, HasReferenceDataAndRefusesAnExistingFile)
+TEST(RepositoryFileAndSharedFolder, HoldTheirDataAndRefuseAnExistingFile)
 {
     QTemporaryDir dir;
     const QString path = dir.path() + u"/Repo.mdb"_s;
-    const SetupResult created = CreateRepositoryFile(path);
-    ASSERT_TRUE(created.ok) << created.message.toStdString();
-    EXPECT_EQ(CountIn(path, u"SELECT * FROM tPlatform"_s), 4);
+    ASSERT_TRUE(CreateRepositoryFile(path).ok);
     EXPECT_EQ(CountIn(path, u"SELECT * FROM tEnvironment"_s), 0);
-
-    const SetupResult again = CreateRepositoryFile(path);
-    EXPECT_FALSE(again.ok);
-    EXPECT_TRUE(again.message.contains(u"already exists"_s)) << again.message.toStdString();
+    ExpectRefused(CreateRepositoryFile(path), u"already exists"_s);
     EXPECT_EQ(CountIn(path, u"SELECT * FROM tPlatform"_s), 4);
-
     // A file that cannot be created leaves nothing behind.
-    const SetupResult nowhere = CreateRepositoryFile(dir.path() + u"/missing/Repo.mdb"_s);
-    EXPECT_FALSE(nowhere.ok);
+    EXPECT_FALSE(CreateRepositoryFile(dir.path() + u"/missing/Repo.mdb"_s).ok);
     EXPECT_FALSE(QFileInfo::exists(dir.path() + u"/missing"_s));
-}
 
-TEST(SharedFolder, HoldsTestDataAndTheFoldersAndKeepsWhatIsThere)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(QDir().mkpath(dir.path() + u"/Apps/OE"_s));
-    const SetupResult created = CreateSharedFolder(dir.path());
-    ASSERT_TRUE(created.ok) << created.message.toStdString();
-    EXPECT_EQ(Entries(dir.path()), (QStringList {u"Apps"_s, u"Environments"_s, u"testdata.mdb"_s}));
-    EXPECT_TRUE(QFileInfo(dir.path() + u"/Apps/OE"_s).isDir());
-    EXPECT_TRUE(QFileInfo(dir.path() + u"/Environments/Backups"_s).isDir());
+    // The shared folder keeps what is there.
+    QTemporaryDir shared;
+    ASSERT_TRUE(QDir().mkpath(shared.path() + u"/Apps/OE"_s));
+    ASSERT_TRUE(CreateSharedFolder(shared.path()).ok);
+    EXPECT_EQ(Entries(shared.path()), (QStringList{u"Apps"_s, u"Environments"_s, u"testdata.mdb"_s}));
+    EXPECT_TRUE(QFileInfo(shared.path() + u"/Apps/OE"_s).isDir() && QFileInfo(shared.path() + u"/Environments/Backups"_s).isDir());
     Connection testData;
-    DB_ASSERT(testData.OpenFile(dir.path() + u"/testdata.mdb"_s));
-
-    const SetupResult again = CreateSharedFolder(dir.path());
-    EXPECT_FALSE(again.ok);
-    EXPECT_TRUE(again.message.contains(u"testdata.mdb"_s)) << again.message.toStdString();
+    DB_ASSERT(testData.OpenFile(shared.path() + u"/testdata.mdb"_s));
+    ExpectRefused(CreateSharedFolder(shared.path()), u"testdata.mdb"_s);
 }
 
 } // namespace

@@ -76,6 +76,7 @@ TEST_F(RegistryTest, ValuesReadWithTheRegistrysRules)
         utf16.append(static_cast<char>(c.unicode() & 0xFF)).append(static_cast<char>(c.unicode() >> 8));
     const QString wow = uR"([HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Bramlund\Zentrix])"_s;
     const QByteArray tutorial = Values(uR"("ActiveDB"="Tutorial")"_s).mid(kV5.size()); // without the header
+    const QString noKey = u"no key|ActiveDB=-/-"_s;
     struct Case { QByteArray file; QString reads; };
     const std::vector<Case> cases = {
         // Text and numbers; a missing value is empty.
@@ -109,12 +110,8 @@ TEST_F(RegistryTest, ValuesReadWithTheRegistrysRules)
         {Export(kOther + uR"(|"ActiveDB"="T"|[HKEY_CURRENT_USER\SOFTWARE\Bramlund\Zentrix]|"ActiveDB"="T"|)"
                          uR"([HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\ZentrixOld]|"ActiveDB"="T")"_s), u"no key|ActiveDB=-/-|IsLocalDatabase=-/-"_s},
         // No export: no header, another version's, after a blank line, REGEDIT5, empty, binary.
-        {tutorial, u"no key|ActiveDB=-/-"_s},
-        {"Windows Registry Editor Version 4.00\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
-        {"\r\nREGEDIT4\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
-        {"REGEDIT5\r\n" + tutorial, u"no key|ActiveDB=-/-"_s},
-        {QByteArray(), u"no key|ActiveDB=-/-"_s},
-        {QByteArray("\x00\x01\xFF\xFE\x00", 5), u"no key|ActiveDB=-/-"_s},
+        {tutorial, noKey}, {"Windows Registry Editor Version 4.00\r\n" + tutorial, noKey}, {"\r\nREGEDIT4\r\n" + tutorial, noKey},
+        {"REGEDIT5\r\n" + tutorial, noKey}, {QByteArray(), noKey}, {QByteArray("\x00\x01\xFF\xFE\x00", 5), noKey},
         // A bracket line ends the section before it, even unclosed; a header
         // followed by a comment opens its key, by anything else nothing.
         {Values(uR"("ActiveDB"="T"|[HKEY_LOCAL_MACHINE\SOFTWARE\Bramlund\Other|"ExePath"="/o")"_s), uR"(ActiveDB="T"/-|ExePath=-/-)"_s},
@@ -171,9 +168,8 @@ TEST_F(RegistryTest, AnUnusableSettingsFileIsReportedByName)
     };
     QFile::remove(path());
     expectProblem(u"does not exist"_s);
+    // An .ini file: CliSettings.AnUnusableSettingsFileIsNamed.
     write(QByteArray());
-    expectProblem(u"is not a registry export"_s);
-    write("[Zentrix]\nActiveDB=Tutorial\n");
     expectProblem(u"is not a registry export"_s);
     QFile::remove(path());
     QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);

@@ -8,44 +8,26 @@
 
 namespace dorvane::test {
 
+using namespace Qt::StringLiterals;
+
 // Records what a long operation shows in its progress window, one entry per
 // call: "title:T", "show", "action:A", "range:0-5", "value:3", "refresh",
 // "yield", "hide". Keeps the bar's value and maximum like the real window.
 class RecordingProgress : public ProgressSink {
 public:
-    void SetTitle(const QString& title) override { events << QStringLiteral("title:") + title; }
-    void ShowWindow() override
-    {
-        visible = true;
-        events << QStringLiteral("show");
-    }
-    void SetAction(const QString& text) override
-    {
-        action = text;
-        events << QStringLiteral("action:") + text;
-    }
-    void SetRange(float minimum, float maximum) override
-    {
-        m_maximum = maximum;
-        events << QStringLiteral("range:%1-%2").arg(double(minimum)).arg(double(maximum));
-    }
-    void SetValue(float value) override
-    {
-        m_value = value;
-        events << QStringLiteral("value:%1").arg(double(value));
-    }
+    void SetTitle(const QString& title) override { events << u"title:"_s + title; }
+    void ShowWindow() override { visible = true; events << u"show"_s; }
+    void SetAction(const QString& text) override { action = text; events << u"action:"_s + text; }
+    void SetRange(float minimum, float maximum) override { m_maximum = maximum; events << u"range:%1-%2"_s.arg(double(minimum)).arg(double(maximum)); }
+    void SetValue(float value) override { m_value = value; events << u"value:%1"_s.arg(double(value)); }
     float Value() const override { return m_value; }
     float Maximum() const override { return m_maximum; }
-    void Refresh() override { events << QStringLiteral("refresh"); }
-    void Yield() override { events << QStringLiteral("yield"); }
-    void HideWindow() override
-    {
-        visible = false;
-        events << QStringLiteral("hide");
-    }
+    void Refresh() override { events << u"refresh"_s; }
+    void Yield() override { events << u"yield"_s; }
+    void HideWindow() override { visible = false; events << u"hide"_s; }
 
     // The entries that start with `prefix`.
-    QStringList matching(const QString& prefix) const { return events.filter(QRegularExpression(QLatin1Char('^') + QRegularExpression::escape(prefix))); }
+    QStringList matching(const QString& prefix) const { return events.filter(QRegularExpression(u'^' + QRegularExpression::escape(prefix))); }
 
     QStringList events;
     QString action;

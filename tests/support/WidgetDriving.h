@@ -12,6 +12,8 @@
 #include <QTabWidget>
 #include <QTest>
 
+#include <type_traits>
+
 namespace dorvane::test {
 
 // Replaces the text of a box by typing: select all, then type.
@@ -41,28 +43,20 @@ inline void Select(QListWidget* list, const QString& text)
     list->setCurrentRow(row);
 }
 
-inline QStringList Items(const QListWidget* list)
+// The texts of a list's entries, a drop-down's entries or a tab bar's captions.
+template <typename Widget>
+QStringList Items(const Widget* widget)
 {
     QStringList texts;
-    for (int i = 0; i < list->count(); ++i)
-        texts << list->item(i)->text();
+    for (int i = 0; i < widget->count(); ++i) {
+        if constexpr (std::is_same_v<Widget, QListWidget>)
+            texts << widget->item(i)->text();
+        else if constexpr (std::is_same_v<Widget, QComboBox>)
+            texts << widget->itemText(i);
+        else
+            texts << widget->tabText(i);
+    }
     return texts;
-}
-
-inline QStringList Items(const QComboBox* combo)
-{
-    QStringList texts;
-    for (int i = 0; i < combo->count(); ++i)
-        texts << combo->itemText(i);
-    return texts;
-}
-
-inline QStringList Items(const QTabWidget* tabs)
-{
-    QStringList captions;
-    for (int i = 0; i < tabs->count(); ++i)
-        captions << tabs->tabText(i);
-    return captions;
 }
 
 } // namespace dorvane::test

@@ -8,8 +8,6 @@
 namespace dorvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-
 UserFields jane(const QString& id = u"jsmith"_s) { return {id, u"Jane"_s, u"Smith"_s, u"jane@example.com"_s, u"4711"_s, u"QA"_s, u"Secret1"_s, u"Secret1"_s}; }
 
 const QString kNoCurrent = u"Either BOF or EOF is True, or the current record has been deleted. Requested operation requires a current record."_s;
