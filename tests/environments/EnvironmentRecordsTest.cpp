@@ -47,21 +47,6 @@ TEST(EnvironmentNames, SaveAsAloneReplacesTheFullStopAndOnlySafeFolderNamesAreAc
     }
 }
 
-// Save, Save As, Delete and the tabs after each step of the definition pane.
-TEST(EnvironmentControls, FollowTheStatesOfTheDefinitionPane)
-{
-    using C = EnvironDefinitionControls;
-    const C loaded = EnvironControlsAfterOpen(), renamed = EnvironControlsAfterEdit(loaded, EnvironField::Name, false);
-    const C typedNew = EnvironControlsAfterEdit(EnvironControlsAfterNew(), EnvironField::Name, true);
-    const QList<C> states = {EnvironControlsAfterNew(), typedNew, loaded, renamed,
-                             EnvironControlsAfterEdit(loaded, EnvironField::Description, false),
-                             EnvironControlsAfterEdit(renamed, EnvironField::Description, false), // Save As as the name made it
-                             EnvironControlsAfterSave(renamed), EnvironControlsAfterSave(typedNew)}; // Delete as before the save
-    EXPECT_TRUE(states == QList<C>({{}, {true, false, false, false}, {false, false, true, true}, {true, true, true, true},
-                                    {true, false, true, true}, {true, true, true, true}, {false, false, true, true},
-                                    {false, false, false, true}}));
-}
-
 // One prompt for both parts; Yes saves both and the configuration's outcome
 // replaces the definition's; No leaves, Cancel stays.
 TEST(EnvironmentEditState, OnePromptForBothPartsAndYesSavesBoth)
