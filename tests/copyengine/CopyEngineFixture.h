@@ -136,6 +136,12 @@ protected:
             result.push_back(rs.Int(column));
         return result;
     }
+    // The key of the first row a statement selects, 0 when none.
+    qint32 firstKey(const QString& sql)
+    {
+        Recordset rs(sql, conn);
+        return rs.Eof() ? 0 : rs.Int(FindTable(rs.TableName())->key);
+    }
     qint32 count(const QString& sql)
     {
         Recordset rs(sql, conn);
@@ -165,6 +171,8 @@ protected:
     QStringList dump() { return TableRows(conn); }
     // The messages shown, for a failure's description.
     std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
+    // The messages shown so far, which are checked and gone.
+    QStringList taken() { return std::exchange(messages.shown, QStringList()); }
 
     // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail.
     void abortOn(const QString& table, const QString& event)
