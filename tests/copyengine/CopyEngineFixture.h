@@ -193,6 +193,14 @@ protected:
         conn.Execute(db->isOdbc() ? u"DROP TRIGGER %1 ON %2"_s.arg(name, table) : u"DROP TRIGGER %1"_s.arg(name));
     }
 
+    // The one message shown, starting with `prefix`; checked and gone.
+    void expectMessage(const QString& prefix)
+    {
+        ASSERT_EQ(messages.shown.size(), 1) << shown();
+        EXPECT_TRUE(messages.shown.first().startsWith(prefix)) << shown();
+        messages.shown.clear();
+    }
+
     // The one message shown, which must start with `prefix` followed
     // directly by the database's description of the aborted write.
     void expectFailure(const QString& prefix)

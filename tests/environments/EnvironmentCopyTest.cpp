@@ -77,7 +77,6 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
     }
 
     busy.begun = busy.ended = 0;
-    progress.events.clear();
     prompt.labels.clear();
     prompt.answers = {u"2.5"_s, u"3.5"_s, u"5.0"_s};
     const EnvironOutcome saved = saveAs(u"Release 2.0"_s);
@@ -88,9 +87,7 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
     EXPECT_TRUE(saved.ClearForm && saved.RefreshEnvironList && saved.RefreshEnvironAppVerList && saved.RefreshEnvironUsers);
     EXPECT_TRUE(definition.EnvironIsNew());
     EXPECT_FALSE(conn.InTransaction() || testData.InTransaction() || progress.visible);
-    EXPECT_EQ(progress.matching(u"title:"_s), QStringList{u"title:Environment Copy progress..."_s});
-    EXPECT_EQ(busy.begun, 1);
-    EXPECT_EQ(busy.ended, 1);
+    EXPECT_TRUE(busy.begun == 1 && busy.ended == 1);
     // Nothing of the source changed.
     const QStringList after = dump();
     for (const QString& row : before)
