@@ -136,6 +136,12 @@ protected:
             result.push_back(rs.Int(column));
         return result;
     }
+    // The key of the first row a statement selects, 0 when none.
+    qint32 firstKey(const QString& sql)
+    {
+        Recordset rs(sql, conn);
+        return rs.Eof() ? 0 : rs.Int(FindTable(rs.TableName())->key);
+    }
     qint32 count(const QString& sql)
     {
         Recordset rs(sql, conn);
@@ -165,6 +171,8 @@ protected:
     QStringList dump() { return TableRows(conn); }
     // The messages shown, for a failure's description.
     std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
+    // The messages shown so far, which are checked and gone.
+    QStringList taken() { return std::exchange(messages.shown, QStringList()); }
 
     // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail.
     void abortOn(const QString& table, const QString& event)
@@ -183,6 +191,14 @@ protected:
     {
         const QString name = u"abort_%1_%2"_s.arg(table, event).toLower();
         conn.Execute(db->isOdbc() ? u"DROP TRIGGER %1 ON %2"_s.arg(name, table) : u"DROP TRIGGER %1"_s.arg(name));
+    }
+
+    // The one message shown, starting with `prefix`; checked and gone.
+    void expectMessage(const QString& prefix)
+    {
+        ASSERT_EQ(messages.shown.size(), 1) << shown();
+        EXPECT_TRUE(messages.shown.first().startsWith(prefix)) << shown();
+        messages.shown.clear();
     }
 
     // The one message shown, which must start with `prefix` followed

@@ -28,35 +28,6 @@ KeyMap& batch(KeyMap& map, std::initializer_list<std::pair<qint32, qint32>> pair
 
 } // namespace
 
-// Lengths passed of 0 and below, and keys not stored, are left to the
-// comparison with a linear scan below.
-TEST(KeyMapTest, FirstMatchWinsARunStartsOverAndAReplacedMapHoldsTheLastBatch)
-{
-    KeyMap map;
-    batch(map, {{10, 100}, {11, 110}});
-    batch(map, {{10, 200}, {12, 120}});  // the same version copied again
-    EXPECT_EQ(LookupNewKey(map, 10, map.Length()), 100);
-    EXPECT_EQ(LookupNewKey(map, 12, 4), 120);
-    EXPECT_EQ(LookupNewKey(map, 12, 3), 0);
-
-    // The next run refills from position 1; what lay beyond is gone.
-    map.ResetLength();
-    map.Grow(2);
-    map.StoreNext(12, 300);
-    EXPECT_EQ(map.Size(), 2);
-    EXPECT_EQ(LookupNewKey(map, 12, map.Length()), 300);
-    EXPECT_EQ(LookupNewKey(map, 10, map.Length()), 0);
-    EXPECT_EQ(LookupNewKey(map, 11, 3), 0);
-
-    // Replacing keeps the last batch only; an empty batch keeps the map.
-    map.Replace(1);
-    map.StoreNext(7, 70);
-    EXPECT_EQ(LookupNewKey(map, 12, 2), 0);
-    map.Replace(0);
-    EXPECT_EQ(map.BatchCount(), 0);
-    EXPECT_EQ(LookupNewKey(map, 7, map.Length()), 70);
-}
-
 // Random growth, replacement, resets and stores against a plain two-row
 // table scanned from position 1.
 TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
@@ -72,7 +43,8 @@ TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
             const qint32 n = pick(0, 4);
             if (action == 0) {
                 map.Grow(n);
-                rows.resize(size_t(length += n));
+                if (n > 0) // a batch of 0 rows keeps the storage, beyond a reset length too
+                    rows.resize(size_t(length += n));
                 std::fill(rows.end() - n, rows.end(), std::pair<qint32, qint32>());
             } else if (action == 1) {
                 map.Replace(n);
@@ -87,9 +59,10 @@ TEST(KeyMapTest, AgreesWithALinearScanOfTheTable)
                 map.Store(qint32(&row - rows.data()) + 1, row.first, row.second);
             }
             ASSERT_EQ(map.Length(), length);
+            ASSERT_EQ(map.Size(), qint32(rows.size()));
             for (qint32 key = 0; key <= 5; ++key) {
-                for (qint32 searched = -1; searched <= qint32(rows.size()); ++searched) {
-                    const auto end = rows.begin() + std::max(searched, 0);
+                for (qint32 searched = -1; searched <= qint32(rows.size()) + 2; ++searched) {
+                    const auto end = rows.begin() + std::clamp(searched, 0, qint32(rows.size()));
                     const auto first = std::find_if(rows.begin(), end, [key](const auto& row) { return row.first == key; });
                     ASSERT_EQ(LookupNewKey(map, key, searched), first == end ? 0 : first->second) << round << "/" << step;
                 }

@@ -140,7 +140,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     const QStringList before = canonical();
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
     EXPECT_EQ(filesInFolder(), QStringList{today()});
-    EXPECT_TRUE(progress.events.contains(u"title:Environment backup progress..."_s));
     EXPECT_FALSE(progress.visible);
     EXPECT_EQ(CountBackupFile(backups->LastBackupFile()).versions, 3);
     const QString file = backups->LastBackupFile();
@@ -175,7 +174,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
         QStringList dangling;
         EXPECT_EQ(canonical(&dangling), before);
         EXPECT_TRUE(dangling.isEmpty()) << "the old schedule's cycle links went with it: " << dangling.join(u'\n').toStdString();
-        EXPECT_TRUE(messages.shown.isEmpty()) << shown();
         ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
     }
 
@@ -214,30 +212,26 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
     addWindow(r.billing10, u"frmLate"_s);
     const QStringList before = dump();
     EXPECT_FALSE(backups->RestoreEnvironment(other, file));
-    EXPECT_EQ(messages.shown, QStringList{u"The backup %1 belongs to environment \"Release 1\" and cannot be restored "
+    EXPECT_EQ(taken(), QStringList{u"The backup %1 belongs to environment \"Release 1\" and cannot be restored "
                                           u"into environment \"Other\". Nothing was changed."_s.arg(today())});
     EXPECT_EQ(dump(), before);
-    messages.shown.clear();
     abortOn(u"tStep"_s, u"INSERT"_s);
     EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
     expectFailure(u"Error while copying Steps:"_s);
     dropAbort(u"tStep"_s, u"INSERT"_s);
     EXPECT_EQ(dump(), before);
     EXPECT_FALSE(backups->RestoreEnvironment(environment, file + u".missing"_s));
-    EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while restoring environment: Could not find file"_s)) << shown();
-    EXPECT_EQ(messages.shown.size(), 1);
+    expectMessage(u"Error while restoring environment: Could not find file"_s);
     EXPECT_EQ(dump(), before);
-    messages.shown.clear();
     if (db->isOdbc()) {
         // A server that goes away in the middle of a restore: the message says so.
         conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_hang_up() RETURNS trigger LANGUAGE plpgsql AS "
                      u"$$ BEGIN PERFORM pg_terminate_backend(pg_backend_pid()); RETURN NEW; END $$"_s);
         conn.Execute(u"CREATE TRIGGER hang_up BEFORE INSERT ON tStep FOR EACH ROW EXECUTE FUNCTION dorvane_hang_up()"_s);
         EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
-        EXPECT_TRUE(messages.shown.value(0).startsWith(u"Error while copying Steps:"_s + kConnectionLostText)) << shown();
+        expectMessage(u"Error while copying Steps:"_s + kConnectionLostText);
         conn.Execute(u"DROP TRIGGER hang_up ON tStep"_s);
         EXPECT_EQ(dump(), before);
-        messages.shown.clear();
     }
     // Release 1 deleted and created again: a new key, the same name.
     for (const QString& sql : {u"DELETE FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s, u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s,
@@ -245,13 +239,14 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
         conn.Execute(sql.arg(environment));
     const qint32 again = addEnvironment(kRelease);
     const QStringList recreated = dump();
+    const QString question = u"The backup %1 was made of environment \"Release 1\", which no longer exists. Restore it into environment \"Release 1\"?"_s.arg(today());
     messages.Queue(Answer::No);
     EXPECT_FALSE(backups->RestoreEnvironment(again, file));
-    EXPECT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.value(0).contains(u"which no longer exists. Restore it into environment \"Release 1\"?"_s)) << shown();
+    EXPECT_EQ(taken(), QStringList{question});
     EXPECT_EQ(dump(), recreated);
     messages.Queue(Answer::Yes);
     EXPECT_TRUE(backups->RestoreEnvironment(again, file)) << shown();
+    EXPECT_EQ(taken(), QStringList{question});
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(again)), 3);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(again)), 2);
 }
@@ -264,13 +259,10 @@ TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
         SCOPED_TRACE(name.toStdString());
         const qint32 key = addEnvironment(name);
         EXPECT_FALSE(backups->BackupEnvironment(key));
-        ASSERT_EQ(messages.shown.size(), 1);
-        EXPECT_TRUE(messages.shown.first().startsWith(u"Error while backing up environment: The environment name \""_s))
-            << messages.shown.first().toStdString();
+        expectMessage(u"Error while backing up environment: The environment name \""_s);
         EXPECT_FALSE(backups->AskAndBackUp(key, name));
         EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
-        EXPECT_EQ(messages.shown.size(), 3);
-        messages.shown.clear();
+        EXPECT_EQ(taken().size(), 2);
     }
     EXPECT_TRUE(chooser.folders.isEmpty());
     // Nothing was written anywhere below the test folder but the backups.
@@ -292,9 +284,8 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListe
     const qint32 key = addEnvironment(kRelease);
     registerUser(key, addUser(u"jo"_s));
     EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
-    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
+    EXPECT_EQ(taken(), QStringList{u"This Environment has no backups to restore."_s});
     EXPECT_TRUE(chooser.folders.isEmpty());
-    messages.shown.clear();
 
     const QString host = QSysInfo::machineHostName();
     // The process numbers of two killed backups: processes that ran and are gone.
@@ -341,7 +332,6 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListe
     chooser.cancel = true;
     EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
     EXPECT_EQ(dump(), before);
-    EXPECT_TRUE(messages.shown.isEmpty());
 }
 
 // Failures of the file system name their cause and leave no file behind.
@@ -387,7 +377,7 @@ TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLo
     EXPECT_EQ(backups->LastBackupFile(), installation + u"\\Tutorial\\Environments\\Backups\\"_s + name + u'\\' + today());
     EXPECT_TRUE(QFileInfo::exists(lastFile()));
     EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
-    EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
+    EXPECT_EQ(taken(), QStringList{u"This Environment has no backups to restore."_s});
     // Started on the tutorial, the shared resource path is its folder.
     EnvironmentBackup started(*backup, installation + u"\\Tutorial"_s);
     EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << shown();

@@ -52,8 +52,10 @@ protected:
         DB_ASSERT(testData.OpenFile(path));
     }
 
+    // Every message a test provokes is checked (and cleared) by the test.
     void TearDown() override
     {
+        EXPECT_TRUE(messages.shown.isEmpty()) << "messages left unchecked: " << shown();
         testData.Close();
         CopyEngineTest::TearDown();
     }
@@ -191,9 +193,7 @@ protected:
     // The key of the environment stored under `name`, 0 when none.
     qint32 environmentNamed(const QString& name)
     {
-        const std::vector<qint32> keys =
-            ints(u"SELECT * FROM tEnvironment WHERE sEnvironmentName='%1'"_s.arg(QuoteSql(name)), u"iEnvironmentKey"_s);
-        return keys.empty() ? 0 : keys.front();
+        return firstKey(u"SELECT * FROM tEnvironment WHERE sEnvironmentName='%1'"_s.arg(QuoteSql(name)));
     }
 
     // Every row of the test data database's tables.
