@@ -13,11 +13,7 @@ protected:
     RepositoryContent content() const override { return RepositoryContent::Tutorial; }
 
     qint32 appKey(const QString& name) { return Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppName='%1'"_s.arg(name)).value(0).toInt(); }
-    void addToEnvironment(qint32 environment, qint32 version)
-    {
-        add(u"tEnvironmentDetail"_s,
-            {{u"iEnvironKey"_s, environment}, {u"iEnvironVerKey"_s, version}, {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}});
-    }
+    void addToEnvironment(qint32 env, qint32 version) { add(u"tEnvironmentDetail"_s, {{u"iEnvironKey"_s, env}, {u"iEnvironVerKey"_s, version}, {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}}); }
     // The version contents deletion, every call recorded; one that must not be reached.
     DeleteContents recording() { return [this](qint32 v) { calls.push_back(v); return DeleteVersionContents(v, conn, messages); }; }
     static bool unreachable(qint32 v) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }

@@ -77,16 +77,11 @@ TEST(CliUsage, HelpAndVersion)
 TEST(CliUsage, MistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
 {
     const std::vector<Want> runs = {
-        {QString(), 2, u"…usage: dorvanectl…"_s},
-        {u"frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
-        {u"help|frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
-        {u"--verbose|info"_s, 2, u"…Unknown option: --verbose…"_s},
-        {u"--registry"_s, 2, u"…--registry needs a file name…"_s},
-        {u"--registry||delete-environment|X"_s, 2, u"…--registry needs a file name…"_s},
-        {u"--registry=|info"_s, 2, u"…--registry needs a file name…"_s},
-        {u"info|--registry|x.reg"_s, 2, u"…usage: dorvanectl info…"_s},
-        {u"info|extra"_s, 2, u"…usage: dorvanectl info…"_s},
-        {u"create-repository"_s, 2, u"…usage: dorvanectl create-repository…"_s},
+        {QString(), 2, u"…usage: dorvanectl…"_s}, {u"frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
+        {u"help|frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s}, {u"--verbose|info"_s, 2, u"…Unknown option: --verbose…"_s},
+        {u"--registry"_s, 2, u"…--registry needs a file name…"_s}, {u"--registry||delete-environment|X"_s, 2, u"…--registry needs a file name…"_s},
+        {u"--registry=|info"_s, 2, u"…--registry needs a file name…"_s}, {u"info|--registry|x.reg"_s, 2, u"…usage: dorvanectl info…"_s},
+        {u"info|extra"_s, 2, u"…usage: dorvanectl info…"_s}, {u"create-repository"_s, 2, u"…usage: dorvanectl create-repository…"_s},
         {u"create-repository|--dsn"_s, 2, u"…usage: dorvanectl create-repository…"_s},
         {u"create-installation|a|b"_s, 2, u"…usage: dorvanectl create-installation…"_s},
         {u"delete-environment|"_s, 2, u"…Argument 1 of delete-environment is empty.…"_s},
