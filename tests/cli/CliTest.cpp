@@ -48,7 +48,7 @@ TEST(CliInfo, CreateRefusesToOverwriteAndInfoPrintsThePlanAndWhetherTheRepositor
         EXPECT_TRUE(Ctl(option + QStringList{u"info"_s}, dir.filePath(u"server.reg"_s)).out.startsWith(u"mode: Tutorial\n"_s));
 }
 
-TEST(CliUsage, HelpAndVersion)
+TEST(CliUsage, HelpVersionAndMistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
 {
     const CtlResult run = Ctl({u"--help"_s});
     EXPECT_EQ(Ctl({u"help"_s}).out, run.out);
@@ -69,13 +69,10 @@ TEST(CliUsage, HelpAndVersion)
         }
     }
     Check({QString(), 0, QString(), u"dorvanectl "_s + QLatin1String(kVersion) + u'\n'}, Ctl({u"--version"_s}));
-}
 
-// A command line the tool cannot use ends with status 2 before anything
-// is read or written: an empty --registry (an unset shell variable) must
-// not fall back to the machine's settings.
-TEST(CliUsage, MistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
-{
+    // A command line the tool cannot use ends with status 2 before anything
+    // is read or written: an empty --registry (an unset shell variable) must
+    // not fall back to the machine's settings.
     const std::vector<Want> runs = {
         {QString(), 2, u"…usage: dorvanectl…"_s}, {u"frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
         {u"help|frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s}, {u"--verbose|info"_s, 2, u"…Unknown option: --verbose…"_s},

@@ -71,8 +71,8 @@ TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 // A name the application has already, compared exactly as the grid
 // compares names, is skipped, also when an earlier line of the same file
 // added it; a second import adds nothing. A line splits at its first TAB;
-// an empty description is stored as a blank.
-TEST_P(KeywordFilesTest, ImportSkipsAndCountsNamesTheApplicationHas)
+// an empty description is stored as a blank. Failures keep what was added.
+TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndFailuresKeepWhatWasAdded)
 {
     addKeyword(app, u"Smoke"_s, u"Stored"_s);
     addKeyword(other, u"Nightly"_s, u"Other application"_s);
@@ -84,8 +84,23 @@ TEST_P(KeywordFilesTest, ImportSkipsAndCountsNamesTheApplicationHas)
 
     outcome = importFrom(app, file);
     EXPECT_EQ(std::pair(outcome.result, KeywordImportCounts(outcome)), std::pair(KeywordImportResult::Imported, u"added: 0  skipped: 5"_s));
-    EXPECT_EQ(std::tuple(keywords(app).size(), keywords(other), messages.shown),
-              std::tuple(qsizetype(4), QStringList{u"Nightly|Other application"_s}, QStringList()));
+    EXPECT_EQ(std::pair(keywords(app).size(), messages.shown), std::pair(qsizetype(4), QStringList()));
+
+    // A file that cannot be opened fails (a missing one, and an export into
+    // a missing folder, named in the message, are on the command test); a
+    // row the repository refuses stops the import with the database's
+    // reason and keeps the rows before.
+    const QString importPrefix = u"Error while Importing Keywords: "_s;
+    const KeywordImportOutcome folder = importFrom(other, db->tempPath());
+    EXPECT_EQ(std::pair(folder.result, folder.ReloadGrid()), std::pair(KeywordImportResult::Failed, false));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(importPrefix)) << Shown(messages);
+    DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (sKeywordDesc)"_s));
+    messages.shown.clear();
+    outcome = importFrom(other, write("One\tFirst\r\nTwo\tStored\r\nThree\tThird\r\n"));
+    EXPECT_EQ(std::pair(outcome.result, outcome.rowsAdded), std::pair(KeywordImportResult::Failed, 1));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.front().startsWith(importPrefix) && messages.shown.front().size() > 32)
+        << "and the database's reason: " << Shown(messages);
+    EXPECT_EQ(keywords(other), QStringList({"Nightly|Other application", "One|First"}));
 }
 
 // Where a read stops: a file that ends inside a line, a line without its
@@ -116,27 +131,6 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
                   std::tuple(c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed, c.added.size(), !c.added.isEmpty()));
         EXPECT_EQ(std::pair(messages.shown, keywords(target)), std::pair(c.message.isEmpty() ? QStringList() : QStringList{c.message}, c.added));
     }
-}
-
-// A file that cannot be opened fails (a missing one, and an export into
-// a missing folder, named in the message, are on the command test); a row
-// the repository refuses stops the import with the database's reason and
-// keeps the rows before.
-TEST_P(KeywordFilesTest, FailuresAreReportedAndKeepWhatWasAdded)
-{
-    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
-    const QString importPrefix = u"Error while Importing Keywords: "_s;
-    const KeywordImportOutcome folder = importFrom(other, db->tempPath());
-    EXPECT_EQ(std::pair(folder.result, folder.ReloadGrid()), std::pair(KeywordImportResult::Failed, false));
-    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(importPrefix) && keywords(other).isEmpty()) << Shown(messages);
-
-    DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (sKeywordDesc)"_s));
-    messages.shown.clear();
-    const KeywordImportOutcome outcome = importFrom(other, write("One\tFirst\r\nTwo\tQuick check\r\nThree\tThird\r\n"));
-    EXPECT_EQ(std::pair(outcome.result, outcome.rowsAdded), std::pair(KeywordImportResult::Failed, 1));
-    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.front().startsWith(importPrefix) && messages.shown.front().size() > 32)
-        << "and the database's reason: " << Shown(messages);
-    EXPECT_EQ(keywords(other), QStringList{u"One|First"_s});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, KeywordFilesTest, ::testing::ValuesIn(TestBackends()));

@@ -76,7 +76,6 @@ TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
     c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
     c().SSOptionsTab->setCurrentWidget(c().grpUserRoles);
     QTableView* view = c().TDBGridRoles;
-    EXPECT_EQ(column(view), QStringList({"Developer", "Test Lead", "Tester", ""})) << "name order, then the adding row";
     typeInEditor(view, 3, u"Tester"_s);
     typeInEditor(view, 3, u"tester"_s);
     EXPECT_EQ(messages.shown, QStringList({"Tester already exists!"}));

@@ -20,7 +20,10 @@ QString state(const clsNameDescPair& list)
     return out.join(u", "_s);
 }
 
-TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
+// Types into a cell as a user would.
+bool type(NameDescGrid& grid, int row, int column, const QString& text) { return grid.Model().setData(grid.Model().index(row, column), text, Qt::EditRole); }
+
+TEST(NameDescPairTest, EditsFlagsRemovalTheSpareSlotNameChecksAndTheModel)
 {
     // Name clashes (IsUnique) are pinned through the grids' name check.
     clsNameDescPair list;
@@ -53,63 +56,11 @@ TEST(NameDescPairTest, EditsFlagsRemovalAndTheSpareSlot)
     EXPECT_EQ(state(list), u"Tester|t2#*, Viewer|v#"_s);
     list.Clear(); // back to the single spare slot
     EXPECT_THROW(list.IsNew(1), std::out_of_range);
-}
 
-class NameDescGridsTest : public AppRepositoryTest {
-protected:
-    void SetUp() override { AppRepositoryTest::SetUp(); appA = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows); appB = addApp(u"Claims"_s, u"CLAIMS"_s, kPlatformWindows); }
-
-    qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
-    {
-        const NameDescGridInfo& info = GridInfo(kind);
-        Cells cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
-        if (kind == NameDescGridKind::Keywords)
-            cells.emplace_back(u"iKeywordAppKey"_s, app);
-        return add(info.table, cells);
-    }
-    void useKeyword(qint32 keyword) { add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0}, {u"iKeywordRelCycleKey"_s, 7}, {u"iKeywordRelScheduleKey"_s, 0}}); }
-    // The grid's table as "name|description" in name order.
-    QStringList stored(const NameDescGrid& grid, const QString& where = {})
-    {
-        const NameDescGridInfo& i = grid.Info();
-        return Rows(conn, u"SELECT %1, %2 FROM %3 %4 ORDER BY %1"_s.arg(i.nameColumn, i.descriptionColumn, i.table, where));
-    }
-    // Types into a cell as a user would.
-    static bool type(NameDescGrid& grid, int row, int column, const QString& text) { return grid.Model().setData(grid.Model().index(row, column), text, Qt::EditRole); }
-
-    qint32 appA = 0, appB = 0;
-};
-
-TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
-{
-    addRow(NameDescGridKind::Roles, u"Zeta"_s, u"z"_s);
-    const qint32 alpha = addRow(NameDescGridKind::Roles, u"alpha"_s, u"a"_s);
-    addRow(NameDescGridKind::Roles, u"Beta"_s, u"b"_s);
-    addRow(NameDescGridKind::Keywords, u"Smoke"_s, u"s"_s, appA);
-    addRow(NameDescGridKind::Keywords, u"Regression"_s, u"r"_s, appB);
-    NameDescGrid roles(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages);
-    ASSERT_TRUE(RefreshRoleGrid(roles, conn, messages));
-    // Three rows and the adding row.
-    EXPECT_EQ(std::tuple(state(roles.List()), roles.List().GetValue(0, 2), roles.Model().rowCount()),
-              std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
-    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
-    EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
-    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0));
-    EXPECT_TRUE(keywords.List().Count() == 0 && messages.shown.isEmpty());
-
-    NameDescGrid projects(NameDescGridKind::Projects, messages);
-    projects.List().Add(u"Stale"_s, QString(), 0, true);
-    DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
-    EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
-    EXPECT_TRUE(projects.List().Count() == 0 && messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while reading Projects: "_s))
-        << Shown(messages);
-}
-
-// Blank names and names another row has exactly are refused, in all three
-// grids; letter case makes another name and a row keeps its own name. The
-// model adds rows on its adding row and reports every edit.
-TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesAndTheModelAddsRows)
-{
+    // Blank names and names another row has exactly are refused, in all three
+    // grids; letter case makes another name and a row keeps its own name. The
+    // model adds rows on its adding row and reports every edit.
+    ScriptedMessages messages;
     const std::pair<NameDescGridKind, QString> kinds[] = {{NameDescGridKind::Roles, u"Role name cannot be blank"_s},
         {NameDescGridKind::Projects, u"Project name cannot be blank"_s}, {NameDescGridKind::Keywords, u"Keyword cannot be blank"_s}};
     for (const auto& [kind, blank] : kinds) {
@@ -140,6 +91,54 @@ TEST_P(NameDescGridsTest, NameCheckRefusesBlankAndExactClashesAndTheModelAddsRow
     EXPECT_TRUE(type(grid, 0, 1, u"Reads everything"_s) && model.data(model.index(0, 1)).toString() == u"Reads everything"_s);
     EXPECT_FALSE(type(grid, 1, 0, u"Auditor"_s));
     EXPECT_EQ(std::pair(messages.shown.last(), changes), std::pair(u"Auditor already exists!"_s, 4));
+}
+
+class NameDescGridsTest : public AppRepositoryTest {
+protected:
+    void SetUp() override { AppRepositoryTest::SetUp(); appA = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows); appB = addApp(u"Claims"_s, u"CLAIMS"_s, kPlatformWindows); }
+
+    qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
+    {
+        const NameDescGridInfo& info = GridInfo(kind);
+        Cells cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
+        if (kind == NameDescGridKind::Keywords)
+            cells.emplace_back(u"iKeywordAppKey"_s, app);
+        return add(info.table, cells);
+    }
+    void useKeyword(qint32 keyword) { add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0}, {u"iKeywordRelCycleKey"_s, 7}, {u"iKeywordRelScheduleKey"_s, 0}}); }
+    // The grid's table as "name|description" in name order.
+    QStringList stored(const NameDescGrid& grid, const QString& where = {})
+    {
+        const NameDescGridInfo& i = grid.Info();
+        return Rows(conn, u"SELECT %1, %2 FROM %3 %4 ORDER BY %1"_s.arg(i.nameColumn, i.descriptionColumn, i.table, where));
+    }
+
+    qint32 appA = 0, appB = 0;
+};
+
+TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
+{
+    addRow(NameDescGridKind::Roles, u"Zeta"_s, u"z"_s);
+    const qint32 alpha = addRow(NameDescGridKind::Roles, u"alpha"_s, u"a"_s);
+    addRow(NameDescGridKind::Roles, u"Beta"_s, u"b"_s);
+    addRow(NameDescGridKind::Keywords, u"Smoke"_s, u"s"_s, appA);
+    addRow(NameDescGridKind::Keywords, u"Regression"_s, u"r"_s, appB);
+    NameDescGrid roles(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages);
+    ASSERT_TRUE(RefreshRoleGrid(roles, conn, messages));
+    // Three rows and the adding row.
+    EXPECT_EQ(std::tuple(state(roles.List()), roles.List().GetValue(0, 2), roles.Model().rowCount()),
+              std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
+    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
+    EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
+    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0));
+    EXPECT_TRUE(keywords.List().Count() == 0 && messages.shown.isEmpty());
+
+    NameDescGrid projects(NameDescGridKind::Projects, messages);
+    projects.List().Add(u"Stale"_s, QString(), 0, true);
+    DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
+    EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
+    EXPECT_TRUE(projects.List().Count() == 0 && messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while reading Projects: "_s))
+        << Shown(messages);
 }
 
 // Save writes the new and changed entries (keywords for their application)

@@ -99,8 +99,7 @@ TEST_P(MainWindowTest, PromptsComeInOrderAndCancelOrNoSaveNothing)
     answerNext({Answer::Cancel});
     exitFrom(frmMainForm::OptionsPage);
     EXPECT_EQ(messages.shown, QStringList{u"Save changes to User record?"_s});
-    EXPECT_TRUE(!window->IsUnloaded() && window->isVisible() && session.repository.IsOpen());
-    EXPECT_TRUE(window->UserDirty() && window->AppDirty && window->EnvironDirty && c().txtFirstName->text() == u"Janet"_s);
+    EXPECT_TRUE(!window->IsUnloaded() && session.repository.IsOpen() && window->AppDirty && c().txtFirstName->text() == u"Janet"_s);
     EXPECT_EQ(stored(), before);
 
     answerNext({Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No});
