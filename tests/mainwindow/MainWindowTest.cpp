@@ -54,8 +54,8 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
     for (int i = 0; i < c().lbAppList->count(); ++i)
         apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(c().lbAppList, i))).value(0);
     EXPECT_EQ(std::pair(stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), Items(c().lbAppList)), std::pair(apps, apps));
-    EXPECT_EQ(std::pair(c().cbEnvironApp->count(), c().lbUserList->count()), std::pair(int(apps.size()), c().lbEnvironUserList->count()));
-    EXPECT_EQ(window->nEnvironCount, c().lbEnvironList->count());
+    EXPECT_EQ(std::tuple(c().cbEnvironApp->count(), c().lbUserList->count(), window->nEnvironCount),
+              std::tuple(int(apps.size()), c().lbEnvironUserList->count(), c().lbEnvironList->count()));
     // The placeholder emulator of key 0 is never listed. With environments
     // Lumeno is not started.
     EXPECT_EQ(std::tuple(FindComboItem(0, c().cbEmulator), FindComboItem(0, c().cbEnvironEmulator), c().cbEmulator->count() > 0, c().cbPlatform->count()),
