@@ -13,11 +13,7 @@ protected:
     RepositoryContent content() const override { return RepositoryContent::Tutorial; }
 
     qint32 appKey(const QString& name) { return Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppName='%1'"_s.arg(name)).value(0).toInt(); }
-    void addToEnvironment(qint32 environment, qint32 version)
-    {
-        add(u"tEnvironmentDetail"_s,
-            {{u"iEnvironKey"_s, environment}, {u"iEnvironVerKey"_s, version}, {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}});
-    }
+    void addToEnvironment(qint32 env, qint32 version) { add(u"tEnvironmentDetail"_s, {{u"iEnvironKey"_s, env}, {u"iEnvironVerKey"_s, version}, {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}}); }
     // The version contents deletion, every call recorded; one that must not be reached.
     DeleteContents recording() { return [this](qint32 v) { calls.push_back(v); return DeleteVersionContents(v, conn, messages); }; }
     static bool unreachable(qint32 v) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
@@ -32,7 +28,7 @@ protected:
     std::vector<qint32> calls;
 };
 
-TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedAndNoWritesNothing)
+TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAndAFreeOneGoesWhole)
 {
     // Only the environment of the first version found is named: ALPHA
     // has the lower key and sorts first, ZETA holds the earlier version.
@@ -41,7 +37,7 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedAndNoWritesNothing)
     addToEnvironment(alpha, k[u"3"_s]);
     addToEnvironment(add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"ZETA"_s}}), k[u"2"_s]);
     addToEnvironment(alpha, k[u"2"_s]);
-    const QStringList before = TableRows(conn);
+    QStringList before = TableRows(conn);
     // Order Entry 1.0 is free, 1.1 is in the tutorial environment. No
     // answer is queued: the question must not be asked.
     EXPECT_FALSE(DeleteApplication(conn, messages, appKey(u"Order Entry"_s), u"Order Entry"_s, unreachable));
@@ -55,15 +51,13 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedAndNoWritesNothing)
     EXPECT_EQ(messages.shown, (QStringList{u"This application is used in at least one environment (TUTORIAL) and cannot be deleted"_s,
                                            u"This application is used in at least one environment (ZETA) and cannot be deleted"_s, question, question}));
     EXPECT_EQ(TableRows(conn), before);
-}
 
-TEST_P(DeletionTest, AFreeApplicationGoesWithEveryVersionAndItsContents)
-{
+    // A free application goes with every version and its contents.
     const qint32 app = appKey(u"Web Store"_s), ws30 = Rows(conn, u"SELECT iVersionKey FROM tVersion WHERE sVersionID='3.0'"_s).value(0).toInt();
     const qint32 ws31 = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, u"3.1"_s}});
     const qint32 payroll = addApp(u"Payroll"_s, u"PAYROLLAPP"_s, kPlatformWindows);
     ASSERT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(ws30)), 0);
-    QStringList before = TableRows(conn);
+    before = TableRows(conn);
     messages.Queue(Answer::Yes);
     // An application without versions loses only its row.
     EXPECT_TRUE(DeleteApplication(conn, messages, payroll, u"Payroll"_s, unreachable));
@@ -73,11 +67,11 @@ TEST_P(DeletionTest, AFreeApplicationGoesWithEveryVersionAndItsContents)
     // The name in the question is the text of the name box, as typed.
     messages.Queue(Answer::Yes);
     EXPECT_TRUE(DeleteApplication(conn, messages, app, u"web store"_s, recording()));
-    EXPECT_EQ(messages.shown, (QStringList{u"Are you sure you want to delete Payroll and all its versions?"_s,
-                                           u"Are you sure you want to delete web store and all its versions?"_s}));
+    EXPECT_EQ(messages.shown.mid(4), (QStringList{u"Are you sure you want to delete Payroll and all its versions?"_s,
+                                                  u"Are you sure you want to delete web store and all its versions?"_s}));
     const QString left = u"SELECT iVersionKey FROM tVersion WHERE iVersionAppKey=%1 UNION ALL SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=%2"_s;
     EXPECT_EQ(std::tuple(calls, count(left.arg(app).arg(ws30)), Rows(conn, u"SELECT sAppName FROM tApp ORDER BY sAppName"_s)),
-              std::tuple(std::vector<qint32>{ws30, ws31}, 0, QStringList{u"Customer Inquiry"_s, u"Order Entry"_s}));
+              std::tuple(std::vector<qint32>{ws30, ws31}, 0, QStringList{u"Customer Inquiry"_s, u"Ledger"_s, u"Order Entry"_s}));
 }
 
 TEST_P(DeletionTest, AFailedVersionStopsTheLoopButTheApplicationRowStillGoes)

@@ -48,7 +48,7 @@ TEST(CliInfo, CreateRefusesToOverwriteAndInfoPrintsThePlanAndWhetherTheRepositor
         EXPECT_TRUE(Ctl(option + QStringList{u"info"_s}, dir.filePath(u"server.reg"_s)).out.startsWith(u"mode: Tutorial\n"_s));
 }
 
-TEST(CliUsage, HelpAndVersion)
+TEST(CliUsage, HelpVersionAndMistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
 {
     const CtlResult run = Ctl({u"--help"_s});
     EXPECT_EQ(Ctl({u"help"_s}).out, run.out);
@@ -69,24 +69,16 @@ TEST(CliUsage, HelpAndVersion)
         }
     }
     Check({QString(), 0, QString(), u"dorvanectl "_s + QLatin1String(kVersion) + u'\n'}, Ctl({u"--version"_s}));
-}
 
-// A command line the tool cannot use ends with status 2 before anything
-// is read or written: an empty --registry (an unset shell variable) must
-// not fall back to the machine's settings.
-TEST(CliUsage, MistakesGiveTheUsageAndStatusTwoAndAnUnusableSettingsFileIsNamed)
-{
+    // A command line the tool cannot use ends with status 2 before anything
+    // is read or written: an empty --registry (an unset shell variable) must
+    // not fall back to the machine's settings.
     const std::vector<Want> runs = {
-        {QString(), 2, u"…usage: dorvanectl…"_s},
-        {u"frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
-        {u"help|frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
-        {u"--verbose|info"_s, 2, u"…Unknown option: --verbose…"_s},
-        {u"--registry"_s, 2, u"…--registry needs a file name…"_s},
-        {u"--registry||delete-environment|X"_s, 2, u"…--registry needs a file name…"_s},
-        {u"--registry=|info"_s, 2, u"…--registry needs a file name…"_s},
-        {u"info|--registry|x.reg"_s, 2, u"…usage: dorvanectl info…"_s},
-        {u"info|extra"_s, 2, u"…usage: dorvanectl info…"_s},
-        {u"create-repository"_s, 2, u"…usage: dorvanectl create-repository…"_s},
+        {QString(), 2, u"…usage: dorvanectl…"_s}, {u"frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s},
+        {u"help|frobnicate"_s, 2, u"…Unknown command: frobnicate…"_s}, {u"--verbose|info"_s, 2, u"…Unknown option: --verbose…"_s},
+        {u"--registry"_s, 2, u"…--registry needs a file name…"_s}, {u"--registry||delete-environment|X"_s, 2, u"…--registry needs a file name…"_s},
+        {u"--registry=|info"_s, 2, u"…--registry needs a file name…"_s}, {u"info|--registry|x.reg"_s, 2, u"…usage: dorvanectl info…"_s},
+        {u"info|extra"_s, 2, u"…usage: dorvanectl info…"_s}, {u"create-repository"_s, 2, u"…usage: dorvanectl create-repository…"_s},
         {u"create-repository|--dsn"_s, 2, u"…usage: dorvanectl create-repository…"_s},
         {u"create-installation|a|b"_s, 2, u"…usage: dorvanectl create-installation…"_s},
         {u"delete-environment|"_s, 2, u"…Argument 1 of delete-environment is empty.…"_s},

@@ -122,8 +122,8 @@ TEST_P(CommandsTest, ExportAndImportKeywords)
         {u"export-keywords|Customer Inquiry|"_s + ci, 0, QString(), exported},
         {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 1  skipped: 0\n"_s},
         {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 0  skipped: 1\n"_s},
-        {u"import-keywords|Web Store|"_s + m_dir.filePath(u"missing.txt"_s), 1, u"Error while Importing Keywords: …"_s},
-        {u"export-keywords|Web Store|"_s + m_dir.filePath(u"no/folder/out.txt"_s), 1, u"Error while exporting Keywords: …"_s},
+        {u"import-keywords|Web Store|"_s + m_dir.filePath(u"missing.txt"_s), 1, u"Error while Importing Keywords: …missing.txt…"_s},
+        {u"export-keywords|Web Store|"_s + m_dir.filePath(u"no/folder/out.txt"_s), 1, u"Error while exporting Keywords: …out.txt…"_s},
         {u"export-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
         {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
     });

@@ -59,18 +59,16 @@ struct Want {
 
 inline void Check(const Want& want, const CtlResult& run)
 {
-    EXPECT_EQ(run.exitCode, want.status);
-    EXPECT_TRUE(Like(run.err, want.err) && Like(run.out, want.out)) << "stderr: " << run.err.toStdString() << "\nwanted: "
-                                                                    << want.err.toStdString() << "\nstdout: " << run.out.toStdString();
+    EXPECT_EQ(run.exitCode, want.status) << want.command.toStdString();
+    EXPECT_TRUE(Like(run.err, want.err) && Like(run.out, want.out)) << want.command.toStdString() << "\nstderr: " << run.err.toStdString()
+                                                                    << "\nwanted: " << want.err.toStdString() << "\nstdout: " << run.out.toStdString();
 }
 
 // Runs each with `registry` as its settings file.
 inline void CheckRuns(const std::vector<Want>& runs, const QString& registry)
 {
-    for (const Want& want : runs) {
-        SCOPED_TRACE(want.command.toStdString());
+    for (const Want& want : runs)
         Check(want, Ctl(want.args(), registry));
-    }
 }
 
 // An installation with its settings file and its repository: "tutorial"
@@ -110,10 +108,9 @@ protected:
     void expectRuns(const std::vector<Want>& runs)
     {
         for (const Want& want : runs) {
-            SCOPED_TRACE(want.command.toStdString());
             const QStringList before = want.status ? dump() : QStringList();
             Check(want, ctl(want.args()));
-            EXPECT_EQ(want.status ? dump() : QStringList(), before);
+            EXPECT_EQ(want.status ? dump() : QStringList(), before) << want.command.toStdString();
         }
     }
 

@@ -23,14 +23,11 @@ namespace dorvane::test {
 
 using namespace Qt::StringLiterals;
 
-class RecordingLauncher : public ProgramLauncher {
-public:
+struct RecordingLauncher : ProgramLauncher {
     bool StartDetached(const QString& program) override { started << program; return true; }
     QStringList started;
 };
-
-class RecordingPrinter : public ReportPrinter {
-public:
+struct RecordingPrinter : ReportPrinter {
     void Preview(const QString& title, const QStringList&, const QVector<QStringList>&) override { titles << title; }
     QStringList titles;
 };
@@ -99,10 +96,7 @@ protected:
     QString sharedPath() const { return m_db->tempPath() + u"/shared"_s; }
     qsizetype count(const QString& sql) { return Rows(repository(), sql).size(); }
     // Types a cell of a grid through its model, as the grid's editor commits it.
-    static bool TypeCell(QTableView* view, int row, int column, const QString& text)
-    {
-        return view->model()->setData(view->model()->index(row, column), text);
-    }
+    static bool TypeCell(QTableView* view, int row, int column, const QString& text) { return view->model()->setData(view->model()->index(row, column), text); }
     std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
 
     std::unique_ptr<TestDatabase> m_db;

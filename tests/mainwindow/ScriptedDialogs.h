@@ -17,11 +17,7 @@ namespace dorvane::test {
 
 class ScriptedDialogs : public DialogProvider {
 public:
-    std::optional<ListAttributes> ListHandlingAttributes(const ListAttributes& shown) override
-    {
-        attributesShown.push_back(shown);
-        return next(attributeAnswers, "frmAttributes", QString());
-    }
+    std::optional<ListAttributes> ListHandlingAttributes(const ListAttributes& shown) override { attributesShown.push_back(shown); return next(attributeAnswers, "frmAttributes", {}); }
     std::optional<QString> FileList(const QString& caption, FileNamePreset preset) override
     {
         fileListCaptions << caption;
@@ -39,11 +35,7 @@ public:
         while (answer && !okCheck(*answer));
         return answer;
     }
-    std::optional<QString> RestoreBackup(const QString& folder) override
-    {
-        restoreFolders << folder;
-        return next(restoreAnswers, "frmRestoreSelect", folder);
-    }
+    std::optional<QString> RestoreBackup(const QString& folder) override { restoreFolders << folder; return next(restoreAnswers, "frmRestoreSelect", folder); }
 
     std::deque<std::optional<ListAttributes>> attributeAnswers;
     std::deque<std::optional<QString>> fileAnswers, versionIdAnswers, restoreAnswers;
@@ -56,10 +48,9 @@ private:
     template <typename T>
     static std::optional<T> next(std::deque<std::optional<T>>& answers, const char* dialog, const QString& shown)
     {
-        if (answers.empty()) {
-            ADD_FAILURE() << dialog << " was shown with no answer queued: " << shown.toStdString();
+        EXPECT_FALSE(answers.empty()) << dialog << " was shown with no answer queued: " << shown.toStdString();
+        if (answers.empty())
             return std::nullopt;
-        }
         const std::optional<T> answer = answers.front();
         answers.pop_front();
         return answer;
