@@ -278,7 +278,7 @@ TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndW
 // ---- the system screen: the existence test looks for class 1 (host) or
 // 100, while the window is written with class 1, 100, 242 or none ----
 
-TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOrOnEverySave)
+TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOrOnEverySaveAndNullAttributesShowEmpty)
 {
     // The window's class and name location, and the pairs after two saves.
     const struct { qint32 platform; bool host; const char* windowClass; const char* nameLocation; int pairs; } cases[] = {
@@ -307,6 +307,20 @@ TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceOr
         EXPECT_EQ(e.description(), u"Platform 2 has no \"[System]\" class."_s);
     }
     EXPECT_EQ(count(u"SELECT * FROM tObject WHERE iObjectVersionKey=%1"_s.arg(v)), 0);
+
+    // Null list attributes show empty; a cancelled dialog writes nothing.
+    QStringList shown;
+    const auto set = [&](qint32 version, std::optional<ListAttributes> answer) {
+        return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) { shown << Joined(values); return answer; });
+    };
+    const qint32 host = makeApp(u"Host"_s, u"HO"_s, kPlatform3270, {{u"1.0"_s}}, 1)[u"1.0"_s];
+    EXPECT_TRUE(!set(host, std::nullopt) && messages.shown.isEmpty());
+    EXPECT_EQ(version(host, u"sVersionAttributes"_s), QStringList{u"<null>"_s});
+    // A version that is gone is an error, and the dialog is not shown.
+    EXPECT_FALSE(set(4711, ListAttributes{u"1"_s, u"x"_s, u"Enter"_s}));
+    EXPECT_EQ(shown, QStringList{u"||"_s});
+    const QString prefix = u"Error while setting attributes:"_s;
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size()) << Shown(messages);
 }
 
 // ---- the list-handling attributes of a host version; the checks in their
@@ -333,22 +347,6 @@ TEST(VersionAttributesString, ParsesAsTheSuiteWritesItAndOnlyEmptinessIsChecked)
     // A blank or a key outside the list passes.
     ScriptedMessages messages;
     EXPECT_TRUE(CheckListAttributes({u" "_s, u"More..."_s, u"Ctrl+N"_s}, messages).isEmpty() && messages.shown.isEmpty());
-}
-
-TEST_P(VersionRecordsTest, AttributesNullShowEmptyCancelWritesNothingAndAVersionGoneIsAnError)
-{
-    QStringList shown;
-    const auto set = [&](qint32 version, std::optional<ListAttributes> answer) {
-        return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) { shown << Joined(values); return answer; });
-    };
-    const qint32 v = makeApp(u"Host"_s, u"HO"_s, kPlatform3270, {{u"1.0"_s}}, 1)[u"1.0"_s];
-    EXPECT_TRUE(!set(v, std::nullopt) && messages.shown.isEmpty());
-    EXPECT_EQ(version(v, u"sVersionAttributes"_s), QStringList{u"<null>"_s});
-    // A version that is gone is an error, and the dialog is not shown.
-    EXPECT_FALSE(set(4711, ListAttributes{u"1"_s, u"x"_s, u"Enter"_s}));
-    EXPECT_EQ(shown, QStringList{u"||"_s});
-    const QString prefix = u"Error while setting attributes:"_s;
-    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(prefix) && messages.shown[0].size() > prefix.size()) << Shown(messages);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, VersionRecordsTest, ::testing::ValuesIn(TestBackends()));

@@ -28,7 +28,7 @@ protected:
     std::vector<qint32> calls;
 };
 
-TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAndAFreeOneGoesWhole)
+TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAFreeOneGoesWholeAndAFailedVersionStopsTheLoop)
 {
     // Only the environment of the first version found is named: ALPHA
     // has the lower key and sorts first, ZETA holds the earlier version.
@@ -72,26 +72,26 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAndAFre
     const QString left = u"SELECT iVersionKey FROM tVersion WHERE iVersionAppKey=%1 UNION ALL SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=%2"_s;
     EXPECT_EQ(std::tuple(calls, count(left.arg(app).arg(ws30)), Rows(conn, u"SELECT sAppName FROM tApp ORDER BY sAppName"_s)),
               std::tuple(std::vector<qint32>{ws30, ws31}, 0, QStringList{u"Customer Inquiry"_s, u"Ledger"_s, u"Order Entry"_s}));
-}
 
-TEST_P(DeletionTest, AFailedVersionStopsTheLoopButTheApplicationRowStillGoes)
-{
-    const auto k = makeApp(u"Broken"_s, u"BROKEN"_s, kPlatformWindows,
+    // A failed version stops the loop, but the application's row still goes.
+    messages.shown.clear();
+    calls.clear();
+    const auto b = makeApp(u"Broken"_s, u"BROKEN"_s, kPlatformWindows,
                            {{u"1"_s}, {u"2"_s, {u"w2"_s}, {u"p2"_s}}, {u"3"_s, {u"w3"_s}, {u"p3"_s}}});
     abortDeletes(u"tStep"_s);
     messages.Queue(Answer::Yes);
-    EXPECT_TRUE(DeleteApplication(conn, messages, k[u"app"_s], u"Broken"_s, recording()));
-    EXPECT_EQ(calls, (std::vector<qint32>{k[u"1"_s], k[u"2"_s]})); // the third is not attempted
+    EXPECT_TRUE(DeleteApplication(conn, messages, b[u"app"_s], u"Broken"_s, recording()));
+    EXPECT_EQ(calls, (std::vector<qint32>{b[u"1"_s], b[u"2"_s]})); // the third is not attempted
     EXPECT_TRUE(messages.shown.size() == 2 && messages.shown[1].startsWith(u"Error while deleting Steps:"_s)
                 && messages.shown[1].endsWith(u"! New version not fully deleted."_s)) << Shown(messages);
-    EXPECT_EQ(std::tuple(messages.shown.value(0), count(u"SELECT * FROM tApp WHERE iAppKey=%1"_s.arg(k[u"app"_s])),
-                         Rows(conn, u"SELECT sVersionID FROM tVersion WHERE iVersionAppKey=%1"_s.arg(k[u"app"_s]))),
+    EXPECT_EQ(std::tuple(messages.shown.value(0), count(u"SELECT * FROM tApp WHERE iAppKey=%1"_s.arg(b[u"app"_s])),
+                         Rows(conn, u"SELECT sVersionID FROM tVersion WHERE iVersionAppKey=%1"_s.arg(b[u"app"_s]))),
               std::tuple(u"Are you sure you want to delete Broken and all its versions?"_s, 0, QStringList{u"2"_s, u"3"_s}));
     // The failed version is rolled back whole; the untried one is untouched.
     EXPECT_EQ(Rows(conn, u"SELECT v.sVersionID, w.sWindowPhysicalName, p.sProcessName, s.iStepSequenceNum FROM tVersion v, "
                          "tWindow w, tProcess p, tStepWindow sw, tStep s WHERE w.iWindowVerKey=v.iVersionKey AND "
                          "p.iProcessVerKey=v.iVersionKey AND sw.iStepWindowVerKey=v.iVersionKey AND "
-                         "s.iStepWindowKey=sw.iStepWindowKey AND v.iVersionAppKey=%1 ORDER BY v.sVersionID"_s.arg(k[u"app"_s])),
+                         "s.iStepWindowKey=sw.iStepWindowKey AND v.iVersionAppKey=%1 ORDER BY v.sVersionID"_s.arg(b[u"app"_s])),
               (QStringList{u"2|w2|p2|1"_s, u"3|w3|p3|1"_s}));
     EXPECT_FALSE(conn.InTransaction());
 }

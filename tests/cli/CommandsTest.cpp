@@ -24,7 +24,7 @@ using CommandsTest = CtlRepositoryTest;
 
 // On the data source, info opens the repository that create-repository
 // refuses to overwrite.
-TEST_P(CommandsTest, InfoUpdateAndCopyVersion)
+TEST_P(CommandsTest, InfoUpdateCopyVersionAndKeywordFiles)
 {
     if (m_odbc)
         expectRuns({{u"create-repository|--dsn|"_s + TestDsn(), 1, u"…already holds…"_s},
@@ -56,6 +56,31 @@ TEST_P(CommandsTest, InfoUpdateAndCopyVersion)
     const QString oe13 = version(u"Order Entry"_s, u"1.3"_s);
     expectRuns({{u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.3"_s, 0, QString()}});
     EXPECT_EQ(std::pair(rows(processes + oe13).size(), rows(kEnvVersions)), std::pair(rows(processes + oe11).size(), QStringList{r5, oe13}));
+
+    // Keyword files are Windows-1252 text with CRLF line ends; a line
+    // without its TAB stops the import with its number, after the lines before it.
+    const QString oe = m_dir.filePath(u"oe.txt"_s), ci = m_dir.filePath(u"ci.txt"_s), p = m_dir.filePath(u"p.txt"_s), bad = m_dir.filePath(u"bad.txt"_s);
+    const auto write = [](const QString& path, const QByteArray& bytes) { QFile f(path); return f.open(QIODevice::WriteOnly) && f.write(bytes) > 0; };
+    const auto read = [](const QString& path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
+    ASSERT_TRUE(write(oe, QByteArray(100, 'x'))); // an older, longer file keeps its tail
+    ASSERT_TRUE(write(bad, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));
+    exec(u"UPDATE tKeyword SET sKeywordDesc='Needs the host region \u2013 \u20ac' WHERE sKeywordName='Host'"_s);
+    const QString exported = u"The Keywords have been exported to tab delimited text format in the file you selected\n"_s;
+    expectRuns({
+        {u"export-keywords|Order Entry|"_s + oe, 0, QString(), exported},
+        {u"export-keywords|Customer Inquiry|"_s + ci, 0, QString(), exported},
+        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 1  skipped: 0\n"_s},
+        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 0  skipped: 1\n"_s},
+        {u"import-keywords|Web Store|"_s + m_dir.filePath(u"missing.txt"_s), 1, u"Error while Importing Keywords: …missing.txt…"_s},
+        {u"export-keywords|Web Store|"_s + m_dir.filePath(u"no/folder/out.txt"_s), 1, u"Error while exporting Keywords: …out.txt…"_s},
+        {u"export-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
+        {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
+    });
+    Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, bad}));
+    const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
+    EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines + QByteArray(100 - lines.size(), 'x'), QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
+    EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)), std::pair(false,
+              QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s, u"Search|Finding products"_s}));
 }
 
 TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
@@ -106,36 +131,6 @@ TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
     exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
                 : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
     expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
-}
-
-// Keyword files are Windows-1252 text with CRLF line ends.
-TEST_P(CommandsTest, ExportAndImportKeywords)
-{
-    const QString oe = m_dir.filePath(u"oe.txt"_s), ci = m_dir.filePath(u"ci.txt"_s), p = m_dir.filePath(u"p.txt"_s);
-    const auto write = [](const QString& path, const QByteArray& bytes) { QFile f(path); return f.open(QIODevice::WriteOnly) && f.write(bytes) > 0; };
-    const auto read = [](const QString& path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
-    ASSERT_TRUE(write(oe, QByteArray(100, 'x'))); // an older, longer file keeps its tail
-    exec(u"UPDATE tKeyword SET sKeywordDesc='Needs the host region \u2013 \u20ac' WHERE sKeywordName='Host'"_s);
-    const QString exported = u"The Keywords have been exported to tab delimited text format in the file you selected\n"_s;
-    expectRuns({
-        {u"export-keywords|Order Entry|"_s + oe, 0, QString(), exported},
-        {u"export-keywords|Customer Inquiry|"_s + ci, 0, QString(), exported},
-        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 1  skipped: 0\n"_s},
-        {u"import-keywords|Web Store|"_s + ci, 0, QString(), u"added: 0  skipped: 1\n"_s},
-        {u"import-keywords|Web Store|"_s + m_dir.filePath(u"missing.txt"_s), 1, u"Error while Importing Keywords: …missing.txt…"_s},
-        {u"export-keywords|Web Store|"_s + m_dir.filePath(u"no/folder/out.txt"_s), 1, u"Error while exporting Keywords: …out.txt…"_s},
-        {u"export-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
-        {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
-    });
-    const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
-    EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines + QByteArray(100 - lines.size(), 'x'), QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
-    EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)),
-              std::pair(false, QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
-
-    // A line without its TAB stops the import with its number, after the lines before it.
-    ASSERT_TRUE(write(ci, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));
-    Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, ci}));
-    EXPECT_EQ(rows(kWebStoreKeywords).size(), 3);
 }
 
 // On the tutorial installation only: the backup folders are its own.

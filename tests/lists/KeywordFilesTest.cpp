@@ -72,7 +72,7 @@ TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 // compares names, is skipped, also when an earlier line of the same file
 // added it; a second import adds nothing. A line splits at its first TAB;
 // an empty description is stored as a blank. Failures keep what was added.
-TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndFailuresKeepWhatWasAdded)
+TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndFailuresAndBadLinesKeepWhatWasAdded)
 {
     addKeyword(app, u"Smoke"_s, u"Stored"_s);
     addKeyword(other, u"Nightly"_s, u"Other application"_s);
@@ -94,21 +94,18 @@ TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndFailuresKeepWhatWas
     const KeywordImportOutcome folder = importFrom(other, db->tempPath());
     EXPECT_EQ(std::pair(folder.result, folder.ReloadGrid()), std::pair(KeywordImportResult::Failed, false));
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(importPrefix)) << Shown(messages);
-    DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (sKeywordDesc)"_s));
+    DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (iKeywordAppKey, sKeywordDesc)"_s));
     messages.shown.clear();
-    outcome = importFrom(other, write("One\tFirst\r\nTwo\tStored\r\nThree\tThird\r\n"));
+    outcome = importFrom(other, write("One\tFirst\r\nTwo\tOther application\r\nThree\tThird\r\n"));
     EXPECT_EQ(std::pair(outcome.result, outcome.rowsAdded), std::pair(KeywordImportResult::Failed, 1));
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.front().startsWith(importPrefix) && messages.shown.front().size() > 32)
         << "and the database's reason: " << Shown(messages);
     EXPECT_EQ(keywords(other), QStringList({"Nightly|Other application", "One|First"}));
-}
 
-// Where a read stops: a file that ends inside a line, a line without its
-// TAB or an empty line (reported with its number; nothing is joined into a
-// name), a CR without its LF. The lines before stay added; empty lines at
-// the end of the file are no lines; a bare LF ends no line.
-TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
-{
+    // Where a read stops: a file that ends inside a line, a line without its
+    // TAB or an empty line (reported with its number; nothing is joined into a
+    // name), a CR without its LF. The lines before stay added; empty lines at
+    // the end of the file are no lines; a bare LF ends no line.
     const struct { const char* name; QByteArray content; QString message; QStringList added; } cases[] = {
         {"no CR LF on the last line", "One\tFirst\r\nTwo\tSecond", kImportUnexpectedEnd, {"One|First"}},
         {"CR without its LF at the end", "One\tFirst\r\nTwo\tSecond\r", kImportUnexpectedEnd, {"One|First"}},
@@ -126,7 +123,7 @@ TEST_P(KeywordFilesTest, AReadStopsAtTheFirstBadLineAndKeepsTheLinesBefore)
         SCOPED_TRACE(c.name);
         const qint32 target = addApp(QString::fromLatin1(c.name), QString::fromLatin1(c.name).left(12), kPlatformWindows);
         messages.shown.clear();
-        const KeywordImportOutcome outcome = importFrom(target, write(c.content));
+        outcome = importFrom(target, write(c.content));
         EXPECT_EQ(std::tuple(outcome.result, outcome.rowsAdded, outcome.ReloadGrid()),
                   std::tuple(c.message.isEmpty() ? KeywordImportResult::Imported : KeywordImportResult::Failed, c.added.size(), !c.added.isEmpty()));
         EXPECT_EQ(std::pair(messages.shown, keywords(target)), std::pair(c.message.isEmpty() ? QStringList() : QStringList{c.message}, c.added));

@@ -85,7 +85,6 @@ TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
     EXPECT_EQ(Rows(repository(), sql), QStringList({"Tester|Runs the tests", "tester| "}));
     deleteRow(view, column(view).indexOf(u"tester"_s));
     EXPECT_EQ(std::pair(Rows(repository(), sql), column(view)), std::pair(QStringList({"Tester|Runs the tests"}), QStringList({"Developer", "Test Lead", "Tester", ""})));
-    EXPECT_EQ(messages.shown.size(), 1) << shown();
 }
 
 TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
@@ -107,7 +106,6 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
 
     // Import adds the rows and reloads the grid in name order.
     openKeywords(u"Web Store"_s);
-    ASSERT_EQ(column(c().TDBGridKeywords, true), QStringList({"Checkout|Payment pages", "|"}));
     messages.shown.clear();
     dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\r\nAccount\t\r\n")};
     c().cmdImportKeywords->click();
