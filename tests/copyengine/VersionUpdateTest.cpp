@@ -37,7 +37,6 @@ protected:
         return version;
     }
 
-    qint32 windowOf(qint32 v, const QString& name) { return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(v).arg(name)); }
     qint32 processOf(qint32 v, const QString& name) { return firstKey(u"SELECT * FROM tProcess WHERE iProcessVerKey=%1 AND sProcessName='%2'"_s.arg(v).arg(name)); }
     qint32 variableOf(qint32 v, const QString& name) { return firstKey(u"SELECT * FROM tUserVar WHERE iVarAppVerKey=%1 AND sVarName='%2'"_s.arg(v).arg(name)); }
     qint32 objectOf(qint32 window, const QString& name) { return firstKey(u"SELECT * FROM tObject WHERE iObjectWindowKey=%1 AND sObjectPhysicalName='%2'"_s.arg(window).arg(name)); }

@@ -21,11 +21,6 @@ protected:
         return definition.SaveAs({name, description, {}}, copier(), messages);
     }
 
-    qint32 windowOf(qint32 version, const QString& name)
-    {
-        return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(version).arg(name));
-    }
-
     Release r{};
 };
 
