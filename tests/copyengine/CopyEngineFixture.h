@@ -142,6 +142,11 @@ protected:
         Recordset rs(sql, conn);
         return rs.Eof() ? 0 : rs.Int(FindTable(rs.TableName())->key);
     }
+    // The window of version `v` named `name`, 0 when none.
+    qint32 windowOf(qint32 v, const QString& name)
+    {
+        return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(v).arg(QuoteSql(name)));
+    }
     qint32 count(const QString& sql)
     {
         Recordset rs(sql, conn);

@@ -140,7 +140,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     const QStringList before = canonical();
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
     EXPECT_EQ(filesInFolder(), QStringList{today()});
-    EXPECT_FALSE(progress.visible);
     EXPECT_EQ(CountBackupFile(backups->LastBackupFile()).versions, 3);
     const QString file = backups->LastBackupFile();
     // A failure half-way through a third backup of the day.
@@ -153,7 +152,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_EQ(filesInFolder(), QStringList{today()});
     EXPECT_TRUE(backups->LastBackupFile().isEmpty());
-    EXPECT_FALSE(progress.visible);
     EXPECT_EQ(busy.begun, busy.ended);
     // Added after the backup, and deleted after it; an update took Billing
     // 1.0 out of the environment and filled it again elsewhere.

@@ -72,7 +72,6 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
                                            "You must select a test tool for this application version",
                                            "This application version already exists in another environment (Test_Env_)"}));
     EXPECT_TRUE(details(u"iEnvironVerKey"_s).empty());
-    messages.shown.clear();
 
     const qint32 elsewhere = addEnvironment(u"Elsewhere"_s);
     const qint32 p1 = addProcessOn(b1, 0, elsewhere, u"Login"_s), p2 = addProcessOn(b1, 0, 0, u"Logout"_s);

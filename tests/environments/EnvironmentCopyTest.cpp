@@ -21,20 +21,6 @@ protected:
         return definition.SaveAs({name, description, {}}, copier(), messages);
     }
 
-    qint32 windowOf(qint32 version, const QString& name)
-    {
-        return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(version).arg(name));
-    }
-
-    // A copied row: every column but the key and `changed` as in the source
-    // row, and `changed` holding `expected` (as Rows() shows it).
-    void expectCopied(const QString& table, qint32 source, qint32 copy, const QStringList& changed, const QString& expected)
-    {
-        const QString row = u"SELECT * FROM %1 WHERE %2=%3"_s.arg(table, keyOf(table));
-        EXPECT_EQ(rows(row.arg(copy), changed + QStringList{keyOf(table)}), rows(row.arg(source), changed + QStringList{keyOf(table)}));
-        EXPECT_EQ(rows(u"SELECT %1 FROM %2 WHERE %3=%4"_s.arg(changed.join(u", "_s), table, keyOf(table)).arg(copy)), QStringList{expected});
-    }
-
     Release r{};
 };
 
@@ -110,11 +96,14 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
     // The version rows: every column taken over (the list-handling
     // attributes too), the pointers through the maps; Ledger's name a
     // Billing window, copied before it.
-    const QStringList pointers = {u"sVersionID"_s, u"iVersionLoadProcess"_s, u"iVersionLoginProcess"_s, u"iVersionLogoutProcess"_s,
-                                  u"iVersionTerminateProcess"_s, u"iVersionRecoverProcess"_s, u"iVersionInitialWindow"_s,
-                                  u"iVersionMainWindow"_s};
-    expectCopied(u"tVersion"_s, r.billing10, billing25, pointers, u"2.5|%1|%1|%1|%1|%1|%2|%2"_s.arg(newLogin).arg(newMain));
-    expectCopied(u"tVersion"_s, r.ledger42, ledger50, pointers, u"5.0|%1|%1|%1|%1|%1|%2|%2"_s.arg(newPost).arg(newInvoice));
+    const auto version = [](const QString& id, qint32 process, qint32 window) {
+        std::map<QString, QVariant> columns{{u"sVersionID"_s, id}, {u"iVersionInitialWindow"_s, window}, {u"iVersionMainWindow"_s, window}};
+        for (const char* role : {"Load", "Login", "Logout", "Terminate", "Recover"})
+            columns[u"iVersion%1Process"_s.arg(QLatin1String(role))] = process;
+        return columns;
+    };
+    expectCopy(u"tVersion"_s, r.billing10, billing25, version(u"2.5"_s, newLogin, newMain));
+    expectCopy(u"tVersion"_s, r.ledger42, ledger50, version(u"5.0"_s, newPost, newInvoice));
     // The system screen is copied too.
     EXPECT_EQ(rows(u"SELECT sWindowPhysicalName FROM tWindow WHERE iWindowVerKey=%1 ORDER BY iWindowKey"_s.arg(billing25)),
               QStringList({"[System Screen]", "frmMain", "frmInvoice"}));
@@ -141,11 +130,11 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
     // The layout with its fields in sequence order and its file instance;
     // iRecordFileInstanceKey is not among the columns taken.
     const qint32 newLayout = firstKey(u"SELECT * FROM tRecord WHERE iRecordEnvironmentKey=%1"_s.arg(copy));
-    expectCopied(u"tRecord"_s, r.layout, newLayout, {u"iRecordEnvironmentKey"_s, u"iRecordFileInstanceKey"_s}, u"%1|0"_s.arg(copy));
+    expectCopy(u"tRecord"_s, r.layout, newLayout, {{u"iRecordEnvironmentKey"_s, copy}}, {u"iRecordFileInstanceKey"_s});
     EXPECT_EQ(rows(u"SELECT sFieldName FROM tField WHERE iFieldRecordKey=%1 ORDER BY iFieldKey"_s.arg(newLayout)),
               QStringList({"Customer", "Qty"}));
     const qint32 newInstance = firstKey(u"SELECT * FROM tFileInstance WHERE iFileInstanceRecordKey=%1"_s.arg(newLayout));
-    expectCopied(u"tFileInstance"_s, r.instance, newInstance, {u"iFileInstanceRecordKey"_s}, QString::number(newLayout));
+    expectCopy(u"tFileInstance"_s, r.instance, newInstance, {{u"iFileInstanceRecordKey"_s, newLayout}});
     // The record pointers of the copied processes, cycles and cycle
     // processes name the copied layout; the source's keep theirs.
     EXPECT_EQ(rows(u"SELECT iProcessRecordKey FROM tProcess WHERE iProcessKey IN (%1, %2) ORDER BY iProcessKey"_s.arg(r.login).arg(newLogin)),
