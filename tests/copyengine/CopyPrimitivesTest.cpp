@@ -51,17 +51,14 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false)) << shown();
     const KeyMap& windows = backup->WindowMap;
     ASSERT_EQ(windows.Length(), 3);
-    EXPECT_EQ(windows.OldKey(1), top);
-    EXPECT_EQ(windows.OldKey(2), child);
+    EXPECT_EQ(std::pair(windows.OldKey(1), windows.OldKey(2)), std::pair(top, child));
     expectCopy(u"tWindow"_s, top, windows.NewKey(1), {{u"iWindowVerKey"_s, destination}});
     expectCopy(u"tWindow"_s, child, windows.NewKey(2), {{u"iWindowVerKey"_s, destination}});
     EXPECT_EQ(intValue(u"tWindow"_s, windows.NewKey(2), u"iWindowParentKey"_s), top);
 
     // Windows without objects leave ObjectMap alone.
     const KeyMap& objects = backup->ObjectMap;
-    ASSERT_EQ(objects.Length(), 2);
-    EXPECT_EQ(objects.BatchCount(), 2);
-    EXPECT_EQ(objects.OldKey(2), sparse);
+    ASSERT_EQ(std::tuple(objects.Length(), objects.BatchCount(), objects.OldKey(2)), std::tuple(2, 2, sparse));
     const std::map<QString, QVariant> objectColumns = {{u"iObjectWindowKey"_s, windows.NewKey(2)}, {u"iObjectVersionKey"_s, destination}};
     expectCopy(u"tObject"_s, full, objects.NewKey(1), objectColumns);
     expectCopy(u"tObject"_s, sparse, objects.NewKey(2), objectColumns);
@@ -74,8 +71,7 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     const qint32 lone = build(app, u"1.1"_s, {{u"[System Screen]"_s, {}}}).version;
     progress.events.clear();
     ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, false));
-    EXPECT_TRUE(progress.events.isEmpty());
-    EXPECT_EQ(windows.Length(), 3);
+    EXPECT_TRUE(progress.events.isEmpty() && windows.Length() == 3);
     ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, true));
     EXPECT_EQ(windows.Length(), 4);
 
@@ -85,9 +81,7 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     EXPECT_FALSE(backup->CopyWindows(source, conn, destination, conn, true));
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 6);
-    EXPECT_EQ(objects.Length(), 4);
-    EXPECT_EQ(objects.NewKey(3), 0);
-    EXPECT_EQ(objects.NewKey(4), 0);
+    EXPECT_EQ(std::tuple(objects.Length(), objects.NewKey(3), objects.NewKey(4)), std::tuple(4, 0, 0));
 }
 
 // Variables and requirements replace their maps on every call; keywords
@@ -118,8 +112,7 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
     EXPECT_EQ(LookupNewKey(variables, v1, 2), 0);
     const QStringList before = progress.events;
     ASSERT_TRUE(backup->CopyVariables(version(u"1.2"_s), conn, destination, conn));
-    EXPECT_EQ(variables.Length(), 1);
-    EXPECT_NE(LookupNewKey(variables, v3, variables.Length()), 0);
+    EXPECT_TRUE(variables.Length() == 1 && LookupNewKey(variables, v3, 1) != 0);
     EXPECT_EQ(progress.events, before);
 
     // Keywords match by name or are added again.
@@ -137,9 +130,8 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
     // Without matching a second "Smoke" is added; the map keeps growing and
     // the first entry still wins.
     ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, false));
-    EXPECT_EQ(keywords.Length(), 4);
-    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)), 4);
-    EXPECT_EQ(LookupNewKey(keywords, smoke, keywords.Length()), existing);
+    EXPECT_EQ(std::tuple(keywords.Length(), count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)),
+                         LookupNewKey(keywords, smoke, keywords.Length())), std::tuple(4, 4, existing));
 
     // A name with an apostrophe is matched like any other, twice over.
     const qint32 quoted = add(u"tApp"_s, {{u"sAppName"_s, u"Quoted"_s}});
@@ -205,8 +197,8 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
                {{u"iStepWindowKey"_s, newVisit}, {u"iStepObjectKey"_s, newObject}});
 
     const QString windowsOf = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s;
-    EXPECT_EQ(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))), 0);
-    EXPECT_EQ(count(windowsOf.arg(LookupNewKey(processes, v.processes.at(u"Lone"_s), 4))), 1);
+    EXPECT_EQ(std::pair(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))),
+                        count(windowsOf.arg(LookupNewKey(processes, v.processes.at(u"Lone"_s), 4)))), std::pair(0, 1));
 
     // KeywordMap is empty: the relation keeps its keyword.
     EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));

@@ -88,15 +88,13 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     EXPECT_EQ(intValue(u"tCycleProcess"_s, ownCall, u"iProcessKey"_s), ownProcess);
     EXPECT_EQ(intValue(u"tField"_s, customerField, u"iFieldVarAppVerKey"_s), v12);
     EXPECT_EQ(intValue(u"tField"_s, customerField, u"iFieldVarKey"_s), variableOf(v12, u"CustomerName"_s));
-    EXPECT_EQ(intValue(u"tField"_s, hostField, u"iFieldVarAppVerKey"_s), r5);
-    EXPECT_EQ(intValue(u"tField"_s, hostField, u"iFieldVarKey"_s), hostUser);
+    EXPECT_EQ(std::pair(intValue(u"tField"_s, hostField, u"iFieldVarAppVerKey"_s), intValue(u"tField"_s, hostField, u"iFieldVarKey"_s)),
+              std::pair(r5, hostUser));
 
     // The new version's pointers; a pointer of 0 stays 0.
-    EXPECT_EQ(versionValue(v12, "LoginProcess"), newLoginProcess);
-    EXPECT_EQ(versionValue(v12, "InitialWindow"), newLogin);
-    EXPECT_EQ(versionValue(v12, "TerminateProcess"), 0);
-    EXPECT_EQ(versionValue(v12, "SourceVersion"), oe11);
-    EXPECT_EQ(versionValue(oe11, "LoginProcess"), loginProcess);
+    EXPECT_EQ(std::tuple(versionValue(v12, "LoginProcess"), versionValue(v12, "InitialWindow"), versionValue(v12, "TerminateProcess"),
+                         versionValue(v12, "SourceVersion"), versionValue(oe11, "LoginProcess")),
+              std::tuple(newLoginProcess, newLogin, 0, oe11, loginProcess));
 
     EXPECT_EQ(progress.matching(u"action:Fixing"_s),
               (QStringList {"action:Fixing up steps....", "action:Fixing up cycles...", "action:Fixing up layouts..."}));

@@ -96,9 +96,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRef
     // Saved again: the same row, the full stop kept; a stored environment
     // adds rows only for versions no environment lists.
     ASSERT_TRUE(definition.Save({u"Release 1.0"_s, {}, {v1, v2, v3, addVersion(app, u"4"_s)}}, conn, messages).Ok);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironment"_s), 2);
-    EXPECT_EQ(environmentNamed(u"Release 1.0"_s), key);
-    EXPECT_EQ(listed(key).size(), 3u);
+    EXPECT_EQ(std::tuple(count(u"SELECT * FROM tEnvironment"_s), environmentNamed(u"Release 1.0"_s), listed(key).size()), std::tuple(2, key, 3u));
     EXPECT_EQ(listed(other), std::vector<qint32>{v3});
 
     // Names that normalise alike collide; Save As excludes no key, so its
