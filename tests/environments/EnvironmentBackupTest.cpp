@@ -139,8 +139,7 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     conn.Execute(description.arg(u"First release"_s).arg(environment));
     const QStringList before = canonical();
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
-    EXPECT_EQ(filesInFolder(), QStringList{today()});
-    EXPECT_EQ(CountBackupFile(backups->LastBackupFile()).versions, 3);
+    EXPECT_EQ(std::pair(filesInFolder(), CountBackupFile(backups->LastBackupFile()).versions), std::pair(QStringList{today()}, 3));
     const QString file = backups->LastBackupFile();
     // A failure half-way through a third backup of the day.
     {
@@ -151,8 +150,7 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     EXPECT_FALSE(backups->BackupEnvironment(environment));
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_EQ(filesInFolder(), QStringList{today()});
-    EXPECT_TRUE(backups->LastBackupFile().isEmpty());
-    EXPECT_EQ(busy.begun, busy.ended);
+    EXPECT_TRUE(backups->LastBackupFile().isEmpty() && busy.begun == busy.ended);
     // Added after the backup, and deleted after it; an update took Billing
     // 1.0 out of the environment and filled it again elsewhere.
     addWindow(r.billing10, u"frmLate"_s);
@@ -322,8 +320,7 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListe
     EXPECT_EQ(names, QStringList({today(), u"03-07-2001.MDB"_s, u"12-31-2000.MDB"_s, u"01-02-2000.MDB"_s}));
     // No versions: the environment and its user only.
     const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
-    EXPECT_EQ(contents.versions, 0);
-    EXPECT_EQ(contents.rows, 2);
+    EXPECT_EQ(std::pair(contents.versions, contents.rows), std::pair(0, qint64(2)));
     EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
     // A cancelled chooser changes nothing.
     const QStringList before = dump();

@@ -155,8 +155,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     c().cmdEnvironSaveAs->click();
     EXPECT_EQ(dialogs.versionIdPrompts, QStringList({"Enter the new Version ID for Order Entry - 1.1:",
                                                      "Enter the new Version ID for Customer Inquiry - R5:"}));
-    EXPECT_FALSE(window->SaveOk);
-    EXPECT_EQ(environmentRows(), before);
+    EXPECT_TRUE(!window->SaveOk && environmentRows() == before);
     dialogs.versionIdAnswers = {u"1.0"_s, u"1.2"_s, u"R6"_s};
     c().cmdEnvironSaveAs->click();
     ASSERT_TRUE(window->SaveOk) << shown();
