@@ -188,11 +188,9 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     const QString registrations = u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key);
     dialogs.restoreAnswers = {std::nullopt, backups + u"TUTORIAL\\"_s + file};
     c().cmdEnvironRestore->click();
-    EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + u"TUTORIAL"_s});
-    EXPECT_EQ(count(registrations), 2);
+    EXPECT_EQ(std::pair(dialogs.restoreFolders, count(registrations)), std::pair(QStringList{backups + u"TUTORIAL"_s}, qsizetype(2)));
     c().cmdEnvironRestore->click();
-    EXPECT_EQ(count(registrations), 3);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), 2);
+    EXPECT_EQ(std::pair(count(registrations), count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key))), std::pair(qsizetype(3), qsizetype(2)));
     EXPECT_EQ(messages.shown.size(), 2) << shown();
 
     // A refused Save (another environment's name typed) leaves Backup and

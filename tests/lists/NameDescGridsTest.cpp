@@ -183,8 +183,7 @@ TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesReloadGivesKeysAndAFailu
     // no reload: the written entry carries its key, so deleting it deletes that row.
     EXPECT_EQ(std::pair(stored(grid, mine), state(list)), std::pair(QStringList({"Alpha| "}), u"Alpha| #, Zulu|changed#*, Omega| +"_s));
     messages.shown.clear();
-    EXPECT_TRUE(grid.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(stored(grid, mine).isEmpty() && messages.shown.isEmpty());
+    EXPECT_TRUE(grid.DeleteRow(0, conn, messages) && stored(grid, mine).isEmpty() && messages.shown.isEmpty());
 }
 
 // The row deleted, and the row checked for use, is the one the grid shows,
