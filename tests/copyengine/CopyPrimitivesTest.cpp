@@ -251,8 +251,7 @@ TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
     expectCopy(u"tCycle"_s, c1, newC1,
                {{u"iCycleVerKey"_s, destination}, {u"iCycleDependencyKey"_s, LookupNewKey(backup->ProcessMap, pa, 2)}, {u"iCycleStartStateKey"_s, 0}},
                {u"iCycleSequenceNum"_s});
-    EXPECT_EQ(intValue(u"tCycle"_s, newC2, u"iCycleDependencyKey"_s), 0);
-    EXPECT_EQ(intValue(u"tCycle"_s, newC2, u"iCycleStartStateKey"_s), 0);
+    EXPECT_EQ(std::pair(intValue(u"tCycle"_s, newC2, u"iCycleDependencyKey"_s), intValue(u"tCycle"_s, newC2, u"iCycleStartStateKey"_s)), std::pair(0, 0));
 
     // A cycle process outside the copy keeps its process.
     const QString newProcesses = u"SELECT * FROM tCycleProcess WHERE iCycleKey=%1 ORDER BY iCycleProcessKey"_s.arg(newC1);

@@ -238,13 +238,12 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
     const QString question = u"The backup %1 was made of environment \"Release 1\", which no longer exists. Restore it into environment \"Release 1\"?"_s.arg(today());
     messages.Queue(Answer::No);
     EXPECT_FALSE(backups->RestoreEnvironment(again, file));
-    EXPECT_EQ(taken(), QStringList{question});
-    EXPECT_EQ(dump(), recreated);
+    EXPECT_EQ(std::pair(taken(), dump()), std::pair(QStringList{question}, recreated));
     messages.Queue(Answer::Yes);
     EXPECT_TRUE(backups->RestoreEnvironment(again, file)) << shown();
     EXPECT_EQ(taken(), QStringList{question});
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(again)), 3);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(again)), 2);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(again)),
+                        count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(again))), std::pair(3, 2));
 }
 
 // Names from other writers of a shared repository never lead a backup out
