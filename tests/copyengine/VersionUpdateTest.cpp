@@ -190,8 +190,7 @@ TEST_P(VersionUpdateTest, UpdateAndCopyAcceptOnlyANewVersionAndOnlyUpdateMovesTh
     r = {environment, v12, orderEntry, u"1.3"_s, v13};
     outcome = TransferVersion(VersionTransferKind::Copy, r, conn, *backup, messages);
     EXPECT_FALSE(outcome.RefreshEnvironAppVerList);
-    EXPECT_EQ(ints(details, u"iEnvironVerKey"_s), (std::vector<qint32>{v12, r5}));
-    EXPECT_EQ(versionValue(v13, "SourceVersion"), v12);
+    EXPECT_EQ(std::pair(ints(details, u"iEnvironVerKey"_s), versionValue(v13, "SourceVersion")), std::pair(std::vector<qint32>{v12, r5}, v12));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, VersionUpdateTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -89,10 +89,9 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
     again.EmulatorKey = emulator;
     again.EmulatorText = u"IBM PCOMM"_s;
     const EnvironAddOutcome changed = config.Add(again, conn, messages);
-    ASSERT_TRUE(changed.Ok);
-    EXPECT_FALSE(changed.NewEntry);
-    EXPECT_EQ(details(u"iEnvironTestToolKey"_s), std::vector<qint32>{mainframe});
-    EXPECT_EQ(details(u"iEnviron3270Key"_s), std::vector<qint32>{emulator});
+    ASSERT_TRUE(changed.Ok && !changed.NewEntry);
+    EXPECT_EQ(std::pair(details(u"iEnvironTestToolKey"_s), details(u"iEnviron3270Key"_s)),
+              std::pair(std::vector<qint32>{mainframe}, std::vector<qint32>{emulator}));
 }
 
 // A second version of an application is asked once per listed version.

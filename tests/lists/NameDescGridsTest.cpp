@@ -130,8 +130,7 @@ TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
               std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
     ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
     EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
-    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0));
-    EXPECT_TRUE(keywords.List().Count() == 0 && messages.shown.isEmpty());
+    EXPECT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0) && keywords.List().Count() == 0 && messages.shown.isEmpty());
 
     NameDescGrid projects(NameDescGridKind::Projects, messages);
     projects.List().Add(u"Stale"_s, QString(), 0, true);
