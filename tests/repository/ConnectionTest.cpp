@@ -8,11 +8,7 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
-QString jetString(const QString& file) { return u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(file); }
-
-} // namespace
+static QString jetString(const QString& file) { return u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(file); }
 
 // --- Opening files: no backend needed -------------------------------------
 

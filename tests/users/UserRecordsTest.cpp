@@ -20,12 +20,7 @@ protected:
         DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
     }
     // New, the fields typed, Save.
-    UserSaveOutcome saveNew(const UserFields& fields)
-    {
-        editor.New();
-        editor.MarkDirty();
-        return editor.Save(fields, conn, messages);
-    }
+    UserSaveOutcome saveNew(const UserFields& fields) { editor.New(); editor.MarkDirty(); return editor.Save(fields, conn, messages); }
     qint32 key(const QString& id) { return Rows(conn, u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(id)).value(0).toInt(); }
 
     TestDatabase db{GetParam()};
