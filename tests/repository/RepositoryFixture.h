@@ -26,11 +26,7 @@ inline qint32 addTo(Recordset& rs, const Values& values)
 }
 
 // The same through the fresh record set `select` opens.
-inline qint32 addRow(Connection& conn, const QString& select, const Values& values)
-{
-    Recordset rs(select, conn);
-    return addTo(rs, values);
-}
+inline qint32 addRow(Connection& conn, const QString& select, const Values& values) { Recordset rs(select, conn); return addTo(rs, values); }
 
 // A fresh database per test on the backend the parameter names.
 class BackendTest : public ::testing::TestWithParam<std::string> {

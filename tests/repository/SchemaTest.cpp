@@ -7,16 +7,14 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
 // The tables of a repository, written out here rather than read from the
 // list the schema is built from.
-const QStringList kTables = {u"t3270"_s, u"tApp"_s, u"tClass"_s, u"tCycle"_s, u"tCycleProcess"_s, u"tEnvironment"_s,
+static const QStringList kTables = {u"t3270"_s, u"tApp"_s, u"tClass"_s, u"tCycle"_s, u"tCycleProcess"_s, u"tEnvironment"_s,
     u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tField"_s, u"tFileInstance"_s, u"tKeyword"_s, u"tKeywordRel"_s, u"tMapType"_s,
     u"tObject"_s, u"tPlatform"_s, u"tProcess"_s, u"tProject"_s, u"tRecord"_s, u"tRequirement"_s, u"tRole"_s, u"tSchedule"_s,
     u"tScheduleCycles"_s, u"tStep"_s, u"tStepWindow"_s, u"tTestTool"_s, u"tUser"_s, u"tUserVar"_s, u"tVersion"_s, u"tWindow"_s};
 
-QStringList lower(QStringList names)
+static QStringList lower(QStringList names)
 {
     for (QString& n : names)
         n = n.toLower();
@@ -26,7 +24,7 @@ QStringList lower(QStringList names)
 
 // The tables the database holds, lower case and sorted; with the original
 // key columns that only the backup template has, as "table.column".
-QStringList tablesOf(Connection& conn)
+static QStringList tablesOf(Connection& conn)
 {
     QStringList names;
     for (const QString& table : FileTables(conn)) {
@@ -38,8 +36,6 @@ QStringList tablesOf(Connection& conn)
     }
     return lower(names);
 }
-
-} // namespace
 
 class SchemaTest : public BackendTest {
 protected:

@@ -81,9 +81,6 @@ TEST_F(StartupTest, DatabasesOpenInTheModesOrder)
     step(u"Tutorial/Database/Tutorial.mdb"_s, u"UserData.mdb"_s);
     step(u"Tutorial/Database/UserData.mdb"_s, u"TestData.mdb"_s); // the same folder as "database"
     step(u"Tutorial/TestData.mdb"_s, u"<no error>"_s);
-    EXPECT_TRUE(session.repository.IsOpen() && session.testData.IsOpen() && session.userData.IsOpen());
-    session.Close();
-    EXPECT_FALSE(session.repository.IsOpen() || session.testData.IsOpen() || session.userData.IsOpen());
 
     settings(uR"("IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="<D>"|"LocalDatabaseName"="repo.mdb"|"SharedResourcePath"="<D>/shared"|"ExePath"="<D>/exe")"_s);
     step(u"repo.mdb"_s, u"testdata.mdb"_s);

