@@ -343,15 +343,16 @@ void Connection::OpenFile(const QString& path)
 
 void Connection::UseForReading()
 {
-    if (IsOpen() && d->dialect == &SqliteDialect())
-        d->run(QStringLiteral("PRAGMA cache_size = -%1").arg(kSqliteReadingPageCacheKiB));
+    // Only a hint: a connection that keeps its larger cache works as well.
+    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr) {
+        const QByteArray pragma = "PRAGMA cache_size = -" + QByteArray::number(kSqliteReadingPageCacheKiB);
+        sqlite3_exec(handle, pragma.constData(), nullptr, nullptr, nullptr);
+    }
 }
 
 void Connection::ReleaseMemory()
 {
-    if (!IsOpen())
-        return;
-    if (sqlite3* handle = sqliteHandle(d->db))
+    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr)
         sqlite3_db_release_memory(handle);
 }
 

@@ -94,7 +94,7 @@ public:
 
     // Marks a SQLite connection as one that a long operation only reads
     // through: its page cache shrinks to kSqliteReadingPageCacheKiB.
-    // Nothing changes on a server connection.
+    // Never fails; nothing changes on a server connection.
     void UseForReading();
     // Gives back the memory of the SQLite page cache (the pages a long
     // operation wrote stay in it otherwise as long as the connection is
