@@ -82,6 +82,5 @@ protected:
     ScriptedMessages messages;
 };
 
-inline std::string Shown(const ScriptedMessages& m) { return m.shown.join(u'\n').toStdString(); }
 
 } // namespace dorvane::test

@@ -175,7 +175,7 @@ protected:
     // Every row of every table, for before-and-after comparisons.
     QStringList dump() { return TableRows(conn); }
     // The messages shown, for a failure's description.
-    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
+    std::string shown() const { return Shown(messages); }
     // The messages shown so far, which are checked and gone.
     QStringList taken() { return std::exchange(messages.shown, QStringList()); }
 

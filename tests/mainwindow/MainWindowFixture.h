@@ -97,7 +97,7 @@ protected:
     qsizetype count(const QString& sql) { return Rows(repository(), sql).size(); }
     // Types a cell of a grid through its model, as the grid's editor commits it.
     static bool TypeCell(QTableView* view, int row, int column, const QString& text) { return view->model()->setData(view->model()->index(row, column), text); }
-    std::string shown() const { return messages.shown.join(u'\n').toStdString(); }
+    std::string shown() const { return Shown(messages); }
 
     std::unique_ptr<TestDatabase> m_db;
     Session session;

@@ -59,6 +59,9 @@ private:
     std::deque<Answer> m_answers;
 };
 
+// The messages shown so far, one a line, for a failing check to print.
+inline std::string Shown(const ScriptedMessages& m) { return m.shown.join(u'\n').toStdString(); }
+
 // The rows of a table or a query as comparable text, one string a row: the
 // cells joined by '|', Null as <null>, the columns named in `without` left
 // out. A repository table is read in key order, any other table as stored.

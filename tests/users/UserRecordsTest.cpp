@@ -45,7 +45,7 @@ TEST_P(UserRecordsTest, ChecksRefuseInOrderWithTheirMessageAndField)
         {"o'brien already exists - please choose another ID", "txtUserID", -1, &UserFields::UserID, "skim"},
         {"Passwords don't match - please re-enter", "txtPassword", -1, &UserFields::VerifyPassword, "Secret1"},
     };
-    ASSERT_TRUE(saveNew(jane()).SaveOk && saveNew(jane(u"O'Brien"_s)).SaveOk) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(saveNew(jane()).SaveOk && saveNew(jane(u"O'Brien"_s)).SaveOk) << Shown(messages);
     UserFields fields;
     for (const auto& c : cases) {
         messages.shown.clear();
@@ -67,7 +67,7 @@ TEST_P(UserRecordsTest, ASavedUserIsStoredAndOpensAsSaved)
     fields.Password = fields.VerifyPassword = u"  "_s;
     fields.Email = fields.Extension = fields.Department = QString();
     const UserSaveOutcome outcome = saveNew(fields);
-    ASSERT_TRUE(outcome.SaveOk) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(outcome.SaveOk) << Shown(messages);
     EXPECT_EQ(Rows(conn, u"SELECT sUserFirst, sUserPassword, sUserDepartment, sUserEmail, sUserExtension FROM tUser"_s),
               QStringList{u" |  | ||"_s});
     EXPECT_TRUE(outcome.RefreshUserList);
@@ -82,7 +82,7 @@ TEST_P(UserRecordsTest, ASavedUserIsStoredAndOpensAsSaved)
     fields.UserID = u"JSmith"_s;
     fields.LastName = u"Smith-Jones"_s;
     editor.MarkDirty();
-    ASSERT_TRUE(editor.Save(fields, conn, messages).SaveOk && messages.shown.isEmpty()) << messages.shown.join(u'\n').toStdString();
+    ASSERT_TRUE(editor.Save(fields, conn, messages).SaveOk && messages.shown.isEmpty()) << Shown(messages);
     EXPECT_EQ(Rows(conn, u"SELECT iUserKey, sUserID, sUserLast FROM tUser"_s), QStringList{u"%1|JSmith|Smith-Jones"_s.arg(list[0].Key)});
 }
 
