@@ -3,10 +3,18 @@
 #include "repository/Connection.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
 
 #include <QVector>
 
 namespace dorvane {
+
+namespace {
+
+const QString kApplicationKept =
+    QStringLiteral("%1 and all its versions stay as they were: nothing was deleted.");
+
+} // namespace
 
 bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
                        const DeleteContents& deleteContents)
@@ -41,14 +49,21 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
                           Buttons::YesNo) != Answer::Yes)
             return false;
 
+        // One transaction: a version that cannot be deleted keeps the
+        // application and every other version as they were, so that no
+        // version is left without its application.
+        Transaction transaction(connection);
         for (const qint32 versionKey : versions) {
-            if (!deleteContents(versionKey))
-                break;
+            if (!deleteContents(versionKey)) {
+                transaction.Rollback();
+                messages.Inform(kApplicationKept.arg(appName));
+                return false;
+            }
         }
-        // The application row goes even when one of its versions stayed.
         Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey = ") + QString::number(appKey), connection);
         if (!app.Eof())
             app.Delete();
+        transaction.Commit();
         return true;
     } catch (const DbError& e) {
         messages.Inform(QStringLiteral("Error while deleting application: ") + e.description());

@@ -14,8 +14,11 @@ using DeleteContents = std::function<bool(qint32 versionKey)>;
 
 // Deletes an application with all its versions, unless one of them takes
 // part in an environment (the first such environment is named). Asks
-// first. The application row goes even when a version could not be
-// deleted. Returns whether the application row was deleted.
+// first. Everything goes in one transaction on `connection`, which
+// deleteContents must write through: when a version cannot be deleted,
+// nothing is, and "NAME and all its versions stay as they were: nothing
+// was deleted." follows the version's own message. Returns whether the
+// application row was deleted.
 bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
                        const DeleteContents& deleteContents);
 

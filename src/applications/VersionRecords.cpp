@@ -6,6 +6,7 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
 
 namespace dorvane {
 
@@ -150,7 +151,7 @@ VersionSaveOutcome VersionRecords::Save(
     // An ID left as stored is saved as stored.
     const bool idUnchanged = !state.VersionIsNew && input.id == state.VersionFolderName;
     const QString folder = idUnchanged ? input.id : NormaliseVersionId(input.id);
-    bool inTransaction = false;
+    std::optional<Transaction> transaction;
     try {
         Recordset sameId(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID = '") + QuoteSql(folder)
                 + QStringLiteral("' AND iVersionAppKey=") + Key(app.CurrentAppKey)
@@ -165,8 +166,7 @@ VersionSaveOutcome VersionRecords::Save(
         if (!state.VersionIsNew && version.Text(QStringLiteral("sVersionID")) != folder)
             oldFolder = version.Text(QStringLiteral("sVersionID"));
 
-        m_connection.BeginTrans();
-        inTransaction = true;
+        transaction.emplace(m_connection);
         if (state.VersionIsNew) {
             version.AddNew();
             version.SetValue(QStringLiteral("iVersionAppKey"), app.CurrentAppKey);
@@ -184,8 +184,8 @@ VersionSaveOutcome VersionRecords::Save(
         out.state.CurrentVersionKey = KeyOfVersion(m_connection, folder, app.CurrentAppKey);
         out.dirtyCleared = true;
         CreateSystemScreen(m_connection, out.state.CurrentVersionKey, app.AppIsHost, app.CurrentPlatformKey);
-        m_connection.CommitTrans();
-        inTransaction = false;
+        transaction->Commit();
+        transaction.reset();
         // The version is a stored one now, also when the folder work below
         // fails: Save again updates this row.
         out.state.VersionIsNew = false;
@@ -201,12 +201,8 @@ VersionSaveOutcome VersionRecords::Save(
         }
     } catch (const DbError& e) {
         m_messages.Inform(QStringLiteral("Error during Version save: ") + e.description());
-        if (inTransaction) {
-            try {
-                m_connection.RollbackTrans();
-            } catch (const DbError&) {
-                // The connection has lost the transaction already.
-            }
+        if (transaction) {
+            transaction.reset();
             // Nothing of the write is left.
             out.state.CurrentVersionKey = state.CurrentVersionKey;
             out.dirtyCleared = false;

@@ -21,6 +21,9 @@ namespace dorvane::cli {
 inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
+// A command interrupted by SIGINT or SIGTERM ends with 128 + the signal
+// (130, 143) after rolling back, and says so.
+inline const QString kInterrupted = QStringLiteral("Interrupted: nothing was changed");
 
 // Help lines are wrapped to this width.
 inline constexpr qsizetype kHelpWidth = 80;
@@ -86,8 +89,17 @@ int RunBackup(const CommandContext& context);
 int RunRestore(const CommandContext& context);
 int RunBackups(const CommandContext& context);
 
-// Opens the repository and the side databases as start-up does; on failure
-// says "Could not open database: " and the description.
+// From here on SIGINT and SIGTERM interrupt the running operation instead
+// of ending the process: its transactions roll back and its work files go,
+// and the tool says kInterrupted and ends with 130 or 143. A second signal
+// ends the process at once.
+void HandleInterruptions();
+// The signal that interrupted the run, or 0.
+int InterruptingSignal();
+
+// Opens the repository and the side databases as start-up does, handling
+// interruptions from then on; on failure says "Could not open database: "
+// and the description.
 bool OpenRepository(const CommandContext& context, Session& session);
 
 // The key of the application named `name`, or nothing.

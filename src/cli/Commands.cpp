@@ -1,14 +1,18 @@
 #include "cli/Cli.h"
 
 #include "cli/TerminalMessages.h"
+#include "repository/Interruption.h"
 #include "startup/Registry.h"
 #include "Version.h"
 
 #include <QByteArray>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <optional>
+
+#include <signal.h>
 
 namespace dorvane::cli {
 
@@ -275,7 +279,53 @@ int Run(const QStringList& arguments)
                               CommandUsage(*command));
     }
     TerminalMessages messages;
-    return command->run(CommandContext{*command, commandArguments, messages});
+    int status = kExitFailure;
+    try {
+        status = command->run(CommandContext{*command, commandArguments, messages});
+    } catch (const OperationInterrupted&) {
+        status = kExitFailure;
+    }
+    // A signal that came after the operation had committed lets it end as
+    // it would have; one that stopped it, or a failure it caused, ends
+    // the run as interrupted (the operation has rolled back).
+    if (status != kExitSuccess && InterruptingSignal() != 0) {
+        PrintErrorLine(kInterrupted);
+        return 128 + InterruptingSignal();
+    }
+    return status;
 }
+
+namespace {
+
+volatile std::sig_atomic_t interruptingSignal = 0;
+
+extern "C" void onInterrupt(int signal)
+{
+    if (interruptingSignal != 0) {
+        // Asked twice: the process ends now; a server rolls back what the
+        // connection left open, SQLite at the file's next opening.
+        ::signal(signal, SIG_DFL);
+        ::raise(signal);
+        return;
+    }
+    interruptingSignal = signal;
+    RequestInterruption();
+}
+
+} // namespace
+
+void HandleInterruptions()
+{
+    struct sigaction action = {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    // No SA_RESTART: a question waiting for its answer on the terminal
+    // returns at once.
+    action.sa_flags = 0;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+int InterruptingSignal() { return interruptingSignal; }
 
 } // namespace dorvane::cli

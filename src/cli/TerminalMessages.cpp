@@ -1,6 +1,7 @@
 #include "cli/TerminalMessages.h"
 
 #include "cli/Cli.h"
+#include "repository/Interruption.h"
 
 #include <QByteArray>
 
@@ -27,6 +28,13 @@ QString ReadLine(std::FILE* input, bool& atEnd)
 
 Answer TerminalMessages::Show(const QString& text, Buttons buttons)
 {
+    // After an interruption the failures it causes say nothing new: the
+    // run ends with kInterrupted, and nothing more is asked.
+    if (InterruptionRequested()) {
+        if (buttons == Buttons::Ok)
+            return Answer::Ok;
+        throw OperationInterrupted();
+    }
     if (buttons == Buttons::Ok) {
         PrintErrorLine(text);
         return Answer::Ok;
@@ -47,6 +55,7 @@ Answer TerminalMessages::Show(const QString& text, Buttons buttons)
 
         bool atEnd = false;
         const QString reply = ReadLine(m_input, atEnd).toLower();
+        CheckInterruption();
         if (atEnd) {
             PrintErrorLine(QString());
             return fallback;

@@ -19,6 +19,7 @@ namespace dorvane::cli {
 
 bool OpenRepository(const CommandContext& context, Session& session)
 {
+    HandleInterruptions();
     try {
         session.Open(PlanStartup());
         return true;
@@ -186,12 +187,10 @@ int RunDeleteApplication(const CommandContext& context)
             messages.Inform(QStringLiteral("There is no application named ") + arguments[0] + QStringLiteral("."));
             return kExitFailure;
         }
-        bool allVersionsDeleted = true;
         const bool deleted = DeleteApplication(session.repository, messages, *appKey, arguments[0], [&](qint32 key) {
-            allVersionsDeleted = DeleteVersionContents(key, session.repository, messages);
-            return allVersionsDeleted;
+            return DeleteVersionContents(key, session.repository, messages);
         });
-        return deleted && allVersionsDeleted ? kExitSuccess : kExitFailure;
+        return deleted ? kExitSuccess : kExitFailure;
     } catch (const DbError& e) {
         messages.Inform(QStringLiteral("Error while deleting application: ") + e.description());
         return kExitFailure;

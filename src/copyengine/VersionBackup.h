@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 namespace dorvane {
@@ -124,10 +125,14 @@ public:
     // content and re-points what the environment's other versions and
     // record layouts held of the source version, all in one transaction on
     // a newly opened DestinationConnection: committed when every step
-    // succeeded, rolled back otherwise. A failure of its own steps shows
-    // "Error while creating new version:" + description +
+    // succeeded, rolled back otherwise. `alsoInTransaction`, when given,
+    // writes the caller's own part through that connection before the
+    // commit (an update moves the environment's list entry), so that the
+    // whole operation commits or nothing of it does. A failure of its own
+    // steps shows "Error while creating new version:" + description +
     // "! New version not fully created.".
-    bool UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey);
+    bool UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey,
+                       const std::function<void(Connection&)>& alsoInTransaction = {});
 
 private:
     void startProgress(const QString& labelWords, qint32 count);

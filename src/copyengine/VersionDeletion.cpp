@@ -5,6 +5,9 @@
 #include "repository/HeldWrites.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
+
+#include <optional>
 
 #include <vector>
 
@@ -45,8 +48,11 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
     const WriteBatching batching(connection);
     enter("Variables");
     heldStages = {{"tUserVar", "Variables"}};
+    // Inside a larger transaction (an application's deletion) this is one
+    // part of it: a failure here rolls the whole of it back.
+    std::optional<Transaction> transaction;
     try {
-        connection.BeginTrans();
+        transaction.emplace(connection);
 
         Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(versionKey), connection);
         if (CountRecords(&variables) > 0)
@@ -138,7 +144,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + num(versionKey), connection);
         version.Delete();
 
-        connection.CommitTrans();
+        transaction->Commit();
         return true;
     } catch (const DbError& e) {
         const QString heldTable = HeldTableOf(e);
@@ -146,15 +152,8 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
             if (heldTable.compare(QLatin1String(held.table), Qt::CaseInsensitive) == 0)
                 enter(held.stage);
         }
+        transaction.reset();
         messages.Show(stage + e.description() + QStringLiteral("! New version not fully deleted."), Buttons::Ok);
-        if (connection.InTransaction()) {
-            try {
-                connection.RollbackTrans();
-            } catch (const DbError& rollbackError) {
-                messages.Show(stage + rollbackError.description() + QStringLiteral("! New version not fully deleted."),
-                              Buttons::Ok);
-            }
-        }
         return false;
     }
 }

@@ -6,6 +6,8 @@
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
 
+#include <functional>
+
 namespace dorvane {
 
 namespace {
@@ -73,16 +75,21 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
         if (!passesChecks(kind, request, connection, messages))
             return outcome;
         const qint32 listed = *request.ListedVersionKey;
-        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey))
-            return outcome;
+        // An update's list entry moves in the copy's own transaction: the
+        // environment never lists the old version beside a filled new one.
+        std::function<void(Connection&)> moveListEntry;
         if (kind == VersionTransferKind::Update) {
-            Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
-                                 num(request.EnvironKey) + QStringLiteral(" AND iEnvironVerKey=") + num(listed),
-                             connection);
-            detail.SetValue(QStringLiteral("iEnvironVerKey"), request.ChosenVersionKey);
-            detail.Update();
-            outcome.RefreshEnvironAppVerList = true;
+            moveListEntry = [&request, listed](Connection& db) {
+                Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
+                                     num(request.EnvironKey) + QStringLiteral(" AND iEnvironVerKey=") + num(listed),
+                                 db);
+                detail.SetValue(QStringLiteral("iEnvironVerKey"), request.ChosenVersionKey);
+                detail.Update();
+            };
         }
+        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey, moveListEntry))
+            return outcome;
+        outcome.RefreshEnvironAppVerList = kind == VersionTransferKind::Update;
         outcome.Ok = true;
         return outcome;
     } catch (const DbError& e) {

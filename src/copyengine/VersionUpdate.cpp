@@ -3,6 +3,7 @@
 #include "repository/Connection.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
 
 #include <optional>
 
@@ -26,9 +27,11 @@ void remap(Recordset& rs, const QString& column, const KeyMap& map, qint32 lengt
 
 } // namespace
 
-bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey)
+bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey,
+                                  const std::function<void(Connection&)>& alsoInTransaction)
 {
     std::optional<BusyScope> busy;
+    std::optional<Transaction> transaction;
     try {
         DestinationConnection = OpenDestinationDatabase();
         ObjectMap.ResetLength();
@@ -42,7 +45,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             throw DbError(QStringLiteral("The destination database is not open."));
         Connection& db = *DestinationConnection;
         db.BatchWrites(true);
-        db.BeginTrans();
+        transaction.emplace(db);
 
         // Within one database: the destination connection reads and writes.
         bool ok = CopyWindows(sourceVersionKey, db, destinationVersionKey, db, false) &&
@@ -165,28 +168,27 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             }
             version.SetValue(QStringLiteral("iVersionSourceVersion"), sourceVersionKey);
             version.Update();
+            if (ok && alsoInTransaction)
+                alsoInTransaction(db);
         }
 
         busy.reset();
         if (ok)
-            db.CommitTrans();
+            transaction->Commit();
         else
-            db.RollbackTrans();
+            transaction->Rollback();
+        transaction.reset();
         DestinationConnection.reset();
         m_progress.HideWindow();
         return ok;
     } catch (const DbError& e) {
+        // Rolled back before the message is shown: the repository is not
+        // held while the administrator reads it. The connection stays open
+        // on this path.
+        transaction.reset();
         m_messages.Show(kFailed + e.description() + kNotFullyCreated, Buttons::Ok);
         busy.reset();
         m_progress.HideWindow();
-        // The connection stays open on this path.
-        if (DestinationConnection && DestinationConnection->InTransaction()) {
-            try {
-                DestinationConnection->RollbackTrans();
-            } catch (const DbError& rollbackError) {
-                m_messages.Show(kFailed + rollbackError.description() + kNotFullyCreated, Buttons::Ok);
-            }
-        }
         return false;
     }
 }

@@ -11,6 +11,7 @@
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
 #include "repository/Schema.h"
+#include "repository/Transaction.h"
 #include "startup/Registry.h"
 
 #include <QCoreApplication>
@@ -22,6 +23,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QStringList>
 #include <QSysInfo>
 
@@ -293,10 +295,27 @@ BackupFileContents CountBackupFile(const QString& path)
     return contents;
 }
 
+// The day's file and the work file it is written to until it commits. A
+// run that ends without its file in place (a failure, a refusal, an
+// interruption) rolls the file's transaction back and removes the work
+// file with its journal files; an earlier backup of the day stays as it was.
 struct EnvironmentBackup::BackupRun {
     QString fileName;  // the day's file
     QString workName;  // where it is written until it commits
     std::unique_ptr<Connection> file;
+    bool inPlace = false;
+
+    BackupRun() = default;
+    BackupRun(const BackupRun&) = delete;
+    BackupRun& operator=(const BackupRun&) = delete;
+    ~BackupRun()
+    {
+        if (inPlace)
+            return;
+        file.reset();
+        if (!workName.isEmpty())
+            Connection::RemoveDatabaseFile(NativePath(workName));
+    }
 };
 
 EnvironmentBackup::EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath)
@@ -381,42 +400,36 @@ void EnvironmentBackup::finishRun()
 bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
 {
     m_lastBackupFile.clear();
+    const auto finish = qScopeGuard([this] { finishRun(); });
+    BusyScope busy(m_engine.Busy());
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    // Without a reading connection OpenDestinationDatabase has said why.
+    if (!m_engine.DestinationConnection)
+        return false;
+    Connection& reading = *m_engine.DestinationConnection;
+    reading.UseForReading();
     BackupRun run;
-    bool ok = false;
-    {
-        BusyScope busy(m_engine.Busy());
-        m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
-        m_engine.ResetCopyRunMaps(true);
-        // Without a reading connection OpenDestinationDatabase has said why.
-        if (m_engine.DestinationConnection) {
-            m_engine.DestinationConnection->UseForReading();
-            try {
-                ok = backupContent(environmentKey, run);
-                if (ok) {
-                    run.file->CommitTrans();
-                    // One self-contained file, without a write-ahead journal
-                    // beside it, before it takes the day's name.
-                    run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
-                    run.file->Close();
-                    replaceFile(run.workName, run.fileName);
-                    m_lastBackupFile = run.fileName;
-                }
-            } catch (const DbError& e) {
-                m_engine.Messages().Inform(kBackupFailed + e.description());
-                ok = false;
-            }
-        }
-        if (!ok) {
-            // Closing rolls the transaction back; the work file goes, and
-            // an earlier backup of the day stays as it was.
-            if (run.file)
-                run.file->Close();
-            if (!run.workName.isEmpty())
-                Connection::RemoveDatabaseFile(NativePath(run.workName));
-        }
+    try {
+        // Everything is read from one state of the repository: what
+        // another program commits meanwhile is wholly in the file or wholly
+        // absent.
+        const Transaction snapshot(reading, Transaction::Kind::Snapshot);
+        if (!backupContent(environmentKey, run))
+            return false;
+        run.file->CommitTrans();
+        // One self-contained file, without a write-ahead journal beside
+        // it, before it takes the day's name.
+        run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
+        run.file->Close();
+        replaceFile(run.workName, run.fileName);
+        run.inPlace = true;
+        m_lastBackupFile = run.fileName;
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kBackupFailed + e.description());
+        return false;
     }
-    finishRun();
-    return ok;
 }
 
 // Steps 1 to 8 of the backup, up to the commit. Throws DbError for its own
@@ -510,42 +523,31 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
 
 bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
 {
-    bool ok = false;
-    {
-        BusyScope busy(m_engine.Busy());
-        m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
-        m_engine.ResetCopyRunMaps(true);
-        if (m_engine.DestinationConnection) {
-            Connection& repository = *m_engine.DestinationConnection;
-            repository.BatchWrites(true);
-            // A restore touches no file but the one it reads, so nothing here
-            // can fail with "Path/File access error" to be passed over.
-            Connection backup;
-            try {
-                backup.Open(FileConnectionString(backupFilePath));
-                backup.UseForReading();
-                if (BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
-                    repository.BeginTrans();
-                    ok = PrepareForRestore(environmentKey, repository) &&
-                         restoreContent(environmentKey, backup, repository);
-                    if (ok)
-                        repository.CommitTrans();
-                }
-            } catch (const DbError& e) {
-                m_engine.Messages().Inform(kRestoreFailed + e.description());
-                ok = false;
-            }
-            if (!ok && repository.InTransaction()) {
-                try {
-                    repository.RollbackTrans();
-                } catch (const DbError&) {
-                    // Closing the connection below ends the transaction.
-                }
-            }
-        }
+    const auto finish = qScopeGuard([this] { finishRun(); });
+    BusyScope busy(m_engine.Busy());
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    if (!m_engine.DestinationConnection)
+        return false;
+    Connection& repository = *m_engine.DestinationConnection;
+    const WriteBatching batching(repository);
+    // A restore touches no file but the one it reads, so nothing here can
+    // fail with "Path/File access error" to be passed over.
+    Connection backup;
+    try {
+        backup.Open(FileConnectionString(backupFilePath));
+        backup.UseForReading();
+        if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
+            return false;
+        Transaction transaction(repository);
+        if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
+            return false;
+        transaction.Commit();
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kRestoreFailed + e.description());
+        return false;
     }
-    finishRun();
-    return ok;
 }
 
 bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,

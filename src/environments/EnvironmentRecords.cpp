@@ -5,6 +5,9 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
+
+#include <optional>
 
 namespace dorvane {
 
@@ -22,16 +25,6 @@ const QString kReferenced = QStringLiteral("This environment is referenced in ex
 const QString kName = QStringLiteral("sEnvironmentName");
 const QString kDesc = QStringLiteral("sEnvironmentDesc");
 const QString kKey = QStringLiteral("iEnvironmentKey");
-
-// A rollback after a failure must not hide the failure that caused it.
-void rollbackQuietly(Connection& connection)
-{
-    try {
-        if (connection.InTransaction())
-            connection.RollbackTrans();
-    } catch (const DbError&) {
-    }
-}
 
 } // namespace
 
@@ -210,7 +203,7 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
     }
     qint32 key = m_currentKey;
     try {
-        connection.BeginTrans();
+        Transaction transaction(connection);
         const QString quoted = QuoteSql(name);
 
         Recordset others(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName = '") + quoted +
@@ -218,7 +211,7 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
                          connection);
         if (!others.Eof()) {
             others.Close();
-            connection.RollbackTrans();
+            transaction.Rollback();
             messages.Inform(input.Name + kAlreadyExists);
             outcome.FocusField = kTxtEnvironName;
             return outcome;
@@ -262,10 +255,9 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
             }
         }
 
-        connection.CommitTrans();
+        transaction.Commit();
     } catch (const DbError& e) {
         messages.Inform(kSaveFailed + e.description());
-        rollbackQuietly(connection);
         return outcome;
     }
     m_currentKey = key;
@@ -319,9 +311,10 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
             return outcome;
         }
 
-        connection.BeginTrans();
+        Transaction transaction(connection);
+        std::optional<Transaction> testDataTransaction;
         if (testData)
-            testData->BeginTrans();
+            testDataTransaction.emplace(*testData);
         qint32 sourceKey = m_currentKey;
         byName.AddNew();
         byName.SetValue(kName, name);
@@ -333,20 +326,13 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
 
         // The users are registered by the environment copy, once.
         copied = copy.CopyEnvironment(sourceKey, newKey);
-        if (!copied) {
-            connection.RollbackTrans();
-            if (testData)
-                testData->RollbackTrans();
+        if (!copied)
             return outcome;
-        }
-        connection.CommitTrans();
-        if (testData)
-            testData->CommitTrans();
+        transaction.Commit();
+        if (testDataTransaction)
+            testDataTransaction->Commit();
     } catch (const DbError& e) {
         messages.Inform(kSaveFailed + e.description());
-        rollbackQuietly(connection);
-        if (testData)
-            rollbackQuietly(*testData);
         return outcome;
     }
 
@@ -372,7 +358,7 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
             messages.Inform(kReferenced);
             return outcome;
         }
-        connection.BeginTrans();
+        Transaction transaction(connection);
         for (const QString& sql : {QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey = "),
                                    QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey = ")}) {
             Recordset rows(sql + key, connection);
@@ -384,10 +370,9 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
         Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + key, connection);
         if (!environment.Eof())
             environment.Delete();
-        connection.CommitTrans();
+        transaction.Commit();
     } catch (const DbError& e) {
         messages.Inform(kDeleteFailed + e.description());
-        rollbackQuietly(connection);
         return outcome;
     }
     EnvironOutcome fresh = New();

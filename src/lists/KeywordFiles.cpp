@@ -4,6 +4,7 @@
 #include "repository/FilePaths.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
 
 #include <QFile>
 #include <QSet>
@@ -184,10 +185,18 @@ KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& message
         return outcome;
 
     outcome.result = KeywordImportResult::Failed;
+    // All or nothing: a file that stops in the middle, a failing row or an
+    // interruption adds no keyword.
+    const auto nothingAdded = [&outcome, &messages](const QString& text) {
+        outcome.rowsAdded = 0;
+        outcome.rowsSkipped = 0;
+        messages.Inform(text + kImportNothingAdded);
+    };
     try {
         QFile file(NativePath(*fileName));
         if (!file.open(QIODevice::ReadOnly))
             throw FileError(QStringLiteral("open"), file);
+        Transaction transaction(connection);
         int line = 0;
         const ReadEnd end = ReadKeywordLines(file, line, [&](const QString& name, const QString& description) {
             if (names.contains(name)) {
@@ -203,14 +212,17 @@ KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& message
             ++outcome.rowsAdded;
         });
         switch (end) {
-        case ReadEnd::EndOfFile: outcome.result = KeywordImportResult::Imported; break;
-        case ReadEnd::BadFormat: messages.Inform(kImportBadFormat); break;
-        case ReadEnd::UnexpectedEnd: messages.Inform(kImportUnexpectedEnd); break;
-        case ReadEnd::NoTab: messages.Inform(kImportNoTab.arg(line)); break;
-        case ReadEnd::EmptyLine: messages.Inform(kImportEmptyLine.arg(line)); break;
+        case ReadEnd::EndOfFile:
+            transaction.Commit();
+            outcome.result = KeywordImportResult::Imported;
+            break;
+        case ReadEnd::BadFormat: transaction.Rollback(); nothingAdded(kImportBadFormat); break;
+        case ReadEnd::UnexpectedEnd: transaction.Rollback(); nothingAdded(kImportUnexpectedEnd); break;
+        case ReadEnd::NoTab: transaction.Rollback(); nothingAdded(kImportNoTab.arg(line)); break;
+        case ReadEnd::EmptyLine: transaction.Rollback(); nothingAdded(kImportEmptyLine.arg(line)); break;
         }
     } catch (const DbError& e) {
-        messages.Inform(QStringLiteral("Error while Importing Keywords: ") + e.description());
+        nothingAdded(QStringLiteral("Error while Importing Keywords: ") + e.description());
     }
     return outcome;
 }

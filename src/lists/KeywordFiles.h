@@ -35,6 +35,9 @@ inline const QString kImportUnexpectedEnd =
 // empty line followed by more lines; %1 is the line's number, from 1.
 inline const QString kImportNoTab = QStringLiteral("Bad format on import file - line %1 has no TAB");
 inline const QString kImportEmptyLine = QStringLiteral("Bad format on import file - line %1 is empty");
+// Follows every message of an import that stopped: an import is one
+// transaction, and a failed one adds nothing.
+inline const QString kImportNothingAdded = QStringLiteral("\nNo keywords were added.");
 
 // A text as the file holds it, and back.
 QByteArray KeywordFileBytes(const QString& text);
@@ -59,7 +62,7 @@ bool ExportKeywords(Connection& connection, MessageSink& messages, qint32 appKey
 enum class KeywordImportResult {
     Imported,  // the whole file was read
     Cancelled, // nothing chosen, nothing read
-    Failed,    // a message was shown; the rows added before it stay
+    Failed,    // a message was shown; nothing was added
 };
 
 struct KeywordImportOutcome {
@@ -71,8 +74,9 @@ struct KeywordImportOutcome {
     bool ReloadGrid() const { return result == KeywordImportResult::Imported || rowsAdded > 0; }
 };
 
-// Import: asks for the file, then reads it one character at a time and
-// adds a tKeyword row for the application per complete line (an empty
+// Import: asks for the file, then reads it one character at a time and,
+// in one transaction, adds a tKeyword row for the application per complete
+// line (an empty
 // description is stored as " "). A line whose name the application has
 // already (compared exactly, as the keyword grid compares names), also
 // from an earlier line of the file, is skipped. A line without its TAB
@@ -82,6 +86,7 @@ struct KeywordImportOutcome {
 // kImportUnexpectedEnd; other failures show "Error while Importing
 // Keywords: " (or, when the keywords cannot be opened before the file is
 // chosen, "Error while initializing Keyword import: ") and the description.
+// After a failure nothing is added, and kImportNothingAdded says so.
 KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& messages, qint32 appKey,
                                     const KeywordFileChooser& choose);
 

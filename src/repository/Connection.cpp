@@ -3,11 +3,13 @@
 #include "repository/Dialect.h"
 #include "repository/FilePaths.h"
 #include "repository/HeldWrites.h"
+#include "repository/Interruption.h"
 #include "repository/SqliteStatements.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QElapsedTimer>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QUrl>
@@ -27,7 +29,8 @@ const char* const kNestedText = "Cannot start more transactions on this session.
 const char* const kNoTransactionText = "No transaction is active.";
 const char* const kNoProviderText = "Provider cannot be found. It may not be properly installed.";
 
-constexpr int kBusyTimeoutMs = 5000;
+const char* const kRolledBackText =
+    "The transaction was rolled back because a part of it failed; nothing of it was written.";
 constexpr qsizetype kStatementCacheLimit = 256;
 
 QString nextConnectionName()
@@ -119,16 +122,31 @@ sqlite3* sqliteHandle(const QSqlDatabase& db)
     return nullptr;
 }
 
-// Refuses a file that is not an SQLite database before SQLite sees it.
-void checkDatabaseFile(const QString& givenPath, const QString& nativePath)
+// A database file must be there: SQLite is never let to create one.
+void requireFile(const QString& givenPath, const QString& nativePath)
 {
     const QFileInfo info(nativePath);
     if (!info.exists() || info.isDir())
         throw DbError(QStringLiteral("Could not find file '%1'.").arg(givenPath));
-    QFile file(nativePath);
-    if (!file.open(QIODevice::ReadOnly))
-        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(givenPath, file.errorString()));
-    const QByteArray header = file.read(100);
+}
+
+// Refuses a file that is not an SQLite database, reading its header through
+// the descriptor SQLite has just opened. A descriptor of our own would do
+// harm: on Linux, closing any descriptor of a file drops every lock the
+// process holds on it, and with them the locks of this process's other
+// connections to the file (another program would then take itself for the
+// file's last user and remove its write-ahead log under them).
+void checkHeader(sqlite3* handle, const QString& givenPath)
+{
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
+        !file->pMethods)
+        return;  // SQLite itself says what is wrong at the first read
+    char bytes[100] = {};
+    const int rc = file->pMethods->xRead(file, bytes, int(sizeof bytes), 0);
+    if (rc != SQLITE_OK && rc != SQLITE_IOERR_SHORT_READ)
+        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(givenPath, QString::fromUtf8(sqlite3_errstr(rc))));
+    const QByteArray header(bytes, int(sizeof bytes));
     const QByteArray signature = header.mid(4, 15);
     if (signature == "Standard Jet DB" || signature == "Standard ACE DB") {
         throw DbError(QStringLiteral("'%1' is a Microsoft Access (Jet) database file. Dorvane opens SQLite "
@@ -141,6 +159,36 @@ void checkDatabaseFile(const QString& givenPath, const QString& nativePath)
     }
 }
 
+std::atomic<int> lockWaitMs{kDefaultLockWaitMs};
+
+// How long SQLite waited for another program's lock, per connection.
+struct LockWait {
+    QElapsedTimer timer;
+    int limitMs = kDefaultLockWaitMs;
+};
+
+// SQLite's busy handler: waits for another program's lock until the limit
+// (or an interruption), then lets the statement fail and notes how long it
+// waited, for the description of the failure.
+int waitForLock(void* data, int attempt)
+{
+    auto* wait = static_cast<LockWait*>(data);
+    if (attempt == 0)
+        wait->timer.start();
+    const qint64 waited = wait->timer.elapsed();
+    if (waited >= wait->limitMs || InterruptionRequested()) {
+        NoteLockWait(waited);
+        return 0;
+    }
+    sqlite3_sleep(int(std::min<qint64>(attempt < 8 ? 5 : 25, wait->limitMs - waited)) + 1);
+    return 1;
+}
+
+// SQLite's progress handler: a long statement stops when an interruption
+// was requested.
+int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
+constexpr int kInterruptCheckInstructions = 10000;
+
 bool isFileProvider(const QString& provider)
 {
     return provider.startsWith(QLatin1String("Microsoft.Jet.OLEDB."), Qt::CaseInsensitive) ||
@@ -148,6 +196,10 @@ bool isFileProvider(const QString& provider)
 }
 
 } // namespace
+
+void SetLockWaitMs(int milliseconds) { lockWaitMs.store(std::max(0, milliseconds)); }
+
+int LockWaitMs() { return lockWaitMs.load(); }
 
 QString FileConnectionString(const QString& path)
 {
@@ -194,6 +246,7 @@ struct Connection::Private {
     QHash<QString, std::shared_ptr<QSqlQuery>> statements;
     std::unique_ptr<SqliteStatements> sqliteStatements;
     std::unique_ptr<HeldWrites> held;
+    LockWait lockWait;
 
     void requireOpen() const
     {
@@ -239,7 +292,7 @@ struct Connection::Private {
     void openSqlite(const QString& givenPath)
     {
         const QString path = NativePath(givenPath);
-        checkDatabaseFile(givenPath, path);
+        requireFile(givenPath, path);
 
         name = nextConnectionName();
         db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
@@ -252,16 +305,21 @@ struct Connection::Private {
         QUrl uri = QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
         uri.setQuery(QStringLiteral("mode=rw"));
         db.setDatabaseName(uri.toString(QUrl::FullyEncoded));
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI"));
         if (!db.open()) {
             const QString text = ErrorDescription(db.lastError());
             release();
             throw DbError(text);
         }
         dialect = &SqliteDialect();
-        if (sqlite3* handle = sqliteHandle(db))
-            sqliteStatements = std::make_unique<SqliteStatements>(handle);
         try {
+            if (sqlite3* handle = sqliteHandle(db)) {
+                checkHeader(handle, givenPath);
+                lockWait.limitMs = LockWaitMs();
+                sqlite3_busy_handler(handle, waitForLock, &lockWait);
+                sqlite3_progress_handler(handle, kInterruptCheckInstructions, stopWhenInterrupted, nullptr);
+                sqliteStatements = std::make_unique<SqliteStatements>(handle);
+            }
             run(QStringLiteral("PRAGMA foreign_keys = OFF"));
             // A copy run writes hundreds of thousands of rows in one
             // transaction; SQLite's default page cache of 2 MB would spill
@@ -292,6 +350,10 @@ struct Connection::Private {
             throw DbError(text);
         }
         dialect = &PostgresDialect();
+        // Waiting for another program's row locks has the same limit as on
+        // SQLite; only a hint, as a server without the setting waits on.
+        QSqlQuery q(db);
+        q.exec(QStringLiteral("SET lock_timeout = %1").arg(LockWaitMs()));
     }
 };
 
@@ -368,6 +430,7 @@ void Connection::Close()
         }
     }
     m_inTransaction = false;
+    m_readOnlySession = false;
     d->release();
     m_connectionString.clear();
 }
@@ -391,6 +454,7 @@ QSqlDatabase& Connection::database()
 void Connection::BeginTrans()
 {
     d->requireOpen();
+    CheckInterruption();
     if (m_inTransaction)
         throw DbError(QString::fromLatin1(kNestedText));
     if (d->dialect->beginSql) {
@@ -399,6 +463,42 @@ void Connection::BeginTrans()
         throw StatementFailure(d->db.lastError());
     }
     m_inTransaction = true;
+    m_rollbackOnly = false;
+}
+
+void Connection::BeginReadTrans()
+{
+    d->requireOpen();
+    CheckInterruption();
+    if (m_inTransaction)
+        throw DbError(QString::fromLatin1(kNestedText));
+    if (d->dialect->backend == BackendKind::Sqlite) {
+        d->run(QStringLiteral("BEGIN DEFERRED"));
+        m_inTransaction = true;
+        m_rollbackOnly = false;
+        // The snapshot is taken by the first read: take it now, not at the
+        // first read of the operation's own.
+        d->run(QStringLiteral("SELECT COUNT(*) FROM sqlite_master"));
+        return;
+    }
+    // Set for the session, before the transaction: the driver may put its
+    // own statements (savepoints) at the start of a transaction, after
+    // which the level can no longer be chosen.
+    d->run(QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ ONLY"));
+    if (!d->db.transaction())
+        throw StatementFailure(d->db.lastError());
+    m_inTransaction = true;
+    m_rollbackOnly = false;
+    m_readOnlySession = true;
+    d->run(QStringLiteral("SELECT 1"));
+}
+
+void Connection::endReadOnlySession()
+{
+    if (!m_readOnlySession)
+        return;
+    m_readOnlySession = false;
+    d->run(QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL READ COMMITTED, READ WRITE"));
 }
 
 void Connection::CommitTrans()
@@ -406,6 +506,11 @@ void Connection::CommitTrans()
     d->requireOpen();
     if (!m_inTransaction)
         throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (m_rollbackOnly) {
+        RollbackTrans();
+        throw DbError(QString::fromLatin1(kRolledBackText));
+    }
+    CheckInterruption();
     if (d->held)
         d->held->Flush();
     if (d->dialect->commitSql) {
@@ -421,6 +526,7 @@ void Connection::CommitTrans()
         throw StatementFailure(d->db.lastError());
     }
     m_inTransaction = false;
+    endReadOnlySession();
 }
 
 void Connection::RollbackTrans()
@@ -443,11 +549,14 @@ void Connection::RollbackTrans()
         throw DbError(ErrorDescription(d->db.lastError()));
     }
     m_inTransaction = false;
+    m_rollbackOnly = false;
+    endReadOnlySession();
 }
 
 qint64 Connection::Execute(const QString& sql)
 {
     d->requireOpen();
+    CheckInterruption();
     const QString text = d->dialect->Translate(sql);
     SendHeldWrites();
     // A changed table invalidates what is known about it, and SQLite will

@@ -50,6 +50,14 @@ QString FileConnectionString(const QString& path);
 // What a failed statement says when the server is no longer there.
 inline const QString kConnectionLostText = QStringLiteral("The connection to the database server was lost: ");
 
+// How long a statement waits for another program's write (SQLite: its
+// write lock on the file; PostgreSQL: its locks on the rows) before it
+// fails with a description that says the repository is busy and how long
+// it waited. Applies to connections opened after it is set.
+inline constexpr int kDefaultLockWaitMs = 5000;
+void SetLockWaitMs(int milliseconds);
+int LockWaitMs();
+
 class Connection {
 public:
     Connection();
@@ -67,10 +75,21 @@ public:
     const Dialect& dialect() const;
     const QString& connectionString() const { return m_connectionString; }
 
+    // A write transaction (on SQLite it takes the write lock at once).
+    // Prefer the Transaction guard to calling these by hand.
     void BeginTrans();
+    // A transaction that only reads and sees one state of the database
+    // until it ends, whatever other programs commit meanwhile (SQLite: one
+    // read transaction; PostgreSQL: REPEATABLE READ READ ONLY). End it with
+    // RollbackTrans or CommitTrans.
+    void BeginReadTrans();
+    // Fails, rolling back, when a part of the transaction asked for that
+    // (MarkRollbackOnly).
     void CommitTrans();
     void RollbackTrans();
     bool InTransaction() const { return m_inTransaction; }
+    // The running transaction may only be rolled back: a part of it failed.
+    void MarkRollbackOnly() { m_rollbackOnly = m_inTransaction; }
 
     // Runs a statement that returns no rows; returns the number of rows
     // it affected (-1 when the driver cannot tell).
@@ -140,10 +159,15 @@ public:
     HeldWrites* heldWrites();
 
 private:
+    // A server session set to read only for BeginReadTrans is set back.
+    void endReadOnlySession();
+
     struct Private;
     std::unique_ptr<Private> d;
     QString m_connectionString;
     bool m_inTransaction = false;
+    bool m_rollbackOnly = false;
+    bool m_readOnlySession = false;
     bool m_batching = false;
 };
 

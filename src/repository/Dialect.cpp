@@ -1,5 +1,6 @@
 #include "repository/Dialect.h"
 
+#include "repository/Connection.h"
 #include "repository/Schema.h"
 
 #include <QRegularExpression>
@@ -7,6 +8,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+#include <atomic>
 #include <cstring>
 #include <limits>
 
@@ -403,10 +405,33 @@ const Dialect& PostgresDialect()
     return dialect;
 }
 
+namespace {
+
+std::atomic<qint64> lastLockWaitMs{0};
+
+} // namespace
+
+void NoteLockWait(qint64 milliseconds) { lastLockWaitMs.store(milliseconds); }
+
+QString LockWaitDescription(const QString& databaseText)
+{
+    qint64 waited = 0;
+    if (databaseText.contains(QLatin1String("database is locked"), Qt::CaseInsensitive) ||
+        databaseText.contains(QLatin1String("database table is locked"), Qt::CaseInsensitive))
+        waited = lastLockWaitMs.load();
+    else if (databaseText.contains(QLatin1String("lock timeout"), Qt::CaseInsensitive))
+        waited = LockWaitMs();
+    else if (!databaseText.contains(QLatin1String("deadlock detected"), Qt::CaseInsensitive))
+        return databaseText;
+    return QStringLiteral("The repository is busy with another program: this one waited %1 s for it and gave up (%2)")
+        .arg(double(waited) / 1000.0, 0, 'f', 1)
+        .arg(databaseText);
+}
+
 QString ErrorDescription(const QSqlError& error)
 {
     const QString text = error.databaseText().trimmed();
-    return text.isEmpty() ? error.text().trimmed() : text;
+    return LockWaitDescription(text.isEmpty() ? error.text().trimmed() : text);
 }
 
 namespace {

@@ -108,8 +108,20 @@ struct Dialect {
 const Dialect& SqliteDialect();
 const Dialect& PostgresDialect();
 
-// The database's own description of an error (its text, else Qt's).
+// The database's own description of an error (its text, else Qt's); when
+// the statement gave up waiting for another program's lock, said so first
+// (LockWaitDescription).
 QString ErrorDescription(const QSqlError& error);
+
+// Notes how long the last statement that gave up on another program's lock
+// waited (SQLite's busy handler does).
+void NoteLockWait(qint64 milliseconds);
+// For the text of a failed statement: when it failed because another
+// program holds the repository ("database is locked", a lock timeout or a
+// deadlock), "The repository is busy with another program: ..." with how
+// long this one waited, and the database's own text in brackets; other
+// texts as they are.
+QString LockWaitDescription(const QString& databaseText);
 
 // The table a single-table "SELECT ... FROM <table> ..." reads, as written
 // (bare, [bracketed] or "quoted"); empty when there is none.

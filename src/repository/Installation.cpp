@@ -4,6 +4,7 @@
 #include "repository/Globals.h"
 #include "repository/Recordset.h"
 #include "repository/Schema.h"
+#include "repository/Transaction.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -709,21 +710,13 @@ void InsertTutorialData(Connection& connection)
 
 void BuildDatabase(Connection& connection, SchemaVariant variant, RepositoryContent content)
 {
-    connection.BeginTrans();
-    try {
-        CreateSchemaTables(connection, variant);
-        if (content != RepositoryContent::Empty)
-            InsertReferenceData(connection);
-        if (content == RepositoryContent::Tutorial)
-            InsertTutorialData(connection);
-        connection.CommitTrans();
-    } catch (...) {
-        try {
-            connection.RollbackTrans();
-        } catch (const DbError&) {
-        }
-        throw;
-    }
+    Transaction transaction(connection);
+    CreateSchemaTables(connection, variant);
+    if (content != RepositoryContent::Empty)
+        InsertReferenceData(connection);
+    if (content == RepositoryContent::Tutorial)
+        InsertTutorialData(connection);
+    transaction.Commit();
 }
 
 InstallationFiles::InstallationFiles(const QString& exePath)

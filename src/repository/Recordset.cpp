@@ -3,6 +3,7 @@
 #include "repository/Connection.h"
 #include "repository/Dialect.h"
 #include "repository/HeldWrites.h"
+#include "repository/Interruption.h"
 #include "repository/Schema.h"
 #include "repository/SqliteStatements.h"
 
@@ -988,6 +989,7 @@ void Recordset::Open(const QString& sql, Connection& connection)
     d->reset();
     if (!connection.IsOpen())
         throw DbError(QString::fromLatin1(kClosedText));
+    CheckInterruption();
     d->connection = &connection;
     d->sql = sql;
     d->tableRef = TableRefOf(sql);
@@ -1058,12 +1060,14 @@ void Recordset::AddNew()
 void Recordset::Update()
 {
     d->requireOpen();
+    CheckInterruption();
     d->flush();
 }
 
 void Recordset::Delete()
 {
     d->requireOpen();
+    CheckInterruption();
     if (d->edit == Private::Edit::Adding) {
         d->cancelEdit();
         return;

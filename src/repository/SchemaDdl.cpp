@@ -1,6 +1,7 @@
 #include "repository/SchemaDdl.h"
 
 #include "repository/Schema.h"
+#include "repository/Transaction.h"
 
 #include <QSqlDatabase>
 
@@ -150,19 +151,9 @@ void CreateSchemaTables(Connection& connection, SchemaVariant variant)
 
 void CreateSchema(Connection& connection, SchemaVariant variant)
 {
-    connection.BeginTrans();
-    try {
-        CreateSchemaTables(connection, variant);
-        connection.CommitTrans();
-    } catch (...) {
-        // The first failure is the one to report; a rollback that fails
-        // as well has nothing to add to it.
-        try {
-            connection.RollbackTrans();
-        } catch (const DbError&) {
-        }
-        throw;
-    }
+    Transaction transaction(connection);
+    CreateSchemaTables(connection, variant);
+    transaction.Commit();
 }
 
 } // namespace dorvane

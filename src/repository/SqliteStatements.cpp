@@ -1,6 +1,7 @@
 #include "repository/SqliteStatements.h"
 
 #include "repository/DbError.h"
+#include "repository/Dialect.h"
 
 #include <QByteArray>
 #include <QDate>
@@ -46,7 +47,7 @@ bool isNullValue(const QVariant& value)
 
 } // namespace
 
-QString SqliteErrorText(sqlite3* handle) { return QString::fromUtf8(sqlite3_errmsg(handle)).trimmed(); }
+QString SqliteErrorText(sqlite3* handle) { return LockWaitDescription(QString::fromUtf8(sqlite3_errmsg(handle)).trimmed()); }
 
 SqliteStatements::SqliteStatements(sqlite3* handle) : m_handle(handle) {}
 

@@ -57,7 +57,7 @@ TEST_P(CommandsTest, InfoUpdateCopyVersionAndKeywordFiles)
     EXPECT_EQ(std::pair(rows(processes + oe13).size(), rows(kEnvVersions)), std::pair(rows(processes + oe11).size(), QStringList{r5, oe13}));
 
     // Keyword files are Windows-1252 text with CRLF line ends; a line
-    // without its TAB stops the import with its number, after the lines before it.
+    // without its TAB stops the import with its number, and nothing of it is added.
     const QString oe = m_dir.filePath(u"oe.txt"_s), ci = m_dir.filePath(u"ci.txt"_s), p = m_dir.filePath(u"p.txt"_s), bad = m_dir.filePath(u"bad.txt"_s);
     const auto write = [](const QString& path, const QByteArray& bytes) { QFile f(path); return f.open(QIODevice::WriteOnly) && f.write(bytes) > 0; };
     const auto read = [](const QString& path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
@@ -75,11 +75,11 @@ TEST_P(CommandsTest, InfoUpdateCopyVersionAndKeywordFiles)
         {u"export-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
         {u"import-keywords|Payroll|"_s + p, 1, u"There is no application named Payroll.\n"_s},
     });
-    Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, bad}));
+    Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\nNo keywords were added.\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, bad}));
     const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
     EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines + QByteArray(100 - lines.size(), 'x'), QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
     EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)), std::pair(false,
-              QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s, u"Search|Finding products"_s}));
+              QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
 }
 
 TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
