@@ -7,6 +7,8 @@
 #include "copyengine/VersionTransfer.h"
 #include "repository/FilePaths.h"
 
+#include <QScopeGuard>
+
 using namespace dorvane;
 using namespace dorvane::test;
 
@@ -191,6 +193,39 @@ TEST_P(VersionUpdateTest, UpdateAndCopyAcceptOnlyANewVersionAndOnlyUpdateMovesTh
     outcome = TransferVersion(VersionTransferKind::Copy, r, conn, *backup, messages);
     EXPECT_FALSE(outcome.RefreshEnvironAppVerList);
     EXPECT_EQ(std::pair(ints(details, u"iEnvironVerKey"_s), versionValue(v13, "SourceVersion")), std::pair(std::vector<qint32>{v12, r5}, v12));
+}
+
+// Another program holds what the update must write (SQLite: the file's
+// write lock from before the update; PostgreSQL: the environment's list
+// entry, locked while the update copies): the update gives up after the
+// lock wait, says so, and leaves everything as it was, the list entry and
+// the copied content alike; once the other program is done it runs.
+TEST_P(VersionUpdateTest, AnUpdateThatMeetsAnotherProgramsLockChangesNothingAndCanBeRetried)
+{
+    const qint32 v12 = newVersion(u"1.2"_s);
+    const VersionTransferRequest request{environment, oe11, orderEntry, u"1.2"_s, v12};
+    const auto restore = qScopeGuard([] { SetLockWaitMs(kDefaultLockWaitMs); });
+    SetLockWaitMs(300);
+    Connection other;
+    DB_ASSERT(other.Open(db->connectionString()));
+    const auto holdListEntry = [&] {
+        other.BeginTrans();
+        other.Execute(u"UPDATE tEnvironmentDetail SET iEnviron3270Key=iEnviron3270Key WHERE iEnvironVerKey=%1"_s.arg(oe11));
+    };
+    if (db->isOdbc())
+        progress.At(u"action:Fixing up cycles"_s, holdListEntry);
+    else
+        holdListEntry();
+    const QStringList before = dump();
+    EXPECT_FALSE(TransferVersion(VersionTransferKind::Update, request, conn, *backup, messages).Ok);
+    const QStringList shownNow = taken();
+    EXPECT_TRUE(shownNow.size() == 1 && shownNow[0].startsWith(u"Error while creating new version:The repository is busy with another program: this one waited 0."_s)
+                && shownNow[0].endsWith(u"! New version not fully created."_s)) << shownNow.join(u'\n').toStdString();
+    other.RollbackTrans();
+    EXPECT_EQ(dump(), before);
+    EXPECT_TRUE(TransferVersion(VersionTransferKind::Update, request, conn, *backup, messages).Ok) << shown();
+    EXPECT_EQ(ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey IN (%1, %2)"_s.arg(oe11).arg(v12), u"iEnvironVerKey"_s),
+              std::vector<qint32>{v12});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, VersionUpdateTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -6,13 +6,17 @@
 #include "environments/EnvironmentBackup.h"
 #include "environments/EnvironmentFixture.h"
 #include "repository/FilePaths.h"
+#include "repository/Interruption.h"
+#include "repository/Transaction.h"
 
 #include <QDirIterator>
 #include <QHash>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSysInfo>
 
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -373,6 +377,110 @@ TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLo
     // Started on the tutorial, the shared resource path is its folder.
     EnvironmentBackup started(*backup, installation + u"\\Tutorial"_s);
     EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << shown();
+}
+
+// A second program commits while a backup reads: the file holds the
+// environment as it was when the backup began, whole. An interruption
+// half-way through a backup or a restore leaves the day's file and the
+// repository as they were, and no work file.
+TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndAnInterruptionLeavesNothing)
+{
+    populate();
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    const QString aside = db->tempPath() + u"/aside.mdb"_s;
+    ASSERT_TRUE(QFile::copy(lastFile(), aside));
+    Connection other;
+    DB_ASSERT(other.Open(db->connectionString()));
+    // Once Billing 1.0's windows are in the file, its steps and step windows go and a window comes.
+    progress.At(u"action:Processes in"_s, [&] {
+        Transaction change(other);
+        for (const QString& sql : {u"DELETE FROM tStep"_s, u"DELETE FROM tStepWindow"_s,
+                                   u"INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName) VALUES (%1, 'frmLate')"_s.arg(r.billing10)})
+            other.Execute(sql);
+        change.Commit();
+    });
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_EQ(count(u"SELECT * FROM tStepWindow"_s), 0) << "the other program committed half-way";
+    Connection earlier, later;
+    DB_ASSERT(earlier.OpenFile(aside); later.OpenFile(lastFile()));
+    EXPECT_EQ(TableRows(later), TableRows(earlier));
+
+    const auto clear = qScopeGuard([] { ClearInterruption(); });
+    QFile day(lastFile());
+    ASSERT_TRUE(day.open(QIODevice::ReadOnly));
+    const QByteArray dayFile = day.readAll();
+    day.close();
+    progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
+    EXPECT_THROW(backups->BackupEnvironment(environment), OperationInterrupted);
+    ClearInterruption();
+    EXPECT_TRUE(filesInFolder() == QStringList{today()} && day.open(QIODevice::ReadOnly) && day.readAll() == dayFile) << filesInFolder().join(u' ').toStdString();
+    const QStringList before = dump();
+    progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
+    EXPECT_THROW(backups->RestoreEnvironment(environment, aside), OperationInterrupted);
+    ClearInterruption();
+    EXPECT_TRUE(dump() == before && busy.begun == busy.ended && !conn.InTransaction());
+}
+
+// Save As, Backup and Restore open further connections to the window's
+// repository file; the window's own keeps its lock on the file through
+// them. A second program that opens and closes the file then never takes
+// itself for its last user (removing the write-ahead log under the window),
+// and the commits of both survive.
+TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondProgramsSurvive)
+{
+    if (db->isOdbc())
+        GTEST_SKIP() << "locks on the repository file are SQLite's";
+    populate();
+    const QString repository = QDir(db->tempPath()).filePath(u"Test.mdb"_s);
+    // This process's locks on the file, from the kernel's table.
+    const auto locked = [&repository] {
+        struct stat file = {};
+        QFile table(u"/proc/locks"_s);
+        if (::stat(QFile::encodeName(repository).constData(), &file) != 0 || !table.open(QIODevice::ReadOnly))
+            return false;
+        const QString inode = u":%1"_s.arg(file.st_ino), pid = QString::number(::getpid());
+        for (const QString& line : QString::fromLatin1(table.readAll()).split(u'\n')) {
+            const QStringList f = line.simplified().split(u' ');
+            if (f.size() > 5 && f[4] == pid && f[5].endsWith(inode))
+                return true;
+        }
+        return false;
+    };
+    ASSERT_TRUE(locked());
+    DB_ASSERT(definition.Open(0, environment, conn, messages));
+    prompt.answers = {u"1.1"_s, u"2.1"_s, u"4.3"_s};
+    EXPECT_TRUE(definition.SaveAs({u"Release 2"_s, QString(), {}}, copier(), messages).Ok) << shown();
+    EXPECT_TRUE(locked()) << "after Save As";
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    EXPECT_TRUE(locked()) << "after Backup";
+    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile())) << shown();
+    EXPECT_TRUE(locked()) << "after Restore";
+
+    // The second program: dorvanectl on the same repository.
+    DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/UserData.mdb"_s));
+    const QString settings = db->tempPath() + u"/ctl.reg"_s;
+    QFile reg(settings);
+    ASSERT_TRUE(reg.open(QIODevice::WriteOnly));
+    reg.write(("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" +
+               localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"\r\n\"ExePath\"=\"%2\"\r\n"_s.arg(db->tempPath(), exe)).toUtf8());
+    reg.close();
+    const auto importKeyword = [&](const char* name) {
+        const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
+        QFile text(file);
+        if (!text.open(QIODevice::WriteOnly) || text.write(QByteArray(name) + "\tFrom a second program\r\n") < 0)
+            return -1;
+        text.close();
+        QProcess ctl;
+        ctl.start(QStringLiteral(DORVANECTL_PATH), {u"--registry"_s, settings, u"import-keywords"_s, u"Billing"_s, file});
+        return ctl.waitForFinished(60000) && ctl.exitStatus() == QProcess::NormalExit ? ctl.exitCode() : -1;
+    };
+    EXPECT_EQ(importKeyword("K1"), 0);
+    add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"K2"_s}});
+    EXPECT_EQ(importKeyword("K3"), 0);
+    conn.Close();
+    DB_ASSERT(conn.Open(db->connectionString()));
+    EXPECT_EQ(rows(u"SELECT sKeywordName FROM tKeyword WHERE sKeywordName LIKE 'K_' ORDER BY sKeywordName"_s), QStringList({"K1", "K2", "K3"}));
+    EXPECT_EQ(rows(u"SELECT * FROM pragma_integrity_check()"_s), QStringList{u"ok"_s});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentBackupTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
