@@ -5,8 +5,12 @@
 #include "cli/CtlTestSupport.h"
 
 #include <QDate>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QThread>
+
+#include <csignal>
 
 namespace dorvane::test {
 namespace {
@@ -174,6 +178,72 @@ TEST_P(CommandsTest, BackupBackupsAndRestore)
         {u"backups|../../../../x"_s, 1, unsafe},
     });
     EXPECT_FALSE(QFileInfo::exists(m_exe + u"/x"_s));
+}
+
+// Another program holds the repository (on SQLite its write lock, on
+// PostgreSQL the rows these commands write last): update-version and
+// delete-application wait, give up saying so, and leave everything as it
+// was; a backup meanwhile holds what is committed. SIGTERM or SIGINT to a
+// command that waits rolls it back and ends it with 143 or 130, and so
+// does SIGINT half-way through a backup, without its work file.
+TEST_P(CommandsTest, ASecondProgramsLockFailsACommandWholeAndASignalRollsItBack)
+{
+    exec(kNewVersion.arg(u"1.2"_s));
+    const QString description = u"SELECT sEnvironmentDesc FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'"_s;
+    const QStringList committed = rows(description);
+    Connection other;
+    DB_ASSERT(other.Open(m_connectionString); other.BeginTrans());
+    for (const QString& sql : {u"UPDATE tEnvironment SET sEnvironmentDesc='Uncommitted'"_s,
+                               u"UPDATE tEnvironmentDetail SET iEnviron3270Key=iEnviron3270Key WHERE iEnvironVerKey IN (%1)"_s
+                                   .arg(rows(kVersionKey.arg(u"Order Entry"_s, u"1.1"_s)).value(0)),
+                               u"UPDATE tApp SET sAppDesc=sAppDesc WHERE sAppName='Web Store'"_s})
+        DB_ASSERT(other.Execute(sql));
+    const QString busy = u"…The repository is busy with another program: this one waited 5.… s for it and gave up (…"_s;
+    expectRuns({
+        {u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.2"_s, 1, u"Error while creating new version:"_s + busy},
+        {u"delete-application|Web Store|--yes"_s, 1, busy},
+    });
+    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
+    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    Connection file;
+    DB_ASSERT(file.OpenFile(backup.out.trimmed()));
+    EXPECT_EQ(Rows(file, description), committed);
+
+    // Signals while a command waits for the other program.
+    const QString keywords = m_dir.filePath(u"keywords.txt"_s);
+    QFile text(keywords);
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("Alpha\tFirst\r\nBeta\tSecond\r\n") > 0);
+    text.close();
+    const QStringList before = dump();
+    struct Interrupted { QStringList command; int signal; } interrupted[] = {
+        {{u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.1"_s, u"Order Entry"_s, u"1.2"_s}, SIGTERM},
+        {{u"import-keywords"_s, u"Order Entry"_s, keywords}, SIGINT},
+    };
+    for (const auto& [command, signal] : interrupted) {
+        if (m_odbc && command.first() == u"import-keywords"_s)
+            continue;  // new keywords wait for no row on the server
+        const CtlResult run = ctlInterrupted(command, signal, [] { return QThread::msleep(1000), true; });
+        EXPECT_EQ(std::pair(run.exitCode, run.err), std::pair(128 + signal, u"Interrupted: nothing was changed\n"_s)) << command.join(u' ').toStdString();
+    }
+    other.RollbackTrans();
+    EXPECT_EQ(dump(), before);
+    expectRuns({{u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.2"_s, 0, QString()}});
+
+    if (m_odbc)
+        return;
+    // Half-way through a backup of some 300,000 steps.
+    exec(u"INSERT INTO tStep (iStepWindowKey, iStepSequenceNum, sStepArguments) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
+         u"SELECT i + 1 FROM n WHERE i < 300000) SELECT (SELECT MIN(iStepWindowKey) FROM tStepWindow), i, 'x' FROM n"_s);
+    const QFileInfo day(backup.out.trimmed());
+    const QDateTime written = day.lastModified();
+    const CtlResult run = ctlInterrupted({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s}, SIGINT, [&day] {
+        for (int i = 0; i < 20000; ++i, QThread::usleep(500))
+            if (!day.dir().entryList({u"*.tmp"_s}, QDir::Files).isEmpty())
+                return true;
+        return false;
+    });
+    EXPECT_EQ(std::pair(run.exitCode, run.err.endsWith(u"Interrupted: nothing was changed\n"_s)), std::pair(130, true)) << run.err.toStdString();
+    EXPECT_EQ(std::pair(day.dir().entryList(QDir::Files), QFileInfo(day.filePath()).lastModified()), std::pair(QStringList{day.fileName()}, written));
 }
 
 INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,

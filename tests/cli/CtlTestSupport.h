@@ -9,6 +9,10 @@
 #include <QProcess>
 #include <QRegularExpression>
 
+#include <functional>
+
+#include <signal.h>
+
 namespace dorvane::test {
 
 using namespace Qt::StringLiterals;
@@ -97,6 +101,23 @@ protected:
     }
 
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
+
+    // Runs dorvanectl and sends it `signal` once `ready` (which waits for
+    // the moment) says so.
+    CtlResult ctlInterrupted(const QStringList& arguments, int signal, const std::function<bool()>& ready)
+    {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"ZENTRIX_REGISTRY"_s, m_registry);
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(DORVANECTL_PATH), arguments);
+        process.closeWriteChannel();
+        EXPECT_TRUE(process.waitForStarted() && ready()) << "the moment to interrupt never came";
+        ::kill(pid_t(process.processId()), signal);
+        EXPECT_TRUE(process.waitForFinished(120000)) << "dorvanectl did not finish";
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                QString::fromLocal8Bit(process.readAllStandardOutput()), QString::fromLocal8Bit(process.readAllStandardError())};
+    }
 
     // A connection of its own for every look: the tool writes in between.
     Connection& db() { return m_conn = std::make_unique<Connection>(), m_conn->Open(m_connectionString), *m_conn; }
