@@ -32,6 +32,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include <signal.h>
 #include <fcntl.h>
@@ -303,6 +304,7 @@ struct EnvironmentBackup::BackupRun {
     QString fileName;  // the day's file
     QString workName;  // where it is written until it commits
     std::unique_ptr<Connection> file;
+    std::optional<Transaction> writing;  // on `file`
     bool inPlace = false;
 
     BackupRun() = default;
@@ -312,6 +314,7 @@ struct EnvironmentBackup::BackupRun {
     {
         if (inPlace)
             return;
+        writing.reset();
         file.reset();
         if (!workName.isEmpty())
             Connection::RemoveDatabaseFile(NativePath(workName));
@@ -391,6 +394,14 @@ bool EnvironmentBackup::ChooseAndRestore(qint32 environmentKey, const QString& e
     return chosen && RestoreEnvironment(environmentKey, *chosen);
 }
 
+Connection* EnvironmentBackup::startRun()
+{
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    // Without a connection OpenDestinationDatabase has said why.
+    return m_engine.DestinationConnection.get();
+}
+
 void EnvironmentBackup::finishRun()
 {
     m_engine.DestinationConnection.reset();
@@ -402,12 +413,10 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
     m_lastBackupFile.clear();
     const auto finish = qScopeGuard([this] { finishRun(); });
     BusyScope busy(m_engine.Busy());
-    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
-    m_engine.ResetCopyRunMaps(true);
-    // Without a reading connection OpenDestinationDatabase has said why.
-    if (!m_engine.DestinationConnection)
+    Connection* const opened = startRun();
+    if (!opened)
         return false;
-    Connection& reading = *m_engine.DestinationConnection;
+    Connection& reading = *opened;
     reading.UseForReading();
     BackupRun run;
     try {
@@ -417,7 +426,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
         const Transaction snapshot(reading, Transaction::Kind::Snapshot);
         if (!backupContent(environmentKey, run))
             return false;
-        run.file->CommitTrans();
+        run.writing->Commit();
         // One self-contained file, without a write-ahead journal beside
         // it, before it takes the day's name.
         run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
@@ -461,7 +470,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     run.file = std::make_unique<Connection>();
     run.file->Open(FileConnectionString(run.workName));
     Connection& backup = *run.file;
-    backup.BeginTrans();
+    run.writing.emplace(backup);
 
     Recordset newEnvironment(QStringLiteral("SELECT * FROM tEnvironment"), backup);
     newEnvironment.AddNew();
@@ -525,11 +534,10 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
 {
     const auto finish = qScopeGuard([this] { finishRun(); });
     BusyScope busy(m_engine.Busy());
-    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
-    m_engine.ResetCopyRunMaps(true);
-    if (!m_engine.DestinationConnection)
+    Connection* const opened = startRun();
+    if (!opened)
         return false;
-    Connection& repository = *m_engine.DestinationConnection;
+    Connection& repository = *opened;
     const WriteBatching batching(repository);
     // A restore touches no file but the one it reads, so nothing here can
     // fail with "Path/File access error" to be passed over.

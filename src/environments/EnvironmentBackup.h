@@ -147,6 +147,10 @@ private:
                            Connection& repository);
     bool backupContent(qint32 environmentKey, BackupRun& run);
     bool restoreContent(qint32 environmentKey, Connection& backup, Connection& repository);
+    // The start of a backup or restore run: its own connection to the
+    // repository (nullptr when it could not be opened) and empty key maps.
+    Connection* startRun();
+    // Its end: the connection closed, the progress window hidden.
     void finishRun();
 
     VersionBackup& m_engine;

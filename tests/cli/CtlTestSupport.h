@@ -19,9 +19,11 @@ using namespace Qt::StringLiterals;
 
 struct CtlResult { int exitCode = -1; QString out, err; };
 
-// Runs dorvanectl with `registry` as its settings file. Its standard input
-// is a closed pipe: there is no terminal to answer on.
-inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/nonexistent/zentrix.reg"_s)
+// Runs dorvanectl with `registry` as its settings file, and `meanwhile`
+// while it runs. Its standard input is a closed pipe: there is no terminal
+// to answer on.
+inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/nonexistent/zentrix.reg"_s,
+                     const std::function<void(QProcess&)>& meanwhile = {})
 {
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -29,6 +31,8 @@ inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/
     process.setProcessEnvironment(env);
     process.start(QStringLiteral(DORVANECTL_PATH), arguments);
     process.closeWriteChannel();
+    if (meanwhile && process.waitForStarted())
+        meanwhile(process);
     EXPECT_TRUE(process.waitForFinished(120000)) << "dorvanectl did not finish";
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromLocal8Bit(process.readAllStandardOutput()), QString::fromLocal8Bit(process.readAllStandardError())};
@@ -106,17 +110,10 @@ protected:
     // the moment) says so.
     CtlResult ctlInterrupted(const QStringList& arguments, int signal, const std::function<bool()>& ready)
     {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"ZENTRIX_REGISTRY"_s, m_registry);
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(DORVANECTL_PATH), arguments);
-        process.closeWriteChannel();
-        EXPECT_TRUE(process.waitForStarted() && ready()) << "the moment to interrupt never came";
-        ::kill(pid_t(process.processId()), signal);
-        EXPECT_TRUE(process.waitForFinished(120000)) << "dorvanectl did not finish";
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                QString::fromLocal8Bit(process.readAllStandardOutput()), QString::fromLocal8Bit(process.readAllStandardError())};
+        return Ctl(arguments, m_registry, [&](QProcess& process) {
+            EXPECT_TRUE(ready()) << "the moment to interrupt never came";
+            ::kill(pid_t(process.processId()), signal);
+        });
     }
 
     // A connection of its own for every look: the tool writes in between.
