@@ -322,8 +322,14 @@ void HandleInterruptions()
     // No SA_RESTART: a question waiting for its answer on the terminal
     // returns at once.
     action.sa_flags = 0;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        // A signal ignored when the tool started (a background job of a
+        // script) stays ignored, as the shell meant.
+        struct sigaction previous = {};
+        if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN)
+            continue;
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 int InterruptingSignal() { return interruptingSignal; }
