@@ -2,6 +2,7 @@
 
 #include "repository/Connection.h"
 #include "repository/Interaction.h"
+#include "repository/OperationLocks.h"
 #include "repository/Recordset.h"
 #include "repository/Transaction.h"
 
@@ -52,6 +53,10 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
         // One transaction: a version that cannot be deleted keeps the
         // application and every other version as they were, so that no
         // version is left without its application.
+        std::vector<OperationLocks::Target> held;
+        for (const qint32 versionKey : versions)
+            held.push_back({OperationLocks::Kind::Version, versionKey});
+        const OperationLocks locks(connection, held);
         Transaction transaction(connection);
         for (const qint32 versionKey : versions) {
             if (!deleteContents(versionKey)) {

@@ -7,7 +7,9 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Transaction.h"
 
+#include <QScopeGuard>
 #include <QSqlDatabase>
 #include <QStringList>
 
@@ -121,6 +123,20 @@ QString EnvironmentCopy::PromptLabel(const QString& appName, const QString& vers
            QStringLiteral(":");
 }
 
+std::optional<std::pair<qint32, bool>> EnvironmentCopy::versionNamed(qint32 appKey, const QString& id)
+{
+    Recordset versions(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey) +
+                           QStringLiteral(" AND sVersionID='") + QuoteSql(id) + QStringLiteral("'"),
+                       m_main);
+    if (versions.Eof())
+        return std::nullopt;
+    const qint32 versionKey = versions.Int(QStringLiteral("iVersionKey"));
+    // Only a version with content is taken; one with no window or just its
+    // seeded system screen counts as empty.
+    Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") + num(versionKey), m_main);
+    return std::pair(versionKey, CountRecords(&windows) > 1);
+}
+
 bool EnvironmentCopy::NewVersionIdAcceptable(qint32 appKey, const QString& id)
 {
     MessageSink& messages = m_engine.Messages();
@@ -128,23 +144,16 @@ bool EnvironmentCopy::NewVersionIdAcceptable(qint32 appKey, const QString& id)
         messages.Inform(QStringLiteral("Version ID cannot be blank"));
         return false;
     }
-    Recordset versions(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey) +
-                           QStringLiteral(" AND sVersionID='") + QuoteSql(id) + QStringLiteral("'"),
-                       m_main);
-    if (!versions.Eof()) {
-        // Only a version with content is taken; one with no window or just
-        // its seeded system screen counts as empty.
-        Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") +
-                              num(versions.Int(QStringLiteral("iVersionKey"))),
-                          m_main);
-        // A version this run copies from, or has filled already, is not
-        // empty, whatever it holds.
-        const qint32 versionKey = versions.Int(QStringLiteral("iVersionKey"));
-        if (CountRecords(&windows) > 1 || m_filledVersions.contains(versionKey) ||
-            m_sourceVersions.contains(versionKey)) {
-            messages.Inform(id + QStringLiteral(" already exists - please choose another ID"));
-            return false;
-        }
+    // An ID given to another version of the application in this run is
+    // taken, as the repository compares IDs.
+    bool planned = false;
+    for (const PlannedVersion& version : m_plan)
+        planned = planned || (version.appKey == appKey && version.newId.compare(id, Qt::CaseInsensitive) == 0);
+    const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, id);
+    // A version this run copies from is not empty, whatever it holds.
+    if (planned || (existing && (existing->second || m_sourceVersions.contains(existing->first)))) {
+        messages.Inform(id + QStringLiteral(" already exists - please choose another ID"));
+        return false;
     }
     return true;
 }
@@ -156,88 +165,23 @@ void EnvironmentCopy::finishRun(bool hideProgress)
         m_engine.Progress().HideWindow();
 }
 
-bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
+bool EnvironmentCopy::PlanCopy(qint32 sourceEnvironmentKey)
 {
-    m_filledVersions.clear();
-    const WriteBatching batching(m_main);
-    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
-    m_engine.ResetCopyRunMaps(true);
-    std::optional<BusyScope> busy;
-    busy.emplace(m_engine.Busy());
+    m_plan.clear();
+    m_sourceVersions.clear();
     ProgressSink& progress = m_engine.Progress();
     progress.SetTitle(QStringLiteral("Environment Copy progress..."));
     progress.ShowWindow();
-    if (!m_engine.DestinationConnection) {
-        // OpenDestinationDatabase has said why.
-        busy.reset();
-        finishRun(true);
-        return false;
-    }
-
-    // The copy reads the source through this connection and writes
-    // through the main one.
-    m_engine.DestinationConnection->UseForReading();
-    bool cancelled = false;
-    bool ok = false;
-    try {
-        ok = copyVersions(sourceEnvironmentKey, destinationEnvironmentKey, cancelled);
-    } catch (const DbError& e) {
-        m_engine.Messages().Inform(kCopyFailed + e.description());
-        ok = false;
-    }
-    if (cancelled) {
-        // The copy ends at once; the progress window is left as it is.
-        busy.reset();
-        finishRun(false);
-        return false;
-    }
-    Connection& reading = *m_engine.DestinationConnection;
-    if (ok) {
-        ok = m_engine.CopySchedules(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
-             CopyRecordLayouts(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
-             FixUpRecordsetPointers(destinationEnvironmentKey, m_main);
-    }
-    busy.reset();
-    finishRun(true);
-    return ok;
-}
-
-// The users and the versions, steps 2 to 5 of the run. Throws DbError for
-// the run's own statements; a primitive's failure returns false.
-bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, bool& cancelled)
-{
-    Connection& reading = *m_engine.DestinationConnection;
-
-    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(sourceEnvironmentKey),
-                          reading);
-    environment.Eof();
-
-    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceEnvironmentKey),
-                    reading);
-    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_main);
-    const RowCopy userRow =
-        RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(RightColumns());
-    TableCopy(userRow, newUsers).Run(users, {destinationEnvironmentKey});
-    // What this routine writes itself is sent before a step's rows, so
-    // that a failure of its own rows is reported as its own.
-    m_main.SendHeldWrites();
 
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
-                      reading);
-    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_main);
-    m_sourceVersions.clear();
+                      m_main);
     for (; !details.Eof(); details.MoveNext())
         m_sourceVersions.insert(details.Int(QStringLiteral("iEnvironVerKey")));
-    details.MoveFirst();
-    const RowCopy detailRow = RowCopy()
-                                  .Parent(QStringLiteral("iEnvironKey"), 0)
-                                  .Parent(QStringLiteral("iEnvironVerKey"), 1)
-                                  .Keep({QStringLiteral("iEnvironTestToolKey"), QStringLiteral("iEnviron3270Key")});
-    while (!details.Eof()) {
+    for (details.MoveFirst(); !details.Eof(); details.MoveNext()) {
         const qint32 sourceVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
-        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(sourceVersionKey), reading);
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(sourceVersionKey), m_main);
         const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
-        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), m_main);
         const QString appName = app.Text(QStringLiteral("sAppName"));
         m_engine.CurrentVersionLabel = appName;
 
@@ -256,8 +200,101 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         if (checkError)
             throw DbError(*checkError);
         if (!newId) {
-            cancelled = true;
-            version.Close();
+            // The copy ends before it began; the progress window is left as it is.
+            m_plan.clear();
+            return false;
+        }
+        const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, *newId);
+        m_plan.push_back({sourceVersionKey, appKey, *newId, existing ? existing->first : 0});
+    }
+    return true;
+}
+
+std::vector<qint32> EnvironmentCopy::PlannedTargets() const
+{
+    std::vector<qint32> keys;
+    for (const PlannedVersion& version : m_plan) {
+        if (version.existingKey != 0)
+            keys.push_back(version.existingKey);
+    }
+    return keys;
+}
+
+bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey)
+{
+    const WriteBatching batching(m_main);
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    std::optional<BusyScope> busy;
+    busy.emplace(m_engine.Busy());
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetTitle(QStringLiteral("Environment Copy progress..."));
+    progress.ShowWindow();
+    const auto finish = qScopeGuard([&] {
+        busy.reset();
+        finishRun(true);
+    });
+    // OpenDestinationDatabase has said why.
+    if (!m_engine.DestinationConnection)
+        return false;
+
+    // The copy reads the source through this connection, from one state of
+    // the repository, and writes through the main one.
+    Connection& reading = *m_engine.DestinationConnection;
+    reading.UseForReading();
+    try {
+        const Transaction snapshot(reading, Transaction::Kind::Snapshot);
+        return copyVersions(sourceEnvironmentKey, destinationEnvironmentKey) &&
+               m_engine.CopySchedules(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
+               CopyRecordLayouts(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
+               FixUpRecordsetPointers(destinationEnvironmentKey, m_main);
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kCopyFailed + e.description());
+        return false;
+    }
+}
+
+// The users and the versions, steps 2 to 5 of the run. Throws DbError for
+// the run's own statements; a primitive's failure or a refused ID returns
+// false.
+bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey)
+{
+    Connection& reading = *m_engine.DestinationConnection;
+
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(sourceEnvironmentKey),
+                    reading);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), m_main);
+    const RowCopy userRow =
+        RowCopy().Keep({QStringLiteral("iUserKey")}).Parent(QStringLiteral("iEnvironKey")).Keep(RightColumns());
+    TableCopy(userRow, newUsers).Run(users, {destinationEnvironmentKey});
+    // What this routine writes itself is sent before a step's rows, so
+    // that a failure of its own rows is reported as its own.
+    m_main.SendHeldWrites();
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(sourceEnvironmentKey),
+                      reading);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), m_main);
+    const RowCopy detailRow = RowCopy()
+                                  .Parent(QStringLiteral("iEnvironKey"), 0)
+                                  .Parent(QStringLiteral("iEnvironVerKey"), 1)
+                                  .Keep({QStringLiteral("iEnvironTestToolKey"), QStringLiteral("iEnviron3270Key")});
+    std::vector<PlannedVersion>::const_iterator planned = m_plan.cbegin();
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 sourceVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        // The environment's list changed since the questions were asked.
+        if (planned == m_plan.cend() || planned->sourceVersionKey != sourceVersionKey)
+            throw DbError(QStringLiteral("The versions of the environment were changed by another operation; try again."));
+        const PlannedVersion& plan = *planned++;
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(sourceVersionKey), reading);
+        const qint32 appKey = plan.appKey;
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        // The ID again, as other operations have left it since it was
+        // asked: a version with content under it refuses the copy.
+        const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, plan.newId);
+        if (existing && (existing->second || m_sourceVersions.contains(existing->first))) {
+            m_engine.Messages().Inform(plan.newId + QStringLiteral(" already exists - please choose another ID"));
             return false;
         }
 
@@ -265,12 +302,12 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // application (at most its system screen): the copy goes into that
         // one, as an update would, rather than beside it under the same ID.
         Recordset newVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + num(appKey) +
-                                 QStringLiteral(" AND sVersionID='") + QuoteSql(*newId) + QStringLiteral("'"),
+                                 QStringLiteral(" AND sVersionID='") + QuoteSql(plan.newId) + QStringLiteral("'"),
                              m_main);
         bool includeSystemScreen = true;
         if (newVersion.Eof()) {
             newVersion.AddNew();
-            newVersion.SetValue(QStringLiteral("sVersionID"), *newId);
+            newVersion.SetValue(QStringLiteral("sVersionID"), plan.newId);
             newVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
             CopyColumns(version, newVersion, kVersionColumns);
         } else {
@@ -286,7 +323,6 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         }
         newVersion.Update();
         const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
-        m_filledVersions.insert(newVersionKey);
 
         detailRow.Write(details, newDetails, {destinationEnvironmentKey, newVersionKey});
         m_main.SendHeldWrites();
@@ -307,9 +343,9 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // version was copied before.
         m_engine.RemapVersionPointers(newVersion);
         m_main.SendHeldWrites();
-
-        details.MoveNext();
     }
+    if (planned != m_plan.cend())
+        throw DbError(QStringLiteral("The versions of the environment were changed by another operation; try again."));
     // Keywords are not copied: the new versions belong to the same
     // applications, so their keyword relations keep the keyword keys.
     return true;

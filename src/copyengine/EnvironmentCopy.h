@@ -5,6 +5,8 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace dorvane {
 
@@ -26,10 +28,11 @@ public:
 // The copy of a whole environment into a newly saved one (Save As of the
 // environment definition): its users, every version with all its content
 // as a new version of the same application, its schedules and its record
-// layouts. Rows are read through a reading connection that the run opens
-// (VersionBackup::OpenDestinationDatabase) and written through the main
-// repository connection, inside the caller's transaction; nothing here
-// begins, commits or rolls back.
+// layouts. The new IDs are asked first (PlanCopy), outside any
+// transaction; then rows are read through a reading connection that the
+// run opens (VersionBackup::OpenDestinationDatabase), from one snapshot,
+// and written through the main repository connection, inside the caller's
+// transaction; nothing here begins, commits or rolls back a write.
 //
 // The rows of a layout's data table live in the test data database, in
 // the table that the layout's sRecordName names (the text between the
@@ -45,17 +48,29 @@ public:
     Connection& MainConnection() const { return m_main; }
     Connection* TestData() const { return m_testData; }
 
-    // The copy run: reading connection, maps reset, progress window
-    // "Environment Copy progress...", users, then per version of the source
-    // (in detail-row order) the prompt for its new ID, the new version and
-    // detail row, CopyWindows (system screen included), CopyProcesses,
-    // CopyCycles, CopyVariables, CopyRequirements, FixUpSteps and the
-    // version's seven pointers through the cumulative maps; then
-    // CopySchedules, CopyRecordLayouts and FixUpRecordsetPointers. False
-    // after a cancelled prompt (the progress window stays up, as it always
-    // has) or a failure, whose message has been shown; the caller rolls
-    // back. A failure of this routine's own statements shows
-    // "Error while copying environment: " and the description.
+    // The questions of a copy run, asked before anything is written or any
+    // transaction is open: progress window "Environment Copy progress...",
+    // then per version of the source (in detail-row order) the prompt for
+    // its new ID. False after a Cancel (the pointer is restored, the
+    // progress window stays up, as it always has); throws DbError.
+    bool PlanCopy(qint32 sourceEnvironmentKey);
+    // The versions the planned IDs name already (empty ones, which the copy
+    // fills): what the copy must hold against other operations.
+    std::vector<qint32> PlannedTargets() const;
+
+    // The copy run on the plan, inside the caller's transaction: reading
+    // connection (one snapshot of the repository), maps reset, users, then
+    // per planned version its ID checked again against what other
+    // operations committed since the question (an ID now taken refuses the
+    // copy: ID + " already exists - please choose another ID"), the new
+    // version (or the empty one the ID names) and detail row,
+    // CopyWindows (system screen included), CopyProcesses, CopyCycles,
+    // CopyVariables, CopyRequirements, FixUpSteps and the version's seven
+    // pointers through the cumulative maps; then CopySchedules,
+    // CopyRecordLayouts and FixUpRecordsetPointers. False after a refusal
+    // or a failure, whose message has been shown; the caller rolls back. A
+    // failure of this routine's own statements shows "Error while copying
+    // environment: " and the description.
     bool CopyEnvironment(qint32& sourceEnvironmentKey, qint32& destinationEnvironmentKey);
 
     // The layouts of the source environment with their fields, file
@@ -72,26 +87,36 @@ public:
     // The prompt's OK check for a new version of application `appKey`:
     // "Version ID cannot be blank"; ID + " already exists - please choose
     // another ID" when a version of that application with this ID has more
-    // than one window, or this run copies from it or has copied into it. A version
-    // with at most one window counts as empty and the ID is accepted: the
-    // copy then goes into that version. Reads through the main connection, which
-    // sees the versions this run has created. Throws DbError.
+    // than one window, or this run copies from it, or the plan has given the
+    // ID to another version of the application already. A version with at
+    // most one window counts as empty and the ID is accepted: the copy then
+    // goes into that version. Throws DbError.
     bool NewVersionIdAcceptable(qint32 appKey, const QString& id);
 
     // "Enter the new Version ID for " & app & " - " & version & ":".
     static QString PromptLabel(const QString& appName, const QString& versionId);
 
 private:
-    bool copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, bool& cancelled);
+    struct PlannedVersion {
+        qint32 sourceVersionKey = 0;
+        qint32 appKey = 0;
+        QString newId;
+        qint32 existingKey = 0;  // the empty version the ID names, or 0
+    };
+
+    bool copyVersions(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey);
+    // The version of `appKey` named `id`: its key and whether it holds more
+    // than its system screen; nothing when there is none.
+    std::optional<std::pair<qint32, bool>> versionNamed(qint32 appKey, const QString& id);
     void finishRun(bool hideProgress);
 
     VersionBackup& m_engine;
     Connection& m_main;
     NewVersionIdPrompt& m_prompt;
     Connection* m_testData;
-    // The versions this run copies from, and those it has copied into.
+    // The versions this run copies from, and the plan for each.
     QSet<qint32> m_sourceVersions;
-    QSet<qint32> m_filledVersions;
+    std::vector<PlannedVersion> m_plan;
 };
 
 } // namespace dorvane

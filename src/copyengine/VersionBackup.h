@@ -121,18 +121,27 @@ public:
     // value.
     void RemapVersionPointers(Recordset& version) const;
 
+    // What the caller of UpdateVersion does inside its transaction, through
+    // its connection: `check` first, once the environment and the
+    // destination version are held against other operations (false refuses
+    // the update, having said why), `finish` last, before the commit (an
+    // update moves the environment's list entry).
+    struct UpdateParts {
+        std::function<bool(Connection&)> check;
+        std::function<void(Connection&)> finish;
+    };
+
     // Fills the destination version with a copy of the source version's
     // content and re-points what the environment's other versions and
     // record layouts held of the source version, all in one transaction on
-    // a newly opened DestinationConnection: committed when every step
-    // succeeded, rolled back otherwise. `alsoInTransaction`, when given,
-    // writes the caller's own part through that connection before the
-    // commit (an update moves the environment's list entry), so that the
-    // whole operation commits or nothing of it does. A failure of its own
-    // steps shows "Error while creating new version:" + description +
+    // a newly opened DestinationConnection, holding the environment and the
+    // destination version against other operations: committed when every
+    // step succeeded, rolled back otherwise, so that the whole operation
+    // commits or nothing of it does. A failure of its own steps shows
+    // "Error while creating new version:" + description +
     // "! New version not fully created.".
     bool UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey,
-                       const std::function<void(Connection&)>& alsoInTransaction = {});
+                       const UpdateParts& parts = {});
 
 private:
     void startProgress(const QString& labelWords, qint32 count);

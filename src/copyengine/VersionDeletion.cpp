@@ -4,6 +4,7 @@
 #include "repository/Globals.h"
 #include "repository/HeldWrites.h"
 #include "repository/Interaction.h"
+#include "repository/OperationLocks.h"
 #include "repository/Recordset.h"
 #include "repository/Transaction.h"
 
@@ -50,8 +51,13 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
     heldStages = {{"tUserVar", "Variables"}};
     // Inside a larger transaction (an application's deletion) this is one
     // part of it: a failure here rolls the whole of it back.
+    std::optional<OperationLocks> locks;
     std::optional<Transaction> transaction;
     try {
+        // Held against other operations for the deletion's length (a larger
+        // deletion holds its versions itself, before its transaction).
+        if (!connection.InTransaction())
+            locks.emplace(connection, std::vector<OperationLocks::Target>{{OperationLocks::Kind::Version, versionKey}});
         transaction.emplace(connection);
 
         Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(versionKey), connection);
@@ -153,6 +159,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
                 enter(held.stage);
         }
         transaction.reset();
+        locks.reset();
         messages.Show(stage + e.description() + QStringLiteral("! New version not fully deleted."), Buttons::Ok);
         return false;
     }

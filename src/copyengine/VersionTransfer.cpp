@@ -51,6 +51,18 @@ bool passesChecks(VersionTransferKind kind, const VersionTransferRequest& reques
                                : QStringLiteral("You can only Copy an existing application version to a new (empty) one"));
         return false;
     }
+    // Another operation may have moved the environment on since the list
+    // was shown.
+    if (update) {
+        Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(request.EnvironKey) +
+                             QStringLiteral(" AND iEnvironVerKey=") + num(*request.ListedVersionKey),
+                         connection);
+        if (detail.Eof()) {
+            messages.Inform(QStringLiteral("The environment no longer lists this version: another operation has "
+                                           "changed it. Refresh the list and try again."));
+            return false;
+        }
+    }
     return true;
 }
 
@@ -75,11 +87,15 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
         if (!passesChecks(kind, request, connection, messages))
             return outcome;
         const qint32 listed = *request.ListedVersionKey;
-        // An update's list entry moves in the copy's own transaction: the
-        // environment never lists the old version beside a filled new one.
-        std::function<void(Connection&)> moveListEntry;
+        // The checks again inside the copy's transaction, on what other
+        // operations have left: two updates of one version take turns, and
+        // the second finds it filled. An update's list entry moves in the
+        // same transaction: the environment never lists the old version
+        // beside a filled new one.
+        VersionBackup::UpdateParts parts;
+        parts.check = [&](Connection& db) { return passesChecks(kind, request, db, messages); };
         if (kind == VersionTransferKind::Update) {
-            moveListEntry = [&request, listed](Connection& db) {
+            parts.finish = [&request, listed](Connection& db) {
                 Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
                                      num(request.EnvironKey) + QStringLiteral(" AND iEnvironVerKey=") + num(listed),
                                  db);
@@ -87,7 +103,7 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
                 detail.Update();
             };
         }
-        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey, moveListEntry))
+        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey, parts))
             return outcome;
         outcome.RefreshEnvironAppVerList = kind == VersionTransferKind::Update;
         outcome.Ok = true;

@@ -2,6 +2,7 @@
 
 #include "repository/Connection.h"
 #include "repository/Interaction.h"
+#include "repository/OperationLocks.h"
 #include "repository/Recordset.h"
 #include "repository/Transaction.h"
 
@@ -28,9 +29,10 @@ void remap(Recordset& rs, const QString& column, const KeyMap& map, qint32 lengt
 } // namespace
 
 bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey,
-                                  const std::function<void(Connection&)>& alsoInTransaction)
+                                  const UpdateParts& parts)
 {
     std::optional<BusyScope> busy;
+    std::optional<OperationLocks> locks;
     std::optional<Transaction> transaction;
     try {
         DestinationConnection = OpenDestinationDatabase();
@@ -45,7 +47,17 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             throw DbError(QStringLiteral("The destination database is not open."));
         Connection& db = *DestinationConnection;
         db.BatchWrites(true);
+        locks.emplace(db, std::vector<OperationLocks::Target>{{OperationLocks::Kind::Environment, environmentKey},
+                                                              {OperationLocks::Kind::Version, destinationVersionKey}});
         transaction.emplace(db);
+        if (parts.check && !parts.check(db)) {
+            transaction.reset();
+            locks.reset();
+            busy.reset();
+            DestinationConnection.reset();
+            m_progress.HideWindow();
+            return false;
+        }
 
         // Within one database: the destination connection reads and writes.
         bool ok = CopyWindows(sourceVersionKey, db, destinationVersionKey, db, false) &&
@@ -168,8 +180,8 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             }
             version.SetValue(QStringLiteral("iVersionSourceVersion"), sourceVersionKey);
             version.Update();
-            if (ok && alsoInTransaction)
-                alsoInTransaction(db);
+            if (ok && parts.finish)
+                parts.finish(db);
         }
 
         busy.reset();
@@ -178,6 +190,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
         else
             transaction->Rollback();
         transaction.reset();
+        locks.reset();
         DestinationConnection.reset();
         m_progress.HideWindow();
         return ok;
@@ -186,6 +199,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
         // held while the administrator reads it. The connection stays open
         // on this path.
         transaction.reset();
+        locks.reset();
         m_messages.Show(kFailed + e.description() + kNotFullyCreated, Buttons::Ok);
         busy.reset();
         m_progress.HideWindow();

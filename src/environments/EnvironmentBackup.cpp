@@ -10,6 +10,7 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/OperationLocks.h"
 #include "repository/Schema.h"
 #include "repository/Transaction.h"
 #include "startup/Registry.h"
@@ -185,6 +186,19 @@ void replaceFile(const QString& from, const QString& to)
     const QByteArray target = QFile::encodeName(NativePath(to));
     if (std::rename(source.constData(), target.constData()) != 0)
         throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), to));
+}
+
+// Refuses an environment whose stored name shares its backup folder with
+// another's (names the database tells apart, written by another program):
+// the two would replace each other's files.
+void checkFolderIsItsOwn(Connection& connection, qint32 environmentKey)
+{
+    if (const std::optional<QString> other = CollidingEnvironmentName(connection, environmentKey)) {
+        Recordset own(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey), connection);
+        throw DbError(QStringLiteral("The environments \"%1\" and \"%2\" would share one backup folder. Rename one "
+                                     "of them before backing up or restoring either.")
+                          .arg(own.Text(QStringLiteral("sEnvironmentName")), *other));
+    }
 }
 
 // This machine's name as it may stand in a file name.
@@ -451,6 +465,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
                           reading);
     const QString name = environment.Text(QStringLiteral("sEnvironmentName"));
+    checkFolderIsItsOwn(reading, environmentKey);
 
     const QString folder = BackupFolder(name);
     // A folder that cannot be made is passed over here, as the suite always
@@ -547,7 +562,12 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         backup.UseForReading();
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
+        // The environment, and the names a restore may write back, are held
+        // against other operations; its name is checked inside.
+        const OperationLocks locks(repository, {{OperationLocks::Kind::EnvironmentNames, 0},
+                                                {OperationLocks::Kind::Environment, environmentKey}});
         Transaction transaction(repository);
+        checkFolderIsItsOwn(repository, environmentKey);
         if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
             return false;
         transaction.Commit();
@@ -600,12 +620,9 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
     if (environment.Eof())
         environment.AddNew();
     // The name the backup remembers goes back unless another environment
-    // has taken it since: two environments never share a name.
-    Recordset namesake(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") +
-                           QuoteSql(saved.Text(QStringLiteral("sEnvironmentName"))) +
-                           QStringLiteral("' AND iEnvironmentKey<>") + num(environmentKey),
-                       repository);
-    if (namesake.Eof())
+    // has taken it, or a name of the same folder, since: two environments
+    // never share a name or a backup folder.
+    if (!EnvironmentNameHolder(repository, saved.Text(QStringLiteral("sEnvironmentName")), environmentKey))
         environment.SetValue(QStringLiteral("sEnvironmentName"), saved.Value(QStringLiteral("sEnvironmentName")));
     environment.SetValue(QStringLiteral("sEnvironmentDesc"), saved.Value(QStringLiteral("sEnvironmentDesc")));
     environment.Update();

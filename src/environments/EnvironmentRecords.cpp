@@ -4,6 +4,8 @@
 #include "repository/Connection.h"
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
+#include "repository/FilePaths.h"
+#include "repository/OperationLocks.h"
 #include "repository/Recordset.h"
 #include "repository/Transaction.h"
 
@@ -26,7 +28,36 @@ const QString kName = QStringLiteral("sEnvironmentName");
 const QString kDesc = QStringLiteral("sEnvironmentDesc");
 const QString kKey = QStringLiteral("iEnvironmentKey");
 
+// Said after kAlreadyExists when the stored name that takes the folder
+// differs from the one typed by more than the letter case that the
+// databases ignore too.
+QString sharedFolderNote(const QString& typed, const QString& holder)
+{
+    if (typed.toLower() == holder.toLower())
+        return QString();
+    return QStringLiteral(" (%1 has one backup folder with it)").arg(holder);
+}
+
 } // namespace
+
+std::optional<QString> EnvironmentNameHolder(Connection& connection, const QString& name, qint32 exceptKey)
+{
+    Recordset environments(QStringLiteral("SELECT * FROM tEnvironment"), connection);
+    for (; !environments.Eof(); environments.MoveNext()) {
+        const QString stored = environments.Text(kName);
+        if (environments.Int(kKey) != exceptKey && SameFolderName(stored, name))
+            return stored;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> CollidingEnvironmentName(Connection& connection, qint32 environmentKey)
+{
+    Recordset own(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey), connection);
+    if (own.Eof())
+        return std::nullopt;
+    return EnvironmentNameHolder(connection, own.Text(kName), environmentKey);
+}
 
 namespace {
 
@@ -203,16 +234,14 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
     }
     qint32 key = m_currentKey;
     try {
+        const OperationLocks locks(connection, {{OperationLocks::Kind::EnvironmentNames, 0},
+                                                {OperationLocks::Kind::Environment, m_currentKey}});
         Transaction transaction(connection);
         const QString quoted = QuoteSql(name);
 
-        Recordset others(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName = '") + quoted +
-                             QStringLiteral("' AND iEnvironmentKey <>") + num(m_currentKey),
-                         connection);
-        if (!others.Eof()) {
-            others.Close();
+        if (const std::optional<QString> holder = EnvironmentNameHolder(connection, name, m_currentKey)) {
             transaction.Rollback();
-            messages.Inform(input.Name + kAlreadyExists);
+            messages.Inform(input.Name + kAlreadyExists + sharedFolderNote(name, *holder));
             outcome.FocusField = kTxtEnvironName;
             return outcome;
         }
@@ -224,13 +253,8 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         row.SetValue(kName, name);
         row.SetValue(kDesc, input.Description);
         row.Update();
-        row.Close();
 
-        // A new row's key is learned by reading the row back by its name.
-        Recordset byName(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted +
-                             QStringLiteral("'"),
-                         connection);
-        key = byName.Int(kKey);
+        key = row.Int(kKey);
 
         if (m_isNew) {
             Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail"), connection);
@@ -298,35 +322,45 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
         outcome.FocusField = kTxtEnvironName;
         return outcome;
     }
-    const QString quoted = QuoteSql(name);
-    bool copied = false;
-    try {
-        // No key is excluded: the shown environment's own name is taken.
-        Recordset byName(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted +
-                             QStringLiteral("'"),
-                         connection);
-        if (!byName.Eof()) {
-            messages.Inform(name + kAlreadyExists);
+    // No key is excluded: the shown environment's own name is taken.
+    const auto nameTaken = [&]() {
+        const std::optional<QString> holder = EnvironmentNameHolder(connection, name, 0);
+        if (holder) {
+            messages.Inform(name + kAlreadyExists + sharedFolderNote(name, *holder));
             outcome.FocusField = kTxtEnvironName;
-            return outcome;
         }
+        return holder.has_value();
+    };
+    try {
+        if (nameTaken())
+            return outcome;
+        // Every question first: no transaction is open while the
+        // administrator answers.
+        qint32 sourceKey = m_currentKey;
+        if (!copy.PlanCopy(sourceKey))
+            return outcome;
 
+        // The name, and the empty versions the copy fills, are held and
+        // checked again: another operation may have taken them meanwhile.
+        std::vector<OperationLocks::Target> targets = {{OperationLocks::Kind::EnvironmentNames, 0}};
+        for (const qint32 version : copy.PlannedTargets())
+            targets.push_back({OperationLocks::Kind::Version, version});
+        const OperationLocks locks(connection, targets);
         Transaction transaction(connection);
         std::optional<Transaction> testDataTransaction;
         if (testData)
             testDataTransaction.emplace(*testData);
-        qint32 sourceKey = m_currentKey;
-        byName.AddNew();
-        byName.SetValue(kName, name);
-        byName.SetValue(kDesc, input.Description);
-        byName.Update();
-        byName.Open(QStringLiteral("SELECT * FROM tEnvironment WHERE sEnvironmentName='") + quoted + QStringLiteral("'"),
-                    connection);
-        qint32 newKey = byName.Int(kKey);
+        if (nameTaken())
+            return outcome;
+        Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), connection);
+        row.AddNew();
+        row.SetValue(kName, name);
+        row.SetValue(kDesc, input.Description);
+        row.Update();
+        qint32 newKey = row.Int(kKey);
 
         // The users are registered by the environment copy, once.
-        copied = copy.CopyEnvironment(sourceKey, newKey);
-        if (!copied)
+        if (!copy.CopyEnvironment(sourceKey, newKey))
             return outcome;
         transaction.Commit();
         if (testDataTransaction)
@@ -352,13 +386,15 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
         return outcome;
     const QString key = num(m_currentKey);
     try {
+        const OperationLocks locks(connection, {{OperationLocks::Kind::Environment, m_currentKey}});
+        Transaction transaction(connection);
         Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow where iStepWindowEnvironmentKey=") + key,
                               connection);
         if (CountRecords(&stepWindows) >= 1) {
+            transaction.Rollback();
             messages.Inform(kReferenced);
             return outcome;
         }
-        Transaction transaction(connection);
         for (const QString& sql : {QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey = "),
                                    QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey = ")}) {
             Recordset rows(sql + key, connection);

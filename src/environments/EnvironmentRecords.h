@@ -28,6 +28,14 @@ QString NormaliseEnvironNameForSaveAs(const QString& typedName);
 // it can.
 QString EnvironFolderNameProblem(const QString& name);
 
+// The stored name of another environment (not `exceptKey`) whose backup
+// folder `name` would name, compared as folder names are looked up
+// (SameFolderName), the same on every backend; nothing when it is free.
+std::optional<QString> EnvironmentNameHolder(Connection& connection, const QString& name, qint32 exceptKey);
+// The stored name of another environment that shares the backup folder of
+// environment `environmentKey`; nothing when none does.
+std::optional<QString> CollidingEnvironmentName(Connection& connection, qint32 environmentKey);
+
 // Object name of the field an outcome may focus.
 inline const QString kTxtEnvironName = QStringLiteral("txtEnvironName");
 

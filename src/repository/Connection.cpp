@@ -29,6 +29,7 @@ const char* const kNestedText = "Cannot start more transactions on this session.
 const char* const kNoTransactionText = "No transaction is active.";
 const char* const kNoProviderText = "Provider cannot be found. It may not be properly installed.";
 
+const char* const kIsolatedSession = "SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ WRITE";
 const char* const kRolledBackText =
     "The transaction was rolled back because a part of it failed; nothing of it was written.";
 constexpr qsizetype kStatementCacheLimit = 256;
@@ -354,6 +355,11 @@ struct Connection::Private {
         // SQLite; only a hint, as a server without the setting waits on.
         QSqlQuery q(db);
         q.exec(QStringLiteral("SET lock_timeout = %1").arg(LockWaitMs()));
+        // Every transaction reads one state of the repository, as on
+        // SQLite: what another operation commits meanwhile is seen wholly
+        // or not at all, and a row it changed meanwhile is not written over
+        // (the statement fails instead).
+        q.exec(QString::fromLatin1(kIsolatedSession));
     }
 };
 
@@ -498,7 +504,7 @@ void Connection::endReadOnlySession()
     if (!m_readOnlySession)
         return;
     m_readOnlySession = false;
-    d->run(QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL READ COMMITTED, READ WRITE"));
+    d->run(QString::fromLatin1(kIsolatedSession));
 }
 
 void Connection::CommitTrans()

@@ -421,6 +421,8 @@ QString LockWaitDescription(const QString& databaseText)
         waited = lastLockWaitMs.load();
     else if (databaseText.contains(QLatin1String("lock timeout"), Qt::CaseInsensitive))
         waited = LockWaitMs();
+    else if (databaseText.contains(QLatin1String("could not serialize access"), Qt::CaseInsensitive))
+        return QStringLiteral("The repository was changed by another operation meanwhile; try again (%1)").arg(databaseText);
     else if (!databaseText.contains(QLatin1String("deadlock detected"), Qt::CaseInsensitive))
         return databaseText;
     return QStringLiteral("The repository is busy with another program: this one waited %1 s for it and gave up (%2)")

@@ -119,8 +119,10 @@ void NoteLockWait(qint64 milliseconds);
 // For the text of a failed statement: when it failed because another
 // program holds the repository ("database is locked", a lock timeout or a
 // deadlock), "The repository is busy with another program: ..." with how
-// long this one waited, and the database's own text in brackets; other
-// texts as they are.
+// long this one waited, and the database's own text in brackets; when
+// another operation changed a row this one's transaction was about to
+// change, "The repository was changed by another operation meanwhile; try
+// again"; other texts as they are.
 QString LockWaitDescription(const QString& databaseText);
 
 // The table a single-table "SELECT ... FROM <table> ..." reads, as written

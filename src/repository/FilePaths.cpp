@@ -20,7 +20,7 @@ QString MatchIgnoringCase(const QString& dir, const QString& name)
     while (it.hasNext()) {
         it.next();
         const QString entry = it.fileName();
-        if (entry.compare(name, Qt::CaseInsensitive) == 0 && (best.isEmpty() || entry < best))
+        if (SameFolderName(entry, name) && (best.isEmpty() || entry < best))
             best = entry;
     }
     return best;
@@ -67,5 +67,7 @@ QString NativePath(const QString& windowsPath)
         result.append(u'/');
     return result;
 }
+
+bool SameFolderName(const QString& a, const QString& b) { return a.compare(b, Qt::CaseInsensitive) == 0; }
 
 } // namespace dorvane

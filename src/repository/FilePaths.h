@@ -10,4 +10,8 @@ namespace dorvane {
 // matches it case-insensitively. Every file-system call goes through here.
 QString NativePath(const QString& windowsPath);
 
+// Whether two names are one folder to NativePath: equal but for letter
+// case, with Unicode's case folding (so "ΟΔΟΣ" and "οδος", "Sx" and "ſx").
+bool SameFolderName(const QString& a, const QString& b);
+
 } // namespace dorvane

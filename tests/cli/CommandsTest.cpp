@@ -11,6 +11,7 @@
 #include <QThread>
 
 #include <csignal>
+#include <set>
 
 namespace dorvane::test {
 namespace {
@@ -244,6 +245,68 @@ TEST_P(CommandsTest, ASecondProgramsLockFailsACommandWholeAndASignalRollsItBack)
     });
     EXPECT_EQ(std::pair(run.exitCode, run.err.endsWith(u"Interrupted: nothing was changed\n"_s)), std::pair(130, true)) << run.err.toStdString();
     EXPECT_EQ(std::pair(day.dir().entryList(QDir::Files), QFileInfo(day.filePath()).lastModified()), std::pair(QStringList{day.fileName()}, written));
+}
+
+// Two administrators at once: each pair of runs started at the same
+// moment succeeds one after the other, or the second is refused with its
+// message, and the repository holds each thing once.
+TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
+{
+    const QString oe11 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.1"_s)).value(0);
+    // An update copies every window but the source's system screen.
+    const auto windowsOf = [this](const QString& version) {
+        return rows(u"SELECT iWindowKey FROM tWindow WHERE sWindowPhysicalName<>'[System Screen]' AND iWindowVerKey="_s + version).size();
+    };
+    const qsizetype sourceWindows = windowsOf(oe11);
+    const auto statuses = [](const std::vector<CtlResult>& runs) {
+        std::multiset<int> codes;
+        for (const CtlResult& run : runs)
+            codes.insert(run.exitCode);
+        return codes;
+    };
+    const auto refusal = [](const std::vector<CtlResult>& runs) {
+        for (const CtlResult& run : runs)
+            if (run.exitCode != 0)
+                return run.err;
+        return QString();
+    };
+
+    // Two Save As into one new name: one environment, its versions and users once.
+    const QStringList saveAs = {u"copy-environment"_s, u"TUTORIAL"_s, u"Z"_s, u"--version-id"_s, u"Order Entry - 1.1=5.0"_s,
+                                u"--version-id"_s, u"Customer Inquiry - R5=R9"_s};
+    std::vector<CtlResult> runs = ctlTogether({saveAs, saveAs});
+    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    EXPECT_TRUE(Like(refusal(runs), u"Z already exists - please choose another ID\n"_s)) << refusal(runs).toStdString();
+    const QString users = u"SELECT iUserKey FROM tEnvironmentUser WHERE iEnvironKey IN (SELECT iEnvironmentKey FROM tEnvironment "
+                          u"WHERE sEnvironmentName='%1') ORDER BY iUserKey"_s;
+    EXPECT_EQ(std::tuple(rows(u"SELECT sEnvironmentName FROM tEnvironment WHERE sEnvironmentName='Z'"_s).size(),
+                         rows(u"SELECT sVersionID FROM tVersion WHERE sVersionID IN ('5.0', 'R9') ORDER BY sVersionID"_s),
+                         rows(users.arg(u"Z"_s))),
+              std::tuple(qsizetype(1), QStringList({u"5.0"_s, u"R9"_s}), rows(users.arg(u"TUTORIAL"_s))));
+    EXPECT_EQ(rows(u"SELECT d.iEnvironVerKey FROM tEnvironmentDetail d, tEnvironment e WHERE d.iEnvironKey=e.iEnvironmentKey "
+                   u"AND e.sEnvironmentName='Z'"_s).size(), 2);
+
+    // Two updates of one version: filled once, listed once.
+    exec(kNewVersion.arg(u"1.2"_s));
+    const QString v12 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.2"_s)).value(0);
+    const QStringList update = {u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.1"_s, u"Order Entry"_s, u"1.2"_s};
+    runs = ctlTogether({update, update});
+    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    // The second finds the version filled, or (started after the first had
+    // ended) no longer listed.
+    EXPECT_TRUE(refusal(runs) == u"You can only update an existing application version from a new (empty) one\n"_s ||
+                refusal(runs) == u"Please select target application version from the list on the right\n"_s) << refusal(runs).toStdString();
+    EXPECT_EQ(std::pair(windowsOf(v12), rows(kEnvVersions).contains(v12) && !rows(kEnvVersions).contains(oe11)), std::pair(sourceWindows, true));
+
+    // An update beside a Save As into the same empty version.
+    exec(kNewVersion.arg(u"1.3"_s));
+    const QString v13 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.3"_s)).value(0);
+    runs = ctlTogether({{u"copy-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.2"_s, u"Order Entry"_s, u"1.3"_s},
+                        {u"copy-environment"_s, u"TUTORIAL"_s, u"Y"_s, u"--version-id"_s, u"Order Entry - 1.2=1.3"_s,
+                         u"--version-id"_s, u"Customer Inquiry - R5=R10"_s}});
+    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    EXPECT_EQ(std::pair(windowsOf(v13), rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironVerKey="_s + v13).size() <= 1),
+              std::pair(sourceWindows, true));
 }
 
 INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,

@@ -10,6 +10,8 @@
 #include <QRegularExpression>
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include <signal.h>
 
@@ -105,6 +107,29 @@ protected:
     }
 
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
+
+    // Runs dorvanectl once for each argument list, all started at the
+    // same moment, as two administrators do.
+    std::vector<CtlResult> ctlTogether(const std::vector<QStringList>& runs)
+    {
+        std::vector<std::unique_ptr<QProcess>> processes;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"ZENTRIX_REGISTRY"_s, m_registry);
+        for (const QStringList& arguments : runs) {
+            processes.push_back(std::make_unique<QProcess>());
+            processes.back()->setProcessEnvironment(env);
+            processes.back()->start(QStringLiteral(DORVANECTL_PATH), arguments);
+            processes.back()->closeWriteChannel();
+        }
+        std::vector<CtlResult> results;
+        for (const auto& process : processes) {
+            EXPECT_TRUE(process->waitForFinished(120000)) << "dorvanectl did not finish";
+            results.push_back({process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1,
+                               QString::fromLocal8Bit(process->readAllStandardOutput()),
+                               QString::fromLocal8Bit(process->readAllStandardError())});
+        }
+        return results;
+    }
 
     // Runs dorvanectl and sends it `signal` once `ready` (which waits for
     // the moment) says so.

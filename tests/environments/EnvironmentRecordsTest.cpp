@@ -165,4 +165,33 @@ TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
     EXPECT_FALSE(conn.InTransaction());
 }
 
+// Two names that would name one backup folder (equal but for letter case,
+// as the folder lookup compares, Unicode's case folding included) cannot
+// both be environments, whether or not the database tells them apart; a
+// pair written by another program is reported by Backup and Restore.
+TEST_P(EnvironmentRecordsTest, NamesThatShareABackupFolderCannotBothBeEnvironments)
+{
+    const struct { QString stored, typed, note; } pairs[] = {
+        {u"ΟΔΟΣ"_s, u"οδος"_s, u" (ΟΔΟΣ has one backup folder with it)"_s},  // final sigma
+        {u"Sx"_s, u"ſx"_s, u" (Sx has one backup folder with it)"_s},        // long s
+        {u"Тест"_s, u"ТЕСТ"_s, QString()},                                    // Cyrillic, beyond SQLite's NOCASE
+        {u"Prod"_s, u"PROD"_s, QString()},
+    };
+    for (const auto& [stored, typed, note] : pairs) {
+        SCOPED_TRACE(typed.toStdString());
+        const qint32 key = addEnvironment(stored);
+        definition.New();
+        EXPECT_FALSE(definition.Save({typed, {}, {}}, conn, messages).Ok);
+        ASSERT_TRUE(definition.Open(0, key, conn, messages).Ok);
+        EXPECT_FALSE(definition.SaveAs({typed, {}, {}}, copier(), messages).Ok);
+        EXPECT_EQ(taken(), QStringList(2, typed + u" already exists - please choose another ID"_s + note));
+        EXPECT_EQ(count(u"SELECT * FROM tEnvironment"_s), 1);
+        EXPECT_TRUE(definition.Save({stored, u"Kept"_s, {}}, conn, messages).Ok) << "its own name stays free for it";
+        conn.Execute(u"DELETE FROM tEnvironment"_s);
+    }
+    const qint32 upper = addEnvironment(u"ΟΔΟΣ"_s);
+    addEnvironment(u"οδος"_s);  // as another program may have written them
+    EXPECT_EQ(CollidingEnvironmentName(conn, upper), std::optional(u"οδος"_s));
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentRecordsTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
