@@ -1,6 +1,7 @@
 #include "startup/Startup.h"
 
 #include "repository/FilePaths.h"
+#include "repository/SchemaDdl.h"
 #include "startup/Registry.h"
 
 #include <QFileInfo>
@@ -68,6 +69,16 @@ void Session::Open(const StartupPlan& startupPlan)
     if (!plan.settingsProblem.isEmpty())
         throw DbError(plan.settingsProblem);
     repository.Open(plan.connectionString);
+    if (ExistingRepositoryTables(repository).isEmpty()) {
+        const DataSource source = ConnectionDataSource(plan.connectionString);
+        throw DbError(source.isFile
+                          ? QStringLiteral("The file %1 holds no repository tables: it is not a Zentrix repository "
+                                           "(\"dorvanectl create-repository FILE\" makes a new one).")
+                                .arg(source.name)
+                          : QStringLiteral("The data source %1 holds no repository tables: create them with "
+                                           "\"dorvanectl create-repository --dsn %1\".")
+                                .arg(source.name));
+    }
     if (plan.mode == RepositoryMode::Tutorial) {
         userData.OpenFile(plan.userDataPath);
         testData.OpenFile(plan.testDataPath);

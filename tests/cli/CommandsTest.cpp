@@ -307,6 +307,23 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
     EXPECT_EQ(std::pair(windowsOf(v13), rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironVerKey="_s + v13).size() <= 1),
               std::pair(sourceWindows, true));
+
+    // An update beside a restore of the same environment: both run, one
+    // after the other, and the copy's steps point at its own windows and
+    // objects, never at the source's.
+    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
+    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    exec(kNewVersion.arg(u"1.4"_s));
+    const QString v14 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.4"_s)).value(0);
+    runs = ctlTogether({{u"restore"_s, u"TUTORIAL"_s, backup.out.trimmed(), u"--yes"_s},
+                        {u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.2"_s, u"Order Entry"_s, u"1.4"_s}});
+    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 0})) << runs[0].err.toStdString() << runs[1].err.toStdString();
+    const QString intoSource = u"SELECT sw.iStepWindowKey FROM tStepWindow sw, tProcess p, tWindow w WHERE sw.iStepWindowProcessKey="
+                               u"p.iProcessKey AND p.iProcessVerKey=%1 AND sw.iStepWindowWindowKey=w.iWindowKey AND w.iWindowVerKey=%2"_s;
+    // A restore that comes second empties the version the environment
+    // lists by then (1.4) and lists 1.2 again.
+    EXPECT_TRUE(windowsOf(v14) == sourceWindows || (windowsOf(v14) == 0 && rows(kEnvVersions).contains(v12))) << windowsOf(v14);
+    EXPECT_EQ(rows(intoSource.arg(v14, v12)).size(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,

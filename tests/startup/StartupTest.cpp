@@ -1,5 +1,6 @@
 // Mode choice and the order in which start-up opens its databases.
 
+#include "repository/Installation.h"
 #include "startup/Registry.h"
 #include "startup/Startup.h"
 #include "support/TestSupport.h"
@@ -77,13 +78,24 @@ TEST_F(StartupTest, DatabasesOpenInTheModesOrder)
         makeDatabase(database);
         EXPECT_TRUE(test::descriptionOf([&] { session.Open(PlanStartup()); }).contains(says)) << says.toStdString();
     };
+    // A database without the repository's tables is no repository.
+    const auto addTables = [&](const QString& database) {
+        Connection repository;
+        repository.OpenFile(path(database));
+        BuildDatabase(repository, SchemaVariant::Repository, RepositoryContent::Empty);
+    };
     settings(uR"("ActiveDB"="Tutorial"|"ExePath"="<D>")"_s);
-    step(u"Tutorial/Database/Tutorial.mdb"_s, u"UserData.mdb"_s);
+    step(u"Tutorial/Database/Tutorial.mdb"_s, u"Tutorial.mdb holds no repository tables: it is not a Zentrix repository"_s);
+    addTables(u"Tutorial/Database/Tutorial.mdb"_s);
+    session.Close();
+    EXPECT_TRUE(test::descriptionOf([&] { session.Open(PlanStartup()); }).contains(u"UserData.mdb"_s));
     step(u"Tutorial/Database/UserData.mdb"_s, u"TestData.mdb"_s); // the same folder as "database"
     step(u"Tutorial/TestData.mdb"_s, u"<no error>"_s);
 
     settings(uR"("IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="<D>"|"LocalDatabaseName"="repo.mdb"|"SharedResourcePath"="<D>/shared"|"ExePath"="<D>/exe")"_s);
-    step(u"repo.mdb"_s, u"testdata.mdb"_s);
+    makeDatabase(u"repo.mdb"_s);
+    addTables(u"repo.mdb"_s);
+    step(u"shared/unused.mdb"_s, u"testdata.mdb"_s);
     step(u"shared/TESTDATA.MDB"_s, u"UserData.mdb"_s);
     EXPECT_FALSE(QFile::exists(path(u"exe/UserData.mdb"_s)));
 }
