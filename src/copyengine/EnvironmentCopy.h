@@ -46,6 +46,7 @@ public:
                     Connection* testData = nullptr);
 
     Connection& MainConnection() const { return m_main; }
+    VersionBackup& Engine() const { return m_engine; }
     Connection* TestData() const { return m_testData; }
 
     // The questions of a copy run, asked before anything is written or any

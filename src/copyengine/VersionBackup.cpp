@@ -200,7 +200,7 @@ private:
 } // namespace
 
 VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, BusyIndicator* busy)
-    : m_messages(messages), m_progress(progress), m_busy(busy)
+    : m_messages(&messages), m_progress(progress), m_busy(busy)
 {
 }
 
@@ -218,7 +218,7 @@ void VersionBackup::ResetCopyRunMaps(bool includeKeywordMap)
 
 bool VersionBackup::fail(const QString& prefix, const QString& description)
 {
-    m_messages.Show(prefix + description, Buttons::Ok);
+    m_messages->Show(prefix + description, Buttons::Ok);
     return false;
 }
 
@@ -256,7 +256,7 @@ std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
             connection->Open(QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN")));
         return connection;
     } catch (const DbError& e) {
-        m_messages.Show(QStringLiteral("Error while opening destination database for version copy: ") + e.description(),
+        m_messages->Show(QStringLiteral("Error while opening destination database for version copy: ") + e.description(),
                         Buttons::Ok);
         return nullptr;
     }

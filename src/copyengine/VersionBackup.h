@@ -2,11 +2,13 @@
 
 #include "copyengine/KeyMap.h"
 
+#include <QScopeGuard>
 #include <QString>
 #include <QStringList>
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace dorvane {
 
@@ -63,7 +65,14 @@ public:
     // OpenDestinationDatabase); UpdateVersion opens and closes it.
     std::unique_ptr<Connection> DestinationConnection;
 
-    MessageSink& Messages() const { return m_messages; }
+    MessageSink& Messages() const { return *m_messages; }
+    // Sends the engine's messages to `messages` until the returned value
+    // goes (an attempt of RetryOnConcurrentChange holds them).
+    [[nodiscard]] auto MessagesTo(MessageSink& messages)
+    {
+        MessageSink* const previous = std::exchange(m_messages, &messages);
+        return qScopeGuard([this, previous] { m_messages = previous; });
+    }
     ProgressSink& Progress() const { return m_progress; }
     BusyIndicator* Busy() const { return m_busy; }
 
@@ -148,7 +157,7 @@ private:
     void advanceProgress();
     bool fail(const QString& prefix, const QString& description);
 
-    MessageSink& m_messages;
+    MessageSink* m_messages;
     ProgressSink& m_progress;
     BusyIndicator* m_busy;
 };

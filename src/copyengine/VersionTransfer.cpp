@@ -5,6 +5,7 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Retry.h"
 
 #include <functional>
 
@@ -93,7 +94,8 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
         // same transaction: the environment never lists the old version
         // beside a filled new one.
         VersionBackup::UpdateParts parts;
-        parts.check = [&](Connection& db) { return passesChecks(kind, request, db, messages); };
+        MessageSink* attemptMessages = &messages;
+        parts.check = [&](Connection& db) { return passesChecks(kind, request, db, *attemptMessages); };
         if (kind == VersionTransferKind::Update) {
             parts.finish = [&request, listed](Connection& db) {
                 Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
@@ -103,7 +105,12 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
                 detail.Update();
             };
         }
-        if (!backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey, parts))
+        const bool updated = RetryOnConcurrentChange(messages, [&](MessageSink& held) {
+            attemptMessages = &held;
+            const auto redirect = backup.MessagesTo(held);
+            return backup.UpdateVersion(listed, request.ChosenVersionKey, request.EnvironKey, parts);
+        });
+        if (!updated)
             return outcome;
         outcome.RefreshEnvironAppVerList = kind == VersionTransferKind::Update;
         outcome.Ok = true;

@@ -200,7 +200,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
         // on this path.
         transaction.reset();
         locks.reset();
-        m_messages.Show(kFailed + e.description() + kNotFullyCreated, Buttons::Ok);
+        m_messages->Show(kFailed + e.description() + kNotFullyCreated, Buttons::Ok);
         busy.reset();
         m_progress.HideWindow();
         return false;

@@ -10,6 +10,7 @@
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/Recordset.h"
+#include "repository/Retry.h"
 #include "repository/OperationLocks.h"
 #include "repository/Schema.h"
 #include "repository/Transaction.h"
@@ -562,20 +563,29 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         backup.UseForReading();
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
-        // The environment, and the names a restore may write back, are held
-        // against other operations; its name is checked inside.
-        const OperationLocks locks(repository, {{OperationLocks::Kind::EnvironmentNames, 0},
-                                                {OperationLocks::Kind::Environment, environmentKey}});
-        Transaction transaction(repository);
-        checkFolderIsItsOwn(repository, environmentKey);
-        if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
-            return false;
-        transaction.Commit();
-        return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kRestoreFailed + e.description());
         return false;
     }
+    return RetryOnConcurrentChange(m_engine.Messages(), [&](MessageSink& held) {
+        const auto redirect = m_engine.MessagesTo(held);
+        try {
+            m_engine.ResetCopyRunMaps(true);
+            // The environment, and the names a restore may write back, are
+            // held against other operations; its name is checked inside.
+            const OperationLocks locks(repository, {{OperationLocks::Kind::EnvironmentNames, 0},
+                                                    {OperationLocks::Kind::Environment, environmentKey}});
+            Transaction transaction(repository);
+            checkFolderIsItsOwn(repository, environmentKey);
+            if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
+                return false;
+            transaction.Commit();
+            return true;
+        } catch (const DbError& e) {
+            held.Inform(kRestoreFailed + e.description());
+            return false;
+        }
+    });
 }
 
 bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,

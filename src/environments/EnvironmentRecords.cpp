@@ -1,12 +1,14 @@
 #include "environments/EnvironmentRecords.h"
 
 #include "copyengine/EnvironmentCopy.h"
+#include "copyengine/VersionBackup.h"
 #include "repository/Connection.h"
 #include "repository/Globals.h"
 #include "repository/Interaction.h"
 #include "repository/FilePaths.h"
 #include "repository/OperationLocks.h"
 #include "repository/Recordset.h"
+#include "repository/Retry.h"
 #include "repository/Transaction.h"
 
 #include <optional>
@@ -323,52 +325,62 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
         return outcome;
     }
     // No key is excluded: the shown environment's own name is taken.
-    const auto nameTaken = [&]() {
+    const auto nameTaken = [&](MessageSink& sink) {
         const std::optional<QString> holder = EnvironmentNameHolder(connection, name, 0);
         if (holder) {
-            messages.Inform(name + kAlreadyExists + sharedFolderNote(name, *holder));
+            sink.Inform(name + kAlreadyExists + sharedFolderNote(name, *holder));
             outcome.FocusField = kTxtEnvironName;
         }
         return holder.has_value();
     };
+    qint32 sourceKey = m_currentKey;
     try {
-        if (nameTaken())
+        if (nameTaken(messages))
             return outcome;
         // Every question first: no transaction is open while the
         // administrator answers.
-        qint32 sourceKey = m_currentKey;
         if (!copy.PlanCopy(sourceKey))
             return outcome;
-
-        // The name, and the empty versions the copy fills, are held and
-        // checked again: another operation may have taken them meanwhile.
-        std::vector<OperationLocks::Target> targets = {{OperationLocks::Kind::EnvironmentNames, 0}};
-        for (const qint32 version : copy.PlannedTargets())
-            targets.push_back({OperationLocks::Kind::Version, version});
-        const OperationLocks locks(connection, targets);
-        Transaction transaction(connection);
-        std::optional<Transaction> testDataTransaction;
-        if (testData)
-            testDataTransaction.emplace(*testData);
-        if (nameTaken())
-            return outcome;
-        Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), connection);
-        row.AddNew();
-        row.SetValue(kName, name);
-        row.SetValue(kDesc, input.Description);
-        row.Update();
-        qint32 newKey = row.Int(kKey);
-
-        // The users are registered by the environment copy, once.
-        if (!copy.CopyEnvironment(sourceKey, newKey))
-            return outcome;
-        transaction.Commit();
-        if (testDataTransaction)
-            testDataTransaction->Commit();
     } catch (const DbError& e) {
         messages.Inform(kSaveFailed + e.description());
         return outcome;
     }
+    const bool saved = RetryOnConcurrentChange(messages, [&](MessageSink& held) {
+        const auto redirect = copy.Engine().MessagesTo(held);
+        try {
+            // The name, and the empty versions the copy fills, are held and
+            // checked again: another operation may have taken them meanwhile.
+            std::vector<OperationLocks::Target> targets = {{OperationLocks::Kind::EnvironmentNames, 0}};
+            for (const qint32 version : copy.PlannedTargets())
+                targets.push_back({OperationLocks::Kind::Version, version});
+            const OperationLocks locks(connection, targets);
+            Transaction transaction(connection);
+            std::optional<Transaction> testDataTransaction;
+            if (testData)
+                testDataTransaction.emplace(*testData);
+            if (nameTaken(held))
+                return false;
+            Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), connection);
+            row.AddNew();
+            row.SetValue(kName, name);
+            row.SetValue(kDesc, input.Description);
+            row.Update();
+            qint32 newKey = row.Int(kKey);
+
+            // The users are registered by the environment copy, once.
+            if (!copy.CopyEnvironment(sourceKey, newKey))
+                return false;
+            transaction.Commit();
+            if (testDataTransaction)
+                testDataTransaction->Commit();
+            return true;
+        } catch (const DbError& e) {
+            held.Inform(kSaveFailed + e.description());
+            return false;
+        }
+    });
+    if (!saved)
+        return outcome;
 
     EnvironOutcome fresh = New();
     fresh.Ok = true;

@@ -408,10 +408,13 @@ const Dialect& PostgresDialect()
 namespace {
 
 std::atomic<qint64> lastLockWaitMs{0};
+std::atomic<quint64> concurrentChanges{0};
 
 } // namespace
 
 void NoteLockWait(qint64 milliseconds) { lastLockWaitMs.store(milliseconds); }
+
+quint64 ConcurrentChanges() { return concurrentChanges.load(); }
 
 QString LockWaitDescription(const QString& databaseText)
 {
@@ -422,7 +425,7 @@ QString LockWaitDescription(const QString& databaseText)
     else if (databaseText.contains(QLatin1String("lock timeout"), Qt::CaseInsensitive))
         waited = LockWaitMs();
     else if (databaseText.contains(QLatin1String("could not serialize access"), Qt::CaseInsensitive))
-        return QStringLiteral("The repository was changed by another operation meanwhile; try again (%1)").arg(databaseText);
+        return ++concurrentChanges, QStringLiteral("The repository was changed by another operation meanwhile; try again (%1)").arg(databaseText);
     else if (!databaseText.contains(QLatin1String("deadlock detected"), Qt::CaseInsensitive))
         return databaseText;
     return QStringLiteral("The repository is busy with another program: this one waited %1 s for it and gave up (%2)")

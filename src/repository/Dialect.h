@@ -124,6 +124,9 @@ void NoteLockWait(qint64 milliseconds);
 // change, "The repository was changed by another operation meanwhile; try
 // again"; other texts as they are.
 QString LockWaitDescription(const QString& databaseText);
+// How many failures of the second kind (another operation changed a row
+// meanwhile) this process has described: RetryOnConcurrentChange compares.
+quint64 ConcurrentChanges();
 
 // The table a single-table "SELECT ... FROM <table> ..." reads, as written
 // (bare, [bracketed] or "quoted"); empty when there is none.
