@@ -21,7 +21,7 @@ QString BlankIfEmpty(const QString& text) { return text.isEmpty() ? QStringLiter
 
 QString NormaliseAppId(const QString& typedId)
 {
-    const QString first = ReplaceChars(QStringLiteral("_"), typedId,
+    const QString first = ReplaceChars(QStringLiteral("_"), CleanFolderId(typedId),
         {QStringLiteral(" "), QStringLiteral("/"), QStringLiteral("."), QStringLiteral("!"), QStringLiteral("-"),
             QStringLiteral("?")},
         QString());
@@ -142,6 +142,10 @@ ApplicationSaveOutcome ApplicationRecords::Save(const ApplicationInput& input, c
         // retried after a failed folder creation still creates it.
         const QString apps = m_sharedResourcePath + QStringLiteral("\\Apps");
         CreateFolderIfMissing(apps);
+        // A stored ID that named no folder inside Apps (another program
+        // wrote it) leaves whatever it named alone.
+        if (oldFolder && !FolderIdProblem(QString(), *oldFolder).isEmpty())
+            oldFolder.reset();
         if (oldFolder)
             RenameFolder(apps + u'\\' + *oldFolder, apps + u'\\' + folder);
         else

@@ -69,7 +69,7 @@ qint32 KeyOfVersion(Connection& connection, const QString& storedId, qint32 appK
 
 QString NormaliseVersionId(const QString& typedId)
 {
-    const QString first = ReplaceChars(QStringLiteral("_"), typedId,
+    const QString first = ReplaceChars(QStringLiteral("_"), CleanFolderId(typedId),
         {QStringLiteral(" "), QStringLiteral("/"), QStringLiteral("!"), QStringLiteral("?")}, QString());
     return ReplaceChars(QStringLiteral("_"), first,
         {QStringLiteral(" "), QStringLiteral("["), QStringLiteral("]"), QStringLiteral("'"), QStringLiteral("*"),
@@ -151,6 +151,10 @@ VersionSaveOutcome VersionRecords::Save(
     // An ID left as stored is saved as stored.
     const bool idUnchanged = !state.VersionIsNew && input.id == state.VersionFolderName;
     const QString folder = idUnchanged ? input.id : NormaliseVersionId(input.id);
+    if (!idUnchanged) {
+        if (const QString problem = FolderIdProblem(QStringLiteral("version ID"), folder); !problem.isEmpty())
+            return Refuse(out, problem, "txtVersionID");
+    }
     std::optional<Transaction> transaction;
     try {
         Recordset sameId(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID = '") + QuoteSql(folder)
@@ -193,7 +197,10 @@ VersionSaveOutcome VersionRecords::Save(
 
         const QString versionFolder = AppFolder(app) + u'\\' + folder;
         const QString previousFolder = oldFolder ? AppFolder(app) + u'\\' + *oldFolder : QString();
-        if (oldFolder && FolderExists(previousFolder)) {
+        // A stored ID that named no folder inside the application's (another
+        // program wrote it) leaves whatever it named alone: the new ID gets
+        // new folders.
+        if (oldFolder && FolderIdProblem(QString(), *oldFolder).isEmpty() && FolderExists(previousFolder)) {
             RenameFolder(previousFolder, versionFolder);
         } else {
             CreateFolderIfMissing(AppFolder(app));
@@ -224,6 +231,8 @@ VersionSaveOutcome VersionRecords::SaveAs(
         return Refuse(out, QStringLiteral("Version ID cannot be blank"), "txtVersionID");
 
     const QString folder = NormaliseVersionId(input.id);
+    if (const QString problem = FolderIdProblem(QStringLiteral("version ID"), folder); !problem.isEmpty())
+        return Refuse(out, problem, "txtVersionID");
     try {
         // No key is excluded: the ID must differ from the shown version's.
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE sVersionID='") + QuoteSql(folder)

@@ -1,5 +1,6 @@
 #include "copyengine/EnvironmentCopy.h"
 
+#include "applications/AppFolders.h"
 #include "copyengine/CopyStep.h"
 #include "environments/EnvironmentUsers.h"
 #include "copyengine/VersionBackup.h"
@@ -144,15 +145,22 @@ bool EnvironmentCopy::NewVersionIdAcceptable(qint32 appKey, const QString& id)
         messages.Inform(QStringLiteral("Version ID cannot be blank"));
         return false;
     }
+    // The ID names the version's folder: what no folder name holds is
+    // replaced, and "." and ".." are refused.
+    if (const QString problem = FolderIdProblem(QStringLiteral("version ID"), CleanFolderId(id)); !problem.isEmpty()) {
+        messages.Inform(problem);
+        return false;
+    }
     // An ID given to another version of the application in this run is
     // taken, as the repository compares IDs.
+    const QString cleaned = CleanFolderId(id);
     bool planned = false;
     for (const PlannedVersion& version : m_plan)
-        planned = planned || (version.appKey == appKey && version.newId.compare(id, Qt::CaseInsensitive) == 0);
-    const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, id);
+        planned = planned || (version.appKey == appKey && version.newId.compare(cleaned, Qt::CaseInsensitive) == 0);
+    const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, cleaned);
     // A version this run copies from is not empty, whatever it holds.
     if (planned || (existing && (existing->second || m_sourceVersions.contains(existing->first)))) {
-        messages.Inform(id + QStringLiteral(" already exists - please choose another ID"));
+        messages.Inform(cleaned + QStringLiteral(" already exists - please choose another ID"));
         return false;
     }
     return true;
@@ -204,8 +212,9 @@ bool EnvironmentCopy::PlanCopy(qint32 sourceEnvironmentKey)
             m_plan.clear();
             return false;
         }
-        const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, *newId);
-        m_plan.push_back({sourceVersionKey, appKey, *newId, existing ? existing->first : 0});
+        const QString cleaned = CleanFolderId(*newId);
+        const std::optional<std::pair<qint32, bool>> existing = versionNamed(appKey, cleaned);
+        m_plan.push_back({sourceVersionKey, appKey, cleaned, existing ? existing->first : 0});
     }
     return true;
 }

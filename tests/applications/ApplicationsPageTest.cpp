@@ -164,6 +164,40 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
 // Values stored longer than the boxes let a user type, and Null optional
 // texts (the suite's other modules write such rows) are shown whole or
 // empty and saved as stored when another field was edited.
+// A version ID names a folder inside its application's folder: what no
+// folder name holds is replaced, "." and ".." are refused, and a stored ID
+// that names a folder elsewhere (written by another program) leaves that
+// folder alone when the version gets a new ID.
+TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderOnly)
+{
+    const QString outside = QFileInfo(sharedPath()).absolutePath();
+    const auto saveNewVersion = [&](const QString& id) {
+        c().cmdVersionNew->click();
+        Retype(c().txtVersionID, id);
+        Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
+        c().cmdVersionSave->click();
+    };
+    Select(c().lbAppList, u"Web Store"_s);
+    c().SSAppTab->setCurrentIndex(1);
+    saveNewVersion(u"..\\..\\T"_s);
+    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"Apps/WS/.._.._T/Primary Map Source"_s)) << shown();
+    EXPECT_FALSE(QFileInfo::exists(outside + u"/T"_s) || QFileInfo::exists(sharedPath() + u"/T"_s));
+    saveNewVersion(u".."_s);
+    EXPECT_TRUE(shownError(u"The version ID \"..\" cannot name a folder inside its parent folder."_s)) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s), 0);
+
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE sVersionID='3.0'"_s));
+    window->RefreshVersionList();
+    messages.Queue(Answer::No);  // the refused ".." is not kept
+    Select(c().lbVersionList, u"../../victim"_s);
+    EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Version?"_s});
+    messages.shown.clear();
+    Retype(c().txtVersionID, u"3.5"_s);
+    c().cmdVersionSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"victim"_s) && folderExists(u"Apps/WS/3.5/Primary Map Source"_s)) << shown();
+}
+
 TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
 {
     const QString name = u"Order Entry for the regional sales offices"_s, id = u"ORD-ENTRY-2026"_s;
