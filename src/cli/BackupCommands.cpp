@@ -23,12 +23,8 @@ namespace {
 class ArgumentChooser : public RestoreChooser {
 public:
     explicit ArgumentChooser(QString file) : m_file(std::move(file)) {}
-    std::optional<QString> ChooseBackup(const QString& folder) override
-    {
-        if (m_file.contains(QLatin1Char('/')) || m_file.contains(QLatin1Char('\\')))
-            return m_file;
-        return folder + QLatin1Char('\\') + m_file;
-    }
+    static bool IsPath(const QString& file) { return file.contains(QLatin1Char('/')) || file.contains(QLatin1Char('\\')); }
+    std::optional<QString> ChooseBackup(const QString& folder) override { return folder + QLatin1Char('\\') + m_file; }
 
 private:
     QString m_file;
@@ -85,7 +81,13 @@ int RunRestore(const CommandContext& context)
     MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
     return WithEnvironment(context, arguments[0], messages,
                            [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
-                               ArgumentChooser chooser(arguments[1]);
+                               // A path is restored as given, wherever it is (a backup
+                               // copied from another machine); a name is looked for
+                               // in the environment's backup folder.
+                               const QString& file = arguments[1];
+                               if (ArgumentChooser::IsPath(file))
+                                   return backup.RestoreEnvironment(environment.key, file) ? kExitSuccess : kExitFailure;
+                               ArgumentChooser chooser(file);
                                return backup.ChooseAndRestore(environment.key, environment.name, chooser)
                                           ? kExitSuccess
                                           : kExitFailure;

@@ -84,6 +84,7 @@ int RunDeleteApplication(const CommandContext& context);
 int RunExportKeywords(const CommandContext& context);
 int RunImportKeywords(const CommandContext& context);
 int RunCopyEnvironment(const CommandContext& context);
+int RunRenameEnvironment(const CommandContext& context);
 int RunDeleteEnvironment(const CommandContext& context);
 int RunBackup(const CommandContext& context);
 int RunRestore(const CommandContext& context);

@@ -142,6 +142,10 @@ const std::vector<Command>& Commands()
          QStringLiteral("Save the environment SOURCE as NEWNAME with a copy of every version; each version's new ID "
                         "comes from its --version-id or is asked on the terminal"),
          RunCopyEnvironment},
+        {QStringLiteral("rename-environment"), QStringLiteral("NAME NEWNAME"),
+         QStringLiteral("Rename an environment by the window's rules for names, its backup folder with it, and print "
+                        "the name stored"),
+         RunRenameEnvironment},
         {QStringLiteral("delete-environment"), QStringLiteral("NAME"),
          QStringLiteral("Delete an environment that no step refers to, with its version list and users"),
          RunDeleteEnvironment},

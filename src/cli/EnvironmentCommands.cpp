@@ -6,6 +6,7 @@
 
 #include "copyengine/EnvironmentCopy.h"
 #include "copyengine/VersionBackup.h"
+#include "environments/EnvironmentBackup.h"
 #include "environments/EnvironmentRecords.h"
 #include "mainwindow/ListQueries.h"
 #include "repository/Globals.h"
@@ -161,6 +162,40 @@ int RunCopyEnvironment(const CommandContext& context)
         EnvironmentCopy copy(engine, repository, prompt, &session.testData);
         const EnvironOutcome saved = definition.SaveAs(input, copy, context.messages);
         return saved.Ok ? kExitSuccess : kExitFailure;
+    } catch (const DbError& e) {
+        context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
+        return kExitFailure;
+    }
+}
+
+int RunRenameEnvironment(const CommandContext& context)
+{
+    if (context.arguments.size() != 2)
+        return WrongArguments(context);
+    Session session;
+    if (!OpenRepository(context, session))
+        return kExitFailure;
+    try {
+        const std::optional<FoundEnvironment> found = FindEnvironment(context, session.repository, context.arguments[0]);
+        if (!found)
+            return kExitFailure;
+        EnvironmentRecords definition;
+        if (!definition.Open(-1, found->key, session.repository, context.messages).Ok)
+            return kExitFailure;
+        Recordset stored(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + QString::number(found->key),
+                         session.repository);
+        const QString description = stored.Text(QStringLiteral("sEnvironmentDesc"));
+        stored.Close();
+        TerminalProgress progress;
+        VersionBackup engine(context.messages, progress);
+        const EnvironmentBackup backups(engine, session.plan.sharedResourcePath);
+        const EnvironOutcome saved = definition.Save(
+            {context.arguments[1], description, {}}, session.repository, context.messages,
+            [&backups](const QString& from, const QString& to) { backups.MoveBackupFolder(from, to); });
+        if (!saved.Ok)
+            return kExitFailure;
+        PrintLine(definition.CurrentEnvironName());
+        return kExitSuccess;
     } catch (const DbError& e) {
         context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());
         return kExitFailure;

@@ -202,6 +202,22 @@ void checkFolderIsItsOwn(Connection& connection, qint32 environmentKey)
     }
 }
 
+// A backup replaces the day's file only when that holds this environment's
+// backup too (by the key it remembers): another environment's file, left
+// in this folder by a rename, is never overwritten.
+void checkDayFileIsOwn(const QString& fileName, qint32 environmentKey)
+{
+    if (!QFileInfo::exists(NativePath(fileName)))
+        return;
+    Connection day;
+    day.Open(FileConnectionString(fileName));
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), day);
+    if (!saved.Eof() && saved.Int(QStringLiteral("iOriginalEnvironmentKey")) != environmentKey)
+        throw DbError(QStringLiteral("The file '%1' holds a backup of another environment (%2); it was not replaced. "
+                                     "Move it away, then back this environment up again.")
+                          .arg(fileName, saved.Text(QStringLiteral("sEnvironmentName"))));
+}
+
 // This machine's name as it may stand in a file name.
 QString hostTag()
 {
@@ -348,8 +364,28 @@ QString EnvironmentBackup::BackupFileName(const QDate& day)
 
 QString EnvironmentBackup::BackupQuestion(const QString& environmentName) const
 {
-    return QStringLiteral("Back up all application/versions of ") + environmentName + QStringLiteral(" to ") +
-           BackupFileName(Today()) + QStringLiteral("?");
+    QString question = QStringLiteral("Back up all application/versions of ") + environmentName + QStringLiteral(" to ") +
+                       BackupFileName(Today()) + QStringLiteral("?");
+    if (EnvironFolderNameProblem(environmentName).isEmpty() &&
+        QFileInfo::exists(NativePath(BackupFolder(environmentName) + QLatin1Char('\\') + BackupFileName(Today()))))
+        question += QStringLiteral(" It replaces the backup made earlier today.");
+    return question;
+}
+
+void EnvironmentBackup::MoveBackupFolder(const QString& from, const QString& to) const
+{
+    const QString source = NativePath(BackupFolder(from));
+    if (!QFileInfo(source).isDir())
+        return;
+    const QString target = NativePath(BackupFolder(to));
+    // A change of letter case alone is a rename of the same folder.
+    if (QFileInfo::exists(target) && QFileInfo(target).canonicalFilePath() != QFileInfo(source).canonicalFilePath())
+        throw DbError(QStringLiteral("The backup folder '%1' exists already: move it away before renaming the "
+                                     "environment, so that its backups are not mixed with this one's.")
+                          .arg(target));
+    const QString targetPath = QFileInfo(target).absolutePath() + QLatin1Char('/') + to;
+    if (std::rename(QFile::encodeName(source).constData(), QFile::encodeName(targetPath).constData()) != 0)
+        throw DbError(QStringLiteral("%1: the backup folder '%2' could not be renamed.").arg(fileErrorText(errno), source));
 }
 
 void EnvironmentBackup::CheckFolderName(const QString& environmentName)
@@ -446,6 +482,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
         // it, before it takes the day's name.
         run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
         run.file->Close();
+        checkDayFileIsOwn(run.fileName, environmentKey);
         replaceFile(run.workName, run.fileName);
         run.inPlace = true;
         m_lastBackupFile = run.fileName;

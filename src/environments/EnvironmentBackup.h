@@ -77,8 +77,14 @@ public:
 
     // "MM-DD-YYYY.MDB"
     static QString BackupFileName(const QDate& day);
-    // "Back up all application/versions of " & name & " to " & file & "?"
+    // "Back up all application/versions of " & name & " to " & file & "?",
+    // and " It replaces the backup made earlier today." when that file
+    // exists.
     QString BackupQuestion(const QString& environmentName) const;
+    // Moves an environment's backup folder when its name changes (the
+    // backups follow their environment); nothing when it has none. Refuses
+    // when a folder of the new name exists already or the move fails.
+    void MoveBackupFolder(const QString& from, const QString& to) const;
     // The folders throw DbError when the stored name cannot name a folder
     // (EnvironFolderNameProblem): nothing is written outside the backups.
     QString BackupFolder(const QString& environmentName) const;

@@ -216,7 +216,7 @@ EnvironOutcome EnvironmentRecords::Open(int listIndex, qint32 environKey, Connec
 }
 
 EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Connection& connection,
-                                        MessageSink& messages)
+                                        MessageSink& messages, const BackupFolderMove& moveBackups)
 {
     EnvironOutcome outcome;
     outcome.Controls = m_controls;
@@ -235,6 +235,8 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         return outcome;
     }
     qint32 key = m_currentKey;
+    QString stored;  // the name before this Save, of a stored environment
+    bool moved = false;
     try {
         const OperationLocks locks(connection, {{OperationLocks::Kind::EnvironmentNames, 0},
                                                 {OperationLocks::Kind::Environment, m_currentKey}});
@@ -252,6 +254,8 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
                       connection);
         if (m_isNew)
             row.AddNew();
+        else
+            stored = row.Text(kName);
         row.SetValue(kName, name);
         row.SetValue(kDesc, input.Description);
         row.Update();
@@ -281,8 +285,21 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
             }
         }
 
+        // The backups go with the name; the folder is moved back when the
+        // new name is not committed after all.
+        if (!m_isNew && moveBackups && stored != name) {
+            moveBackups(stored, name);
+            moved = true;
+        }
         transaction.Commit();
     } catch (const DbError& e) {
+        if (moved) {
+            try {
+                moveBackups(name, stored);
+            } catch (const DbError&) {
+                // The first failure is the one to report.
+            }
+        }
         messages.Inform(kSaveFailed + e.description());
         return outcome;
     }

@@ -36,6 +36,10 @@ std::optional<QString> EnvironmentNameHolder(Connection& connection, const QStri
 // environment `environmentKey`; nothing when none does.
 std::optional<QString> CollidingEnvironmentName(Connection& connection, qint32 environmentKey);
 
+// Moves an environment's backup folder from one name to another; throws
+// DbError when it cannot.
+using BackupFolderMove = std::function<void(const QString& from, const QString& to)>;
+
 // Object name of the field an outcome may focus.
 inline const QString kTxtEnvironName = QStringLiteral("txtEnvironName");
 
@@ -149,7 +153,12 @@ public:
     // only those of versions that no environment lists yet); then the
     // configuration page is shown. Failure: "Error while saving environment
     // definition : " + description, rolled back.
-    EnvironOutcome Save(const EnvironDefinitionInput& input, Connection& connection, MessageSink& messages);
+    // A stored environment that changes its name takes its backup folder
+    // along through `moveBackups(from, to)` (EnvironmentBackup's
+    // MoveBackupFolder), in the same step: a move that fails refuses the
+    // Save, and a commit that fails moves the folder back.
+    EnvironOutcome Save(const EnvironDefinitionInput& input, Connection& connection, MessageSink& messages,
+                        const BackupFolderMove& moveBackups = {});
 
     // cmdEnvironSaveAs: blank name refused; the normalised name (full stop
     // included) must be no environment's at all, the shown one's included;

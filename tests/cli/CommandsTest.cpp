@@ -181,6 +181,44 @@ TEST_P(CommandsTest, BackupBackupsAndRestore)
     EXPECT_FALSE(QFileInfo::exists(m_exe + u"/x"_s));
 }
 
+// Backups follow their environment through a rename, a day's file of
+// another environment is never replaced, and a path is restored as given.
+TEST_P(CommandsTest, BackupsFollowTheirEnvironmentAndAPathIsRestoredAsGiven)
+{
+    const CtlResult first = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
+    ASSERT_EQ(first.exitCode, 0) << first.err.toStdString();
+    const QFileInfo file(first.out.trimmed());
+    const QDir backups = QFileInfo(file.absolutePath()).dir();
+    const QString day = file.fileName(), question = u"Back up all application/versions of TUTORIAL to "_s + day + u"? "_s;
+    ASSERT_TRUE(backups.mkpath(u"Spare"_s));
+    expectRuns({
+        {u"backup|TUTORIAL"_s, 1, question + u"It replaces the backup made earlier today. [y/n] n\n"_s},
+        {u"rename-environment|TUTORIAL|Spare"_s, 1, u"Error while saving environment definition : The backup folder '…Spare' exists already…"_s},
+        {u"rename-environment|TUTORIAL|Tutorial?2"_s, 0, QString(), u"Tutorial_2\n"_s},
+        {u"backups|TUTORIAL"_s, 1, u"There is no environment named TUTORIAL.\n"_s},
+    });
+    EXPECT_EQ(std::pair(backups.entryList({u"Tutorial_2"_s, u"TUTORIAL"_s}, QDir::Dirs), QDir(backups.filePath(u"Tutorial_2"_s)).entryList(QDir::Files)),
+              std::pair(QStringList{u"Tutorial_2"_s}, QStringList{day}));
+
+    // A new environment under the old name starts without backups; a day's
+    // file of the renamed one, put in its folder, is not replaced.
+    exec(u"INSERT INTO tEnvironment (sEnvironmentName, sEnvironmentDesc) VALUES ('TUTORIAL', 'New')"_s);
+    EXPECT_EQ(ctl({u"backups"_s, u"TUTORIAL"_s}).out, QString());
+    ASSERT_TRUE(backups.mkpath(u"TUTORIAL"_s) && QFile::copy(backups.filePath(u"Tutorial_2/"_s + day), backups.filePath(u"TUTORIAL/"_s + day)));
+    expectRuns({{u"backup|TUTORIAL|--yes"_s, 1, u"…holds a backup of another environment (TUTORIAL); it was not replaced…"_s}});
+    EXPECT_EQ(QDir(backups.filePath(u"TUTORIAL"_s)).entryList(QDir::Files), QStringList{day});
+
+    // A backup copied from elsewhere, with nothing in the environment's folder.
+    const QString copied = m_dir.filePath(u"copied.MDB"_s);
+    ASSERT_TRUE(QFile::rename(backups.filePath(u"Tutorial_2/"_s + day), copied));
+    exec(u"UPDATE tEnvironment SET sEnvironmentDesc='Changed' WHERE sEnvironmentName='Tutorial_2'"_s);
+    expectRuns({{u"restore|Tutorial_2|"_s + copied, 0, QString()}});
+    // The file's name for it (TUTORIAL) is another environment's now: the
+    // restored one keeps its current name.
+    EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), QStringList({u"TUTORIAL"_s, u"Tutorial_2"_s}));
+    EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment WHERE sEnvironmentDesc='Changed'"_s), QStringList());
+}
+
 // Another program holds the repository (on SQLite its write lock, on
 // PostgreSQL the rows these commands write last): update-version and
 // delete-application wait, give up saying so, and leave everything as it
