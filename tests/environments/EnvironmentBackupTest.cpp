@@ -323,7 +323,9 @@ TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListe
     // No versions: the environment and its user only.
     const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
     EXPECT_EQ(std::pair(contents.versions, contents.rows), std::pair(0, qint64(2)));
-    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB?"_s);
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB? It replaces the backup made earlier today."_s);
+    backups->Today = [] { return QDate(2000, 1, 3); };
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-03-2000.MDB?"_s);
     // A cancelled chooser changes nothing.
     const QStringList before = dump();
     chooser.cancel = true;
