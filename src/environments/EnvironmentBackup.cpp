@@ -1,5 +1,6 @@
 #include "environments/EnvironmentBackup.h"
 
+#include "applications/AppFolders.h"
 #include "copyengine/CopyStep.h"
 #include "copyengine/VersionBackup.h"
 #include "environments/EnvironmentRecords.h"
@@ -217,6 +218,96 @@ void checkDayFileIsOwn(const QString& fileName, qint32 environmentKey)
                                      "Move it away, then back this environment up again.")
                           .arg(fileName, saved.Text(QStringLiteral("sEnvironmentName"))));
 }
+
+// One value of a backup file, for a refusal: "tApp row 2 (iAppKey 2), sAppID".
+QString where(const TableDef& table, const QVariant& key, const QString& column)
+{
+    return QStringLiteral("%1 row %2 %3, %4").arg(table.name, table.key, key.toString(), column);
+}
+
+// The longest text an s-column holds (the suite's text columns).
+constexpr int kTextColumnLength = 255;
+
+} // namespace
+
+void CheckBackupFile(Connection& backup)
+{
+    const auto refuse = [](const QString& what) {
+        throw DbError(QStringLiteral("The backup file cannot be restored: %1. Nothing was changed.").arg(what));
+    };
+    QSqlQuery query(backup.database());
+    if (!query.exec(QStringLiteral("PRAGMA user_version")) || !query.next())
+        throw DbError(ErrorDescription(query.lastError()));
+    if (const int version = query.value(0).toInt(); version > kBackupSchemaVersion)
+        refuse(QStringLiteral("it was written by a newer version of Dorvane (schema %1; this one reads up to %2)")
+                   .arg(version)
+                   .arg(kBackupSchemaVersion));
+    query.finish();
+
+    for (const TableDef& table : RepositoryTables()) {
+        const QStringList present = backup.TableColumns(table.name);
+        QStringList conditions, names;
+        for (const QString& column : present) {
+            if (!table.columns.contains(column, Qt::CaseInsensitive) && !table.backupOnly.contains(column, Qt::CaseInsensitive))
+                refuse(QStringLiteral("its table %1 has a column %2 that this version of Dorvane does not know").arg(table.name, column));
+            const QString c = Dialect::QuoteColumn(column);
+            switch (ColumnTypeOf(column)) {
+            case ColumnType::Integer:
+            case ColumnType::Boolean:
+                conditions << QStringLiteral("typeof(%1) NOT IN ('integer', 'null')").arg(c);
+                names << column + QStringLiteral(": not a number");
+                break;
+            case ColumnType::Text:
+                conditions << QStringLiteral("(typeof(%1) = 'text' AND length(%1) > %2)").arg(c).arg(kTextColumnLength);
+                names << column + QStringLiteral(": longer than %1 characters").arg(kTextColumnLength);
+                Q_FALLTHROUGH();
+            case ColumnType::Memo:
+                conditions << QStringLiteral("typeof(%1) = 'blob' OR instr(CAST(%1 AS BLOB), x'00') > 0").arg(c);
+                names << column + QStringLiteral(": not text, or a text with a NUL character");
+                break;
+            case ColumnType::DateTime:
+                break;
+            }
+        }
+        if (conditions.isEmpty())
+            continue;
+        // The first offending row and the first condition it breaks.
+        QString which = QStringLiteral("CASE");
+        for (qsizetype i = 0; i < conditions.size(); ++i)
+            which += QStringLiteral(" WHEN %1 THEN %2").arg(conditions[i]).arg(i);
+        const QString sql = QStringLiteral("SELECT %1, %2 END FROM %3 WHERE %4 LIMIT 1")
+                                .arg(Dialect::QuoteColumn(table.key), which, table.name, conditions.join(QStringLiteral(" OR ")));
+        if (!query.exec(sql))
+            throw DbError(ErrorDescription(query.lastError()));
+        if (query.next()) {
+            const QString broken = names.value(query.value(1).toInt());
+            refuse(where(table, query.value(0), broken.section(u':', 0, 0)) + u':' + broken.section(u':', 1));
+        }
+        query.finish();
+    }
+
+    // Names and IDs by the rules of typed ones: each names one folder.
+    const struct { const char* table; const char* column; std::function<QString(const QString&)> problem; } named[] = {
+        {"tEnvironment", "sEnvironmentName", [](const QString& v) { return EnvironFolderNameProblem(v); }},
+        {"tApp", "sAppID", [](const QString& v) { return FolderIdProblem(QStringLiteral("application ID"), v); }},
+        {"tVersion", "sVersionID", [](const QString& v) { return FolderIdProblem(QStringLiteral("version ID"), v); }},
+    };
+    for (const auto& [tableName, column, problemOf] : named) {
+        const TableDef& table = *FindTable(QLatin1String(tableName));
+        for (Recordset rs(QStringLiteral("SELECT * FROM ") + table.name, backup); !rs.Eof(); rs.MoveNext()) {
+            // An ID another program left empty names no folder here: the
+            // restore makes none.
+            const QString value = rs.Text(QLatin1String(column));
+            QString problem = value.isEmpty() && table.name != QLatin1String("tEnvironment") ? QString() : problemOf(value);
+            if (problem.endsWith(u'.'))
+                problem.chop(1);
+            if (!problem.isEmpty())
+                refuse(where(table, rs.Value(table.key), QLatin1String(column)) + QStringLiteral(": ") + problem);
+        }
+    }
+}
+
+namespace {
 
 // This machine's name as it may stand in a file name.
 QString hostTag()
@@ -598,6 +689,7 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
     try {
         backup.Open(FileConnectionString(backupFilePath));
         backup.UseForReading();
+        CheckBackupFile(backup);
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
     } catch (const DbError& e) {

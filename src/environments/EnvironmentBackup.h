@@ -68,6 +68,18 @@ public:
 //    & name, also for the tutorial. Both folders are the same as long as
 //    the shared resource path is the one start-up derived from the same
 //    settings; the difference is kept as the suite has always had it.
+// The schema version a backup file records (SQLite's user_version); a file
+// of a later version is refused.
+inline constexpr int kBackupSchemaVersion = 0;
+
+// Refuses a backup file that could not have come from a backup, before
+// anything of it is written: a newer schema or unknown columns, a number
+// column holding something else, a text over 255 characters in a text
+// column, a NUL character, an environment name, application ID or version
+// ID that cannot name its folder. The message names the table, row and
+// column. Throws DbError.
+void CheckBackupFile(Connection& backup);
+
 class EnvironmentBackup {
 public:
     EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath);

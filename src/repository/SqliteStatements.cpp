@@ -290,6 +290,11 @@ bool ParameterizeKeyLiterals(const QString& sql, QString* shape, std::vector<qin
 
 std::optional<qint64> ExecuteKept(SqliteStatements& statements, const QString& sql)
 {
+    // Only the statements that change rows take parameters where they name
+    // a number ("PRAGMA user_version = 1" takes none).
+    const QString verb = sql.trimmed().left(6).toUpper();
+    if (verb != QLatin1String("DELETE") && verb != QLatin1String("UPDATE") && verb != QLatin1String("INSERT"))
+        return std::nullopt;
     QString shape;
     std::vector<qint64> values;
     if (!ParameterizeKeyLiterals(sql, &shape, &values))

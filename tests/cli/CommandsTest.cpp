@@ -219,6 +219,34 @@ TEST_P(CommandsTest, BackupsFollowTheirEnvironmentAndAPathIsRestoredAsGiven)
     EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment WHERE sEnvironmentDesc='Changed'"_s), QStringList());
 }
 
+// A backup file is checked like typed input before anything of it is
+// written: each crafted file is refused with the table, row and column.
+TEST_P(CommandsTest, ACraftedBackupFileIsRefusedNamingTheField)
+{
+    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
+    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    const QString refused = u"Error while restoring environment: The backup file cannot be restored: "_s;
+    const struct { const char* change; QString message; } cases[] = {
+        {"UPDATE tEnvironment SET sEnvironmentName='a/../b'", u"tEnvironment row iEnvironmentKey 1, sEnvironmentName: Environment name cannot contain any of…"_s},
+        {"UPDATE tApp SET sAppName='A' || char(0) || 'B'", u"tApp row iAppKey 1, sAppName: not text, or a text with a NUL character…"_s},
+        {"UPDATE tVersion SET sVersionID='../../victim'", u"tVersion row iVersionKey 1, sVersionID: The version ID \"../../victim\" cannot name a folder inside its parent folder. Nothing…"_s},
+        {"UPDATE tVersion SET sVersionDesc=hex(zeroblob(500000))", u"tVersion row iVersionKey 1, sVersionDesc: longer than 255 characters…"_s},
+        {"UPDATE tWindow SET iWindowClassKey='abc'", u"tWindow row iWindowKey 1, iWindowClassKey: not a number…"_s},
+        {"PRAGMA user_version = 1", u"it was written by a newer version of Dorvane (schema 1; this one reads up to 0)…"_s},
+        {"ALTER TABLE tWindow ADD COLUMN sFuture TEXT", u"its table tWindow has a column sFuture that this version of Dorvane does not know…"_s},
+    };
+    for (const auto& [change, message] : cases) {
+        const QString crafted = m_dir.filePath(u"crafted.MDB"_s);
+        QFile::remove(crafted);
+        ASSERT_TRUE(QFile::copy(backup.out.trimmed(), crafted));
+        {
+            Connection file;
+            DB_ASSERT(file.OpenFile(crafted); file.Execute(QString::fromLatin1(change)));
+        }
+        expectRuns({{u"restore|TUTORIAL|"_s + crafted, 1, refused + message}});
+    }
+}
+
 // Another program holds the repository (on SQLite its write lock, on
 // PostgreSQL the rows these commands write last): update-version and
 // delete-application wait, give up saying so, and leave everything as it
