@@ -203,6 +203,13 @@ void checkFolderIsItsOwn(Connection& connection, qint32 environmentKey)
     }
 }
 
+// The environment's name as stored, or nothing when there is no row.
+QString storedName(Connection& connection, qint32 environmentKey)
+{
+    Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey), connection);
+    return row.Eof() ? QString() : row.Text(QStringLiteral("sEnvironmentName"));
+}
+
 // A backup replaces the day's file only when that holds this environment's
 // backup too (by the key it remembers): another environment's file, left
 // in this folder by a rename, is never overwritten.
@@ -706,9 +713,22 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
                                                     {OperationLocks::Kind::Environment, environmentKey}});
             Transaction transaction(repository);
             checkFolderIsItsOwn(repository, environmentKey);
+            const QString nameBefore = storedName(repository, environmentKey);
             if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
                 return false;
-            transaction.Commit();
+            // A name the backup brings back takes the backup folder along, as
+            // a rename does; a commit that fails moves it back.
+            const QString nameAfter = storedName(repository, environmentKey);
+            const bool move = !nameBefore.isEmpty() && nameAfter != nameBefore;
+            if (move)
+                MoveBackupFolder(nameBefore, nameAfter);
+            try {
+                transaction.Commit();
+            } catch (const DbError&) {
+                if (move)
+                    MoveBackupFolder(nameAfter, nameBefore);
+                throw;
+            }
             return true;
         } catch (const DbError& e) {
             held.Inform(kRestoreFailed + e.description());

@@ -217,6 +217,11 @@ TEST_P(CommandsTest, BackupsFollowTheirEnvironmentAndAPathIsRestoredAsGiven)
     // restored one keeps its current name.
     EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), QStringList({u"TUTORIAL"_s, u"Tutorial_2"_s}));
     EXPECT_EQ(rows(u"SELECT sEnvironmentName FROM tEnvironment WHERE sEnvironmentDesc='Changed'"_s), QStringList());
+    // Once the name is free again the restore brings it back, and the
+    // backup folder goes with it.
+    expectRuns({{u"rename-environment|TUTORIAL|Other"_s, 0, QString(), u"Other\n"_s}, {u"restore|Tutorial_2|"_s + copied, 0, QString()}});
+    EXPECT_EQ(std::pair(rows(u"SELECT sEnvironmentName FROM tEnvironment ORDER BY sEnvironmentName"_s), backups.entryList(QDir::Dirs | QDir::NoDotAndDotDot)),
+              std::pair(QStringList({u"Other"_s, u"TUTORIAL"_s}), QStringList({u"Other"_s, u"Spare"_s, u"TUTORIAL"_s})));
 }
 
 // A backup file is checked like typed input before anything of it is
