@@ -217,6 +217,14 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     ASSERT_EQ(messages.shown.size(), 1);
     EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
     EXPECT_EQ(environmentRows(), before);
+
+    // A rename takes the environment's backups along.
+    messages.shown.clear();
+    c().txtEnvironName->setText(u"Renamed"_s);
+    c().cmdEnvironSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+    EXPECT_EQ(std::pair(QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file), QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()),
+              std::pair(true, false));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
