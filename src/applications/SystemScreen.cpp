@@ -16,9 +16,10 @@ const QString kObjectName = QStringLiteral("[System]");
 void CreateSystemScreen(Connection& connection, qint32 versionKey, bool appIsHost, qint32 platformKey)
 {
     const QString key = QString::number(versionKey);
+    // Found by its name, whatever class another program (or an older
+    // release) gave it: a version has one system screen.
     Recordset windows(
-        QStringLiteral("SELECT * FROM tWindow WHERE iWindowClassKey = %1 AND iWindowVerKey = ").arg(appIsHost ? 1 : 100)
-            + key,
+        QStringLiteral("SELECT * FROM tWindow WHERE sWindowPhysicalName = '[System Screen]' AND iWindowVerKey = ") + key,
         connection);
     if (!windows.Eof())
         return;
@@ -48,12 +49,7 @@ void CreateSystemScreen(Connection& connection, qint32 versionKey, bool appIsHos
     windows.SetValue(QStringLiteral("iWindowSubAppKey"), 0);
     windows.Update();
 
-    // With repeated pairs the new object joins whichever of the version's
-    // "[System Screen]" windows the query returns first.
-    Recordset screen(
-        QStringLiteral("SELECT * FROM tWindow WHERE sWindowPhysicalName = '[System Screen]' AND iWindowVerKey=") + key,
-        connection);
-    const qint32 windowKey = screen.Int(QStringLiteral("iWindowKey"));
+    const qint32 windowKey = windows.Int(QStringLiteral("iWindowKey"));
 
     Recordset classes(QStringLiteral("SELECT * FROM tClass WHERE iClassPlatformKey=") + QString::number(platformKey)
             + QStringLiteral(" AND sClassPhysicalName = '[System]'"),

@@ -7,13 +7,10 @@ namespace dorvane {
 class Connection;
 
 // Gives a version its "[System Screen]" pseudo-window with the "[System]"
-// pseudo-object, unless the existence test finds the window already.
-//
-// The existence test looks for class key 1 on a host application and for
-// class key 100 otherwise, while the window is written with class 1 (host),
-// 100 (platform 2), 242 (platform 4) or no class at all (other platforms).
-// So only host and platform-2 versions are seeded once; the others get
-// another pair on every save. That behaviour is kept on purpose.
+// pseudo-object, unless the version has a window of that name already. The
+// window is written with class 1 (host), 100 (platform 2), 242 (platform 4)
+// or no class at all (other platforms); whatever its class, a version gets
+// one pair, however often it is saved.
 //
 // `appIsHost` and `platformKey` are the application editor's AppIsHost and
 // CurrentPlatformKey: the "[System]" class is looked up for the platform of

@@ -796,6 +796,23 @@ SetupResult CreateInstallation(const QString& exePathArgument)
         created.CreateEmptyFile(NativePath(files.tutorialTestData));
         current = step(files.tutorialUserData);
         created.CreateEmptyFile(NativePath(files.tutorialUserData));
+
+        // The tutorial's shared folder holds what its Saves look for: the
+        // Apps folder and a folder per application and version.
+        const QString apps = exePath + QStringLiteral("\\Tutorial\\Apps");
+        current = step(apps);
+        if (!MakeFolder(apps, error))
+            throw DbError(error);
+        Connection tutorial;
+        tutorial.OpenFile(NativePath(files.tutorialRepository));
+        for (Recordset version(QStringLiteral("SELECT a.sAppID, v.sVersionID FROM tApp a, tVersion v WHERE v.iVersionAppKey = a.iAppKey"),
+                               tutorial);
+             !version.Eof(); version.MoveNext()) {
+            const QString folder = apps + u'\\' + version.Text(QStringLiteral("sAppID")) + u'\\' + version.Text(QStringLiteral("sVersionID"));
+            if (!MakeFolder(folder + QStringLiteral("\\Primary Map Source"), error) ||
+                !MakeFolder(folder + QStringLiteral("\\Secondary Map Source"), error))
+                throw DbError(error);
+        }
     } catch (const DbError& e) {
         return SetupResult::Failure(current + e.description());
     }

@@ -113,9 +113,13 @@ TEST(InstallationTree, HasTheFilesStartUpAndBackupLookForAndIsNeverOverwritten)
 
     EXPECT_EQ(Entries(root), (QStringList{u"Tutorial"_s, u"UserData.mdb"_s, u"ZentrixBackup.mdb"_s}));
     // "Tutorial\database" and "Tutorial\Database" are one folder.
-    EXPECT_EQ(Entries(root + u"/Tutorial"_s), (QStringList{u"Database"_s, u"Environments"_s, u"TestData.mdb"_s}));
+    EXPECT_EQ(Entries(root + u"/Tutorial"_s), (QStringList{u"Apps"_s, u"Database"_s, u"Environments"_s, u"TestData.mdb"_s}));
     EXPECT_EQ(Entries(root + u"/Tutorial/Database"_s), (QStringList{u"Tutorial.mdb"_s, u"UserData.mdb"_s}));
     EXPECT_TRUE(QFileInfo(root + u"/Tutorial/Environments/Backups"_s).isDir());
+    // A folder per tutorial application and version, so that the first Save
+    // in the tutorial finds what it needs.
+    EXPECT_TRUE(QFileInfo(root + u"/Tutorial/Apps/OE/1.1/Primary Map Source"_s).isDir() &&
+                QFileInfo(root + u"/Tutorial/Apps/WS/3.0/Secondary Map Source"_s).isDir()) << Entries(root + u"/Tutorial/Apps"_s).join(u' ').toStdString();
 
     // Every file opens the way start-up names it.
     const InstallationFiles files(root);
