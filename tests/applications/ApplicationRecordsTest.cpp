@@ -192,7 +192,7 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
               std::tuple(u"Release_1"_s, 1, 1, QStringList{u"Primary Map Source"_s, u"Secondary Map Source"_s}));
 
     // An existing version: pointers written, the attributes emptied, the
-    // folder renamed with its content, the seeding repeated (Windows).
+    // folder renamed with its content, its system screen kept as the one.
     const auto k = makeApp(u"Other"_s, u"OTH"_s, kPlatformWindows, {{u"9"_s, {u"Main"_s}, {u"Login"_s}}});
     DB_ASSERT(conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1', iVersionLoadProcess=77"_s));
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/ORD/Release_1/Primary Map Source/maps"_s));
@@ -203,7 +203,7 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
     EXPECT_EQ(version(key, u"sVersionID, sVersionAttributes, iVersionLoadProcess, iVersionLoginProcess, "
                            "iVersionMainWindow, iVersionInitialWindow"_s), QStringList{u"1.1||0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
     EXPECT_EQ(std::tuple(foldersIn(u"Apps/ORD"_s), folderExists(u"Apps/ORD/1.1/Primary Map Source/maps"_s), seeded(key)),
-              std::tuple(QStringList{u"1.1"_s}, true, 2));
+              std::tuple(QStringList{u"1.1"_s}, true, 1));
     // Without an old folder to rename, the folders are created.
     ASSERT_TRUE(QDir(sharedPath() + u"/Apps/ORD/1.1"_s).removeRecursively());
     EXPECT_TRUE(save(versionInput(u"1.2"_s), shownVersion(key, u"1.1"_s)).SaveOk && folderExists(u"Apps/ORD/1.2/Secondary Map Source"_s));
@@ -212,6 +212,9 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
 TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
 {
     const qint32 key = saveNew(u"1.0"_s);
+    // Without its system screen the version is seeded again, and the
+    // seeding fails.
+    DB_ASSERT(conn.Execute(u"DELETE FROM tWindow WHERE iWindowVerKey=%1"_s.arg(key)));
     DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=1 AND sClassPhysicalName='[System]'"_s));
     const QStringList before = TableRows(conn, {u"tVersion"_s, u"tWindow"_s});
     const QString reason = u"Platform 1 has no \"[System]\" class."_s;
