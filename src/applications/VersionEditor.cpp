@@ -18,9 +18,21 @@ namespace dorvane {
 
 namespace {
 
-void selectKey(QComboBox* combo, const std::optional<qint32>& key)
+// Selects the stored pointer. One that is in none of the lists (a process
+// or window of another version) is shown as an entry of its own, so that a
+// Save keeps it.
+void selectKey(QComboBox* combo, const std::optional<qint32>& key, const char* kind)
 {
-    combo->setCurrentIndex(key && *key != 0 ? FindComboItem(*key, combo) : -1);
+    if (!key || *key == 0) {
+        combo->setCurrentIndex(-1);
+        return;
+    }
+    int index = FindComboItem(*key, combo);
+    if (index < 0) {
+        combo->addItem(QStringLiteral("(stored: %1 %2)").arg(QLatin1String(kind)).arg(*key), *key);
+        index = combo->count() - 1;
+    }
+    combo->setCurrentIndex(index);
 }
 
 } // namespace
@@ -90,13 +102,13 @@ void frmMainForm::lbVersionList_Click()
     VersionFolderName = version->id;
     c.cbVersionMapType->setCurrentIndex(FindComboItem(version->mapTypeKey, c.cbVersionMapType));
     const VersionLinks& links = version->links;
-    selectKey(c.cbVersionLoadProcess, links.loadProcess);
-    selectKey(c.cbVersionLoginProcess, links.loginProcess);
-    selectKey(c.cbVersionLogoutProcess, links.logoutProcess);
-    selectKey(c.cbVersionTerminateProcess, links.terminateProcess);
-    selectKey(c.cbVersionRecoverProcess, links.recoverProcess);
-    selectKey(c.cbVersionInitialWindow, links.initialWindow);
-    selectKey(c.cbVersionMainWindow, links.mainWindow);
+    selectKey(c.cbVersionLoadProcess, links.loadProcess, "process");
+    selectKey(c.cbVersionLoginProcess, links.loginProcess, "process");
+    selectKey(c.cbVersionLogoutProcess, links.logoutProcess, "process");
+    selectKey(c.cbVersionTerminateProcess, links.terminateProcess, "process");
+    selectKey(c.cbVersionRecoverProcess, links.recoverProcess, "process");
+    selectKey(c.cbVersionInitialWindow, links.initialWindow, "window");
+    selectKey(c.cbVersionMainWindow, links.mainWindow, "window");
 
     c.txtVersionID->setFocus();
     c.cmdVersionDelete->setEnabled(true);

@@ -49,11 +49,12 @@ void WriteLinks(Recordset& version, const VersionLinks& links)
 
 // The fields that Save and Save As write alike. Every write empties the
 // list-handling attributes; the attributes dialog writes them again.
+// The fields the form edits. The list-handling attributes are the
+// Attributes dialog's, which writes them itself: a Save leaves them.
 void WriteFields(Recordset& version, const QString& storedId, const VersionInput& input)
 {
     version.SetValue(QStringLiteral("sVersionID"), storedId);
     version.SetValue(QStringLiteral("sVersionDesc"), input.description);
-    version.SetValue(QStringLiteral("sVersionAttributes"), QStringLiteral(""));
     version.SetValue(QStringLiteral("iMapType"), input.mapTypeKey.value_or(0));
 }
 
@@ -95,10 +96,12 @@ std::optional<VersionRecord> VersionRecords::Open(qint32 versionKey)
         record.description = version.Text(QStringLiteral("sVersionDesc"));
 
         // A copy made by Save As points at its source's processes and
-        // windows until its own content arrives; a source that has been
-        // deleted since leaves the version's own lists.
+        // windows until its own content arrives (at most its system screen,
+        // as the version update tells an empty version); a source that has
+        // been deleted since leaves the version's own lists.
         const qint32 sourceKey = version.Int(QStringLiteral("iVersionSourceVersion"));
-        if (sourceKey > 0) {
+        Recordset ownWindows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey=") + Key(versionKey), m_connection);
+        if (sourceKey > 0 && CountRecords(&ownWindows) <= 1) {
             Recordset source(
                 QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + Key(sourceKey), m_connection);
             if (!source.Eof()) {
@@ -171,12 +174,15 @@ VersionSaveOutcome VersionRecords::Save(
             oldFolder = version.Text(QStringLiteral("sVersionID"));
 
         transaction.emplace(m_connection);
+        // A stored version keeps its source version: only what the form
+        // edits is written.
         if (state.VersionIsNew) {
             version.AddNew();
             version.SetValue(QStringLiteral("iVersionAppKey"), app.CurrentAppKey);
+            version.SetValue(QStringLiteral("iVersionSourceVersion"), 0);
+            version.SetValue(QStringLiteral("sVersionAttributes"), QStringLiteral(""));
         }
         WriteFields(version, folder, input);
-        version.SetValue(QStringLiteral("iVersionSourceVersion"), 0);
         // A new version has no processes or windows yet: its pointers keep
         // the table's defaults.
         if (!state.VersionIsNew)
@@ -244,6 +250,7 @@ VersionSaveOutcome VersionRecords::SaveAs(
         version.AddNew();
         version.SetValue(QStringLiteral("iVersionAppKey"), app.CurrentAppKey);
         WriteFields(version, folder, input);
+        version.SetValue(QStringLiteral("sVersionAttributes"), QStringLiteral(""));
         WriteLinks(version, input.links);
         version.SetValue(QStringLiteral("iVersionSourceVersion"), state.CurrentVersionKey);
         version.SetValue(QStringLiteral("bVersionActive"), kTrue);

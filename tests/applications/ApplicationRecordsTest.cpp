@@ -191,7 +191,7 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
                          foldersIn(u"Apps/ORD/Release_1"_s)),
               std::tuple(u"Release_1"_s, 1, 1, QStringList{u"Primary Map Source"_s, u"Secondary Map Source"_s}));
 
-    // An existing version: pointers written, the attributes emptied, the
+    // An existing version: pointers written, the attributes kept, the
     // folder renamed with its content, its system screen kept as the one.
     const auto k = makeApp(u"Other"_s, u"OTH"_s, kPlatformWindows, {{u"9"_s, {u"Main"_s}, {u"Login"_s}}});
     DB_ASSERT(conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1', iVersionLoadProcess=77"_s));
@@ -201,7 +201,7 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
     in.links.mainWindow = k[u"Main"_s];
     ASSERT_TRUE(save(in, shownVersion(key, u"Release_1"_s)).SaveOk) << Shown(messages);
     EXPECT_EQ(version(key, u"sVersionID, sVersionAttributes, iVersionLoadProcess, iVersionLoginProcess, "
-                           "iVersionMainWindow, iVersionInitialWindow"_s), QStringList{u"1.1||0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
+                           "iVersionMainWindow, iVersionInitialWindow"_s), QStringList{u"1.1|MoreLine=1|0|%1|%2|0"_s.arg(k[u"Login"_s]).arg(k[u"Main"_s])});
     EXPECT_EQ(std::tuple(foldersIn(u"Apps/ORD"_s), folderExists(u"Apps/ORD/1.1/Primary Map Source/maps"_s), seeded(key)),
               std::tuple(QStringList{u"1.1"_s}, true, 1));
     // Without an old folder to rename, the folders are created.

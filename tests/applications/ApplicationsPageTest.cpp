@@ -164,6 +164,32 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
 // Values stored longer than the boxes let a user type, and Null optional
 // texts (the suite's other modules write such rows) are shown whole or
 // empty and saved as stored when another field was edited.
+// A Save that changed only the description changes only the description:
+// stored pointers (also ones into another version), the source version and
+// the list-handling attributes stay, and no second system screen appears,
+// on every platform of the tutorial.
+TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
+{
+    // Every column of the row but the description, and the system screens.
+    const QString kept = u"SELECT iVersionAppKey, sVersionID, iMapType, iVersionSourceVersion, bVersionActive, iVersionLoadProcess, "
+                         "iVersionLoginProcess, iVersionLogoutProcess, iVersionTerminateProcess, iVersionRecoverProcess, "
+                         "iVersionInitialWindow, iVersionMainWindow, iVersionUpdateStatusKey, sVersionAttributes, "
+                         "(SELECT COUNT(*) FROM tWindow WHERE sWindowPhysicalName='[System Screen]' AND iWindowVerKey=%1) "
+                         "FROM tVersion WHERE iVersionKey=%1"_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=24' WHERE sVersionID='R5'"_s));
+    for (const auto& [app, id] : {std::pair(u"Order Entry"_s, u"1.1"_s), std::pair(u"Customer Inquiry"_s, u"R5"_s), std::pair(u"Web Store"_s, u"3.0"_s)}) {
+        SCOPED_TRACE(id.toStdString());
+        selectVersion(app, id);
+        const qint32 key = window->CurrentVersionKey;
+        const QStringList before = Rows(repository(), kept.arg(key));
+        Retype(c().txtVersionDesc, u"Only this changed"_s);
+        c().cmdVersionSave->click();
+        EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+        EXPECT_EQ(std::pair(Rows(repository(), kept.arg(key)), Rows(repository(), u"SELECT sVersionDesc FROM tVersion WHERE iVersionKey=%1"_s.arg(key))),
+                  std::pair(before, QStringList{u"Only this changed"_s}));
+    }
+}
+
 // A version ID names a folder inside its application's folder: what no
 // folder name holds is replaced, "." and ".." are refused, and a stored ID
 // that names a folder elsewhere (written by another program) leaves that
