@@ -83,13 +83,14 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
       m_launcher(launcher),
       m_printer(printer),
       m_currentUserKey(std::make_unique<class CurrentUserKey>()),
+      m_registeredUserKey(std::make_unique<class CurrentUserKey>()),
       m_users(std::make_unique<UserRecords>(*m_currentUserKey)),
       m_roles(std::make_unique<NameDescGrid>(NameDescGridKind::Roles, messages)),
       m_projects(std::make_unique<NameDescGrid>(NameDescGridKind::Projects, messages)),
       m_keywords(std::make_unique<NameDescGrid>(NameDescGridKind::Keywords, messages)),
       m_environ(std::make_unique<EnvironmentRecords>()),
       m_environConfig(std::make_unique<EnvironmentConfig>(*m_environ)),
-      m_environUsers(std::make_unique<EnvironmentUsers>(*m_environ, *m_currentUserKey))
+      m_environUsers(std::make_unique<EnvironmentUsers>(*m_environ, *m_registeredUserKey))
 {
     setObjectName(QStringLiteral("frmMainForm"));
     BuildMainFormControls(this, c);

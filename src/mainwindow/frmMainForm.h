@@ -232,7 +232,10 @@ private:
     ProgramLauncher& m_launcher;
     ReportPrinter& m_printer;
     MainFormControls c;
+    // The Users page's user and the Environments page's registered user:
+    // each page acts on its own.
     std::unique_ptr<class CurrentUserKey> m_currentUserKey;
+    std::unique_ptr<class CurrentUserKey> m_registeredUserKey;
     std::unique_ptr<UserRecords> m_users;
     std::unique_ptr<NameDescGrid> m_roles;
     std::unique_ptr<NameDescGrid> m_projects;

@@ -12,11 +12,9 @@ class MessageSink;
 
 // The key of the user the main window regards as current. The user editor
 // sets it when a user is opened (0 on New); the environment users page sets
-// it to the registered user it highlights. There is one such key per main
-// window, handed to both: Save and Delete in the user editor act on the
-// key it holds at that moment, so highlighting a registered user on the
-// environment page and then saving on the users tab, without reopening a
-// user, writes that highlighted user's record.
+// it to the registered user it highlights. Each page has a key of its own,
+// so that Save and Delete on the users tab act on the user that page shows,
+// whatever the environment page highlights.
 class CurrentUserKey {
 public:
     qint32 Get() const { return m_key; }

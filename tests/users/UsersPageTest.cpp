@@ -78,6 +78,23 @@ TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'"_s.arg(id)), 1);
 }
 
+// The Users page acts on the user it shows, whichever registered user the
+// Environments page highlights meanwhile.
+TEST_P(UsersPageTest, DeleteActsOnTheUserThePageShows)
+{
+    Select(c().lbUserList, u"Jane Smith"_s);
+    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
+    c().SSEnvironTab->setCurrentIndex(2);
+    Select(c().lbEnvironUsers, u"Mark Brown"_s);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    messages.Queue(Answer::Yes);
+    c().cmdUserDelete->click();
+    EXPECT_EQ(messages.shown.value(0), u"Are you sure you want to delete Jane Smith?"_s) << shown();
+    EXPECT_EQ(Rows(repository(), u"SELECT sUserFirst, sUserLast FROM tUser ORDER BY sUserLast"_s),
+              QStringList({u"Mark|Brown"_s, u"Li|Chen"_s}));
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, UsersPageTest, ::testing::ValuesIn(TestBackends()));
 
 } // namespace
