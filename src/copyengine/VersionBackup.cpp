@@ -379,11 +379,17 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32
             bool matched = false;
             if (matchByName) {
                 // The name is quoted: a keyword such as "Don't save" finds
-                // its match like any other.
+                // its match like any other. The repository compares names
+                // without regard to case, but keywords are told apart by
+                // their exact names (SMOKE is not smoke): of the rows the
+                // database finds, only one with exactly this name matches.
                 const QString name = keywords.Text(kKeywordName);
                 target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='") + QuoteSql(name) +
-                                QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey),
+                                QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey) +
+                                QStringLiteral(" ORDER BY iKeywordKey"),
                             destination);
+                while (!target.Eof() && target.Text(kKeywordName) != name)
+                    target.MoveNext();
                 matched = !target.Eof();
             } else {
                 target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=") + num(destinationAppKey),

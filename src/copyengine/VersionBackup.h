@@ -99,8 +99,8 @@ public:
     bool CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
                           Connection& destination);
     // The keywords of an application; grows KeywordMap. With matchByName a
-    // keyword whose name the destination application has already is mapped
-    // to that one instead of being added.
+    // keyword whose exact name (letter case counts) the destination
+    // application has already is mapped to that one instead of being added.
     bool CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey, Connection& destination,
                       bool matchByName);
     // The processes of a version with their step windows, steps and keyword

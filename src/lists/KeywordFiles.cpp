@@ -7,6 +7,7 @@
 #include "repository/Transaction.h"
 
 #include <QFile>
+#include <QSaveFile>
 #include <QSet>
 
 namespace dorvane {
@@ -22,7 +23,7 @@ QString KeywordsSql(qint32 appKey)
     return QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=") + QString::number(appKey);
 }
 
-DbError FileError(const QString& action, const QFile& file)
+DbError FileError(const QString& action, const QFileDevice& file)
 {
     return DbError(QStringLiteral("Cannot %1 file '%2': %3").arg(action, file.fileName(), file.errorString()));
 }
@@ -73,9 +74,11 @@ bool OnlyLineEndsLeft(QFile& file)
 }
 
 // Reads the file one character at a time and hands every complete line's
-// name (up to the TAB) and description (up to the CR) to `add`. A line
-// end before the TAB ends the read there: it never joins two lines into
-// one name.
+// name (up to the TAB) and description (up to the line end) to `add`. A
+// line ends in CR LF or in LF alone (files edited on other systems mix
+// the two); a CR must be followed by its LF. A line end before the TAB
+// ends the read there: it never joins two lines into one name, nor a line
+// into the description before it.
 template <typename Add>
 ReadEnd ReadKeywordLines(QFile& file, int& line, Add add)
 {
@@ -95,14 +98,16 @@ ReadEnd ReadKeywordLines(QFile& file, int& line, Add add)
         for (;;) {
             if (!NextChar(file, ch))
                 return ReadEnd::UnexpectedEnd;
-            if (ch == kCr)
+            if (ch == kCr || ch == kLf)
                 break;
             description += ch;
         }
-        if (!NextChar(file, ch))
-            return ReadEnd::UnexpectedEnd;
-        if (ch != kLf)
-            return ReadEnd::BadFormat;
+        if (ch == kCr) {
+            if (!NextChar(file, ch))
+                return ReadEnd::UnexpectedEnd;
+            if (ch != kLf)
+                return ReadEnd::BadFormat;
+        }
         add(KeywordFileText(name), KeywordFileText(description));
     }
     return ReadEnd::EndOfFile;
@@ -132,9 +137,12 @@ QString KeywordFileText(const QByteArray& bytes)
 
 void WriteKeywordFile(const QString& fileName, Recordset& keywords)
 {
-    QFile file(NativePath(fileName));
-    // Read-write opens without emptying an existing file.
-    if (!file.open(QIODevice::ReadWrite))
+    // The lines go to a new file beside the chosen one, which takes the
+    // chosen file's place (and permissions; a link is followed) only once
+    // every line is written. Until then the folder shows the earlier file
+    // whole; a failure discards the new one.
+    QSaveFile file(NativePath(fileName));
+    if (!file.open(QIODevice::WriteOnly))
         throw FileError(QStringLiteral("open"), file);
     for (; !keywords.Eof(); keywords.MoveNext()) {
         const QByteArray line = KeywordFileBytes(keywords.Text(QStringLiteral("sKeywordName")) + QChar(kTab) +
@@ -143,7 +151,7 @@ void WriteKeywordFile(const QString& fileName, Recordset& keywords)
         if (file.write(line) != line.size())
             throw FileError(QStringLiteral("write"), file);
     }
-    if (!file.flush())
+    if (!file.commit())
         throw FileError(QStringLiteral("write"), file);
 }
 

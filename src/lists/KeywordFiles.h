@@ -14,7 +14,7 @@ class Recordset;
 
 // Keyword text files: one keyword per line, no header, each line the
 // keyword's name, one TAB, its description, then CR LF (the last line
-// too).
+// too). Lines ending in LF alone are read as lines too.
 //
 // The files are single-byte text in Windows-1252, as the administrators'
 // Windows editors write them: each character is one byte, the same in both
@@ -47,10 +47,10 @@ QString KeywordFileText(const QByteArray& bytes);
 using KeywordFileChooser = std::function<std::optional<QString>()>;
 
 // The writer: every row of `keywords` in its order, as name TAB description
-// CR LF, written from the start of `fileName`. An existing file is not
-// emptied first: a shorter export leaves the old file's tail after its
-// lines. Throws DbError (a file that cannot be opened or written, or a
-// failing read of the record set).
+// CR LF, into a new file that replaces `fileName` once it is complete, so
+// that the file holds exactly these lines (none for no rows) and a failure
+// leaves an existing file as it was. Throws DbError (a file that cannot be
+// written or put in place, or a failing read of the record set).
 void WriteKeywordFile(const QString& fileName, Recordset& keywords);
 
 // Export: opens the application's keywords in name order, asks for the
@@ -76,10 +76,10 @@ struct KeywordImportOutcome {
 
 // Import: asks for the file, then reads it one character at a time and,
 // in one transaction, adds a tKeyword row for the application per complete
-// line (an empty
-// description is stored as " "). A line whose name the application has
-// already (compared exactly, as the keyword grid compares names), also
-// from an earlier line of the file, is skipped. A line without its TAB
+// line, ended by CR LF or LF (an empty description is stored as " "). A
+// line whose name the application has already (compared exactly, as the
+// keyword grid compares names), also from an earlier line of the file, is
+// skipped. A line without its TAB
 // ends the import with kImportNoTab, an empty line with kImportEmptyLine
 // (empty lines at the end of the file are no lines), a CR not followed by
 // LF with kImportBadFormat, a file that ends inside a line with

@@ -287,7 +287,7 @@ struct Connection::Private {
     {
         QSqlQuery q(db);
         if (!q.exec(sql))
-            throw DbError(ErrorDescription(q.lastError()));
+            throw DbError(NamingReadonlyFile(sqliteHandle(db), ErrorDescription(q.lastError())));
     }
 
     void openSqlite(const QString& givenPath)
@@ -613,7 +613,7 @@ DbError Connection::StatementFailure(const QSqlError& error)
 {
     const QString text = ErrorDescription(error);
     if (!IsOpen() || d->dialect->backend != BackendKind::Odbc)
-        return DbError(text);
+        return DbError(NamingReadonlyFile(IsOpen() ? sqliteHandle(d->db) : nullptr, text));
     // The driver's words for a vanished server vary with the moment it went
     // ("internal SAVEPOINT failed", "Could not send Query"); a statement
     // that needs nothing of the database tells.

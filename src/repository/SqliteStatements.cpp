@@ -47,7 +47,24 @@ bool isNullValue(const QVariant& value)
 
 } // namespace
 
-QString SqliteErrorText(sqlite3* handle) { return LockWaitDescription(QString::fromUtf8(sqlite3_errmsg(handle)).trimmed()); }
+QString SqliteErrorText(sqlite3* handle)
+{
+    return NamingReadonlyFile(handle, LockWaitDescription(QString::fromUtf8(sqlite3_errmsg(handle)).trimmed()));
+}
+
+QString NamingReadonlyFile(sqlite3* handle, const QString& text)
+{
+    if (!handle || !text.contains(QLatin1String("readonly database"), Qt::CaseInsensitive))
+        return text;
+    const char* file = sqlite3_db_filename(handle, "main");
+    if (!file || !*file)
+        return text;
+    // A database in write-ahead-log mode also needs its folder, for the
+    // -wal and -shm files beside it.
+    return QStringLiteral("%1: the file '%2' (or its folder, which holds the file's -wal and -shm files) cannot "
+                          "be written")
+        .arg(text, QString::fromUtf8(file));
+}
 
 SqliteStatements::SqliteStatements(sqlite3* handle) : m_handle(handle) {}
 

@@ -90,6 +90,11 @@ sqlite3_stmt* PrepareOnce(sqlite3* handle, const QString& sql);
 // SQLite's description of the handle's last failure.
 QString SqliteErrorText(sqlite3* handle);
 
+// `text`, a description of a failure on `handle` (none for a server), with
+// the database file named when SQLite refused to write it: its own words
+// ("attempt to write a readonly database") name no file.
+QString NamingReadonlyFile(sqlite3* handle, const QString& text);
+
 // The text of one statement with the integer literals it compares against
 // (`iKey=12`, `iKey <> -3`) turned into parameters, and their values in
 // order: statements that differ only in those keys share one prepared

@@ -142,6 +142,30 @@ QString DecodeUtf16Le(const QByteArray& bytes)
 
 bool IsStringType(quint32 type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
 
+bool IsBlank(QChar c) { return c == u' ' || c == u'\t'; }
+
+bool IsHexDigit(QChar c)
+{
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
+// Whether `text` holds nothing from `pos` on but blanks, perhaps followed
+// by a ';' comment: all that regedit lets follow a value's data. Another
+// character (a '#', a second number) makes it refuse the line.
+bool OnlyCommentFrom(const QString& text, qsizetype pos)
+{
+    while (pos < text.size() && IsBlank(text.at(pos)))
+        ++pos;
+    return pos == text.size() || text.at(pos) == u';';
+}
+
+// A line of hex data without its ';' comment.
+QString WithoutComment(const QString& line)
+{
+    const qsizetype semicolon = line.indexOf(u';');
+    return (semicolon < 0 ? line : line.left(semicolon)).trimmed();
+}
+
 // Parses the data part of a value line (after "="), continuation lines
 // included. False for malformed data, which sets no value.
 bool ParseData(const QString& data, bool unicodeFile, RegKeyData::Value* value)
@@ -150,7 +174,7 @@ bool ParseData(const QString& data, bool unicodeFile, RegKeyData::Value* value)
     if (d.startsWith(u'"')) {
         qsizetype pos = 0;
         QString text;
-        if (!ParseQuoted(d, &pos, &text) || pos != d.size())
+        if (!ParseQuoted(d, &pos, &text) || !OnlyCommentFrom(d, pos))
             return false;
         value->type = REG_SZ;
         value->data = text.toUtf8();
@@ -158,11 +182,18 @@ bool ParseData(const QString& data, bool unicodeFile, RegKeyData::Value* value)
         return true;
     }
     if (d.startsWith(u"dword:", Qt::CaseInsensitive)) {
-        const QString digits = d.mid(6);
-        if (digits.isEmpty() || digits.size() > 8)
+        // One to eight hex digits and nothing else: regedit refuses "0x1",
+        // "+1", "1 2" and nine digits, even nine that make a small number.
+        qsizetype pos = 6;
+        while (pos < d.size() && IsBlank(d.at(pos)))
+            ++pos;
+        const qsizetype start = pos;
+        while (pos < d.size() && IsHexDigit(d.at(pos)))
+            ++pos;
+        if (pos == start || pos - start > 8 || !OnlyCommentFrom(d, pos))
             return false;
         bool ok = false;
-        const quint32 number = digits.toUInt(&ok, 16);
+        const quint32 number = d.mid(start, pos - start).toUInt(&ok, 16);
         if (!ok)
             return false;
         value->type = REG_DWORD;
@@ -223,10 +254,19 @@ SettingsText ReadSettingsText(const QString& fileName)
                            .arg(fileName, info.isDir() ? QStringLiteral("it is a folder") : file.errorString());
         return text;
     }
+    const QString tooLarge = QStringLiteral("The settings file %1 is too large for a settings file: it holds more "
+                                            "than %2 MB.")
+                                 .arg(fileName)
+                                 .arg(kMaxFileSize / (1024 * 1024));
+    if (info.size() > kMaxFileSize) {
+        text.problem = tooLarge;
+        return text;
+    }
     // Read in pieces up to the limit: the path may name a device or pipe
-    // that never ends.
+    // that never ends. Such a file is at its end for atEnd() before
+    // anything was read, so only an empty read ends it.
     QByteArray bytes;
-    while (!file.atEnd()) {
+    for (;;) {
         const QByteArray piece = file.read(64 * 1024);
         if (piece.isEmpty())
             break;
@@ -235,6 +275,10 @@ SettingsText ReadSettingsText(const QString& fileName)
             break;
     }
 
+    if (bytes.size() > kMaxFileSize) {
+        text.problem = tooLarge;
+        return text;
+    }
     text.lines = DecodeFile(bytes).split(u'\n');
     for (QString& line : text.lines) {
         if (line.endsWith(u'\r'))
@@ -242,7 +286,7 @@ SettingsText ReadSettingsText(const QString& fileName)
     }
     const QString header = text.lines.first().trimmed();
     text.unicode = header == kHeaderV5;
-    if (bytes.size() > kMaxFileSize || (!text.unicode && header != kHeaderV4)) {
+    if (!text.unicode && header != kHeaderV4) {
         text.problem = QStringLiteral("The settings file %1 is not a registry export: it does not begin with "
                                       "\"%2\" or \"%3\".")
                            .arg(fileName, kHeaderV5, kHeaderV4);
@@ -353,14 +397,17 @@ std::shared_ptr<const RegKeyData> LoadKey(const QString& fileName, RegRoot root,
             continue;
         QString data = line.mid(pos + 1).trimmed();
         if (data.startsWith(u"hex", Qt::CaseInsensitive)) {
+            // Each line may end in a comment, after the backslash that
+            // continues the data too.
+            data = WithoutComment(data);
             while (data.endsWith(u'\\') && n + 1 < lines.size()) {
                 data.chop(1);
-                data += lines.at(++n).trimmed();
+                data += WithoutComment(lines.at(++n));
             }
         }
         if (!inKey)
             continue;
-        if (data == u"-") {
+        if (data.startsWith(u'-') && OnlyCommentFrom(data, 1)) {
             key->values.remove(Fold(name));
             continue;
         }

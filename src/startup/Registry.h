@@ -35,9 +35,9 @@ QString SettingsFilePath();
 void SetSettingsFileOverride(const QString& path);
 
 // What makes the current settings file unusable, naming it: it does not
-// exist, cannot be read, or is not a registry export. Nothing when it can
-// be read. The reads below never report this; they read empty, as the
-// registry does for a missing key.
+// exist, cannot be read, is too large for one, or is not a registry
+// export. Nothing when it can be read. The reads below never report this;
+// they read empty, as the registry does for a missing key.
 std::optional<QString> SettingsFileProblem();
 
 struct RegKeyData;

@@ -129,13 +129,16 @@ protected:
 // A restore brings back the environment as the backup holds it, row by
 // row: content that reached a version since is replaced, never doubled (also
 // in a version no longer listed, and when restored twice); keywords named
-// with an apostrophe are matched; list-handling attributes come back. A day
+// with an apostrophe are matched, and keywords whose names differ only in
+// letter case keep their own links; list-handling attributes come back. A day
 // has one backup file, the last backup's, which a failed backup leaves alone.
 // Versions and applications deleted since are recreated, once each.
 TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
 {
     populate();
     conn.Execute(u"UPDATE tKeyword SET sKeywordName='Don''t save' WHERE iKeywordAppKey=%1"_s.arg(r.billing));
+    const qint32 upper = add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"DON'T SAVE"_s}});
+    add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, upper}, {u"iKeywordRelProcessKey"_s, r.login}});
     conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1' WHERE iVersionKey=%1"_s.arg(r.billing20));
     const QString description = u"UPDATE tEnvironment SET sEnvironmentDesc='%1' WHERE iEnvironmentKey=%2"_s;
     conn.Execute(description.arg(u"Earlier"_s).arg(environment));
@@ -195,7 +198,7 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
                        .arg(versions[0]).arg(versions[1]).arg(versions[2])),
               QStringList({u"%1|1.0"_s.arg(billings[0]), u"%1|2.0"_s.arg(billings[0]), u"%1|4.2"_s.arg(r.ledger)}));
     EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(versions[2])), 1);
-    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(billings[0])), 1);
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(billings[0])), 2);
 }
 
 // A backup goes back into its own environment only: another environment's

@@ -2,7 +2,10 @@
 // what stays in the repository when a read fails.
 
 #include "applications/AppTestFixture.h"
+#include "lists/KeywordFileCases.h"
 #include "lists/KeywordFiles.h"
+
+#include <QDir>
 
 namespace dorvane::test {
 namespace {
@@ -31,17 +34,16 @@ protected:
 };
 
 // Name TAB description CR LF in name order (letter case ignored), a TAB in
-// a description as it stands, a Null description empty; with no keywords
-// an existing file is left alone (the tail of a longer one kept is on the
-// command test). Windows-1252 both ways: the characters of 0x80 to 0x9F
-// are written as those bytes and read back, the undefined bytes stand for
-// themselves, and only a character the code page lacks becomes "?".
+// a description as it stands, a Null description empty; an application
+// without keywords exports an empty file, also over an existing one.
+// Windows-1252 both ways: the characters of 0x80 to 0x9F are written as
+// those bytes and read back, the undefined bytes stand for themselves, and
+// only a character the code page lacks becomes "?".
 TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 {
-    const QString fresh = path(u"empty.txt"_s), kept = write("Kept\tAs it was\r\n", u"kept.txt"_s);
-    EXPECT_TRUE(exportTo(app, fresh) && exportTo(app, kept));
-    EXPECT_EQ(bytes(fresh), QByteArray()) << "an application without keywords exports an empty file";
-    EXPECT_EQ(bytes(kept), QByteArray("Kept\tAs it was\r\n"));
+    const QString fresh = path(u"empty.txt"_s), earlier = write("Kept\tAs it was\r\n", u"earlier.txt"_s);
+    EXPECT_TRUE(exportTo(app, fresh) && exportTo(app, earlier));
+    EXPECT_EQ(std::pair(bytes(fresh), bytes(earlier)), std::pair(QByteArray(), QByteArray()));
 
     addKeyword(app, u"Smoke"_s, u"Quick check"_s);
     addKeyword(app, u"Orders"_s, u"Touches\torder data"_s);
@@ -70,7 +72,8 @@ TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 // A name the application has already, compared exactly as the grid
 // compares names, is skipped, also when an earlier line of the same file
 // added it; a second import adds nothing. A line splits at its first TAB;
-// an empty description is stored as a blank. Failures keep what was added.
+// an empty description is stored as a blank. A failure adds nothing (the
+// files that stop a read are in the shared table of keyword files).
 TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndAFailureOrABadLineAddsNothing)
 {
     addKeyword(app, u"Smoke"_s, u"Stored"_s);
@@ -101,33 +104,60 @@ TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndAFailureOrABadLineA
                 && messages.shown.front().endsWith(kImportNothingAdded))
         << "and the database's reason: " << Shown(messages);
     EXPECT_EQ(keywords(other), QStringList({"Nightly|Other application"}));
+}
 
-    // Where a read stops: a file that ends inside a line, a line without its
-    // TAB or an empty line (reported with its number; nothing is joined into a
-    // name), a CR without its LF. Nothing of such a file is added; empty
-    // lines at the end of the file are no lines; a bare LF ends no line.
-    const struct { const char* name; QByteArray content; QString message; QStringList added; } cases[] = {
-        {"no CR LF on the last line", "One\tFirst\r\nTwo\tSecond", kImportUnexpectedEnd, {}},
-        {"CR without its LF at the end", "One\tFirst\r\nTwo\tSecond\r", kImportUnexpectedEnd, {}},
-        {"no TAB on the last line", "One\tFirst\r\nTwo", kImportUnexpectedEnd, {}},
-        {"no TAB", "One\tFirst\r\nNoTab\r\nNext\tThird\r\n", kImportNoTab.arg(2), {}},
-        {"a bare LF before the TAB", "One\tFirst\r\nNo\nTab\tSecond\r\n", kImportNoTab.arg(2), {}},
-        {"empty line", "One\tFirst\r\nTwo\tSecond\r\n\r\nThree\tThird\r\n", kImportEmptyLine.arg(3), {}},
-        {"empty first line", "\r\nOne\tFirst\r\n", kImportEmptyLine.arg(1), {}},
-        {"empty lines at the end", "One\tFirst\r\n\r\n\r\n", QString(), {"One|First"}},
-        {"CR without LF", "One\tFirst\r\nTwo\tSecond\rThree\tThird\r\n", kImportBadFormat, {}},
-        {"no name", "\tNo name\r\n", QString(), {"|No name"}},
-        {"bare LF after the TAB", "One\tFirst\nTwo\tSecond\r\n", QString(), {"One|First\nTwo\tSecond"}},
-    };
-    for (const auto& c : cases) {
+// An export replaces the chosen file whole: a longer file keeps no tail,
+// its permissions stay, and a link leads to the file it names. An export
+// that fails half-way, or cannot put its file in place, leaves the earlier
+// file as it was and no file of its own behind.
+TEST_P(KeywordFilesTest, ExportReplacesTheFileWholeAndAFailureLeavesItAsItWas)
+{
+    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
+    QByteArray longer;
+    for (int i = 0; i < 100000; ++i)
+        longer += "Keyword " + QByteArray::number(i) + "\tOlder export\r\n";
+    const QString file = write(longer, u"keywords.txt"_s);
+    ASSERT_TRUE(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+    ASSERT_TRUE(QFile::link(file, path(u"link.txt"_s)));
+    const QStringList folder = QDir(db->tempPath()).entryList(QDir::Files | QDir::System | QDir::Hidden);
+
+    const QByteArray one("Smoke\tQuick check\r\n");
+    ASSERT_TRUE(exportTo(app, path(u"link.txt"_s))) << Shown(messages);
+    EXPECT_EQ(std::tuple(bytes(file), QFileInfo(path(u"link.txt"_s)).isSymLink(), int(QFile::permissions(file))),
+              std::tuple(one, true, int(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser | QFile::ReadGroup)));
+
+    // A record set without descriptions fails at its first line.
+    ASSERT_TRUE(write(longer, u"keywords.txt"_s) == file);
+    Recordset names(u"SELECT iKeywordKey, sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(app), conn);
+    EXPECT_THROW(WriteKeywordFile(file, names), DbError);
+    // A folder in the file's place; a file in a folder that is not there.
+    messages.shown.clear();
+    EXPECT_FALSE(exportTo(app, db->tempPath()) || exportTo(app, path(u"missing/keywords.txt"_s)));
+    EXPECT_TRUE(messages.shown.size() == 2 && messages.shown[0].startsWith(u"Error while exporting Keywords: "_s)
+                && messages.shown[1].contains(u"missing/keywords.txt"_s)) << Shown(messages);
+    EXPECT_EQ(std::pair(bytes(file) == longer, QDir(db->tempPath()).entryList(QDir::Files | QDir::System | QDir::Hidden)),
+              std::pair(true, folder));
+}
+
+// Every keyword file of the shared table: what its import adds and says,
+// and the export over it afterwards.
+TEST_P(KeywordFilesTest, KeywordFileCasesImportAndExportAsTheTableSays)
+{
+    int n = 0;
+    for (const KeywordFileCase& c : KeywordFileCases()) {
         SCOPED_TRACE(c.name);
-        const qint32 target = addApp(QString::fromLatin1(c.name), QString::fromLatin1(c.name).left(12), kPlatformWindows);
+        ++n;
+        const qint32 target = addApp(u"Case %1"_s.arg(n), u"CASE%1"_s.arg(n), kPlatformWindows);
         messages.shown.clear();
-        outcome = importFrom(target, write(c.content));
-        const bool fails = !c.message.isEmpty();
+        const QString file = write(c.file);
+        const KeywordImportOutcome outcome = importFrom(target, file);
+        const bool imported = c.message.startsWith(u"added: "_s);
         EXPECT_EQ(std::tuple(outcome.result, outcome.rowsAdded, outcome.ReloadGrid()),
-                  std::tuple(fails ? KeywordImportResult::Failed : KeywordImportResult::Imported, c.added.size(), !c.added.isEmpty()));
-        EXPECT_EQ(std::pair(messages.shown, keywords(target)), std::pair(fails ? QStringList{c.message + kImportNothingAdded} : QStringList(), c.added));
+                  std::tuple(imported ? KeywordImportResult::Imported : KeywordImportResult::Failed, c.rows.size(), imported));
+        EXPECT_EQ(imported ? QStringList{KeywordImportCounts(outcome)} : messages.shown, QStringList{imported ? c.message : c.message + kImportNothingAdded});
+        EXPECT_EQ(keywords(target), c.rows);
+        EXPECT_TRUE(exportTo(target, file)) << Shown(messages);
+        EXPECT_EQ(ExportedLines(bytes(file)), ExportedLines(c.rows));
     }
 }
 

@@ -95,7 +95,8 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     c().cmdExportKeywords->click();
     c().cmdImportKeywords->click();
     EXPECT_TRUE(messages.shown.isEmpty());
-    dialogs.fileAnswers = {file(u"oe.txt"_s)};
+    // An export replaces a longer file whole.
+    dialogs.fileAnswers = {file(u"oe.txt"_s, QByteArray(1000, 'x'))};
     c().cmdExportKeywords->click();
     EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File", "Import Keywords From Tab-Delimited Text File",
                                                      "Export Keywords to Tab-Delimited Text File"}));
@@ -104,10 +105,11 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_EQ(oe.open(QIODevice::ReadOnly) ? oe.readAll() : QByteArray(), "Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
 
-    // Import adds the rows and reloads the grid in name order.
+    // Import adds the rows, ended by CR LF or LF, and reloads the grid in
+    // name order.
     openKeywords(u"Web Store"_s);
     messages.shown.clear();
-    dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\r\nAccount\t\r\n")};
+    dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\nAccount\t\r\n")};
     c().cmdImportKeywords->click();
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s});
     EXPECT_EQ(column(c().TDBGridKeywords, true), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"}));

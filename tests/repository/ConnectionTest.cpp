@@ -152,6 +152,17 @@ TEST_P(ConnectionTest, ExecuteReportsAffectedRowsTranslatesJetSyntaxAndCarriesTh
     const QString read = descriptionOf([&] { rs.Eof(); });
     EXPECT_TRUE(read.contains(u"tnothing"_s, Qt::CaseInsensitive)) << read.toStdString();
 
+    // SQLite's refusal to write a read-only file names the file, both for
+    // a statement and for a record set's new row.
+    if (!db->isOdbc()) {
+        DB_ASSERT(conn.Execute(u"PRAGMA query_only = ON"_s));
+        const QString readonly = u"attempt to write a readonly database: the file '"_s + db->tempPath() + u'/';
+        for (const QString& text : {descriptionOf([&] { conn.Execute(u"DELETE FROM tItem"_s); }), descriptionOf([&] { add(u"refused"_s); })})
+            EXPECT_TRUE(text.startsWith(readonly) && text.endsWith(u".mdb' (or its folder, which holds the file's -wal and -shm files) cannot be written"_s))
+                << text.toStdString();
+        DB_ASSERT(conn.Execute(u"PRAGMA query_only = OFF"_s));
+    }
+
     // The connection stays usable.
     DB_ASSERT(add(u"after"_s));
     EXPECT_EQ(items(), 2);

@@ -93,6 +93,21 @@ TEST_F(RegistryTest, ValuesReadWithTheRegistrysRules)
         // Comments, escapes and blank lines; a backslash that escapes nothing stays.
         {Values(uR"(; set-up||   ; indented|"ActiveDSN"="Z \"live\""|"SharedResourcePath"="\\\\srv\\share"|"LocalDatabasePath"="C:\Data"|"ActiveDB"="; no")"_s),
          uR"(ActiveDSN="Z "live""/-|SharedResourcePath="\\srv\share"/-|LocalDatabasePath="C:\Data"/-|ActiveDB="; no"/-)"_s},
+        // A ';' comment may follow a value, at once or after blanks; anything
+        // else after it makes the value unreadable ('#' starts no comment).
+        {Values(u"\"ExePath\"=\"C:\\\\Zentrix\";old path|\"ActiveDB\"=\"Tutorial\"  ;was \"Server\"|\"ActiveDSN\"=\"Z\"\t;tab|"
+                u"\"LocalDatabasePath\"=\"C:\\Data\" #old|\"LocalDatabaseName\"=\"a\" \"b\"|\"SharedResourcePath\"=\"s\"x"_s),
+         uR"(ExePath="C:\Zentrix"/-|ActiveDB="Tutorial"/-|ActiveDSN="Z"/-|LocalDatabasePath=-/-|LocalDatabaseName=-/-|SharedResourcePath=-/-)"_s},
+        // A dword is one to eight hex digits, then only blanks or a comment:
+        // no "0x", no sign, no ninth digit (not even a leading zero).
+        {Values(u"\"A\"=dword:1234;5678|\"B\"=dword:0000002a  ; answer|\"C\"=dword:FFFFFFFF \t|\"D\"=dword:0x1|\"E\"=dword:+1|"
+                u"\"F\"=dword:123456789|\"G\"=dword:000000001|\"H\"=dword:12345678abc|\"I\"=dword:123 456|\"J\"=dword:1234#5678|"
+                u"\"K\"=dword:|\"L\"=dword:;none"_s),
+         u"A=-/4660|B=-/42|C=-/-1|D=-/-|E=-/-|F=-/-|G=-/-|H=-/-|I=-/-|J=-/-|K=-/-|L=-/-"_s},
+        // Comments after a deletion, and after hex data, also after the
+        // backslash that continues it.
+        {Values(uR"("ActiveDB"="T"|"ActiveDB"=- ;gone|"ExePath"="/z"|"ExePath"=-#kept|"IsLocalDatabase"=hex:01,\ ;low byte|  00,00,00 ;rest)"_s),
+         uR"(ActiveDB=-/-|ExePath="/z"/-|IsLocalDatabase=-/1)"_s},
         // Hex data continued over indented lines.
         {Values(u"\"ExePath\"=hex(1):"_s + bytes.join(u',') + uR"(|"IsLocalDatabase"=hex:01,\|  00,00,\|  00|"ActiveDB"="After")"_s),
          uR"(ExePath="C:\Program Files\Bramlund\Zentrix"/-|IsLocalDatabase=-/1|ActiveDB="After"/-)"_s},
@@ -147,6 +162,7 @@ TEST_F(RegistryTest, ValuesReadWithTheRegistrysRules)
     // A device in the file's place: read up to a limit, never forever.
     SetSettingsFileOverride(u"/dev/zero"_s);
     EXPECT_TRUE(RegOpenKey(HKEY_LOCAL_MACHINE, kZentrixKey).isNull());
+    EXPECT_TRUE(SettingsFileProblem().value_or(QString()).contains(u"is too large for a settings file"_s));
 }
 
 // Unlike a missing key, a settings file that cannot be used is reported,
@@ -167,6 +183,11 @@ TEST_F(RegistryTest, AnUnusableSettingsFileIsReportedByName)
     // An .ini file: CliSettings.AnUnusableSettingsFileIsNamed.
     write(QByteArray());
     expectProblem(u"is not a registry export"_s);
+    // An export followed by anything that makes it larger than any
+    // settings file is too large, not another kind of file.
+    write(Values(uR"("ActiveDB"="Tutorial")"_s));
+    ASSERT_TRUE(QFile::resize(path(), 16 * 1024 * 1024 + 1));
+    expectProblem(u"is too large for a settings file: it holds more than 16 MB."_s);
     QFile::remove(path());
     QDir(m_dir.path()).mkdir(u"zentrix.reg"_s);
     expectProblem(u"cannot be read"_s);
