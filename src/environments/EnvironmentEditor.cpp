@@ -11,6 +11,7 @@
 #include "environments/EnvironmentRecords.h"
 #include "environments/EnvironmentUsers.h"
 #include "mainwindow/QtInteraction.h"
+#include "repository/FilePaths.h"
 #include "mainwindow/frmMainForm.h"
 #include "startup/Startup.h"
 
@@ -280,9 +281,12 @@ void frmMainForm::cmdEnvironSaveAs_Click()
     VersionBackup engine(m_messages, progressWindow(), &hourglass);
     DialogVersionIds prompt(dialogs());
     EnvironmentCopy copy(engine, m_session.repository, prompt, &m_session.testData);
-    const EnvironOutcome outcome = m_environ->SaveAs(definitionInput(c), copy, m_messages);
+    const EnvironDefinitionInput input = definitionInput(c);
+    const EnvironOutcome outcome = m_environ->SaveAs(input, copy, m_messages);
     applyEnvironOutcome(outcome);
     SaveOk = outcome.Ok;
+    if (outcome.Ok)
+        showDone(QStringLiteral("Saved as %1, with a copy of every version.").arg(NormaliseEnvironNameForSaveAs(input.Name)));
 }
 
 void frmMainForm::cmdEnvironDelete_Click()
@@ -295,7 +299,8 @@ void frmMainForm::cmdEnvironBackup_Click()
     QtBusyIndicator hourglass;
     VersionBackup engine(m_messages, progressWindow(), &hourglass);
     EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath);
-    backup.AskAndBackUp(m_environ->CurrentEnvironKey(), m_environ->CurrentEnvironName());
+    if (backup.AskAndBackUp(m_environ->CurrentEnvironKey(), m_environ->CurrentEnvironName()))
+        showDone(QStringLiteral("Backed up %1 to %2.").arg(m_environ->CurrentEnvironName(), NativePath(backup.LastBackupFile())));
 }
 
 void frmMainForm::cmdEnvironRestore_Click()
@@ -304,8 +309,10 @@ void frmMainForm::cmdEnvironRestore_Click()
     VersionBackup engine(m_messages, progressWindow(), &hourglass);
     EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath);
     DialogRestoreChooser chooser(dialogs());
-    if (!backup.ChooseAndRestore(m_environ->CurrentEnvironKey(), m_environ->CurrentEnvironName(), chooser))
+    const QString name = m_environ->CurrentEnvironName();
+    if (!backup.ChooseAndRestore(m_environ->CurrentEnvironKey(), name, chooser))
         return;
+    showDone(QStringLiteral("Restored %1 from its backup.").arg(name));
     RefreshEnvironList();
     RefreshEnvironAppVerList();
     cmdEnvironNew_Click();

@@ -134,6 +134,14 @@ bool frmMainForm::KeywordDirty() const { return m_keywords->Dirty(); }
 bool frmMainForm::RoleDirty() const { return m_roles->Dirty(); }
 bool frmMainForm::ProjectDirty() const { return m_projects->Dirty(); }
 qint32 frmMainForm::CurrentUserKey() const { return m_currentUserKey->Get(); }
+
+void frmMainForm::showDone(const QString& text)
+{
+    // Long enough to be read after a long operation; the repository's name
+    // comes back after it.
+    constexpr int kShownMs = 20000;
+    statusBar()->showMessage(text, kShownMs);
+}
 qint32 frmMainForm::CurrentEnvironKey() const { return m_environ->CurrentEnvironKey(); }
 bool frmMainForm::EnvironIsNew() const { return m_environ->EnvironIsNew(); }
 

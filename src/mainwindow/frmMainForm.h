@@ -218,6 +218,8 @@ private:
     void showSavedVersion();
     // Removes a version's contents and row under the hourglass.
     bool deleteVersionContents(qint32 versionKey);
+    // What a long operation did, in the status bar.
+    void showDone(const QString& text);
     void applyEnvironOutcome(const EnvironOutcome& outcome);
     void applyEnvironControls(const EnvironDefinitionControls& controls);
     // The window's EnvironDirty and ConfigDirty as the environment editors

@@ -9,6 +9,7 @@
 
 #include <QCheckBox>
 #include <QDate>
+#include <QStatusBar>
 #include <QPushButton>
 
 using namespace Qt::StringLiterals;
@@ -164,7 +165,8 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), 3) << "each user registered once";
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(copy)), 2);
     EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='R6'"_s), 1);
-    EXPECT_EQ(progressTitle(), u"Environment Copy progress..."_s);
+    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
+              std::pair(u"Environment Copy progress..."_s, u"Saved as Release 2_0, with a copy of every version."_s));
 
     // No backup yet: the chooser is not shown. The environment's own folder
     // is made by the first backup.
@@ -180,7 +182,9 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     c().cmdEnvironBackup->click();
     EXPECT_EQ(messages.shown.last(), u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file));
     EXPECT_TRUE(QFile::exists(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file));
-    EXPECT_EQ(progressTitle(), u"Environment backup progress..."_s);
+    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
+              std::pair(u"Environment backup progress..."_s,
+                        u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
     // A user removed after the backup; a cancelled chooser brings nothing back, the file does.
     c().SSEnvironTab->setCurrentIndex(2);
     Select(c().lbEnvironUsers, u"Li Chen"_s);
@@ -191,7 +195,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_EQ(std::pair(dialogs.restoreFolders, count(registrations)), std::pair(QStringList{backups + u"TUTORIAL"_s}, qsizetype(2)));
     c().cmdEnvironRestore->click();
     EXPECT_EQ(std::pair(count(registrations), count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key))), std::pair(qsizetype(3), qsizetype(2)));
-    EXPECT_EQ(messages.shown.size(), 2) << shown();
+    EXPECT_EQ(std::pair(messages.shown.size(), window->statusBar()->currentMessage()), std::pair(qsizetype(2), u"Restored TUTORIAL from its backup."_s)) << shown();
 
     // A refused Save (another environment's name typed) leaves Backup and
     // Restore on the stored environment: the chooser shows TUTORIAL's own
