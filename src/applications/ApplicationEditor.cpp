@@ -2,6 +2,7 @@
 
 #include "applications/ApplicationRecords.h"
 #include "applications/Deletion.h"
+#include "lists/NameDescGrids.h"
 #include "mainwindow/frmMainForm.h"
 #include "repository/DbError.h"
 #include "startup/Startup.h"
@@ -41,11 +42,15 @@ void frmMainForm::lbAppList_Click()
     if (EditLoading)
         return;
     EditLoading = true;
-    if (AppDirty && AppExitCancel()) {
+    // The keyword grid shows the application's keywords: its edits are the
+    // shown application's, saved or dropped before another one opens.
+    if ((AppDirty && AppExitCancel()) || KeywordExitCancel()) {
         c.lbAppList->setCurrentRow(AppListIndex);
         EditLoading = false;
         return;
     }
+    m_keywords->SetDirty(false);
+    c.cmdKeywordSave->setEnabled(false);
     AppListIndex = c.lbAppList->currentRow();
     CurrentAppKey = ItemKey(c.lbAppList, AppListIndex);
 

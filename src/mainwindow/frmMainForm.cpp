@@ -21,6 +21,9 @@
 #include <QPushButton>
 #include <QLabel>
 #include <QStatusBar>
+
+#include <functional>
+#include <utility>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTimer>
@@ -166,6 +169,23 @@ void frmMainForm::connectShell()
 
 void frmMainForm::SSMainTab_Click(int index)
 {
+    // Grid edits not saved yet are saved, dropped or kept (Cancel stays on
+    // the page) before the page that shows them is left.
+    const int left = std::exchange(m_mainTabIndex, index);
+    const bool stay = (left == OptionsPage && (RoleExitCancel() || ProjectExitCancel())) ||
+                      (left == ApplicationsPage && KeywordExitCancel());
+    if (stay) {
+        m_mainTabIndex = left;
+        const QSignalBlocker block(c.SSMainTab);
+        c.SSMainTab->setCurrentIndex(left);
+        return;
+    }
+    if (left == OptionsPage) {
+        dropGridEdits(*m_roles, c.cmdRoleSave, [this] { RefreshRoleGrid(); });
+        dropGridEdits(*m_projects, c.cmdProjectSave, [this] { RefreshProjectGrid(); });
+    } else if (left == ApplicationsPage) {
+        dropGridEdits(*m_keywords, c.cmdKeywordSave, [this] { RefreshKeywordGrid(); });
+    }
     switch (index) {
     case UsersPage: c.txtUserID->setFocus(); break;
     case ApplicationsPage: c.txtAppName->setFocus(); break;
@@ -449,6 +469,16 @@ bool frmMainForm::gridExitCancel(NameDescGrid& grid, QPushButton* saveButton, qi
     const bool stay = grid.ExitCancel(m_session.repository, m_messages, appKey);
     saveButton->setEnabled(grid.Dirty());
     return stay;
+}
+
+void frmMainForm::dropGridEdits(NameDescGrid& grid, QPushButton* saveButton, const std::function<void()>& reload)
+{
+    // Edits the prompt was told to drop go: the grid shows the stored rows.
+    if (!grid.Dirty())
+        return;
+    reload();
+    grid.SetDirty(false);
+    saveButton->setEnabled(false);
 }
 
 bool frmMainForm::KeywordExitCancel() { return gridExitCancel(*m_keywords, c.cmdKeywordSave, CurrentAppKey); }

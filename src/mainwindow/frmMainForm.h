@@ -220,6 +220,9 @@ private:
     bool deleteVersionContents(qint32 versionKey);
     // What a long operation did, in the status bar.
     void showDone(const QString& text);
+    // After the save prompt was answered No: the grid reloads its stored rows.
+    void dropGridEdits(NameDescGrid& grid, QPushButton* saveButton, const std::function<void()>& reload);
+    int m_mainTabIndex = 0;
     void applyEnvironOutcome(const EnvironOutcome& outcome);
     void applyEnvironControls(const EnvironDefinitionControls& controls);
     // The window's EnvironDirty and ConfigDirty as the environment editors

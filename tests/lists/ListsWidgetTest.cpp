@@ -130,6 +130,23 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_EQ(messages.shown, QStringList({"Save changes to Keywords?", "Save changes to Keywords?", "The Keywords have been imported - added: 1  skipped: 2"}));
     EXPECT_EQ(std::pair(Rows(repository(), u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
                         column(c().TDBGridKeywords).size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(6)));
+
+    // Opening another application, or another page, with grid edits not
+    // saved asks first: Cancel stays, No drops them (the grid shows the
+    // stored rows again and Save is off).
+    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, 5, 0, u"Gift"_s));
+    messages.shown.clear();
+    messages.Queue(Answer::Cancel);
+    Select(c().lbAppList, u"Order Entry"_s);
+    EXPECT_EQ(std::pair(messages.shown, c().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
+    messages.Queue(Answer::Cancel);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(c().SSMainTab->currentIndex(), int(frmMainForm::ApplicationsPage));
+    messages.Queue(Answer::No);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(std::tuple(c().SSMainTab->currentIndex(), column(c().TDBGridKeywords).contains(u"Gift"_s), c().cmdKeywordSave->isEnabled(),
+                         count(u"SELECT * FROM tKeyword WHERE sKeywordName='Gift'"_s)),
+              std::tuple(int(frmMainForm::UsersPage), false, false, qsizetype(0)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ListsWidgetTest, ::testing::ValuesIn(TestBackends()),
