@@ -45,7 +45,7 @@ void frmMainForm::lbAppList_Click()
     // The keyword grid shows the application's keywords: its edits are the
     // shown application's, saved or dropped before another one opens.
     if ((AppDirty && AppExitCancel()) || KeywordExitCancel()) {
-        c.lbAppList->setCurrentRow(AppListIndex);
+        returnToRow(c.lbAppList, AppListIndex);
         EditLoading = false;
         return;
     }

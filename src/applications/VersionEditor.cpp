@@ -70,7 +70,7 @@ void frmMainForm::lbVersionList_Click()
         return;
     EditLoading = true;
     if (VersionDirty && VersionExitCancel()) {
-        c.lbVersionList->setCurrentRow(VersionListIndex);
+        returnToRow(c.lbVersionList, VersionListIndex);
         EditLoading = false;
         return;
     }

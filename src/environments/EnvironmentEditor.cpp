@@ -251,7 +251,7 @@ void frmMainForm::lbEnvironList_Click()
         return;
     EditLoading = true;
     if (EnvironDirty && EnvironExitCancel()) {
-        c.lbEnvironList->setCurrentRow(m_environ->EnvironListIndex());
+        returnToRow(c.lbEnvironList, m_environ->EnvironListIndex());
         EditLoading = false;
         return;
     }

@@ -20,6 +20,7 @@
 #include <QSignalBlocker>
 #include <QPushButton>
 #include <QLabel>
+#include <QItemSelectionModel>
 #include <QStatusBar>
 
 #include <functional>
@@ -137,6 +138,19 @@ bool frmMainForm::KeywordDirty() const { return m_keywords->Dirty(); }
 bool frmMainForm::RoleDirty() const { return m_roles->Dirty(); }
 bool frmMainForm::ProjectDirty() const { return m_projects->Dirty(); }
 qint32 frmMainForm::CurrentUserKey() const { return m_currentUserKey->Get(); }
+
+void frmMainForm::returnToRow(QListWidget* list, int row)
+{
+    // Now, for the code that follows; and once the click that left the
+    // row has been handled, since the view selects the clicked entry after
+    // announcing it: the list then highlights the record the form shows.
+    list->setCurrentRow(row);
+    QTimer::singleShot(0, list, [this, list, row] {
+        const bool wasLoading = std::exchange(EditLoading, true);
+        list->setCurrentRow(row, QItemSelectionModel::ClearAndSelect);
+        EditLoading = wasLoading;
+    });
+}
 
 void frmMainForm::showDone(const QString& text)
 {

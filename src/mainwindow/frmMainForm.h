@@ -218,6 +218,9 @@ private:
     void showSavedVersion();
     // Removes a version's contents and row under the hourglass.
     bool deleteVersionContents(qint32 versionKey);
+    // After Cancel (or a refused Save) the list returns to the entry the
+    // form still shows.
+    void returnToRow(QListWidget* list, int row);
     // What a long operation did, in the status bar.
     void showDone(const QString& text);
     // After the save prompt was answered No: the grid reloads its stored rows.

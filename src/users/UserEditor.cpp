@@ -83,7 +83,7 @@ void frmMainForm::lbUserList_Click()
         return;
     EditLoading = true;
     if (UserDirty() && UserExitCancel()) {
-        c.lbUserList->setCurrentRow(m_users->UserListIndex());
+        returnToRow(c.lbUserList, m_users->UserListIndex());
         EditLoading = false;
         return;
     }

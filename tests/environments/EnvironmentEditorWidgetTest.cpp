@@ -11,6 +11,7 @@
 #include <QDate>
 #include <QStatusBar>
 #include <QPushButton>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -119,8 +120,17 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     const QStringList edited = environmentRows();
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
-    Select(c().lbEnvironList, u"Staging"_s);
+    {
+        // Clicked as a person does, with the mouse.
+        QListWidget* list = c().lbEnvironList;
+        const QRect staging = list->visualItemRect(list->item(FindItemByText(list, u"Staging"_s)));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, staging.center());
+        QCoreApplication::processEvents();
+    }
     EXPECT_EQ(environmentRows(), edited);
+    // The list shows again the environment the form and its buttons act on.
+    EXPECT_EQ(std::pair(c().lbEnvironList->currentItem()->text(), window->CurrentEnvironKey()), std::pair(u"TUTORIAL"_s, tutorial));
+    EXPECT_EQ(c().lbEnvironList->selectedItems().value(0)->text(), u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
     Select(c().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(messages.shown, QStringList({"Save changes to this Environment?", "Save changes to this Environment?"}));
