@@ -54,6 +54,16 @@ std::optional<qint32> selectedItemKey(const QListWidget* list)
     return ItemKey(list, row);
 }
 
+// The entry the list highlights. A list that gets the focus makes its
+// first entry current without highlighting it: that is no choice.
+std::optional<qint32> highlightedItemKey(const QListWidget* list)
+{
+    const QListWidgetItem* item = list->currentItem();
+    if (!item || !item->isSelected())
+        return std::nullopt;
+    return selectedItemKey(list);
+}
+
 EnvironDefinitionInput definitionInput(const MainFormControls& c)
 {
     EnvironDefinitionInput input;
@@ -147,15 +157,23 @@ void frmMainForm::connectEnvironments()
 
     // Users and rights. A box that the program sets while EditLoading is
     // up writes nothing; a click writes that one right at once.
-    connect(c.lbEnvironUsers, &QListWidget::currentRowChanged, this, [this](int row) {
-        if (row >= 0)
+    // The rights boxes belong to the highlighted registered user: they are
+    // usable only while one is highlighted. The selection, not the current
+    // row, tells (a click selects after it makes the entry current).
+    connect(c.lbEnvironUsers, &QListWidget::itemSelectionChanged, this, [this] {
+        const bool highlighted = highlightedItemKey(c.lbEnvironUsers).has_value();
+        for (const ModuleRight right : kModuleRights)
+            rightBox(c, right)->setEnabled(highlighted);
+        if (highlighted)
             lbEnvironUsers_Click();
     });
+    for (const ModuleRight right : kModuleRights)
+        rightBox(c, right)->setEnabled(false);
     connect(c.cmdAddEnvironUser, &QPushButton::clicked, this, &frmMainForm::cmdAddEnvironUser_Click);
     connect(c.cmdRemoveEnvironUser, &QPushButton::clicked, this, &frmMainForm::cmdRemoveEnvironUser_Click);
     for (const ModuleRight right : kModuleRights) {
         connect(rightBox(c, right), &QCheckBox::toggled, this, [this, right](bool checked) {
-            m_environUsers->SetRight(right, checked, selectedItemKey(c.lbEnvironUsers), EditLoading,
+            m_environUsers->SetRight(right, checked, highlightedItemKey(c.lbEnvironUsers), EditLoading,
                                      m_session.repository, m_messages);
         });
     }
@@ -440,7 +458,7 @@ void frmMainForm::ClearRightsBoxes()
 
 void frmMainForm::lbEnvironUsers_Click()
 {
-    const std::optional<qint32> userKey = selectedItemKey(c.lbEnvironUsers);
+    const std::optional<qint32> userKey = highlightedItemKey(c.lbEnvironUsers);
     if (!userKey)
         return;
     const std::optional<ModuleRights> rights =

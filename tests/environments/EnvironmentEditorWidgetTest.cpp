@@ -10,6 +10,7 @@
 #include <QCheckBox>
 #include <QDate>
 #include <QStatusBar>
+#include <QItemSelectionModel>
 #include <QPushButton>
 #include <QTest>
 
@@ -105,6 +106,11 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     const QStringList afterRemove = environmentRows();
     c().ckKrestin->click();
     EXPECT_EQ(environmentRows(), afterRemove);
+    // The list made current again as by the focus, without a highlight: the
+    // boxes stay unusable and write nothing.
+    c().lbEnvironUsers->setCurrentRow(0, QItemSelectionModel::NoUpdate);
+    c().ckKrestin->click();
+    EXPECT_EQ(std::pair(c().ckKrestin->isEnabled(), environmentRows()), std::pair(false, afterRemove));
     EXPECT_TRUE(messages.shown.isEmpty()) << shown();
 
     // Edits of both parts meet one save prompt on leaving: Cancel stays with
