@@ -418,6 +418,12 @@ void frmMainForm::cmdRemoveAppVer_Click()
         const bool wasLoading = EditLoading;
         EditLoading = true;
         delete c.lbEnvironAppVerList->takeItem(row);
+        // Nothing is highlighted now, and the drop-downs no longer show the
+        // removed version: a Save cannot put it back.
+        c.lbEnvironAppVerList->setCurrentRow(-1);
+        c.lbEnvironAppVerList->clearSelection();
+        for (QComboBox* combo : {c.cbEnvironApp, c.cbEnvironVer, c.cbEnvironTestTool, c.cbEnvironEmulator})
+            combo->setCurrentIndex(-1);
         EditLoading = wasLoading;
     }
     syncEnvironFlags();
