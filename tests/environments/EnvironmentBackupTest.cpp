@@ -254,7 +254,7 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
 }
 
 // Names from other writers of a shared repository never lead a backup out
-// of the backups folder; a ";" in a name works.
+// of the backups folder, nor share one folder; a ";" in a name works.
 TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
 {
     for (const QString& name : {u"../../../../x"_s, u"a\\b"_s, u"trailing."_s}) {
@@ -275,6 +275,18 @@ TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
     const qint32 semi = addEnvironment(u"Semi;colon"_s);
     ASSERT_TRUE(backups->BackupEnvironment(semi)) << shown();
     EXPECT_TRUE(backups->RestoreEnvironment(semi, backups->LastBackupFile())) << shown();
+
+    // Two stored names of one backup folder (another program wrote the
+    // second): neither a backup nor a restore of the first goes on.
+    const qint32 upper = addEnvironment(u"ΟΔΟΣ"_s);
+    ASSERT_TRUE(backups->BackupEnvironment(upper)) << shown();
+    const QString file = backups->LastBackupFile();
+    addEnvironment(u"οδος"_s);
+    const QString sharing = u"The environments \"ΟΔΟΣ\" and \"οδος\" would share one backup folder."_s;
+    EXPECT_FALSE(backups->BackupEnvironment(upper));
+    expectMessage(u"Error while backing up environment: "_s + sharing);
+    EXPECT_FALSE(backups->RestoreEnvironment(upper, file));
+    expectMessage(u"Error while restoring environment: "_s + sharing);
 }
 
 // With no backups the chooser is not shown. A killed backup's work files

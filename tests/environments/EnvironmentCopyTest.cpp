@@ -159,6 +159,8 @@ TEST_P(EnvironmentCopyTest, TheNewVersionIdPromptChecksBlankAndTakenIds)
     addDetail(r.env, addVersion(audit, u"0.8"_s));
     prompt.answers = {u""_s,  u"   "_s, u"1.0"_s, u"2.0"_s, u"3.0"_s, u"3.0"_s, u"3.1"_s, u"4.2"_s,
                       u"4.3"_s, u"1.0"_s, u"1.0"_s, u"1.1"_s};
+    // The administrator answers with the repository free: no transaction is open.
+    prompt.whileAsked = [this] { EXPECT_FALSE(conn.InTransaction()); };
     ASSERT_TRUE(saveAs(u"Release 2"_s).Ok) << shown();
     EXPECT_TRUE(prompt.answers.empty());
     const QString exists = u" already exists - please choose another ID"_s;

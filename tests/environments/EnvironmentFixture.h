@@ -5,6 +5,7 @@
 #include "environments/EnvironmentRecords.h"
 
 #include <deque>
+#include <functional>
 #include <optional>
 
 namespace dorvane::test {
@@ -17,6 +18,8 @@ public:
     std::optional<QString> Ask(const QString& labelText, const std::function<bool(const QString&)>& okCheck) override
     {
         labels << labelText;
+        if (whileAsked)
+            whileAsked();
         while (!answers.empty()) {
             const std::optional<QString> answer = answers.front();
             answers.pop_front();
@@ -29,6 +32,7 @@ public:
 
     std::deque<std::optional<QString>> answers;
     QStringList labels;
+    std::function<void()> whileAsked;  // runs while the prompt is open
 };
 
 // What populate() builds, by key.

@@ -73,8 +73,13 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
     c().lbUserList->setCurrentRow(1);
     Select(c().lbAppList, u"Order Entry"_s);
     Select(c().lbVersionList, u"1.0"_s);
+    // The process lists keep their "None", which comes before the query.
+    DB_ASSERT(repository().Execute(u"ALTER TABLE tProcess RENAME TO tProcessGone"_s));
+    window->RefreshVersionProcesses(window->CurrentVersionKey);
+    EXPECT_TRUE(messages.shown.value(2).startsWith(u"Error while refreshing process list : "_s)) << shown();
+    EXPECT_EQ(Items(c().cbVersionLoadProcess), QStringList{u"None"_s});
     exitFrom(frmMainForm::EnvironmentsPage);
-    EXPECT_TRUE(window->IsUnloaded() && !window->isVisible() && messages.shown.size() == 2) << shown(); // the two errors only
+    EXPECT_TRUE(window->IsUnloaded() && !window->isVisible() && messages.shown.size() == 3) << shown(); // the three errors only
     EXPECT_FALSE(session.testData.IsOpen() || session.repository.IsOpen() || session.userData.IsOpen());
 }
 
