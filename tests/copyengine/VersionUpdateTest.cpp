@@ -228,4 +228,25 @@ TEST_P(VersionUpdateTest, AnUpdateThatMeetsAnotherProgramsLockChangesNothingAndC
               std::vector<qint32>{v12});
 }
 
+// On a server another operation may commit while the update reads its
+// source: the update reads one state, so the copy holds the steps that
+// were there when it began, every one of them.
+TEST_P(VersionUpdateTest, AnUpdateReadsOneStateOfItsSource)
+{
+    if (!db->isOdbc())
+        GTEST_SKIP() << "on SQLite nobody else writes while the update holds the file";
+    const qint32 v12 = newVersion(u"1.2"_s);
+    const QString steps = u"SELECT s.iStepKey FROM tStep s, tStepWindow w, tProcess p WHERE s.iStepWindowKey=w.iStepWindowKey "
+                          u"AND w.iStepWindowProcessKey=p.iProcessKey AND p.iProcessVerKey=%1"_s;
+    const qsizetype before = Rows(conn, steps.arg(oe11)).size();
+    ASSERT_GT(before, 0);
+    Connection other;
+    DB_ASSERT(other.Open(db->connectionString()));
+    progress.At(u"action:Processes in"_s, [&] { other.Execute(u"DELETE FROM tStep WHERE iStepWindowKey IN (SELECT w.iStepWindowKey FROM "
+                                                                 u"tStepWindow w, tProcess p WHERE w.iStepWindowProcessKey=p.iProcessKey AND "
+                                                                 u"p.iProcessVerKey=%1)"_s.arg(oe11)); });
+    ASSERT_TRUE(backup->UpdateVersion(oe11, v12, environment)) << shown();
+    EXPECT_EQ(std::pair(Rows(conn, steps.arg(v12)).size(), Rows(conn, steps.arg(oe11)).size()), std::pair(before, qsizetype(0)));
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, VersionUpdateTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
