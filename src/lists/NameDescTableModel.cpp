@@ -87,9 +87,13 @@ bool NameDescTableModel::setData(const QModelIndex& index, const QVariant& value
         const QString description = column == clsNameDescPair::DescriptionField ? text : kMissingDescription;
         if (m_nameCheck && !m_nameCheck(row, name))
             return false;
-        beginInsertRows(QModelIndex(), row, row);
+        // The adding row becomes the new row, and a new adding row appears
+        // below it: the cell being edited stays on the row typed into, so
+        // that Tab goes on to its description.
+        beginInsertRows(QModelIndex(), row + 1, row + 1);
         m_list.Add(name, description, 0, true);
         endInsertRows();
+        emit dataChanged(this->index(row, 0), this->index(row, columnCount() - 1), {Qt::DisplayRole, Qt::EditRole});
         return true;
     }
 

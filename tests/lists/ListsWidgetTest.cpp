@@ -8,7 +8,10 @@
 
 #include <QAction>
 #include <QGroupBox>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QTableView>
+#include <QTest>
 
 namespace dorvane::test {
 namespace {
@@ -131,10 +134,31 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_EQ(std::pair(Rows(repository(), u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
                         column(c().TDBGridKeywords).size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(6)));
 
+    // Typed as a person types: the name on the adding row, Tab, the
+    // description, Tab; both land on that row.
+    QTableView* grid = c().TDBGridKeywords;
+    window->activateWindow();
+    grid->setFocus();
+    grid->setCurrentIndex(grid->model()->index(5, 0));
+    grid->edit(grid->currentIndex());
+    // The editor open on the current cell.
+    const auto editor = [grid]() -> QWidget* {
+        QCoreApplication::processEvents();
+        const QRect cell = grid->visualRect(grid->currentIndex());
+        for (QLineEdit* box : grid->viewport()->findChildren<QLineEdit*>())
+            if (box->isVisible() && cell.contains(box->geometry().center().x(), cell.center().y()) && box->x() >= cell.x() - 2)
+                return box;
+        return grid;
+    };
+    QTest::keyClicks(editor(), u"Gift"_s);
+    QTest::keyClick(editor(), Qt::Key_Tab);
+    QTest::keyClicks(editor(), u"Vouchers"_s);
+    QTest::keyClick(editor(), Qt::Key_Tab);
+    EXPECT_EQ(std::pair(column(grid, true).mid(5), messages.shown.mid(3)), std::pair(QStringList({"Gift|Vouchers", "|"}), QStringList()));
+
     // Opening another application, or another page, with grid edits not
     // saved asks first: Cancel stays, No drops them (the grid shows the
     // stored rows again and Save is off).
-    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, 5, 0, u"Gift"_s));
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
     Select(c().lbAppList, u"Order Entry"_s);
