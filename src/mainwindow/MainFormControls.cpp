@@ -12,6 +12,7 @@
 #include <QMainWindow>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QTabWidget>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -393,7 +394,12 @@ QWidget* withExitButton(MainFormControls& c, QWidget* content)
     const int index = c.cmdExit.size();
     auto* page = new QWidget;
     auto* layout = new QVBoxLayout(page);
-    layout->addWidget(content, 1);
+    // On a small screen the page scrolls; its Exit button stays in view.
+    auto* scroll = new QScrollArea;
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidget(content);
+    layout->addWidget(scroll, 1);
     auto* exit = button("", "E&xit", "Leave Dorvane");
     exit->setObjectName(QStringLiteral("cmdExit_%1").arg(index));
     exit->setProperty("index", index);

@@ -8,7 +8,11 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QProcess>
+#include <QRect>
+#include <QScreen>
 #include <QTextDocument>
+
+#include <algorithm>
 
 namespace dorvane {
 
@@ -91,6 +95,30 @@ void QtReportPrinter::Preview(const QString& title, const QStringList& headers, 
     QObject::connect(&preview, &QPrintPreviewDialog::paintRequested, &preview,
                      [&document](QPrinter* target) { document.print(target); });
     preview.exec();
+}
+
+QRect FitInto(const QRect& frame, const QRect& available)
+{
+    QRect fitted = frame;
+    fitted.setWidth(std::min(frame.width(), available.width()));
+    fitted.setHeight(std::min(frame.height(), available.height()));
+    fitted.moveLeft(std::clamp(fitted.left(), available.left(), available.right() - fitted.width() + 1));
+    fitted.moveTop(std::clamp(fitted.top(), available.top(), available.bottom() - fitted.height() + 1));
+    return fitted;
+}
+
+void KeepInsideScreen(QWidget& window)
+{
+    const QScreen* screen = window.screen();
+    if (!screen)
+        return;
+    const QRect frame = window.frameGeometry();
+    const QRect fitted = FitInto(frame, screen->availableGeometry());
+    if (fitted == frame)
+        return;
+    // The frame's decorations stay around the smaller client area.
+    window.resize(window.size() - (frame.size() - fitted.size()));
+    window.move(fitted.topLeft());
 }
 
 } // namespace dorvane

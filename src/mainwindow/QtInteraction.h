@@ -4,10 +4,18 @@
 #include "repository/Interaction.h"
 
 class QWidget;
+class QRect;
 
 namespace dorvane {
 
 inline const QString kProgramTitle = QStringLiteral("Dorvane");
+
+// A window's frame moved and shrunk into `available` (a screen's area
+// without its panels) where it does not fit: a size remembered from a
+// larger screen, or a default larger than a small one.
+QRect FitInto(const QRect& frame, const QRect& available);
+// FitInto for a window on the screen it is on.
+void KeepInsideScreen(QWidget& window);
 
 // Message boxes with the program's title.
 class QtMessages : public MessageSink {

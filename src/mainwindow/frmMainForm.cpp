@@ -126,6 +126,7 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
     for (int page : {1, 2})
         c.SSAppTab->setTabEnabled(page, false);
     resize(980, 660);
+    KeepInsideScreen(*this);
 }
 
 frmMainForm::~frmMainForm()

@@ -107,6 +107,7 @@ int main(int argc, char* argv[])
     instance.Listen(&window);
     QSettings settings;
     window.restoreGeometry(settings.value(QStringLiteral("MainWindow/geometry")).toByteArray());
+    dorvane::KeepInsideScreen(window);
     window.show();
     const int status = app.exec();
     settings.setValue(QStringLiteral("MainWindow/geometry"), window.saveGeometry());

@@ -3,6 +3,7 @@
 
 #include "lists/NameDescGrids.h"
 #include "mainwindow/MainWindowFixture.h"
+#include "mainwindow/QtInteraction.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -151,6 +152,25 @@ TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
     EXPECT_EQ(stored(u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleName='Auditor' UNION ALL "
                      "SELECT 'project', sProjectDesc FROM tProject WHERE sProjectDesc='Reworked'"_s),
               (QStringList{u"Auditor| "_s, u"project|Reworked"_s}));
+}
+
+// On a 640x450 screen (1280x900 at scale 2) every control stays reachable:
+// the pages scroll, and a window remembered from a larger screen, or the
+// default size, is moved and shrunk into the screen's free area.
+TEST_P(MainWindowTest, TheWindowFitsASmallScreen)
+{
+    OpenWindow(RepositoryContent::Tutorial);
+    const QSize smallest = window->minimumSizeHint();
+    EXPECT_TRUE(smallest.width() <= 600 && smallest.height() <= 400) << smallest.width() << "x" << smallest.height();
+    const QRect screen(0, 0, 640, 450), panelled(0, 24, 640, 426);
+    const std::tuple<QRect, QRect, QRect> cases[] = { // frame, free area, fitted
+        {QRect(100, 80, 1960, 1320), screen, screen},
+        {QRect(10, 10, 400, 300), screen, QRect(10, 10, 400, 300)},
+        {QRect(500, 400, 400, 300), screen, QRect(240, 150, 400, 300)},
+        {QRect(-50, 0, 980, 660), panelled, panelled},
+    };
+    for (const auto& [frame, available, fitted] : cases)
+        EXPECT_EQ(FitInto(frame, available), fitted);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()));
