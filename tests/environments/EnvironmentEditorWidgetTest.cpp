@@ -69,6 +69,18 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     chooseWebStore();
     c().cmdAddAppVer->click();
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironTestToolKey=3 AND iEnviron3270Key=0"_s.arg(key)), 1);
+    // Removed, it stays removed: the drop-downs no longer show it, and a
+    // Save cannot add it back.
+    Select(c().lbEnvironAppVerList, u"Web Store - 3.0"_s);
+    c().cmdRemoveAppVer->click();
+    EXPECT_EQ(std::pair(c().cbEnvironApp->currentIndex(), c().cbEnvironVer->currentIndex()), std::pair(-1, -1));
+    messages.shown.clear();
+    c().cmdEnvironConfigSave->click();
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), messages.shown),
+              std::pair(qsizetype(0), QStringList{u"You must select an application and version to add"_s}));
+    messages.shown.clear();
+    chooseWebStore();
+    c().cmdAddAppVer->click();
     c().SSEnvironTab->setCurrentIndex(2);
     Select(c().lbEnvironUserList, u"Li Chen"_s);
     c().cmdAddEnvironUser->click();
