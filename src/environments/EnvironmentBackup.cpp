@@ -232,8 +232,12 @@ QString where(const TableDef& table, const QVariant& key, const QString& column)
     return QStringLiteral("%1 row %2 %3, %4").arg(table.name, table.key, key.toString(), column);
 }
 
-// The longest text an s-column holds (the suite's text columns).
-constexpr int kTextColumnLength = 255;
+// The longest text an s-column of a backup may hold. The suite's own
+// text columns hold 255 characters, but the repository's columns have no
+// limit and other programs may write longer values, which a backup copies:
+// the limit refuses texts no program writes (a megabyte in a name) without
+// refusing a backup of such a value.
+constexpr int kTextColumnLength = 65535;
 
 } // namespace
 

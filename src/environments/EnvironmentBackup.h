@@ -74,7 +74,7 @@ inline constexpr int kBackupSchemaVersion = 0;
 
 // Refuses a backup file that could not have come from a backup, before
 // anything of it is written: a newer schema or unknown columns, a number
-// column holding something else, a text over 255 characters in a text
+// column holding something else, a text over 65,535 characters in a text
 // column, a NUL character, an environment name, application ID or version
 // ID that cannot name its folder. The message names the table, row and
 // column. Throws DbError.

@@ -262,7 +262,7 @@ TEST_P(CommandsTest, ACraftedBackupFileIsRefusedNamingTheField)
         {"UPDATE tEnvironment SET sEnvironmentName='a/../b'", u"tEnvironment row iEnvironmentKey 1, sEnvironmentName: Environment name cannot contain any of…"_s},
         {"UPDATE tApp SET sAppName='A' || char(0) || 'B'", u"tApp row iAppKey 1, sAppName: not text, or a text with a NUL character…"_s},
         {"UPDATE tVersion SET sVersionID='../../victim'", u"tVersion row iVersionKey 1, sVersionID: The version ID \"../../victim\" cannot name a folder inside its parent folder. Nothing…"_s},
-        {"UPDATE tVersion SET sVersionDesc=hex(zeroblob(500000))", u"tVersion row iVersionKey 1, sVersionDesc: longer than 255 characters…"_s},
+        {"UPDATE tVersion SET sVersionDesc=hex(zeroblob(500000))", u"tVersion row iVersionKey 1, sVersionDesc: longer than 65535 characters…"_s},
         {"UPDATE tWindow SET iWindowClassKey='abc'", u"tWindow row iWindowKey 1, iWindowClassKey: not a number…"_s},
         {"PRAGMA user_version = 1", u"it was written by a newer version of Dorvane (schema 1; this one reads up to 0)…"_s},
         {"ALTER TABLE tWindow ADD COLUMN sFuture TEXT", u"its table tWindow has a column sFuture that this version of Dorvane does not know…"_s},
