@@ -3,7 +3,7 @@
 // The message and progress sinks of the benchmarks: messages go to
 // standard error (and mark the run failed), progress goes nowhere.
 
-#include "repository/Interaction.h"
+#include "core/repository/Interaction.h"
 
 #include <cstdio>
 

@@ -19,16 +19,16 @@
 // to the row-by-row baseline on SQLite, to the set-based copy on
 // PostgreSQL.
 
-#include "copyengine/EnvironmentCopy.h"
+#include "core/copyengine/EnvironmentCopy.h"
 #include "BenchSinks.h"
-#include "copyengine/VersionBackup.h"
-#include "environments/EnvironmentBackup.h"
-#include "repository/Connection.h"
-#include "repository/Installation.h"
-#include "repository/Interaction.h"
-#include "repository/Recordset.h"
-#include "repository/Schema.h"
-#include "startup/Registry.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/environments/EnvironmentBackup.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Interaction.h"
+#include "core/repository/Recordset.h"
+#include "core/repository/Schema.h"
+#include "core/startup/Registry.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -11,9 +11,9 @@
 // one transaction, commit included; its rows are deleted again (untimed)
 // before the next copy starts, so both copies see the same table.
 
-#include "repository/Connection.h"
-#include "repository/Installation.h"
-#include "repository/Recordset.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Recordset.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

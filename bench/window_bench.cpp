@@ -13,16 +13,16 @@
 // makes a fresh one).
 
 #include "BenchSinks.h"
-#include "copyengine/VersionBackup.h"
-#include "copyengine/frmVersionProgress.h"
-#include "environments/EnvironmentBackup.h"
-#include "mainwindow/frmMainForm.h"
-#include "repository/Connection.h"
-#include "repository/Installation.h"
-#include "repository/Interaction.h"
-#include "startup/Registry.h"
-#include "startup/Startup.h"
-#include "users/UserRecords.h"
+#include "core/copyengine/VersionBackup.h"
+#include "desktop/copyengine/frmVersionProgress.h"
+#include "core/environments/EnvironmentBackup.h"
+#include "desktop/mainwindow/frmMainForm.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Interaction.h"
+#include "core/startup/Registry.h"
+#include "core/startup/Startup.h"
+#include "core/users/UserRecords.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

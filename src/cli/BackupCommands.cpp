@@ -4,12 +4,12 @@
 #include "cli/TerminalMessages.h"
 #include "cli/TerminalProgress.h"
 
-#include "copyengine/VersionBackup.h"
-#include "environments/EnvironmentBackup.h"
-#include "repository/FilePaths.h"
-#include "repository/Globals.h"
-#include "repository/Recordset.h"
-#include "startup/Startup.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/environments/EnvironmentBackup.h"
+#include "core/repository/FilePaths.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Recordset.h"
+#include "core/startup/Startup.h"
 
 #include <functional>
 #include <optional>

@@ -1,8 +1,8 @@
 #include "cli/Cli.h"
 
 #include "cli/TerminalMessages.h"
-#include "repository/Interruption.h"
-#include "startup/Registry.h"
+#include "core/repository/Interruption.h"
+#include "core/startup/Registry.h"
 #include "Version.h"
 
 #include <QByteArray>

@@ -4,14 +4,14 @@
 #include "cli/Cli.h"
 #include "cli/TerminalProgress.h"
 
-#include "copyengine/EnvironmentCopy.h"
-#include "copyengine/VersionBackup.h"
-#include "environments/EnvironmentBackup.h"
-#include "environments/EnvironmentRecords.h"
-#include "mainwindow/ListQueries.h"
-#include "repository/Globals.h"
-#include "repository/Recordset.h"
-#include "startup/Startup.h"
+#include "core/copyengine/EnvironmentCopy.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/environments/EnvironmentBackup.h"
+#include "core/environments/EnvironmentRecords.h"
+#include "core/mainwindow/ListQueries.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Recordset.h"
+#include "core/startup/Startup.h"
 
 #include <QByteArray>
 #include <QHash>

@@ -1,8 +1,8 @@
 #include "cli/Cli.h"
 
-#include "repository/Globals.h"
-#include "repository/Recordset.h"
-#include "startup/Startup.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Recordset.h"
+#include "core/startup/Startup.h"
 
 namespace dorvane::cli {
 

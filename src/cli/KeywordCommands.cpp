@@ -2,8 +2,8 @@
 
 #include "cli/Cli.h"
 
-#include "lists/KeywordFiles.h"
-#include "startup/Startup.h"
+#include "core/lists/KeywordFiles.h"
+#include "core/startup/Startup.h"
 
 #include <optional>
 

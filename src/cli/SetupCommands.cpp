@@ -1,6 +1,6 @@
 #include "cli/Cli.h"
 
-#include "repository/Installation.h"
+#include "core/repository/Installation.h"
 
 namespace dorvane::cli {
 

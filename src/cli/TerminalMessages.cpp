@@ -1,7 +1,7 @@
 #include "cli/TerminalMessages.h"
 
 #include "cli/Cli.h"
-#include "repository/Interruption.h"
+#include "core/repository/Interruption.h"
 
 #include <QByteArray>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "repository/Interaction.h"
+#include "core/repository/Interaction.h"
 
 #include <cstdio>
 

@@ -5,13 +5,13 @@
 #include "cli/TerminalMessages.h"
 #include "cli/TerminalProgress.h"
 
-#include "applications/Deletion.h"
-#include "copyengine/VersionBackup.h"
-#include "copyengine/VersionTransfer.h"
-#include "mainwindow/ListQueries.h"
-#include "repository/Globals.h"
-#include "repository/Recordset.h"
-#include "startup/Startup.h"
+#include "core/applications/Deletion.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/copyengine/VersionTransfer.h"
+#include "core/mainwindow/ListQueries.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Recordset.h"
+#include "core/startup/Startup.h"
 
 #include <optional>
 

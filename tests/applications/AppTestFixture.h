@@ -1,9 +1,9 @@
 #pragma once
 
-#include "repository/Connection.h"
-#include "repository/Globals.h"
-#include "repository/Installation.h"
-#include "repository/Recordset.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Recordset.h"
 #include "support/TestSupport.h"
 
 #include <QDir>

@@ -2,10 +2,10 @@
 // version is seeded with, and a host version's list-handling attributes.
 
 #include "applications/AppTestFixture.h"
-#include "applications/ApplicationRecords.h"
-#include "applications/SystemScreen.h"
-#include "applications/VersionAttributes.h"
-#include "applications/VersionRecords.h"
+#include "core/applications/ApplicationRecords.h"
+#include "core/applications/SystemScreen.h"
+#include "core/applications/VersionAttributes.h"
+#include "core/applications/VersionRecords.h"
 
 namespace dorvane::test {
 namespace {

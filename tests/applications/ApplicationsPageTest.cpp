@@ -1,8 +1,8 @@
 // The Applications page, walked as an administrator does: the application
 // and version editors, their Delete buttons and the Attributes dialog.
 
-#include "applications/frmAttributes.h"
-#include "lists/NameDescGrids.h"
+#include "desktop/applications/frmAttributes.h"
+#include "core/lists/NameDescGrids.h"
 #include "mainwindow/MainWindowFixture.h"
 #include "mainwindow/ScriptedDialogs.h"
 

@@ -2,8 +2,8 @@
 // refusals for versions in an environment, the questions, the failures.
 
 #include "applications/AppTestFixture.h"
-#include "applications/Deletion.h"
-#include "copyengine/VersionBackup.h"
+#include "core/applications/Deletion.h"
+#include "core/copyengine/VersionBackup.h"
 
 namespace dorvane::test {
 namespace {

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "copyengine/VersionBackup.h"
-#include "repository/Connection.h"
-#include "repository/Globals.h"
-#include "repository/Installation.h"
-#include "repository/Recordset.h"
-#include "repository/Schema.h"
-#include "startup/Registry.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Recordset.h"
+#include "core/repository/Schema.h"
+#include "core/startup/Registry.h"
 #include "support/TestProgress.h"
 #include "support/TestSupport.h"
 

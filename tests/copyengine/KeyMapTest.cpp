@@ -1,9 +1,9 @@
 // The key maps (growth, replacement, the first-match lookup) and the
 // rewriting of step argument texts through them.
 
-#include "copyengine/KeyMap.h"
-#include "copyengine/StepArguments.h"
-#include "repository/DbError.h"
+#include "core/copyengine/KeyMap.h"
+#include "core/copyengine/StepArguments.h"
+#include "core/repository/DbError.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

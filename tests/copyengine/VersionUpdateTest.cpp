@@ -4,8 +4,8 @@
 // checks of the configuration page's Update and Copy buttons.
 
 #include "copyengine/CopyEngineFixture.h"
-#include "copyengine/VersionTransfer.h"
-#include "repository/FilePaths.h"
+#include "core/copyengine/VersionTransfer.h"
+#include "core/repository/FilePaths.h"
 
 #include <QScopeGuard>
 

@@ -3,11 +3,11 @@
 // applications recreated; one file per day that a failed backup never
 // spoils; the tutorial's backup folder; failures that roll back.
 
-#include "environments/EnvironmentBackup.h"
+#include "core/environments/EnvironmentBackup.h"
 #include "environments/EnvironmentFixture.h"
-#include "repository/FilePaths.h"
-#include "repository/Interruption.h"
-#include "repository/Transaction.h"
+#include "core/repository/FilePaths.h"
+#include "core/repository/Interruption.h"
+#include "core/repository/Transaction.h"
 
 #include <QDirIterator>
 #include <QHash>

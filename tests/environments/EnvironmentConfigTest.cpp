@@ -3,10 +3,10 @@
 // the users page (registrations and module rights, the shared current-user
 // key).
 
-#include "environments/EnvironmentConfig.h"
+#include "core/environments/EnvironmentConfig.h"
 #include "environments/EnvironmentFixture.h"
-#include "environments/EnvironmentUsers.h"
-#include "users/UserRecords.h"
+#include "core/environments/EnvironmentUsers.h"
+#include "core/users/UserRecords.h"
 
 using namespace dorvane;
 using namespace dorvane::test;

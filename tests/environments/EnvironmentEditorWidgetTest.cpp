@@ -2,10 +2,10 @@
 // checked after: the definition, the configuration, the users with their
 // rights and the save prompt; then Copy, Save As, Backup and Restore.
 
-#include "copyengine/frmVersionProgress.h"
+#include "desktop/copyengine/frmVersionProgress.h"
 #include "mainwindow/MainWindowFixture.h"
 #include "mainwindow/ScriptedDialogs.h"
-#include "repository/Globals.h"
+#include "core/repository/Globals.h"
 
 #include <QCheckBox>
 #include <QDate>

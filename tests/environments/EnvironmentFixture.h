@@ -1,8 +1,8 @@
 #pragma once
 
 #include "copyengine/CopyEngineFixture.h"
-#include "copyengine/EnvironmentCopy.h"
-#include "environments/EnvironmentRecords.h"
+#include "core/copyengine/EnvironmentCopy.h"
+#include "core/environments/EnvironmentRecords.h"
 
 #include <deque>
 #include <functional>

@@ -6,7 +6,7 @@
 // (CommandsTest): each file is imported into an application without
 // keywords, and the application's keywords are then exported over it.
 
-#include "lists/KeywordFiles.h"
+#include "core/lists/KeywordFiles.h"
 
 #include <QStringList>
 

@@ -3,7 +3,7 @@
 
 #include "applications/AppTestFixture.h"
 #include "lists/KeywordFileCases.h"
-#include "lists/KeywordFiles.h"
+#include "core/lists/KeywordFiles.h"
 
 #include <QDir>
 

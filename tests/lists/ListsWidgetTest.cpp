@@ -1,8 +1,8 @@
 // The roles grid and the Keywords tab walked as an administrator does, the
 // repository checked after; and the frmFileList chooser.
 
-#include "lists/NameDescGrids.h"
-#include "lists/frmFileList.h"
+#include "core/lists/NameDescGrids.h"
+#include "desktop/lists/frmFileList.h"
 #include "mainwindow/MainWindowFixture.h"
 #include "mainwindow/ScriptedDialogs.h"
 

@@ -2,7 +2,7 @@
 // grids' reads, name checks, saves and deletions against the repository.
 
 #include "applications/AppTestFixture.h"
-#include "lists/NameDescGrids.h"
+#include "core/lists/NameDescGrids.h"
 
 #include <stdexcept>
 

@@ -3,11 +3,11 @@
 // A main window on a fresh repository, for tests that drive the window as
 // an administrator does.
 
-#include "mainwindow/frmMainForm.h"
-#include "repository/Connection.h"
-#include "repository/Installation.h"
-#include "startup/Registry.h"
-#include "startup/Startup.h"
+#include "desktop/mainwindow/frmMainForm.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Installation.h"
+#include "core/startup/Registry.h"
+#include "core/startup/Startup.h"
 #include "support/TestSupport.h"
 #include "support/WidgetDriving.h"
 

@@ -1,9 +1,9 @@
 // The main window: its pages, the first activation, and leaving it: cmdExit
 // asks editor by editor in a fixed order, and a failed save keeps it open.
 
-#include "lists/NameDescGrids.h"
+#include "core/lists/NameDescGrids.h"
 #include "mainwindow/MainWindowFixture.h"
-#include "mainwindow/QtInteraction.h"
+#include "desktop/mainwindow/QtInteraction.h"
 
 #include <QLabel>
 #include <QPushButton>

@@ -3,7 +3,7 @@
 // Answers the main window's modal dialogs from queues and records what
 // they were shown. An empty answer is Cancel.
 
-#include "mainwindow/DialogProvider.h"
+#include "desktop/mainwindow/DialogProvider.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "repository/Dialect.h"
+#include "core/repository/Dialect.h"
 #include "repository/RepositoryFixture.h"
 
 #include <QDir>

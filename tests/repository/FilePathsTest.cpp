@@ -1,4 +1,4 @@
-#include "repository/FilePaths.h"
+#include "core/repository/FilePaths.h"
 
 #include "support/TestSupport.h"
 

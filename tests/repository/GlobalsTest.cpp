@@ -1,4 +1,4 @@
-#include "repository/Globals.h"
+#include "core/repository/Globals.h"
 
 #include "repository/RepositoryFixture.h"
 

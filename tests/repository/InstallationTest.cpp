@@ -1,5 +1,5 @@
-#include "repository/Installation.h"
-#include "repository/Schema.h"
+#include "core/repository/Installation.h"
+#include "core/repository/Schema.h"
 #include "repository/RepositoryFixture.h"
 
 #include <QDir>

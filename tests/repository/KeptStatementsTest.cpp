@@ -1,4 +1,4 @@
-#include "repository/SqliteStatements.h"
+#include "core/repository/SqliteStatements.h"
 #include "repository/RepositoryFixture.h"
 
 using namespace dorvane;

@@ -3,7 +3,7 @@
 // transactions, rollbacks and schema changes, and the database's own error
 // texts.
 
-#include "repository/Dialect.h"
+#include "core/repository/Dialect.h"
 #include "repository/RepositoryFixture.h"
 
 #include <QByteArray>

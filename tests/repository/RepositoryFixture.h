@@ -1,7 +1,7 @@
 #pragma once
 
-#include "repository/Connection.h"
-#include "repository/Recordset.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Recordset.h"
 #include "support/TestSupport.h"
 
 #include <memory>

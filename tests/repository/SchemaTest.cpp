@@ -1,5 +1,5 @@
-#include "repository/Schema.h"
-#include "repository/SchemaDdl.h"
+#include "core/repository/Schema.h"
+#include "core/repository/SchemaDdl.h"
 #include "repository/RepositoryFixture.h"
 
 #include <QRegularExpression>

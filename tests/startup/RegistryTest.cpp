@@ -1,7 +1,7 @@
 // The settings file read with the registry's rules, and as Windows imports
 // an export.
 
-#include "startup/Registry.h"
+#include "core/startup/Registry.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

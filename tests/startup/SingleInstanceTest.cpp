@@ -1,6 +1,6 @@
 // A second copy finds the first, which restores and raises its window.
 
-#include "startup/SingleInstance.h"
+#include "desktop/startup/SingleInstance.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Mode choice and the order in which start-up opens its databases.
 
-#include "repository/Installation.h"
-#include "startup/Registry.h"
-#include "startup/Startup.h"
+#include "core/repository/Installation.h"
+#include "core/startup/Registry.h"
+#include "core/startup/Startup.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

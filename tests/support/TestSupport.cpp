@@ -1,7 +1,7 @@
 #include "support/TestSupport.h"
 
-#include "repository/Recordset.h"
-#include "repository/Schema.h"
+#include "core/repository/Recordset.h"
+#include "core/repository/Schema.h"
 
 #include <QDir>
 #include <QRegularExpression>

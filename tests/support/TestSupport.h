@@ -1,7 +1,7 @@
 #pragma once
 
-#include "repository/Connection.h"
-#include "repository/Interaction.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Interaction.h"
 
 #include <gtest/gtest.h>
 

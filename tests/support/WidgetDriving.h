@@ -2,7 +2,7 @@
 
 // Drives widgets as a person does, for the tests of the main window.
 
-#include "mainwindow/frmMainForm.h"
+#include "desktop/mainwindow/frmMainForm.h"
 
 #include <gtest/gtest.h>
 

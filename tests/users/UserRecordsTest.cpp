@@ -1,9 +1,9 @@
 // The user editor without its widgets: the checks, the saved row, the
 // shared current key, and Delete with its registrations.
 
-#include "repository/Installation.h"
+#include "core/repository/Installation.h"
 #include "support/TestSupport.h"
-#include "users/UserRecords.h"
+#include "core/users/UserRecords.h"
 
 namespace dorvane::test {
 namespace {

@@ -1,0 +1,700 @@
+#include "core/copyengine/VersionBackup.h"
+
+#include "core/copyengine/CopyStep.h"
+#include "core/copyengine/StepArguments.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Globals.h"
+#include "core/repository/HeldWrites.h"
+#include "core/repository/Interaction.h"
+#include "core/repository/Recordset.h"
+#include "core/startup/Registry.h"
+
+#include <QStringList>
+
+#include <utility>
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+// Column names, in the order the copies write them.
+const QString kWindowKey = QStringLiteral("iWindowKey");
+const QString kWindowVerKey = QStringLiteral("iWindowVerKey");
+const QStringList kWindowColumns = {
+    QStringLiteral("sWindowLogicalName"),     QStringLiteral("sWindowOverrideName"),
+    QStringLiteral("sWindowRawLogicalName"),  QStringLiteral("sWindowPhysicalName"),
+    QStringLiteral("iWindowClassKey"),        QStringLiteral("iWindowParentClassKey"),
+    QStringLiteral("iWindowParentKey"),       QStringLiteral("sWindowNameLocation"),
+    QStringLiteral("dWindowLastUpdate"),      QStringLiteral("sWindowExecutable"),
+    QStringLiteral("iWindowUpdateStatusKey"), QStringLiteral("bWindowUserCreated"),
+    QStringLiteral("iWindowSubAppKey"),       QStringLiteral("bWindowVisible"),
+};
+
+const QString kObjectKey = QStringLiteral("iObjectKey");
+const QString kObjectWindowKey = QStringLiteral("iObjectWindowKey");
+const QString kObjectVersionKey = QStringLiteral("iObjectVersionKey");
+const QStringList kObjectColumns = {
+    QStringLiteral("sObjectLogicalName"),     QStringLiteral("sObjectOverrideName"),
+    QStringLiteral("sObjectRawLogicalName"),  QStringLiteral("sObjectPhysicalname"),
+    QStringLiteral("iObjectClassKey"),        QStringLiteral("iObjectDataTypeKey"),
+    QStringLiteral("sObjectAttributes"),      QStringLiteral("dObjectLastUpdate"),
+    QStringLiteral("iObjectUpdateStatusKey"), QStringLiteral("bObjectUserCreated"),
+    QStringLiteral("bObjectVisible"),
+};
+
+const QString kVarKey = QStringLiteral("iVarKey");
+const QString kVarAppVerKey = QStringLiteral("iVarAppVerKey");
+const QStringList kVarColumns = {
+    QStringLiteral("sVarName"),    QStringLiteral("sVarDesc"),   QStringLiteral("iVarType"),
+    QStringLiteral("iVarLen"),     QStringLiteral("iVarInMask"), QStringLiteral("iVarOutMask"),
+    QStringLiteral("sVarValue"),   QStringLiteral("sVarDefValue"),
+};
+
+const QString kRequirementKey = QStringLiteral("iRequirementKey");
+const QString kRequirementAppVerKey = QStringLiteral("iRequirementAppVerKey");
+const QStringList kRequirementColumns = {QStringLiteral("sRequirementName"), QStringLiteral("sRequirementDesc")};
+
+const QString kKeywordKey = QStringLiteral("iKeywordKey");
+const QString kKeywordAppKey = QStringLiteral("iKeywordAppKey");
+const QString kKeywordName = QStringLiteral("sKeywordName");
+const QString kKeywordDesc = QStringLiteral("sKeywordDesc");
+
+const QString kProcessKey = QStringLiteral("iProcessKey");
+const QString kProcessVerKey = QStringLiteral("iProcessVerKey");
+// iProcessRequirementKey and iProcessDependencyKey keep the source keys;
+// iProcessSequenceNum is not among the columns copied.
+const QStringList kProcessColumns = {
+    QStringLiteral("sProcessName"),           QStringLiteral("mProcessDesc"),
+    QStringLiteral("iProcessCreatorKey"),     QStringLiteral("dProcessCreateDate"),
+    QStringLiteral("iProcessLastModifierKey"), QStringLiteral("dProcessLastModifyDate"),
+    QStringLiteral("iProcessStartStateKey"),  QStringLiteral("iProcessRoleKey"),
+    QStringLiteral("iProcessStatusKey"),      QStringLiteral("iProcessRequirementKey"),
+    QStringLiteral("iProcessDependencyKey"),  QStringLiteral("bProcessIsAutomated"),
+    QStringLiteral("iProcessOwnerKey"),       QStringLiteral("iProcessType"),
+    QStringLiteral("iProcessRecordKey"),      QStringLiteral("sProcessData"),
+    QStringLiteral("bProcessCompiled"),       QStringLiteral("iProcessExecStatus"),
+};
+
+const QString kStepWindowKey = QStringLiteral("iStepWindowKey");
+const QString kStepWindowWindowKey = QStringLiteral("iStepWindowWindowKey");
+const QString kStepWindowProcessKey = QStringLiteral("iStepWindowProcessKey");
+const QString kStepWindowSequenceNum = QStringLiteral("iStepWindowSequenceNum");
+const QString kStepWindowVerKey = QStringLiteral("iStepWindowVerKey");
+const QString kStepWindowEnvironmentKey = QStringLiteral("iStepWindowEnvironmentKey");
+
+const QString kStepObjectKey = QStringLiteral("iStepObjectKey");
+const QString kStepArguments = QStringLiteral("sStepArguments");
+const QStringList kStepColumns = {
+    QStringLiteral("iStepActionKey"),   QStringLiteral("sStepNarrative"),   QStringLiteral("iStepRecoveryKey"),
+    QStringLiteral("sStepArguments"),   QStringLiteral("iStepSequenceNum"), QStringLiteral("iStepUpdateStatusKey"),
+};
+
+const QString kKeywordRelKeywordKey = QStringLiteral("iKeywordRelKeywordKey");
+const QString kKeywordRelProcessKey = QStringLiteral("iKeywordRelProcessKey");
+const QString kKeywordRelCycleKey = QStringLiteral("iKeywordRelCycleKey");
+const QString kKeywordRelScheduleKey = QStringLiteral("iKeywordRelScheduleKey");
+
+const QString kCycleKey = QStringLiteral("iCycleKey");
+const QString kCycleVerKey = QStringLiteral("iCycleVerKey");
+const QString kCycleDependencyKey = QStringLiteral("iCycleDependencyKey");
+const QString kCycleStartStateKey = QStringLiteral("iCycleStartStateKey");
+const QStringList kCycleColumnsBeforeDependency = {
+    QStringLiteral("sCycleName"), QStringLiteral("mCycleDesc"), QStringLiteral("iCycleStatusKey"),
+    QStringLiteral("iCycleRoleKey"),
+};
+const QStringList kCycleColumnsAfterDependency = {
+    QStringLiteral("bCycleIsAutomated"),     QStringLiteral("iCycleCreatorKey"),
+    QStringLiteral("dCycleCreateDate"),      QStringLiteral("iCycleLastModifierKey"),
+    QStringLiteral("dCycleLastModifiedDate"), QStringLiteral("iCycleRecordKey"),
+    QStringLiteral("sCycleData"),
+};
+const QString kCycleExecStatus = QStringLiteral("iCycleExecStatus");
+
+const QStringList kCycleProcessColumns = {
+    QStringLiteral("iProcessSequenceNum"), QStringLiteral("sCycleProcessData"),
+    QStringLiteral("iCycleProcessRecordKey"),
+};
+
+const QString kScheduleKey = QStringLiteral("iScheduleKey");
+const QString kScheduleEnvironKey = QStringLiteral("iScheduleEnvironKey");
+const QStringList kScheduleColumns = {
+    QStringLiteral("sScheduleName"),       QStringLiteral("sScheduleDesc"),
+    QStringLiteral("iScheduleStatus"),     QStringLiteral("iScheduleCreatorKey"),
+    QStringLiteral("dScheduleCreateDate"), QStringLiteral("iScheduleLastModifierKey"),
+    QStringLiteral("dScheduleLastModifiedDate"),
+};
+const QString kCycleSequenceNum = QStringLiteral("iCycleSequenceNum");
+
+// The prefixes of the failure messages, by stage.
+const QString kWindowsFailed = QStringLiteral("Error while copying Windows:");
+const QString kVariablesFailed = QStringLiteral("Error while copying Variables:");
+const QString kRequirementsFailed = QStringLiteral("Error while copying Requirements:");
+const QString kKeywordsFailed = QStringLiteral("Error while copying Keywords:");
+const QString kProcessesFailed = QStringLiteral("Error while copying Processes:");
+const QString kStepWindowsFailed = QStringLiteral("Error while copying Step Windows:");
+const QString kStepsFailed = QStringLiteral("Error while copying Steps:");
+const QString kProcessKeywordsFailed = QStringLiteral("Error while copying Process Keywords:");
+const QString kCyclesFailed = QStringLiteral("Error while copying Cycles:");
+const QString kCycleProcessesFailed = QStringLiteral("Error while copying Cycle Processes:");
+const QString kCycleKeywordsFailed = QStringLiteral("Error while copying Cycle Keywords:");
+const QString kSchedulesFailed = QStringLiteral("Error while copying Schedules:");
+const QString kScheduleCyclesFailed = QStringLiteral("Error while copying Schedule Cycles:");
+const QString kScheduleKeywordsFailed = QStringLiteral("Error while copying Schedule Keywords:");
+const QString kFixUpFailed = QStringLiteral("Error while fixing up steps: ");
+
+// Rows held for sending many to a statement are sent by the end of the step
+// that wrote them, maybe after later rows of other tables: a failure names
+// the stage that wrote the rows its statement carried.
+struct TableStage {
+    const char* table;
+    const QString* stage;
+};
+const QString& failedStage(const DbError& error, const QString& running, std::initializer_list<TableStage> writers)
+{
+    const QString table = HeldTableOf(error);
+    for (const TableStage& writer : writers) {
+        if (table.compare(QLatin1String(writer.table), Qt::CaseInsensitive) == 0)
+            return *writer.stage;
+    }
+    return running;
+}
+
+// The keyword relations of one holder (a process, cycle or schedule): the
+// holder column takes the new holder key, the keyword goes through
+// KeywordMap and keeps its key where the map has none. The other holder
+// columns keep their defaults.
+class KeywordRelationCopy {
+public:
+    KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations, Connection& source)
+        : m_holder(std::move(holderColumn)),
+          m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap)),
+          m_copy(m_row, relations),
+          m_reads(source, QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder), QString(),
+                  QStringLiteral("tKeywordRel"), m_holder)
+    {
+    }
+
+    // The holders whose relations Run will copy, in order.
+    void SetHolders(const std::vector<qint32>& keys)
+    {
+        if (m_reads.ReadsInBlocks())
+            m_reads.SetParents(keys);
+    }
+
+    void Run(qint32 oldHolder, qint32 newHolder)
+    {
+        Recordset rs;
+        m_reads.Open(rs, oldHolder);
+        m_copy.Run(rs, {newHolder});
+    }
+
+private:
+    QString m_holder;
+    RowCopy m_row;
+    TableCopy m_copy;
+    ChildReads m_reads;
+};
+
+} // namespace
+
+VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, BusyIndicator* busy)
+    : m_messages(&messages), m_progress(progress), m_busy(busy)
+{
+}
+
+VersionBackup::~VersionBackup() = default;
+
+void VersionBackup::ResetCopyRunMaps(bool includeKeywordMap)
+{
+    WindowMap.ResetLength();
+    ObjectMap.ResetLength();
+    ProcessMap.ResetLength();
+    CycleMap.ResetLength();
+    if (includeKeywordMap)
+        KeywordMap.ResetLength();
+}
+
+bool VersionBackup::fail(const QString& prefix, const QString& description)
+{
+    m_messages->Show(prefix + description, Buttons::Ok);
+    return false;
+}
+
+void VersionBackup::startProgress(const QString& labelWords, qint32 count)
+{
+    m_progress.SetAction(labelWords + CurrentVersionLabel);
+    m_progress.SetRange(0, float(count));
+    m_progress.SetValue(0);
+    m_progress.Refresh();
+}
+
+void VersionBackup::advanceProgress()
+{
+    // The bar never passes its maximum.
+    if (m_progress.Maximum() > m_progress.Value())
+        m_progress.SetValue(m_progress.Value() + 1);
+    m_progress.Refresh();
+}
+
+std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
+{
+    try {
+        const qint32 isLocal = SettingDword(QStringLiteral("IsLocalDatabase"));
+        const QString activeDb = SettingString(QStringLiteral("ActiveDB"));
+        auto connection = std::make_unique<Connection>();
+        QString file;
+        if (activeDb == QLatin1String("Tutorial"))
+            file = SettingString(QStringLiteral("ExePath")) + QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb");
+        else if (isLocal != 0)
+            file = SettingString(QStringLiteral("LocalDatabasePath")) + QLatin1Char('\\') +
+                   SettingString(QStringLiteral("LocalDatabaseName"));
+        if (!file.isNull())
+            connection->Open(FileConnectionString(file));
+        else
+            connection->Open(QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN")));
+        return connection;
+    } catch (const DbError& e) {
+        m_messages->Show(QStringLiteral("Error while opening destination database for version copy: ") + e.description(),
+                        Buttons::Ok);
+        return nullptr;
+    }
+}
+
+bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                                Connection& destination, bool includeSystemScreen)
+{
+    try {
+        QString sql = QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(sourceVersionKey);
+        if (!includeSystemScreen)
+            sql += QStringLiteral(" AND sWindowPhysicalName <> '[System Screen]'");
+        Recordset windows(sql, source);
+        // Only added to: its rows are never read.
+        Recordset newWindows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(destinationVersionKey),
+                             destination);
+
+        // A window's parent window key is copied as it stands.
+        const RowCopy windowRow = RowCopy(kWindowKey).Parent(kWindowVerKey).Keep(kWindowColumns);
+        const RowCopy objectRow =
+            RowCopy(kObjectKey).Parent(kObjectWindowKey, 0).Parent(kObjectVersionKey, 1).Keep(kObjectColumns);
+
+        Recordset objects;
+        ChildReads objectReads(source, QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = "), QString(),
+                               QStringLiteral("tObject"), kObjectWindowKey);
+        Recordset newObject;
+        TableCopy objectCopy(objectRow, newObject);
+        objectCopy.reopen = QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0");
+        objectCopy.reopenOn = &destination;
+        objectCopy.map = &ObjectMap;
+        objectCopy.growth = MapGrowth::GrowUnlessEmpty;
+
+        TableCopy windowCopy(windowRow, newWindows);
+        windowCopy.map = &WindowMap;
+        windowCopy.growth = MapGrowth::Grow;
+        windowCopy.started = [&](qint32 count) {
+            startProgress(QStringLiteral("Windows in "), count);
+            if (objectReads.ReadsInBlocks())
+                objectReads.SetParents(ColumnKeys(windows, kWindowKey));
+        };
+        windowCopy.afterRow = [&](Recordset&, qint32 oldWindowKey, qint32 newWindowKey) {
+            m_progress.Yield();
+            objectReads.Open(objects, oldWindowKey);
+            objectCopy.Run(objects, {newWindowKey, destinationVersionKey});
+            advanceProgress();
+            m_progress.Yield();
+            objects.Close();
+        };
+        windowCopy.Run(windows, {destinationVersionKey});
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kWindowsFailed, e.description());
+    }
+}
+
+bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                                  Connection& destination)
+{
+    try {
+        Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(sourceVersionKey),
+                            source);
+        const RowCopy variableRow = RowCopy(kVarKey).Parent(kVarAppVerKey).Keep(kVarColumns);
+        Recordset newVariable;
+        TableCopy copy(variableRow, newVariable);
+        copy.reopen = QStringLiteral("SELECT * FROM tUserVar");
+        copy.reopenOn = &destination;
+        copy.map = &VariableMap;
+        copy.growth = MapGrowth::Replace;
+        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Variables in "), count); };
+        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
+        if (copy.Run(variables, {destinationVersionKey}) > 0)
+            m_progress.Yield();
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kVariablesFailed, e.description());
+    }
+}
+
+bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                                     Connection& destination)
+{
+    try {
+        Recordset requirements(
+            QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey = ") + num(sourceVersionKey), source);
+        const RowCopy requirementRow =
+            RowCopy(kRequirementKey).Parent(kRequirementAppVerKey).Keep(kRequirementColumns);
+        Recordset newRequirement;
+        TableCopy copy(requirementRow, newRequirement);
+        copy.reopen = QStringLiteral("SELECT * FROM tRequirement");
+        copy.reopenOn = &destination;
+        copy.map = &RequirementMap;
+        copy.growth = MapGrowth::Replace;
+        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Requirements in "), count); };
+        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
+        if (copy.Run(requirements, {destinationVersionKey}) > 0)
+            m_progress.Yield();
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kRequirementsFailed, e.description());
+    }
+}
+
+bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey,
+                                 Connection& destination, bool matchByName)
+{
+    try {
+        Recordset keywords(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey = ") + num(sourceAppKey), source);
+        const qint32 count = CountRecords(&keywords);
+        KeywordMap.Grow(count);
+        if (count == 0)
+            return true;
+        startProgress(QStringLiteral("Keywords in "), count);
+
+        Recordset target;
+        while (!keywords.Eof()) {
+            const qint32 oldKey = keywords.Int(kKeywordKey);
+            bool matched = false;
+            if (matchByName) {
+                // The name is quoted: a keyword such as "Don't save" finds
+                // its match like any other. The repository compares names
+                // without regard to case, but keywords are told apart by
+                // their exact names (SMOKE is not smoke): of the rows the
+                // database finds, only one with exactly this name matches.
+                const QString name = keywords.Text(kKeywordName);
+                target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='") + QuoteSql(name) +
+                                QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey) +
+                                QStringLiteral(" ORDER BY iKeywordKey"),
+                            destination);
+                while (!target.Eof() && target.Text(kKeywordName) != name)
+                    target.MoveNext();
+                matched = !target.Eof();
+            } else {
+                target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=") + num(destinationAppKey),
+                            destination);
+            }
+            if (!matched) {
+                target.AddNew();
+                target.SetValue(kKeywordAppKey, destinationAppKey);
+                target.SetValue(kKeywordName, keywords.Value(kKeywordName));
+                target.SetValue(kKeywordDesc, keywords.Value(kKeywordDesc));
+                target.Update();
+            }
+            KeywordMap.StoreNext(oldKey, target.Int(kKeywordKey));
+            target.Close();
+            keywords.MoveNext();
+            advanceProgress();
+        }
+        m_progress.Yield();
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kKeywordsFailed, e.description());
+    }
+}
+
+bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnvironmentKey*/, Connection& source,
+                                  qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
+                                  Connection& destination)
+{
+    const QString* stage = &kProcessesFailed;
+    try {
+        Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + num(sourceVersionKey),
+                            source);
+
+        // iProcessRequirementKey and iProcessDependencyKey keep the source
+        // keys. A step window's process, version and environment are the
+        // destination's; its window and a step's object go through the maps.
+        const RowCopy processRow = RowCopy(kProcessKey).Parent(kProcessVerKey).Keep(kProcessColumns);
+        const RowCopy stepWindowRow = RowCopy(kStepWindowKey)
+                                          .MappedOrKept(kStepWindowWindowKey, WindowMap)
+                                          .Parent(kStepWindowProcessKey, 0)
+                                          .Keep({kStepWindowSequenceNum})
+                                          .Parent(kStepWindowVerKey, 1)
+                                          .Parent(kStepWindowEnvironmentKey, 2);
+        const RowCopy stepRow = RowCopy().Parent(kStepWindowKey).MappedOrKept(kStepObjectKey, ObjectMap).Keep(kStepColumns);
+
+        // Only added to for the whole call: their rows are never read.
+        Recordset newProcesses;
+        Recordset newSteps;
+        Recordset newStepWindows;
+        Recordset newRelations;
+        KeywordRelationCopy relationCopy(kKeywordRelProcessKey, KeywordMap, newRelations, source);
+
+        ChildReads stepReads(source, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = "),
+                             QStringLiteral(" ORDER BY iStepSequenceNum"), QStringLiteral("tStep"), kStepWindowKey,
+                             QStringLiteral("iStepSequenceNum"));
+        ChildReads stepWindowReads(source, QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = "),
+                                   QStringLiteral(" ORDER BY iStepWindowSequenceNum"), QStringLiteral("tStepWindow"),
+                                   kStepWindowProcessKey, kStepWindowSequenceNum);
+        stepWindowReads.FeedChildren(stepReads);
+
+        Recordset steps;
+        TableCopy stepCopy(stepRow, newSteps);
+        stepCopy.beforeRow = [&] { stage = &kStepsFailed; };
+        stepCopy.afterRow = [this](Recordset&, qint32, qint32) { m_progress.Yield(); };
+
+        Recordset stepWindows;
+        TableCopy stepWindowCopy(stepWindowRow, newStepWindows);
+        // The process key of the step window copied last, for the rule that
+        // skips a lone placeholder step window or a process met twice.
+        qint32 lastStepWindowProcessKey = 0;
+        stepWindowCopy.beforeRow = [&] { lastStepWindowProcessKey = stepWindows.Int(kStepWindowProcessKey); };
+        stepWindowCopy.afterRow = [&](Recordset&, qint32 oldStepWindowKey, qint32 newStepWindowKey) {
+            stepReads.Open(steps, oldStepWindowKey);
+            stepCopy.Run(steps, {newStepWindowKey});
+            // The stage stays where the steps left it.
+            m_progress.Yield();
+        };
+
+        TableCopy processCopy(processRow, newProcesses);
+        processCopy.map = &ProcessMap;
+        processCopy.growth = MapGrowth::Grow;
+        processCopy.started = [&](qint32 count) {
+            newProcesses.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(destinationVersionKey),
+                              destination);
+            newSteps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=0"), destination);
+            newStepWindows.Open(
+                QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") + num(destinationVersionKey),
+                destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), destination);
+            startProgress(QStringLiteral("Processes in "), count);
+            if (stepWindowReads.ReadsInBlocks()) {
+                const std::vector<qint32> keys = ColumnKeys(processes, kProcessKey);
+                stepWindowReads.SetParents(keys);
+                relationCopy.SetHolders(keys);
+            }
+        };
+        processCopy.beforeRow = [&] { stage = &kProcessesFailed; };
+        processCopy.afterRow = [&](Recordset&, qint32 oldProcessKey, qint32 newProcessKey) {
+            stage = &kStepWindowsFailed;
+            stepWindowReads.Open(stepWindows, oldProcessKey);
+            const qint32 stepWindowCount = CountRecords(&stepWindows);
+            const bool skipped = stepWindowCount == 1 && (stepWindows.Int(kStepWindowWindowKey) == 0 ||
+                                                          stepWindows.Int(kStepWindowProcessKey) == lastStepWindowProcessKey);
+            if (!skipped)
+                stepWindowCopy.Run(stepWindows, {newProcessKey, destinationVersionKey, destinationEnvironmentKey});
+
+            stage = &kProcessKeywordsFailed;
+            relationCopy.Run(oldProcessKey, newProcessKey);
+
+            m_progress.Yield();
+            advanceProgress();
+        };
+        processCopy.Run(processes, {destinationVersionKey});
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(failedStage(e, *stage,
+                                {{"tProcess", &kProcessesFailed},
+                                 {"tStepWindow", &kStepWindowsFailed},
+                                 {"tStep", &kStepsFailed},
+                                 {"tKeywordRel", &kProcessKeywordsFailed}}),
+                    e.description());
+    }
+}
+
+bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                               Connection& destination)
+{
+    const QString* stage = &kCyclesFailed;
+    try {
+        Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey =") + num(sourceVersionKey), source);
+
+        // The dependency and the start state: 0 stays 0; any other key goes
+        // through ProcessMap and becomes 0 when the process was not copied.
+        // A cycle process keeps a process outside the copy.
+        const RowCopy cycleRow = RowCopy(kCycleKey)
+                                     .Parent(kCycleVerKey)
+                                     .Keep(kCycleColumnsBeforeDependency)
+                                     .MappedUnlessZero(kCycleDependencyKey, ProcessMap)
+                                     .Keep(kCycleColumnsAfterDependency)
+                                     .MappedUnlessZero(kCycleStartStateKey, ProcessMap)
+                                     .Keep({kCycleExecStatus});
+        const RowCopy cycleProcessRow =
+            RowCopy().Parent(kCycleKey).MappedOrKept(kProcessKey, ProcessMap).Keep(kCycleProcessColumns);
+
+        Recordset newCycles;
+        Recordset newCycleProcesses;
+        Recordset newRelations;
+        KeywordRelationCopy relationCopy(kKeywordRelCycleKey, KeywordMap, newRelations, source);
+        Recordset cycleProcesses;
+        ChildReads cycleProcessReads(source, QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = "), QString(),
+                                     QStringLiteral("tCycleProcess"), kCycleKey);
+        TableCopy cycleProcessCopy(cycleProcessRow, newCycleProcesses);
+
+        TableCopy cycleCopy(cycleRow, newCycles);
+        cycleCopy.map = &CycleMap;
+        cycleCopy.growth = MapGrowth::Grow;
+        cycleCopy.started = [&](qint32) {
+            newCycles.Open(QStringLiteral("SELECT * FROM tCycle"), destination);
+            newCycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess"), destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+            if (cycleProcessReads.ReadsInBlocks()) {
+                const std::vector<qint32> keys = ColumnKeys(cycles, kCycleKey);
+                cycleProcessReads.SetParents(keys);
+                relationCopy.SetHolders(keys);
+            }
+        };
+        cycleCopy.beforeRow = [&] { stage = &kCyclesFailed; };
+        cycleCopy.afterRow = [&](Recordset&, qint32 oldCycleKey, qint32 newCycleKey) {
+            stage = &kCycleProcessesFailed;
+            cycleProcessReads.Open(cycleProcesses, oldCycleKey);
+            cycleProcessCopy.Run(cycleProcesses, {newCycleKey});
+
+            stage = &kCycleKeywordsFailed;
+            relationCopy.Run(oldCycleKey, newCycleKey);
+        };
+        cycleCopy.Run(cycles, {destinationVersionKey});
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(failedStage(e, *stage,
+                                {{"tCycle", &kCyclesFailed},
+                                 {"tCycleProcess", &kCycleProcessesFailed},
+                                 {"tKeywordRel", &kCycleKeywordsFailed}}),
+                    e.description());
+    }
+}
+
+bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
+                                  Connection& destination)
+{
+    const QString* stage = &kSchedulesFailed;
+    try {
+        Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey =") +
+                                num(sourceEnvironmentKey),
+                            source);
+
+        const RowCopy scheduleRow = RowCopy(kScheduleKey).Parent(kScheduleEnvironKey).Keep(kScheduleColumns);
+        // The cycle written as the lookup gives it: 0 for a cycle not copied
+        // in this run.
+        const RowCopy scheduleCycleRow =
+            RowCopy().Parent(kScheduleKey).Mapped(kCycleKey, CycleMap).Keep({kCycleSequenceNum});
+
+        Recordset newSchedules;
+        Recordset newScheduleCycles;
+        Recordset newRelations;
+        KeywordRelationCopy relationCopy(kKeywordRelScheduleKey, KeywordMap, newRelations, source);
+        Recordset scheduleCycles;
+        TableCopy scheduleCycleCopy(scheduleCycleRow, newScheduleCycles);
+
+        TableCopy scheduleCopy(scheduleRow, newSchedules);
+        scheduleCopy.started = [&](qint32) {
+            newSchedules.Open(QStringLiteral("SELECT * FROM tSchedule"), destination);
+            newScheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles"), destination);
+            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
+        };
+        scheduleCopy.beforeRow = [&] { stage = &kSchedulesFailed; };
+        scheduleCopy.afterRow = [&](Recordset&, qint32 oldScheduleKey, qint32 newScheduleKey) {
+            stage = &kScheduleCyclesFailed;
+            scheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles WHERE iScheduleKey = ") +
+                                    num(oldScheduleKey),
+                                source);
+            scheduleCycleCopy.Run(scheduleCycles, {newScheduleKey});
+
+            stage = &kScheduleKeywordsFailed;
+            relationCopy.Run(oldScheduleKey, newScheduleKey);
+        };
+        scheduleCopy.Run(schedules, {destinationEnvironmentKey});
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(failedStage(e, *stage,
+                                {{"tSchedule", &kSchedulesFailed},
+                                 {"tScheduleCycles", &kScheduleCyclesFailed},
+                                 {"tKeywordRel", &kScheduleKeywordsFailed}}),
+                    e.description());
+    }
+}
+
+bool VersionBackup::CopyReserved(qint32, Connection&, qint32, Connection&) { return true; }
+
+bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destination)
+{
+    try {
+        Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") +
+                                  num(destinationVersionKey),
+                              destination);
+        m_progress.SetAction(QStringLiteral("Fixing up steps...."));
+        Recordset steps;
+        ChildReads stepReads(destination, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey="), QString(),
+                             QStringLiteral("tStep"), kStepWindowKey);
+        if (stepReads.ReadsInBlocks())
+            stepReads.SetParents(ColumnKeys(stepWindows, kStepWindowKey));
+        while (!stepWindows.Eof()) {
+            stepReads.Open(steps, stepWindows.Int(kStepWindowKey));
+            while (!steps.Eof()) {
+                const std::optional<QString> rewritten =
+                    FixUpStepArguments(steps.Text(kStepArguments), destinationVersionKey, ProcessMap, VariableMap);
+                if (rewritten) {
+                    steps.SetValue(kStepArguments, *rewritten);
+                    steps.Update();
+                }
+                steps.MoveNext();
+                m_progress.Yield();
+            }
+            stepWindows.MoveNext();
+        }
+        destination.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kFixUpFailed, e.description());
+    }
+}
+
+const QStringList& VersionProcessPointers()
+{
+    static const QStringList columns = {
+        QStringLiteral("iVersionLoadProcess"),      QStringLiteral("iVersionLoginProcess"),
+        QStringLiteral("iVersionLogoutProcess"),    QStringLiteral("iVersionTerminateProcess"),
+        QStringLiteral("iVersionRecoverProcess"),
+    };
+    return columns;
+}
+
+const QStringList& VersionWindowPointers()
+{
+    static const QStringList columns = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
+    return columns;
+}
+
+void VersionBackup::RemapVersionPointers(Recordset& version) const
+{
+    const QStringList& processPointers = VersionProcessPointers();
+    const QStringList& windowPointers = VersionWindowPointers();
+    auto remap = [&](const QString& column, const KeyMap& map) {
+        const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
+        if (mapped != 0)
+            version.SetValue(column, mapped);
+    };
+    for (const QString& column : processPointers)
+        remap(column, ProcessMap);
+    for (const QString& column : windowPointers)
+        remap(column, WindowMap);
+    version.Update();
+}
+
+} // namespace dorvane

@@ -1,0 +1,178 @@
+#pragma once
+
+#include "core/copyengine/KeyMap.h"
+
+#include <QScopeGuard>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace dorvane {
+
+class BusyIndicator;
+class Connection;
+class MessageSink;
+class ProgressSink;
+class Recordset;
+
+// The copy engine: the state of one copy run (the key maps, the label of
+// the version being copied, the destination connection) and the
+// primitives that copy a version's content table by table, rewriting
+// foreign keys through the maps.
+//
+// Every primitive reads its rows from `source` and adds the copies through
+// `destination` (both may be the same connection), begins no transaction,
+// shows its own failure message ("Error while copying Windows:" followed
+// directly by the database's description) and returns false after one,
+// true otherwise (also when there was nothing to copy). Rows saved before a
+// failure stay; the caller's transaction removes them where there is one.
+// Long primitives report through the ProgressSink and let the event loop
+// run through its Yield.
+//
+// Dependency order within one version: CopyWindows and CopyKeywords before
+// CopyProcesses; CopyProcesses before CopyCycles and FixUpSteps; CopyCycles
+// (of every version) before CopySchedules.
+class VersionBackup {
+public:
+    VersionBackup(MessageSink& messages, ProgressSink& progress, BusyIndicator* busy = nullptr);
+    ~VersionBackup();
+    VersionBackup(const VersionBackup&) = delete;
+    VersionBackup& operator=(const VersionBackup&) = delete;
+
+    // The key maps. WindowMap, ObjectMap, ProcessMap, CycleMap and
+    // KeywordMap grow cumulatively within a copy run (ResetCopyRunMaps sets
+    // their lengths to 0); VariableMap and RequirementMap are replaced by
+    // every call that copies rows and hold the last version copied only;
+    // RecordMap belongs to the copy of an environment's record layouts.
+    KeyMap WindowMap;
+    KeyMap ObjectMap;
+    KeyMap ProcessMap;
+    KeyMap CycleMap;
+    KeyMap KeywordMap;
+    KeyMap VariableMap;
+    KeyMap RequirementMap;
+    KeyMap RecordMap;
+
+    // Shown after each primitive's label words ("Windows in " ...): the
+    // name of the application whose version is being copied. A run that
+    // does not set it shows what an earlier run left.
+    QString CurrentVersionLabel;
+
+    // The second repository connection of a copy run (see
+    // OpenDestinationDatabase); UpdateVersion opens and closes it.
+    std::unique_ptr<Connection> DestinationConnection;
+
+    MessageSink& Messages() const { return *m_messages; }
+    // Sends the engine's messages to `messages` until the returned value
+    // goes (an attempt of RetryOnConcurrentChange holds them).
+    [[nodiscard]] auto MessagesTo(MessageSink& messages)
+    {
+        MessageSink* const previous = std::exchange(m_messages, &messages);
+        return qScopeGuard([this, previous] { m_messages = previous; });
+    }
+    ProgressSink& Progress() const { return m_progress; }
+    BusyIndicator* Busy() const { return m_busy; }
+
+    // The start of a copy run: the lengths of the cumulative maps to 0
+    // (KeywordMap only when asked: a version update copies no keywords).
+    void ResetCopyRunMaps(bool includeKeywordMap);
+
+    // A new connection to the repository the settings name: the tutorial
+    // database when ActiveDB is exactly "Tutorial", else the local database
+    // file when IsLocalDatabase is non-zero, else the ODBC data source
+    // ActiveDSN. On failure shows "Error while opening destination
+    // database for version copy: " and the description, and returns null.
+    std::unique_ptr<Connection> OpenDestinationDatabase();
+
+    // The windows of a version (without its "[System Screen]" window unless
+    // includeSystemScreen) and the objects of each; fills WindowMap and
+    // ObjectMap. A window's parent key is copied as it stands.
+    bool CopyWindows(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey, Connection& destination,
+                     bool includeSystemScreen);
+    // The variables, or the requirements, of a version; replaces
+    // VariableMap / RequirementMap.
+    bool CopyVariables(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                       Connection& destination);
+    bool CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                          Connection& destination);
+    // The keywords of an application; grows KeywordMap. With matchByName a
+    // keyword whose exact name (letter case counts) the destination
+    // application has already is mapped to that one instead of being added.
+    bool CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey, Connection& destination,
+                      bool matchByName);
+    // The processes of a version with their step windows, steps and keyword
+    // relations; grows ProcessMap. Reads WindowMap, ObjectMap, KeywordMap.
+    // The source environment key is not used.
+    bool CopyProcesses(qint32 sourceVersionKey, qint32 sourceEnvironmentKey, Connection& source,
+                       qint32 destinationVersionKey, qint32 destinationEnvironmentKey, Connection& destination);
+    // The cycles of a version with their processes and keyword relations;
+    // grows CycleMap. Reads ProcessMap and KeywordMap.
+    bool CopyCycles(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
+                    Connection& destination);
+    // The schedules of an environment with their cycles and keyword
+    // relations. Reads CycleMap and KeywordMap.
+    bool CopySchedules(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
+                       Connection& destination);
+    // A step of the backup and restore runs that copies nothing.
+    bool CopyReserved(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
+                      Connection& destination);
+    // Rewrites the process calls and variable references in the argument
+    // texts of the destination version's steps through ProcessMap and
+    // VariableMap (see StepArguments.h).
+    bool FixUpSteps(qint32 destinationVersionKey, Connection& destination);
+
+    // Rewrites a copied version row's five process pointers through
+    // ProcessMap and its two window pointers through WindowMap, and saves
+    // it; a pointer the maps do not hold (a row outside the copy) keeps its
+    // value.
+    void RemapVersionPointers(Recordset& version) const;
+
+    // What the caller of UpdateVersion does inside its transaction, through
+    // its connection: `check` first, once the environment and the
+    // destination version are held against other operations (false refuses
+    // the update, having said why), `finish` last, before the commit (an
+    // update moves the environment's list entry).
+    struct UpdateParts {
+        std::function<bool(Connection&)> check;
+        std::function<void(Connection&)> finish;
+    };
+
+    // Fills the destination version with a copy of the source version's
+    // content and re-points what the environment's other versions and
+    // record layouts held of the source version, all in one transaction on
+    // a newly opened DestinationConnection, holding the environment and the
+    // destination version against other operations: committed when every
+    // step succeeded, rolled back otherwise, so that the whole operation
+    // commits or nothing of it does. A failure of its own steps shows
+    // "Error while creating new version:" + description +
+    // "! New version not fully created.".
+    bool UpdateVersion(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 environmentKey,
+                       const UpdateParts& parts = {});
+
+private:
+    void startProgress(const QString& labelWords, qint32 count);
+    void advanceProgress();
+    bool fail(const QString& prefix, const QString& description);
+
+    MessageSink* m_messages;
+    ProgressSink& m_progress;
+    BusyIndicator* m_busy;
+};
+
+// The five process pointers and the two window pointers of a version row.
+const QStringList& VersionProcessPointers();
+const QStringList& VersionWindowPointers();
+
+// Deletes a version and everything below it (variables, cycles with their
+// processes and keyword relations, processes with their step windows,
+// steps and keyword relations, windows with their objects, then the version
+// row) in one transaction on `connection`; the version's requirements stay.
+// A failure shows the stage's prefix ("Error while deleting Steps:"), the
+// description and "! New version not fully deleted.", rolls back and
+// returns false.
+bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSink& messages);
+
+} // namespace dorvane

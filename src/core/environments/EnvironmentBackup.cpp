@@ -1,0 +1,968 @@
+#include "core/environments/EnvironmentBackup.h"
+
+#include "core/applications/AppFolders.h"
+#include "core/copyengine/CopyStep.h"
+#include "core/copyengine/VersionBackup.h"
+#include "core/environments/EnvironmentRecords.h"
+#include "core/environments/EnvironmentUsers.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Dialect.h"
+#include "core/repository/FilePaths.h"
+#include "core/repository/Globals.h"
+#include "core/repository/Interaction.h"
+#include "core/repository/Recordset.h"
+#include "core/repository/Retry.h"
+#include "core/repository/OperationLocks.h"
+#include "core/repository/Schema.h"
+#include "core/repository/Transaction.h"
+#include "core/startup/Registry.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QRegularExpression>
+#include <QScopeGuard>
+#include <QStringList>
+#include <QSysInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include <signal.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace dorvane {
+
+namespace {
+
+QString num(qint32 key) { return QString::number(key); }
+
+const QString kBackupsBelowShared = QStringLiteral("\\Environments\\Backups\\");
+const QString kBackupsBelowExe = QStringLiteral("\\Tutorial\\Environments\\Backups\\");
+const QString kTemplateName = QStringLiteral("\\ZentrixBackup.mdb");
+
+const QString kLookingFailed = QStringLiteral("Error while looking for environment backup file: ");
+const QString kBackupFailed = QStringLiteral("Error while backing up environment: ");
+const QString kNoBackups = QStringLiteral("This Environment has no backups to restore.");
+const QString kPreparingFailed = QStringLiteral("Error while preparing for version restore: ");
+const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
+const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
+
+// tApp without its key and iOriginalAppKey.
+const QStringList kAppColumns = {
+    QStringLiteral("sAppName"),    QStringLiteral("sAppID"),      QStringLiteral("iAppPlatform"),
+    QStringLiteral("iApp3270Key"), QStringLiteral("sAppDesc"),    QStringLiteral("mAppEnviron"),
+    QStringLiteral("sAppMapPath"), QStringLiteral("sAppEnginePath"), QStringLiteral("mAppAttributes"),
+};
+// tVersion without its key, iOriginalVersionKey and iVersionAppKey.
+const QStringList kVersionColumns = {
+    QStringLiteral("sVersionID"),             QStringLiteral("sVersionDesc"),
+    QStringLiteral("iMapType"),               QStringLiteral("iVersionSourceVersion"),
+    QStringLiteral("bVersionActive"),         QStringLiteral("iVersionLoadProcess"),
+    QStringLiteral("iVersionLoginProcess"),   QStringLiteral("iVersionLogoutProcess"),
+    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
+    QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
+    QStringLiteral("iVersionUpdateStatusKey"), QStringLiteral("sVersionAttributes"),
+};
+
+// The columns of `columns` that `table` has on `connection`: a backup file
+// made from an older template may lack some.
+QStringList columnsOf(Connection& connection, const QString& table, const QStringList& columns)
+{
+    const QStringList present = connection.TableColumns(table);
+    QStringList result;
+    for (const QString& column : columns) {
+        if (present.contains(column, Qt::CaseInsensitive))
+            result << column;
+    }
+    return result;
+}
+
+
+
+void addDetail(Recordset& details, Recordset& from, qint32 environmentKey, qint32 versionKey)
+{
+    details.AddNew();
+    details.SetValue(QStringLiteral("iEnvironKey"), environmentKey);
+    details.SetValue(QStringLiteral("iEnvironVerKey"), versionKey);
+    details.SetValue(QStringLiteral("iEnvironTestToolKey"), from.Value(QStringLiteral("iEnvironTestToolKey")));
+    details.SetValue(QStringLiteral("iEnviron3270Key"), from.Value(QStringLiteral("iEnviron3270Key")));
+    details.Update();
+}
+
+void addUsers(Recordset& users, Recordset& to, qint32 environmentKey)
+{
+    for (; !users.Eof(); users.MoveNext()) {
+        to.AddNew();
+        to.SetValue(QStringLiteral("iUserKey"), users.Value(QStringLiteral("iUserKey")));
+        to.SetValue(QStringLiteral("iEnvironKey"), environmentKey);
+        CopyColumns(users, to, RightColumns());
+        to.Update();
+    }
+}
+
+void deleteAll(Recordset& rs)
+{
+    for (; !rs.Eof(); rs.MoveNext())
+        rs.Delete();
+}
+
+// What an operating-system error means for the administrator who meets it.
+QString fileErrorText(int error)
+{
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+        return QStringLiteral("The disk is full");
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("Permission denied");
+    case EROFS:
+        return QStringLiteral("Permission denied (the file system is read-only)");
+    default:
+        return QString::fromLocal8Bit(std::strerror(error));
+    }
+}
+
+// Copies the template to `target` (both Windows texts), replacing what a
+// broken earlier run may have left there. The copy must be writable even
+// when the installed template is not. `folderError` is why the folder
+// could not be made, if it could not.
+void copyTemplate(const QString& templatePath, const QString& target, int folderError)
+{
+    const QString from = NativePath(templatePath);
+    const QByteArray to = QFile::encodeName(NativePath(target));
+    if (!QFileInfo(from).isFile())
+        throw DbError(QStringLiteral("Could not find file '%1'.").arg(templatePath));
+    if (!QFileInfo(QFileInfo(NativePath(target)).absolutePath()).isDir()) {
+        if (folderError != 0)
+            throw DbError(QStringLiteral("%1: the folder '%2' could not be created.")
+                              .arg(fileErrorText(folderError), target.section(QLatin1Char('\\'), 0, -2)));
+        throw DbError(QStringLiteral("Path not found: '%1'.").arg(target));
+    }
+    // Copied by hand: the library's copy reports a full disk as an
+    // input/output error, and the administrator must learn which it was.
+    QFile source(from);
+    if (!source.open(QIODevice::ReadOnly))
+        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(templatePath, source.errorString()));
+    const int out = ::open(to.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (out < 0)
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), target));
+    int error = 0;
+    while (error == 0 && !source.atEnd()) {
+        const QByteArray block = source.read(1 << 20);
+        if (block.isEmpty() && source.error() != QFileDevice::NoError)
+            error = EIO;
+        for (qsizetype done = 0; error == 0 && done < block.size();) {
+            const ssize_t written = ::write(out, block.constData() + done, size_t(block.size() - done));
+            if (written < 0 && errno != EINTR)
+                error = errno;
+            else if (written > 0)
+                done += written;
+        }
+    }
+    if (::close(out) != 0 && error == 0)
+        error = errno;
+    if (error != 0) {
+        ::unlink(to.constData());
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(error), target));
+    }
+}
+
+// Puts `from` in the place of `to` in one step: whoever looks at the folder
+// sees the earlier file or the new one, never a part of either.
+void replaceFile(const QString& from, const QString& to)
+{
+    const QByteArray source = QFile::encodeName(NativePath(from));
+    const QByteArray target = QFile::encodeName(NativePath(to));
+    if (std::rename(source.constData(), target.constData()) != 0)
+        throw DbError(QStringLiteral("%1: could not write '%2'.").arg(fileErrorText(errno), to));
+}
+
+// Refuses an environment whose stored name shares its backup folder with
+// another's (names the database tells apart, written by another program):
+// the two would replace each other's files.
+void checkFolderIsItsOwn(Connection& connection, qint32 environmentKey)
+{
+    if (const std::optional<QString> other = CollidingEnvironmentName(connection, environmentKey)) {
+        Recordset own(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey), connection);
+        throw DbError(QStringLiteral("The environments \"%1\" and \"%2\" would share one backup folder. Rename one "
+                                     "of them before backing up or restoring either.")
+                          .arg(own.Text(QStringLiteral("sEnvironmentName")), *other));
+    }
+}
+
+// The environment's name as stored, or nothing when there is no row.
+QString storedName(Connection& connection, qint32 environmentKey)
+{
+    Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey), connection);
+    return row.Eof() ? QString() : row.Text(QStringLiteral("sEnvironmentName"));
+}
+
+// A backup replaces the day's file only when that holds this environment's
+// backup too (by the key it remembers): another environment's file, left
+// in this folder by a rename, is never overwritten.
+void checkDayFileIsOwn(const QString& fileName, qint32 environmentKey)
+{
+    if (!QFileInfo::exists(NativePath(fileName)))
+        return;
+    Connection day;
+    day.Open(FileConnectionString(fileName));
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), day);
+    if (!saved.Eof() && saved.Int(QStringLiteral("iOriginalEnvironmentKey")) != environmentKey)
+        throw DbError(QStringLiteral("The file '%1' holds a backup of another environment (%2); it was not replaced. "
+                                     "Move it away, then back this environment up again.")
+                          .arg(fileName, saved.Text(QStringLiteral("sEnvironmentName"))));
+}
+
+// One value of a backup file, for a refusal: "tApp row 2 (iAppKey 2), sAppID".
+QString where(const TableDef& table, const QVariant& key, const QString& column)
+{
+    return QStringLiteral("%1 row %2 %3, %4").arg(table.name, table.key, key.toString(), column);
+}
+
+// The longest text an s-column of a backup may hold. The suite's own
+// text columns hold 255 characters, but the repository's columns have no
+// limit and other programs may write longer values, which a backup copies:
+// the limit refuses texts no program writes (a megabyte in a name) without
+// refusing a backup of such a value.
+constexpr int kTextColumnLength = 65535;
+
+} // namespace
+
+void CheckBackupFile(Connection& backup)
+{
+    const auto refuse = [](const QString& what) {
+        throw DbError(QStringLiteral("The backup file cannot be restored: %1. Nothing was changed.").arg(what));
+    };
+    QSqlQuery query(backup.database());
+    if (!query.exec(QStringLiteral("PRAGMA user_version")) || !query.next())
+        throw DbError(ErrorDescription(query.lastError()));
+    if (const int version = query.value(0).toInt(); version > kBackupSchemaVersion)
+        refuse(QStringLiteral("it was written by a newer version of Dorvane (schema %1; this one reads up to %2)")
+                   .arg(version)
+                   .arg(kBackupSchemaVersion));
+    query.finish();
+
+    for (const TableDef& table : RepositoryTables()) {
+        const QStringList present = backup.TableColumns(table.name);
+        QStringList conditions, names;
+        for (const QString& column : present) {
+            if (!table.columns.contains(column, Qt::CaseInsensitive) && !table.backupOnly.contains(column, Qt::CaseInsensitive))
+                refuse(QStringLiteral("its table %1 has a column %2 that this version of Dorvane does not know").arg(table.name, column));
+            const QString c = Dialect::QuoteColumn(column);
+            switch (ColumnTypeOf(column)) {
+            case ColumnType::Integer:
+            case ColumnType::Boolean:
+                conditions << QStringLiteral("typeof(%1) NOT IN ('integer', 'null')").arg(c);
+                names << column + QStringLiteral(": not a number");
+                break;
+            case ColumnType::Text:
+                conditions << QStringLiteral("(typeof(%1) = 'text' AND length(%1) > %2)").arg(c).arg(kTextColumnLength);
+                names << column + QStringLiteral(": longer than %1 characters").arg(kTextColumnLength);
+                Q_FALLTHROUGH();
+            case ColumnType::Memo:
+                conditions << QStringLiteral("typeof(%1) = 'blob' OR instr(CAST(%1 AS BLOB), x'00') > 0").arg(c);
+                names << column + QStringLiteral(": not text, or a text with a NUL character");
+                break;
+            case ColumnType::DateTime:
+                break;
+            }
+        }
+        if (conditions.isEmpty())
+            continue;
+        // The first offending row and the first condition it breaks.
+        QString which = QStringLiteral("CASE");
+        for (qsizetype i = 0; i < conditions.size(); ++i)
+            which += QStringLiteral(" WHEN %1 THEN %2").arg(conditions[i]).arg(i);
+        const QString sql = QStringLiteral("SELECT %1, %2 END FROM %3 WHERE %4 LIMIT 1")
+                                .arg(Dialect::QuoteColumn(table.key), which, table.name, conditions.join(QStringLiteral(" OR ")));
+        if (!query.exec(sql))
+            throw DbError(ErrorDescription(query.lastError()));
+        if (query.next()) {
+            const QString broken = names.value(query.value(1).toInt());
+            refuse(where(table, query.value(0), broken.section(u':', 0, 0)) + u':' + broken.section(u':', 1));
+        }
+        query.finish();
+    }
+
+    // Names and IDs by the rules of typed ones: each names one folder.
+    const struct { const char* table; const char* column; std::function<QString(const QString&)> problem; } named[] = {
+        {"tEnvironment", "sEnvironmentName", [](const QString& v) { return EnvironFolderNameProblem(v); }},
+        {"tApp", "sAppID", [](const QString& v) { return FolderIdProblem(QStringLiteral("application ID"), v); }},
+        {"tVersion", "sVersionID", [](const QString& v) { return FolderIdProblem(QStringLiteral("version ID"), v); }},
+    };
+    for (const auto& [tableName, column, problemOf] : named) {
+        const TableDef& table = *FindTable(QLatin1String(tableName));
+        for (Recordset rs(QStringLiteral("SELECT * FROM ") + table.name, backup); !rs.Eof(); rs.MoveNext()) {
+            // An ID another program left empty names no folder here: the
+            // restore makes none.
+            const QString value = rs.Text(QLatin1String(column));
+            QString problem = value.isEmpty() && table.name != QLatin1String("tEnvironment") ? QString() : problemOf(value);
+            if (problem.endsWith(u'.'))
+                problem.chop(1);
+            if (!problem.isEmpty())
+                refuse(where(table, rs.Value(table.key), QLatin1String(column)) + QStringLiteral(": ") + problem);
+        }
+    }
+}
+
+namespace {
+
+// This machine's name as it may stand in a file name.
+QString hostTag()
+{
+    QString host = QSysInfo::machineHostName();
+    for (QChar& c : host) {
+        if (!(c.isLetterOrNumber() && c.unicode() < 0x80) && c != QLatin1Char('-'))
+            c = QLatin1Char('_');
+    }
+    return host.isEmpty() ? QStringLiteral("host") : host;
+}
+
+// A backup is written to "<day>.MDB.<host>-<pid>.tmp" until it commits.
+// Names of this form whose writer has gone are leftovers of a backup that
+// was killed; files of an older run without a host name count as this
+// machine's.
+const QRegularExpression& workFilePattern()
+{
+    static const QRegularExpression pattern(
+        QStringLiteral(R"(^\d\d-\d\d-\d{4}\.MDB\.(?:(.+)-)?(\d+)\.tmp(?:-wal|-shm|-journal)?$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    return pattern;
+}
+
+// Another machine's leftovers are removed once nobody has written them for
+// this long: its backups are never checked for by process.
+constexpr qint64 kForeignWorkFileAgeSecs = 24 * 60 * 60;
+
+bool processRuns(qint64 pid)
+{
+    if (pid <= 0 || pid > std::numeric_limits<pid_t>::max())
+        return false;
+    if (pid == QCoreApplication::applicationPid())
+        return false;  // this process writes no backup while it looks
+    return ::kill(pid_t(pid), 0) == 0 || errno == EPERM;
+}
+
+} // namespace
+
+std::vector<BackupFileEntry> ListBackupFiles(const QString& folder)
+{
+    const QDir dir(NativePath(folder));
+    // Name filters compare without regard to case unless told otherwise.
+    const QFileInfoList files = dir.entryInfoList({QStringLiteral("*.mdb")}, QDir::Files | QDir::Hidden, QDir::NoSort);
+    struct Sorted {
+        BackupFileEntry entry;
+        QDateTime written;
+    };
+    std::vector<Sorted> found;
+    for (const QFileInfo& file : files) {
+        BackupFileEntry entry;
+        entry.name = file.fileName();
+        entry.path = folder + QLatin1Char('\\') + entry.name;
+        entry.date = QDate::fromString(entry.name.left(entry.name.size() - 4), QStringLiteral("MM-dd-yyyy"));
+        const QDateTime written = file.lastModified();
+        if (!entry.date.isValid())
+            entry.date = written.date();
+        found.push_back({entry, written});
+    }
+    std::sort(found.begin(), found.end(), [](const Sorted& a, const Sorted& b) {
+        if (a.entry.date != b.entry.date)
+            return a.entry.date > b.entry.date;
+        if (a.written != b.written)
+            return a.written > b.written;
+        return a.entry.name < b.entry.name;
+    });
+    std::vector<BackupFileEntry> result;
+    result.reserve(found.size());
+    for (Sorted& s : found)
+        result.push_back(std::move(s.entry));
+    return result;
+}
+
+int RemoveAbandonedBackupFiles(const QString& folder)
+{
+    const QDir dir(NativePath(folder));
+    const QString host = hostTag();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    int removed = 0;
+    for (const QFileInfo& file : dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System, QDir::NoSort)) {
+        const QRegularExpressionMatch match = workFilePattern().match(file.fileName());
+        if (!match.hasMatch())
+            continue;
+        const bool ours = !match.hasCaptured(1) || match.captured(1) == host;
+        const bool abandoned = ours ? !processRuns(match.captured(2).toLongLong())
+                                    : file.lastModified().toUTC().secsTo(now) > kForeignWorkFileAgeSecs;
+        if (abandoned && QFile::remove(file.absoluteFilePath()))
+            ++removed;
+    }
+    return removed;
+}
+
+BackupFileContents CountBackupFile(const QString& path)
+{
+    Connection file;
+    file.Open(FileConnectionString(path));
+    BackupFileContents contents;
+    for (const TableDef& table : RepositoryTables()) {
+        // Table names are the schema's own, never user text.
+        QSqlQuery query(file.database());
+        if (!query.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table.name) || !query.next())
+            throw DbError(ErrorDescription(query.lastError()));
+        const qint64 rows = query.value(0).toLongLong();
+        contents.rows += rows;
+        if (table.name == QLatin1String("tVersion"))
+            contents.versions = qint32(rows);
+    }
+    return contents;
+}
+
+// The day's file and the work file it is written to until it commits. A
+// run that ends without its file in place (a failure, a refusal, an
+// interruption) rolls the file's transaction back and removes the work
+// file with its journal files; an earlier backup of the day stays as it was.
+struct EnvironmentBackup::BackupRun {
+    QString fileName;  // the day's file
+    QString workName;  // where it is written until it commits
+    std::unique_ptr<Connection> file;
+    std::optional<Transaction> writing;  // on `file`
+    bool inPlace = false;
+
+    BackupRun() = default;
+    BackupRun(const BackupRun&) = delete;
+    BackupRun& operator=(const BackupRun&) = delete;
+    ~BackupRun()
+    {
+        if (inPlace)
+            return;
+        writing.reset();
+        file.reset();
+        if (!workName.isEmpty())
+            Connection::RemoveDatabaseFile(NativePath(workName));
+    }
+};
+
+EnvironmentBackup::EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath)
+    : m_engine(engine), m_sharedResourcePath(std::move(sharedResourcePath))
+{
+}
+
+QString EnvironmentBackup::BackupFileName(const QDate& day)
+{
+    return day.toString(QStringLiteral("MM-dd-yyyy")) + QStringLiteral(".MDB");
+}
+
+QString EnvironmentBackup::BackupQuestion(const QString& environmentName) const
+{
+    QString question = QStringLiteral("Back up all application/versions of ") + environmentName + QStringLiteral(" to ") +
+                       BackupFileName(Today()) + QStringLiteral("?");
+    if (EnvironFolderNameProblem(environmentName).isEmpty() &&
+        QFileInfo::exists(NativePath(BackupFolder(environmentName) + QLatin1Char('\\') + BackupFileName(Today()))))
+        question += QStringLiteral(" It replaces the backup made earlier today.");
+    return question;
+}
+
+void EnvironmentBackup::MoveBackupFolder(const QString& from, const QString& to) const
+{
+    const QString source = NativePath(BackupFolder(from));
+    if (!QFileInfo(source).isDir())
+        return;
+    const QString target = NativePath(BackupFolder(to));
+    // A change of letter case alone is a rename of the same folder.
+    if (QFileInfo::exists(target) && QFileInfo(target).canonicalFilePath() != QFileInfo(source).canonicalFilePath())
+        throw DbError(QStringLiteral("The backup folder '%1' exists already: move it away before renaming the "
+                                     "environment, so that its backups are not mixed with this one's.")
+                          .arg(target));
+    const QString targetPath = QFileInfo(target).absolutePath() + QLatin1Char('/') + to;
+    if (std::rename(QFile::encodeName(source).constData(), QFile::encodeName(targetPath).constData()) != 0)
+        throw DbError(QStringLiteral("%1: the backup folder '%2' could not be renamed.").arg(fileErrorText(errno), source));
+}
+
+void EnvironmentBackup::CheckFolderName(const QString& environmentName)
+{
+    const QString problem = EnvironFolderNameProblem(environmentName);
+    if (!problem.isEmpty())
+        throw DbError(QStringLiteral("The environment name \"%1\" cannot name its backup folder: %2. Rename the "
+                                     "environment before backing it up or restoring it.")
+                          .arg(environmentName, problem));
+}
+
+QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
+{
+    CheckFolderName(environmentName);
+    if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
+        return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
+    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
+}
+
+QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const
+{
+    CheckFolderName(environmentName);
+    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
+}
+
+bool EnvironmentBackup::AskAndBackUp(qint32 environmentKey, const QString& environmentName)
+{
+    MessageSink& messages = m_engine.Messages();
+    try {
+        BackupFolder(environmentName);
+        if (messages.Show(BackupQuestion(environmentName), Buttons::YesNo) != Answer::Yes)
+            return false;
+    } catch (const DbError& e) {
+        messages.Inform(kLookingFailed + e.description());
+        return false;
+    }
+    return BackupEnvironment(environmentKey);
+}
+
+bool EnvironmentBackup::ChooseAndRestore(qint32 environmentKey, const QString& environmentName,
+                                         RestoreChooser& chooser)
+{
+    MessageSink& messages = m_engine.Messages();
+    std::optional<QString> chosen;
+    try {
+        const QString folder = RestoreFolder(environmentName);
+        RemoveAbandonedBackupFiles(folder);
+        if (ListBackupFiles(folder).empty()) {
+            messages.Inform(kNoBackups);
+            return false;
+        }
+        chosen = chooser.ChooseBackup(folder);
+    } catch (const DbError& e) {
+        messages.Inform(kPreparingFailed + e.description());
+        return false;
+    }
+    return chosen && RestoreEnvironment(environmentKey, *chosen);
+}
+
+Connection* EnvironmentBackup::startRun()
+{
+    m_engine.DestinationConnection = m_engine.OpenDestinationDatabase();
+    m_engine.ResetCopyRunMaps(true);
+    // Without a connection OpenDestinationDatabase has said why.
+    return m_engine.DestinationConnection.get();
+}
+
+void EnvironmentBackup::finishRun()
+{
+    m_engine.DestinationConnection.reset();
+    m_engine.Progress().HideWindow();
+}
+
+bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
+{
+    m_lastBackupFile.clear();
+    const auto finish = qScopeGuard([this] { finishRun(); });
+    BusyScope busy(m_engine.Busy());
+    Connection* const opened = startRun();
+    if (!opened)
+        return false;
+    Connection& reading = *opened;
+    reading.UseForReading();
+    BackupRun run;
+    try {
+        // Everything is read from one state of the repository: what
+        // another program commits meanwhile is wholly in the file or wholly
+        // absent.
+        const Transaction snapshot(reading, Transaction::Kind::Snapshot);
+        if (!backupContent(environmentKey, run))
+            return false;
+        run.writing->Commit();
+        // One self-contained file, without a write-ahead journal beside
+        // it, before it takes the day's name.
+        run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
+        run.file->Close();
+        checkDayFileIsOwn(run.fileName, environmentKey);
+        replaceFile(run.workName, run.fileName);
+        run.inPlace = true;
+        m_lastBackupFile = run.fileName;
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kBackupFailed + e.description());
+        return false;
+    }
+}
+
+// Steps 1 to 8 of the backup, up to the commit. Throws DbError for its own
+// statements; a primitive's failure (already reported) returns false.
+bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
+{
+    Connection& reading = *m_engine.DestinationConnection;
+    ProgressSink& progress = m_engine.Progress();
+
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                          reading);
+    const QString name = environment.Text(QStringLiteral("sEnvironmentName"));
+    checkFolderIsItsOwn(reading, environmentKey);
+
+    const QString folder = BackupFolder(name);
+    // A folder that cannot be made is passed over here, as the suite always
+    // has; the template's copy then meets the problem and says why.
+    int folderError = 0;
+    if (!QFileInfo::exists(NativePath(folder))) {
+        // One level only: the backups folder itself must be there.
+        if (::mkdir(QFile::encodeName(NativePath(folder)).constData(), 0777) != 0)
+            folderError = errno;
+    } else {
+        RemoveAbandonedBackupFiles(folder);
+    }
+    run.fileName = folder + QLatin1Char('\\') + BackupFileName(Today());
+    run.workName = run.fileName + QStringLiteral(".%1-%2.tmp").arg(hostTag()).arg(QCoreApplication::applicationPid());
+    copyTemplate(SettingString(QStringLiteral("ExePath")) + kTemplateName, run.workName, folderError);
+
+    run.file = std::make_unique<Connection>();
+    run.file->Open(FileConnectionString(run.workName));
+    Connection& backup = *run.file;
+    run.writing.emplace(backup);
+
+    Recordset newEnvironment(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    newEnvironment.AddNew();
+    newEnvironment.SetValue(QStringLiteral("iOriginalEnvironmentKey"), environmentKey);
+    newEnvironment.SetValue(QStringLiteral("sEnvironmentName"), environment.Value(QStringLiteral("sEnvironmentName")));
+    newEnvironment.SetValue(QStringLiteral("sEnvironmentDesc"), environment.Value(QStringLiteral("sEnvironmentDesc")));
+    newEnvironment.Update();
+    const qint32 backupEnvironmentKey = newEnvironment.Int(QStringLiteral("iEnvironmentKey"));
+
+    progress.SetTitle(QStringLiteral("Environment backup progress..."));
+    progress.ShowWindow();
+
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(environmentKey), reading);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), backup);
+    addUsers(users, newUsers, backupEnvironmentKey);
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey),
+                      reading);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), backup);
+    const QStringList versionColumns = columnsOf(backup, QStringLiteral("tVersion"), kVersionColumns);
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(versionKey), reading);
+        const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        // Every version brings its own copy of its application.
+        Recordset newApp(QStringLiteral("SELECT * FROM tApp"), backup);
+        newApp.AddNew();
+        newApp.SetValue(QStringLiteral("iOriginalAppKey"), app.Value(QStringLiteral("iAppKey")));
+        CopyColumns(app, newApp, kAppColumns);
+        newApp.Update();
+        const qint32 newAppKey = newApp.Int(QStringLiteral("iAppKey"));
+
+        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion"), backup);
+        newVersion.AddNew();
+        newVersion.SetValue(QStringLiteral("iOriginalVersionKey"), versionKey);
+        CopyColumns(version, newVersion, versionColumns);
+        newVersion.SetValue(QStringLiteral("iVersionAppKey"), newAppKey);
+        newVersion.Update();
+        const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
+
+        if (!m_engine.CopyWindows(versionKey, reading, newVersionKey, backup, true) ||
+            !m_engine.CopyKeywords(appKey, reading, newAppKey, backup, false))
+            return false;
+        addDetail(newDetails, details, backupEnvironmentKey, newVersionKey);
+        if (!m_engine.CopyProcesses(versionKey, environmentKey, reading, newVersionKey, backupEnvironmentKey, backup) ||
+            !m_engine.CopyCycles(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.CopyVariables(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.CopyRequirements(versionKey, reading, newVersionKey, backup) ||
+            !m_engine.FixUpSteps(newVersionKey, backup))
+            return false;
+        m_engine.RemapVersionPointers(newVersion);
+    }
+    return m_engine.CopySchedules(environmentKey, reading, backupEnvironmentKey, backup) &&
+           m_engine.CopyReserved(environmentKey, reading, backupEnvironmentKey, backup);
+}
+
+bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
+{
+    const auto finish = qScopeGuard([this] { finishRun(); });
+    BusyScope busy(m_engine.Busy());
+    Connection* const opened = startRun();
+    if (!opened)
+        return false;
+    Connection& repository = *opened;
+    const WriteBatching batching(repository);
+    // A restore touches no file but the one it reads, so nothing here can
+    // fail with "Path/File access error" to be passed over.
+    Connection backup;
+    try {
+        backup.Open(FileConnectionString(backupFilePath));
+        backup.UseForReading();
+        CheckBackupFile(backup);
+        if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
+            return false;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kRestoreFailed + e.description());
+        return false;
+    }
+    return RetryOnConcurrentChange(m_engine.Messages(), [&](MessageSink& held) {
+        const auto redirect = m_engine.MessagesTo(held);
+        try {
+            m_engine.ResetCopyRunMaps(true);
+            // The environment, and the names a restore may write back, are
+            // held against other operations; its name is checked inside.
+            const OperationLocks locks(repository, {{OperationLocks::Kind::EnvironmentNames, 0},
+                                                    {OperationLocks::Kind::Environment, environmentKey}});
+            Transaction transaction(repository);
+            checkFolderIsItsOwn(repository, environmentKey);
+            const QString nameBefore = storedName(repository, environmentKey);
+            if (!PrepareForRestore(environmentKey, repository) || !restoreContent(environmentKey, backup, repository))
+                return false;
+            // A name the backup brings back takes the backup folder along, as
+            // a rename does; a commit that fails moves it back.
+            const QString nameAfter = storedName(repository, environmentKey);
+            const bool move = !nameBefore.isEmpty() && nameAfter != nameBefore;
+            if (move)
+                MoveBackupFolder(nameBefore, nameAfter);
+            try {
+                transaction.Commit();
+            } catch (const DbError&) {
+                if (move)
+                    MoveBackupFolder(nameAfter, nameBefore);
+                throw;
+            }
+            return true;
+        } catch (const DbError& e) {
+            held.Inform(kRestoreFailed + e.description());
+            return false;
+        }
+    });
+}
+
+bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
+                                          Connection& repository)
+{
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    if (saved.Eof())
+        throw DbError(QStringLiteral("The file '%1' holds no environment backup.").arg(backupFilePath));
+    const qint32 original = saved.Int(QStringLiteral("iOriginalEnvironmentKey"));
+    if (original == environmentKey)
+        return true;
+    const QString file = backupFilePath.section(QLatin1Char('\\'), -1).section(QLatin1Char('/'), -1);
+    Recordset target(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                     repository);
+    const QString targetName = target.Eof() ? QString() : target.Text(QStringLiteral("sEnvironmentName"));
+    Recordset owner(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(original), repository);
+    if (!owner.Eof()) {
+        m_engine.Messages().Inform(QStringLiteral("The backup %1 belongs to environment \"%2\" and cannot be restored "
+                                                  "into environment \"%3\". Nothing was changed.")
+                                       .arg(file, owner.Text(QStringLiteral("sEnvironmentName")), targetName));
+        return false;
+    }
+    return m_engine.Messages().Show(QStringLiteral("The backup %1 was made of environment \"%2\", which no longer "
+                                                   "exists. Restore it into environment \"%3\"?")
+                                        .arg(file, saved.Text(QStringLiteral("sEnvironmentName")), targetName),
+                                    Buttons::YesNo) == Answer::Yes;
+}
+
+// Steps 3 to 7 of the restore, up to the commit. Throws DbError for its own
+// statements; a primitive's failure (already reported) returns false.
+bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup, Connection& repository)
+{
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetTitle(QStringLiteral("Environment restore progress..."));
+    progress.ShowWindow();
+
+    // A backup file holds one environment; its first row is taken.
+    Recordset saved(QStringLiteral("SELECT * FROM tEnvironment"), backup);
+    const qint32 backupEnvironmentKey = saved.Int(QStringLiteral("iEnvironmentKey"));
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                          repository);
+    if (environment.Eof())
+        environment.AddNew();
+    // The name the backup remembers goes back unless another environment
+    // has taken it, or a name of the same folder, since: two environments
+    // never share a name or a backup folder.
+    if (!EnvironmentNameHolder(repository, saved.Text(QStringLiteral("sEnvironmentName")), environmentKey))
+        environment.SetValue(QStringLiteral("sEnvironmentName"), saved.Value(QStringLiteral("sEnvironmentName")));
+    environment.SetValue(QStringLiteral("sEnvironmentDesc"), saved.Value(QStringLiteral("sEnvironmentDesc")));
+    environment.Update();
+
+    Recordset oldDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(environmentKey),
+                         repository);
+    deleteAll(oldDetails);
+    Recordset oldUsers(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(environmentKey),
+                       repository);
+    deleteAll(oldUsers);
+    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(backupEnvironmentKey),
+                    backup);
+    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), repository);
+    addUsers(users, newUsers, environmentKey);
+
+    // The backup holds one application row per version. An application that
+    // has to be recreated is recreated once: its other versions find the
+    // new row here instead of adding yet another application.
+    QHash<qint32, qint32> restoredApps;
+
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(backupEnvironmentKey),
+                      backup);
+    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), repository);
+    const QStringList versionColumns = columnsOf(backup, QStringLiteral("tVersion"), kVersionColumns);
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 backupVersionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(backupVersionKey), backup);
+        const qint32 backupAppKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(backupAppKey), backup);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        const qint32 originalAppKey = app.Int(QStringLiteral("iOriginalAppKey"));
+        Recordset repositoryApp(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") +
+                                    num(restoredApps.value(originalAppKey, originalAppKey)),
+                                repository);
+        if (repositoryApp.Eof())
+            repositoryApp.AddNew();
+        CopyColumns(app, repositoryApp, kAppColumns);
+        repositoryApp.Update();
+        const qint32 appKey = repositoryApp.Int(QStringLiteral("iAppKey"));
+        restoredApps.insert(originalAppKey, appKey);
+
+        // What this routine writes itself is sent before a step's rows, so
+        // that a failure of its own rows is reported as its own.
+        repository.SendHeldWrites();
+        // The application kept its keywords: the backup's are matched to
+        // them by name, and only those missing are added.
+        if (!m_engine.CopyKeywords(backupAppKey, backup, appKey, repository, true))
+            return false;
+
+        Recordset repositoryVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") +
+                                        num(version.Int(QStringLiteral("iOriginalVersionKey"))),
+                                    repository);
+        if (repositoryVersion.Eof())
+            repositoryVersion.AddNew();
+        else
+            // The version may have been filled again since the backup (an
+            // update, or another environment that lists it): what the
+            // backup holds replaces that content instead of joining it.
+            ClearVersionContent(repositoryVersion.Int(QStringLiteral("iVersionKey")), repository);
+        CopyColumns(version, repositoryVersion, versionColumns);
+        repositoryVersion.SetValue(QStringLiteral("iVersionAppKey"), appKey);
+        repositoryVersion.Update();
+        const qint32 versionKey = repositoryVersion.Int(QStringLiteral("iVersionKey"));
+
+        addDetail(newDetails, details, environmentKey, versionKey);
+        repository.SendHeldWrites();
+
+        if (!m_engine.CopyWindows(backupVersionKey, backup, versionKey, repository, true) ||
+            !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, backup, versionKey, environmentKey,
+                                    repository) ||
+            !m_engine.CopyCycles(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.CopyVariables(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.CopyRequirements(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.FixUpSteps(versionKey, repository))
+            return false;
+        m_engine.RemapVersionPointers(repositoryVersion);
+        repository.SendHeldWrites();
+    }
+    repository.SendHeldWrites();
+    return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
+           m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);
+}
+
+bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& repository)
+{
+    ProgressSink& progress = m_engine.Progress();
+    progress.SetAction(QStringLiteral("Preparing database for restore..."));
+    progress.ShowWindow();
+    progress.Refresh();
+    try {
+        const QString environment = num(environmentKey);
+        // The schedules' own rows below them go with them.
+        const QString schedulesOfEnvironment =
+            QStringLiteral(" IN (SELECT iScheduleKey FROM tSchedule WHERE iScheduleEnvironKey=") + environment +
+            QStringLiteral(")");
+        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tScheduleCycles WHERE iScheduleKey") + schedulesOfEnvironment);
+        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelScheduleKey") +
+                           schedulesOfEnvironment);
+        Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=") + environment,
+                            repository);
+        deleteAll(schedules);
+
+        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + environment,
+                          repository);
+        for (; !details.Eof(); details.MoveNext()) {
+            const QString version = num(details.Int(QStringLiteral("iEnvironVerKey")));
+
+            Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + version, repository);
+            for (; !cycles.Eof(); cycles.MoveNext()) {
+                const QString cycle = num(cycles.Int(QStringLiteral("iCycleKey")));
+                repository.ExecuteDeletion(QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey=") + cycle);
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelCycleKey=") + cycle);
+                cycles.Delete();
+            }
+
+            // The step windows of the environment as a whole, looked for
+            // again under every version (the later looks find none left).
+            Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowEnvironmentKey = ") +
+                                      environment,
+                                  repository);
+            for (; !stepWindows.Eof(); stepWindows.MoveNext()) {
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tStep WHERE iStepWindowKey = ") +
+                                   num(stepWindows.Int(QStringLiteral("iStepWindowKey"))));
+                stepWindows.Delete();
+            }
+
+            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tUserVar WHERE iVarAppVerKey = ") + version);
+            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tRequirement WHERE iRequirementAppVerKey = ") + version);
+
+            Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + version, repository);
+            for (; !windows.Eof(); windows.MoveNext()) {
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tObject WHERE iObjectWindowKey = ") +
+                                   num(windows.Int(QStringLiteral("iWindowKey"))));
+                windows.Delete();
+            }
+
+            Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + version, repository);
+            for (; !processes.Eof(); processes.MoveNext()) {
+                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") +
+                                   num(processes.Int(QStringLiteral("iProcessKey"))));
+                processes.Delete();
+            }
+        }
+        repository.SendHeldWrites();
+        return true;
+    } catch (const DbError& e) {
+        m_engine.Messages().Inform(kDeleteFailed + e.description());
+        return false;
+    }
+}
+
+void ClearVersionContent(qint32 versionKey, Connection& connection)
+{
+    const QString version = num(versionKey);
+    const QString cycles = QStringLiteral(" IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey=") + version +
+                           QStringLiteral(")");
+    const QString processes = QStringLiteral(" IN (SELECT iProcessKey FROM tProcess WHERE iProcessVerKey=") + version +
+                              QStringLiteral(")");
+    const QString windows = QStringLiteral(" IN (SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=") + version +
+                            QStringLiteral(")");
+    // Children before their parents.
+    for (const QString& sql : {
+             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelCycleKey") + cycles,
+             QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey") + cycles,
+             QStringLiteral("DELETE FROM tCycle WHERE iCycleVerKey=") + version,
+             QStringLiteral("DELETE FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM tStepWindow "
+                            "WHERE iStepWindowProcessKey") + processes + QStringLiteral(")"),
+             QStringLiteral("DELETE FROM tStepWindow WHERE iStepWindowProcessKey") + processes,
+             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelProcessKey") + processes,
+             QStringLiteral("DELETE FROM tProcess WHERE iProcessVerKey=") + version,
+             QStringLiteral("DELETE FROM tObject WHERE iObjectWindowKey") + windows,
+             QStringLiteral("DELETE FROM tWindow WHERE iWindowVerKey=") + version,
+             QStringLiteral("DELETE FROM tUserVar WHERE iVarAppVerKey=") + version,
+             QStringLiteral("DELETE FROM tRequirement WHERE iRequirementAppVerKey=") + version,
+         })
+        connection.Execute(sql);
+}
+
+} // namespace dorvane

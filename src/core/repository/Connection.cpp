@@ -1,0 +1,711 @@
+#include "core/repository/Connection.h"
+
+#include "core/repository/Dialect.h"
+#include "core/repository/FilePaths.h"
+#include "core/repository/HeldWrites.h"
+#include "core/repository/Interruption.h"
+#include "core/repository/SqliteStatements.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QElapsedTimer>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QUrl>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace dorvane {
+
+namespace {
+
+const char* const kClosedText = "Operation is not allowed when the object is closed.";
+const char* const kOpenText = "Operation is not allowed when the object is open.";
+const char* const kNestedText = "Cannot start more transactions on this session.";
+const char* const kNoTransactionText = "No transaction is active.";
+const char* const kNoProviderText = "Provider cannot be found. It may not be properly installed.";
+
+const char* const kIsolatedSession = "SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ WRITE";
+const char* const kRolledBackText =
+    "The transaction was rolled back because a part of it failed; nothing of it was written.";
+constexpr qsizetype kStatementCacheLimit = 256;
+
+QString nextConnectionName()
+{
+    static std::atomic<quint64> counter{0};
+    return QStringLiteral("dorvane-%1").arg(++counter);
+}
+
+struct Setting {
+    QString key;     // lower case
+    QString value;
+    qsizetype valueStart = 0;  // where the value begins in the connection string
+    qsizetype valueEnd = 0;    // and where it ends, closing quote or brace included
+};
+
+// Splits "key=value;key=value" at semicolons outside quoted values. A
+// value may be quoted with " or ', or braced as ODBC does ({a;b}, with }}
+// standing for one closing brace).
+QList<Setting> parseSettings(const QString& text)
+{
+    QList<Setting> settings;
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    while (i < n) {
+        const qsizetype eq = text.indexOf(QLatin1Char('='), i);
+        const qsizetype semi = text.indexOf(QLatin1Char(';'), i);
+        if (eq < 0 || (semi >= 0 && semi < eq)) {
+            i = semi < 0 ? n : semi + 1;
+            continue;
+        }
+        Setting s;
+        s.key = text.mid(i, eq - i).trimmed().toLower();
+        qsizetype v = eq + 1;
+        while (v < n && text.at(v).isSpace())
+            ++v;
+        s.valueStart = v;
+        const QChar open = v < n ? text.at(v) : QChar();
+        if (open == QLatin1Char('"') || open == QLatin1Char('\'') || open == QLatin1Char('{')) {
+            // A quoted or braced value ends at its closing quote or brace;
+            // a doubled closing character inside it stands for one.
+            const QChar close = open == QLatin1Char('{') ? QLatin1Char('}') : open;
+            qsizetype end = v + 1;
+            while (end < n) {
+                if (text.at(end) == close) {
+                    if (end + 1 < n && text.at(end + 1) == close) {
+                        s.value += close;
+                        end += 2;
+                        continue;
+                    }
+                    break;
+                }
+                s.value += text.at(end++);
+            }
+            s.valueEnd = std::min(end + 1, n);
+            const qsizetype next = text.indexOf(QLatin1Char(';'), end);
+            i = next < 0 ? n : next + 1;
+        } else {
+            const qsizetype end = semi < 0 ? n : semi;
+            s.value = text.mid(v, end - v).trimmed();
+            s.valueEnd = end;
+            i = end + 1;
+        }
+        settings << s;
+    }
+    return settings;
+}
+
+const Setting* findSetting(const QList<Setting>& settings, const char* key)
+{
+    for (const Setting& s : settings) {
+        if (s.key == QLatin1String(key))
+            return &s;
+    }
+    return nullptr;
+}
+
+bool isDdl(const QString& sql)
+{
+    const QString head = sql.trimmed().left(6).toUpper();
+    return head.startsWith(QLatin1String("CREATE")) || head.startsWith(QLatin1String("DROP")) ||
+           head.startsWith(QLatin1String("ALTER"));
+}
+
+sqlite3* sqliteHandle(const QSqlDatabase& db)
+{
+    const QVariant v = db.driver() ? db.driver()->handle() : QVariant();
+    if (v.isValid() && qstrcmp(v.typeName(), "sqlite3*") == 0)
+        return *static_cast<sqlite3* const*>(v.constData());
+    return nullptr;
+}
+
+// A database file must be there: SQLite is never let to create one.
+void requireFile(const QString& givenPath, const QString& nativePath)
+{
+    const QFileInfo info(nativePath);
+    if (!info.exists() || info.isDir())
+        throw DbError(QStringLiteral("Could not find file '%1'.").arg(givenPath));
+}
+
+// Refuses a file that is not an SQLite database, reading its header through
+// the descriptor SQLite has just opened. A descriptor of our own would do
+// harm: on Linux, closing any descriptor of a file drops every lock the
+// process holds on it, and with them the locks of this process's other
+// connections to the file (another program would then take itself for the
+// file's last user and remove its write-ahead log under them).
+void checkHeader(sqlite3* handle, const QString& givenPath)
+{
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
+        !file->pMethods)
+        return;  // SQLite itself says what is wrong at the first read
+    char bytes[100] = {};
+    const int rc = file->pMethods->xRead(file, bytes, int(sizeof bytes), 0);
+    if (rc != SQLITE_OK && rc != SQLITE_IOERR_SHORT_READ)
+        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(givenPath, QString::fromUtf8(sqlite3_errstr(rc))));
+    const QByteArray header(bytes, int(sizeof bytes));
+    const QByteArray signature = header.mid(4, 15);
+    if (signature == "Standard Jet DB" || signature == "Standard ACE DB") {
+        throw DbError(QStringLiteral("'%1' is a Microsoft Access (Jet) database file. Dorvane opens SQLite "
+                                     "databases only: the file must be converted to SQLite first.")
+                          .arg(givenPath));
+    }
+    if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0"))) {
+        throw DbError(QStringLiteral("Unrecognized database format '%1': the file is not an SQLite database.")
+                          .arg(givenPath));
+    }
+}
+
+std::atomic<int> lockWaitMs{kDefaultLockWaitMs};
+
+// How long SQLite waited for another program's lock, per connection.
+struct LockWait {
+    QElapsedTimer timer;
+    int limitMs = kDefaultLockWaitMs;
+};
+
+// SQLite's busy handler: waits for another program's lock until the limit
+// (or an interruption), then lets the statement fail and notes how long it
+// waited, for the description of the failure.
+int waitForLock(void* data, int attempt)
+{
+    auto* wait = static_cast<LockWait*>(data);
+    if (attempt == 0)
+        wait->timer.start();
+    const qint64 waited = wait->timer.elapsed();
+    if (waited >= wait->limitMs || InterruptionRequested()) {
+        NoteLockWait(waited);
+        return 0;
+    }
+    sqlite3_sleep(int(std::min<qint64>(attempt < 8 ? 5 : 25, wait->limitMs - waited)) + 1);
+    return 1;
+}
+
+// SQLite's progress handler: a long statement stops when an interruption
+// was requested.
+int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
+constexpr int kInterruptCheckInstructions = 10000;
+
+bool isFileProvider(const QString& provider)
+{
+    return provider.startsWith(QLatin1String("Microsoft.Jet.OLEDB."), Qt::CaseInsensitive) ||
+           provider.startsWith(QLatin1String("Microsoft.ACE.OLEDB."), Qt::CaseInsensitive);
+}
+
+} // namespace
+
+void SetLockWaitMs(int milliseconds) { lockWaitMs.store(std::max(0, milliseconds)); }
+
+int LockWaitMs() { return lockWaitMs.load(); }
+
+QString FileConnectionString(const QString& path)
+{
+    QString value = path;
+    const bool plain = !path.contains(QLatin1Char(';')) && !path.startsWith(QLatin1Char('"')) &&
+                       !path.startsWith(QLatin1Char('\'')) && path.trimmed() == path;
+    if (!plain)
+        value = QLatin1Char('"') + QString(path).replace(QLatin1String("\""), QLatin1String("\"\"")) + QLatin1Char('"');
+    return QStringLiteral("PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=") + value + QLatin1Char(';');
+}
+
+DataSource ConnectionDataSource(const QString& connectionString)
+{
+    const QList<Setting> settings = parseSettings(connectionString);
+    const Setting* provider = findSetting(settings, "provider");
+    DataSource source;
+    source.isFile = provider && isFileProvider(provider->value);
+    if (const Setting* setting = findSetting(settings, source.isFile ? "data source" : "dsn"))
+        source.name = setting->value;
+    return source;
+}
+
+QString MaskPasswords(const QString& connectionString)
+{
+    QString masked = connectionString;
+    const QList<Setting> settings = parseSettings(connectionString);
+    // From the end, so that the positions before each value stay valid.
+    for (auto it = settings.crbegin(); it != settings.crend(); ++it) {
+        if (it->key == QLatin1String("pwd") || it->key.endsWith(QLatin1String("password")) ||
+            it->key.endsWith(QLatin1String("passwd")))
+            masked.replace(it->valueStart, it->valueEnd - it->valueStart, QStringLiteral("********"));
+    }
+    return masked;
+}
+
+struct Connection::Private {
+    QString name;
+    QSqlDatabase db;
+    const Dialect* dialect = nullptr;
+    QHash<QString, std::shared_ptr<const TableInfo>> tables;
+    // The same, by the table's name exactly as written: a record set is
+    // opened per copied row, and its table need not be lower-cased each time.
+    QHash<QString, std::shared_ptr<const TableInfo>> tablesAsWritten;
+    QHash<QString, std::shared_ptr<QSqlQuery>> statements;
+    std::unique_ptr<SqliteStatements> sqliteStatements;
+    std::unique_ptr<HeldWrites> held;
+    LockWait lockWait;
+
+    void requireOpen() const
+    {
+        if (!db.isValid() || !db.isOpen())
+            throw DbError(QString::fromLatin1(kClosedText));
+    }
+
+    void forgetMetadata()
+    {
+        // The reserved keys are kept by table: sent before the schema
+        // changes (Execute), held rows go with them.
+        held.reset();
+        statements.clear();
+        if (sqliteStatements)
+            sqliteStatements->Clear();
+        tables.clear();
+        tablesAsWritten.clear();
+    }
+
+    void release()
+    {
+        held.reset();
+        forgetMetadata();
+        // SQLite refuses to close a handle with statements still prepared.
+        sqliteStatements.reset();
+        if (db.isValid())
+            db.close();
+        db = QSqlDatabase();
+        if (!name.isEmpty())
+            QSqlDatabase::removeDatabase(name);
+        name.clear();
+        dialect = nullptr;
+    }
+
+    // Runs a statement of the data layer's own; throws the database's text.
+    void run(const QString& sql)
+    {
+        QSqlQuery q(db);
+        if (!q.exec(sql))
+            throw DbError(NamingReadonlyFile(sqliteHandle(db), ErrorDescription(q.lastError())));
+    }
+
+    void openSqlite(const QString& givenPath)
+    {
+        const QString path = NativePath(givenPath);
+        requireFile(givenPath, path);
+
+        name = nextConnectionName();
+        db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        if (!db.isValid()) {
+            release();
+            throw DbError(QString::fromLatin1(kNoProviderText));
+        }
+        // mode=rw: SQLite itself never creates the file, even if it vanished
+        // since it was checked.
+        QUrl uri = QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
+        uri.setQuery(QStringLiteral("mode=rw"));
+        db.setDatabaseName(uri.toString(QUrl::FullyEncoded));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI"));
+        if (!db.open()) {
+            const QString text = ErrorDescription(db.lastError());
+            release();
+            throw DbError(text);
+        }
+        dialect = &SqliteDialect();
+        try {
+            if (sqlite3* handle = sqliteHandle(db)) {
+                checkHeader(handle, givenPath);
+                lockWait.limitMs = LockWaitMs();
+                sqlite3_busy_handler(handle, waitForLock, &lockWait);
+                sqlite3_progress_handler(handle, kInterruptCheckInstructions, stopWhenInterrupted, nullptr);
+                sqliteStatements = std::make_unique<SqliteStatements>(handle);
+            }
+            run(QStringLiteral("PRAGMA foreign_keys = OFF"));
+            // A copy run writes hundreds of thousands of rows in one
+            // transaction; SQLite's default page cache of 2 MB would spill
+            // it to the journal page by page.
+            run(QStringLiteral("PRAGMA cache_size = -%1").arg(kSqlitePageCacheKiB));
+        } catch (...) {
+            release();
+            throw;
+        }
+    }
+
+    void openOdbc(const QString& dsn)
+    {
+        name = nextConnectionName();
+        db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), name);
+        if (!db.isValid()) {
+            release();
+            throw DbError(QString::fromLatin1(kNoProviderText));
+        }
+        // Qt puts "DSN=" in front of the name unless the text names a driver
+        // or server itself; then it must carry its own "DSN=".
+        const bool complete = dsn.contains(QLatin1String("DRIVER="), Qt::CaseInsensitive) ||
+                              dsn.contains(QLatin1String("SERVER="), Qt::CaseInsensitive);
+        db.setDatabaseName(complete ? QLatin1String("DSN=") + dsn : dsn);
+        if (!db.open()) {
+            const QString text = ErrorDescription(db.lastError());
+            release();
+            throw DbError(text);
+        }
+        dialect = &PostgresDialect();
+        // Waiting for another program's row locks has the same limit as on
+        // SQLite; only a hint, as a server without the setting waits on.
+        QSqlQuery q(db);
+        q.exec(QStringLiteral("SET lock_timeout = %1").arg(LockWaitMs()));
+        // Every transaction reads one state of the repository, as on
+        // SQLite: what another operation commits meanwhile is seen wholly
+        // or not at all, and a row it changed meanwhile is not written over
+        // (the statement fails instead).
+        q.exec(QString::fromLatin1(kIsolatedSession));
+    }
+};
+
+Connection::Connection() : d(std::make_unique<Private>()) {}
+
+Connection::~Connection()
+{
+    try {
+        Close();
+    } catch (...) {
+        // Nothing sensible to report while being destroyed.
+    }
+}
+
+void Connection::Open(const QString& connectionString)
+{
+    if (IsOpen())
+        throw DbError(QString::fromLatin1(kOpenText));
+    d->release();
+
+    const QList<Setting> settings = parseSettings(connectionString);
+    const Setting* provider = findSetting(settings, "provider");
+    const QString providerName = provider ? provider->value : QString();
+
+    if (isFileProvider(providerName)) {
+        const Setting* source = findSetting(settings, "data source");
+        d->openSqlite(source ? source->value : QString());
+    } else if (providerName.isEmpty() || providerName.compare(QLatin1String("MSDASQL"), Qt::CaseInsensitive) == 0 ||
+               providerName.startsWith(QLatin1String("MSDASQL."), Qt::CaseInsensitive)) {
+        // Everything after "DSN=" goes to the driver manager as written.
+        const Setting* dsn = findSetting(settings, "dsn");
+        d->openOdbc(dsn ? connectionString.mid(dsn->valueStart) : QString());
+    } else {
+        throw DbError(QString::fromLatin1(kNoProviderText));
+    }
+    m_connectionString = connectionString;
+    m_inTransaction = false;
+}
+
+void Connection::OpenFile(const QString& path)
+{
+    if (IsOpen())
+        throw DbError(QString::fromLatin1(kOpenText));
+    d->release();
+    d->openSqlite(path);
+    m_connectionString = path;
+    m_inTransaction = false;
+}
+
+void Connection::UseForReading()
+{
+    // Only a hint: a connection that keeps its larger cache works as well.
+    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr) {
+        const QByteArray pragma = "PRAGMA cache_size = -" + QByteArray::number(kSqliteReadingPageCacheKiB);
+        sqlite3_exec(handle, pragma.constData(), nullptr, nullptr, nullptr);
+    }
+}
+
+void Connection::ReleaseMemory()
+{
+    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr)
+        sqlite3_db_release_memory(handle);
+}
+
+void Connection::Close()
+{
+    if (d->held)
+        d->held->Discard();
+    if (m_inTransaction && IsOpen()) {
+        try {
+            RollbackTrans();
+        } catch (const DbError&) {
+            // Closing ends the transaction anyway.
+        }
+    }
+    m_inTransaction = false;
+    m_readOnlySession = false;
+    d->release();
+    m_connectionString.clear();
+}
+
+bool Connection::IsOpen() const { return d->db.isValid() && d->db.isOpen(); }
+
+BackendKind Connection::backend() const { return dialect().backend; }
+
+const Dialect& Connection::dialect() const
+{
+    d->requireOpen();
+    return *d->dialect;
+}
+
+QSqlDatabase& Connection::database()
+{
+    d->requireOpen();
+    return d->db;
+}
+
+void Connection::BeginTrans()
+{
+    d->requireOpen();
+    CheckInterruption();
+    if (m_inTransaction)
+        throw DbError(QString::fromLatin1(kNestedText));
+    if (d->dialect->beginSql) {
+        d->run(QString::fromLatin1(d->dialect->beginSql));
+    } else if (!d->db.transaction()) {
+        throw StatementFailure(d->db.lastError());
+    }
+    m_inTransaction = true;
+    m_rollbackOnly = false;
+}
+
+void Connection::BeginReadTrans()
+{
+    d->requireOpen();
+    CheckInterruption();
+    if (m_inTransaction)
+        throw DbError(QString::fromLatin1(kNestedText));
+    if (d->dialect->backend == BackendKind::Sqlite) {
+        d->run(QStringLiteral("BEGIN DEFERRED"));
+        m_inTransaction = true;
+        m_rollbackOnly = false;
+        // The snapshot is taken by the first read: take it now, not at the
+        // first read of the operation's own.
+        d->run(QStringLiteral("SELECT COUNT(*) FROM sqlite_master"));
+        return;
+    }
+    // Set for the session, before the transaction: the driver may put its
+    // own statements (savepoints) at the start of a transaction, after
+    // which the level can no longer be chosen.
+    d->run(QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ ONLY"));
+    if (!d->db.transaction())
+        throw StatementFailure(d->db.lastError());
+    m_inTransaction = true;
+    m_rollbackOnly = false;
+    m_readOnlySession = true;
+    d->run(QStringLiteral("SELECT 1"));
+}
+
+void Connection::endReadOnlySession()
+{
+    if (!m_readOnlySession)
+        return;
+    m_readOnlySession = false;
+    d->run(QString::fromLatin1(kIsolatedSession));
+}
+
+void Connection::CommitTrans()
+{
+    d->requireOpen();
+    if (!m_inTransaction)
+        throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (m_rollbackOnly) {
+        RollbackTrans();
+        throw DbError(QString::fromLatin1(kRolledBackText));
+    }
+    CheckInterruption();
+    if (d->held)
+        d->held->Flush();
+    if (d->dialect->commitSql) {
+        try {
+            d->run(QString::fromLatin1(d->dialect->commitSql));
+        } catch (const DbError&) {
+            // SQLite may have ended the transaction itself.
+            if (sqlite3* h = sqliteHandle(d->db))
+                m_inTransaction = sqlite3_get_autocommit(h) == 0;
+            throw;
+        }
+    } else if (!d->db.commit()) {
+        throw StatementFailure(d->db.lastError());
+    }
+    m_inTransaction = false;
+    endReadOnlySession();
+}
+
+void Connection::RollbackTrans()
+{
+    d->requireOpen();
+    if (!m_inTransaction)
+        throw DbError(QString::fromLatin1(kNoTransactionText));
+    if (d->held)
+        d->held->Discard();
+    if (d->dialect->rollbackSql) {
+        try {
+            d->run(QString::fromLatin1(d->dialect->rollbackSql));
+        } catch (const DbError&) {
+            // After some failures SQLite has rolled back already: done.
+            sqlite3* h = sqliteHandle(d->db);
+            if (!h || sqlite3_get_autocommit(h) == 0)
+                throw;
+        }
+    } else if (!d->db.rollback()) {
+        throw DbError(ErrorDescription(d->db.lastError()));
+    }
+    m_inTransaction = false;
+    m_rollbackOnly = false;
+    endReadOnlySession();
+}
+
+qint64 Connection::Execute(const QString& sql)
+{
+    d->requireOpen();
+    CheckInterruption();
+    const QString text = d->dialect->Translate(sql);
+    SendHeldWrites();
+    // A changed table invalidates what is known about it, and SQLite will
+    // not drop a table while statements on it are kept prepared.
+    if (isDdl(text)) {
+        d->forgetMetadata();
+    } else if (d->sqliteStatements) {
+        // Statements that differ only in the keys they name (a deletion
+        // run per parent row) are compiled once.
+        if (const std::optional<qint64> affected = ExecuteKept(*d->sqliteStatements, text))
+            return *affected;
+    }
+    QSqlQuery q(d->db);
+    q.setForwardOnly(true);
+    if (!q.exec(text))
+        throw StatementFailure(q.lastError());
+    const qint64 affected = q.numRowsAffected();
+    q.finish();
+    return affected;
+}
+
+void Connection::ExecuteDeletion(const QString& sql)
+{
+    if (HeldWrites* held = heldWrites(); held && held->HoldDeletion(d->dialect->Translate(sql)))
+        return;
+    Execute(sql);
+}
+
+void Connection::SendHeldWrites()
+{
+    if (d->held)
+        d->held->Flush();
+}
+
+HeldWrites* Connection::heldWrites()
+{
+    d->requireOpen();
+    if (d->held && !d->held->IsEmpty())
+        return d->held.get();
+    if (!d->dialect->batchesStatements || !m_inTransaction || !m_batching)
+        return nullptr;
+    if (!d->held)
+        d->held = std::make_unique<HeldWrites>(*this);
+    return d->held.get();
+}
+
+DbError Connection::StatementFailure(const QSqlError& error)
+{
+    const QString text = ErrorDescription(error);
+    if (!IsOpen() || d->dialect->backend != BackendKind::Odbc)
+        return DbError(NamingReadonlyFile(IsOpen() ? sqliteHandle(d->db) : nullptr, text));
+    // The driver's words for a vanished server vary with the moment it went
+    // ("internal SAVEPOINT failed", "Could not send Query"); a statement
+    // that needs nothing of the database tells.
+    QSqlQuery probe(d->db);
+    probe.setForwardOnly(true);
+    if (probe.exec(QStringLiteral("SELECT 1")))
+        return DbError(text);
+    return DbError(kConnectionLostText + text);
+}
+
+QStringList Connection::TableColumns(const QString& table) { return tableInfo(table)->columns; }
+
+std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)
+{
+    d->requireOpen();
+    if (auto found = d->tablesAsWritten.constFind(tableRef); found != d->tablesAsWritten.constEnd())
+        return *found;
+    const QString cacheKey = tableRef.startsWith(QLatin1Char('"')) ? tableRef : tableRef.toLower();
+    if (auto found = d->tables.constFind(cacheKey); found != d->tables.constEnd()) {
+        d->tablesAsWritten.insert(tableRef, *found);
+        return *found;
+    }
+
+    auto info = std::make_shared<TableInfo>(d->dialect->ReadTableInfo(d->db, tableRef));
+    if (info->columns.isEmpty()) {
+        // Let the database say why, in its own words; no row is read.
+        QSqlQuery probe(d->db);
+        probe.setForwardOnly(true);
+        if (!probe.exec(QLatin1String("SELECT * FROM ") + d->dialect->Translate(tableRef) +
+                        QLatin1String(" WHERE 1 = 0")))
+            throw DbError(ErrorDescription(probe.lastError()));
+        throw DbError(QStringLiteral("The table '%1' has no columns that can be read.").arg(UnquoteName(tableRef)));
+    }
+    d->tables.insert(cacheKey, info);
+    d->tablesAsWritten.insert(tableRef, info);
+    return info;
+}
+
+QSqlQuery& Connection::preparedStatement(const QString& sql)
+{
+    d->requireOpen();
+    if (auto found = d->statements.constFind(sql); found != d->statements.constEnd())
+        return **found;
+    if (d->statements.size() >= kStatementCacheLimit)
+        d->statements.clear();
+    auto q = std::make_shared<QSqlQuery>(d->db);
+    q->setForwardOnly(true);
+    if (!q->prepare(sql))
+        throw StatementFailure(q->lastError());
+    d->statements.insert(sql, q);
+    return *q;
+}
+
+SqliteStatements* Connection::sqliteStatements()
+{
+    d->requireOpen();
+    return d->sqliteStatements.get();
+}
+
+void Connection::CreateDatabaseFile(const QString& path)
+{
+    const QString native = NativePath(path);
+    if (QFileInfo::exists(native))
+        throw DbError(QStringLiteral("Database '%1' already exists.").arg(path));
+
+    sqlite3* handle = nullptr;
+    const QByteArray file = QFile::encodeName(native);
+    int rc = sqlite3_open_v2(file.constData(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    QString error;
+    if (rc == SQLITE_OK) {
+        // The write-ahead journal is a property of the file: every later
+        // connection uses it, and a writer no longer blocks a reader of the
+        // same file.
+        char* message = nullptr;
+        rc = sqlite3_exec(handle, "PRAGMA journal_mode=WAL; PRAGMA user_version = 0;", nullptr, nullptr, &message);
+        if (rc != SQLITE_OK)
+            error = QString::fromUtf8(message ? message : sqlite3_errmsg(handle));
+        sqlite3_free(message);
+    } else {
+        error = handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QString::fromUtf8(sqlite3_errstr(rc));
+    }
+    sqlite3_close(handle);
+    if (!error.isEmpty()) {
+        QFile::remove(native);
+        throw DbError(QStringLiteral("Could not create database '%1': %2").arg(path, error));
+    }
+}
+
+void Connection::RemoveDatabaseFile(const QString& nativePath)
+{
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        QFile::remove(nativePath + QLatin1String(suffix));
+}
+
+} // namespace dorvane

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "core/repository/Connection.h"
+
+#include <QString>
+#include <QStringList>
+
+namespace dorvane {
+
+// The repository proper, or the template that environment backups are made
+// from: the same tables plus the iOriginal... columns that remember each
+// backed-up row's key in the repository it came from.
+enum class SchemaVariant { Repository, BackupTemplate };
+
+// The statements that create the schema on a backend, in the order they
+// must run: tables, then the indexes on the foreign keys the copy engine
+// selects by. Generated from the table list of Schema.h.
+QStringList SchemaStatements(BackendKind backend, SchemaVariant variant);
+
+// The repository tables that already exist in the connected database,
+// named as Schema.h names them.
+QStringList ExistingRepositoryTables(Connection& connection);
+
+// Creates the schema inside the caller's transaction. Refuses, before
+// running any statement, when one of the repository tables exists.
+// Throws DbError.
+void CreateSchemaTables(Connection& connection, SchemaVariant variant);
+
+// CreateSchemaTables in a transaction of its own: on any failure nothing
+// is left behind. Throws DbError.
+void CreateSchema(Connection& connection, SchemaVariant variant);
+
+} // namespace dorvane

@@ -1,0 +1,56 @@
+#include "desktop/mainwindow/DialogProvider.h"
+
+#include "desktop/applications/frmAttributes.h"
+#include "desktop/environments/frmNewVersionID.h"
+#include "desktop/environments/frmRestoreSelect.h"
+#include "desktop/lists/frmFileList.h"
+#include "desktop/mainwindow/frmMainForm.h"
+
+namespace dorvane {
+
+std::optional<ListAttributes> QtDialogProvider::ListHandlingAttributes(const ListAttributes& shown)
+{
+    frmAttributes dialog(shown, m_messages, m_parent);
+    dialog.exec();
+    if (dialog.Cancelled())
+        return std::nullopt;
+    return dialog.Values();
+}
+
+std::optional<QString> QtDialogProvider::FileList(const QString& caption, FileNamePreset preset)
+{
+    frmFileList dialog(m_messages, m_parent);
+    dialog.setWindowTitle(caption);
+    if (preset == FileNamePreset::TextFileInCurrentFolder)
+        dialog.PresetTextFileName();
+    dialog.exec();
+    if (dialog.Cancelled())
+        return std::nullopt;
+    return dialog.FileName();
+}
+
+std::optional<QString> QtDialogProvider::NewVersionID(const QString& prompt,
+                                                     const std::function<bool(const QString& id)>& okCheck)
+{
+    frmNewVersionID dialog(prompt, okCheck, m_parent);
+    dialog.exec();
+    if (!dialog.Accepted())
+        return std::nullopt;
+    return dialog.VersionID();
+}
+
+std::optional<QString> QtDialogProvider::RestoreBackup(const QString& folder)
+{
+    return QtRestoreChooser(m_parent).ChooseBackup(folder);
+}
+
+DialogProvider& frmMainForm::dialogs()
+{
+    if (m_dialogs)
+        return *m_dialogs;
+    if (!m_qtDialogs)
+        m_qtDialogs = std::make_unique<QtDialogProvider>(this, m_messages);
+    return *m_qtDialogs;
+}
+
+} // namespace dorvane
