@@ -3,7 +3,7 @@
 // exit statuses and what they leave in the repository.
 
 #include "cli/CtlTestSupport.h"
-#include "lists/KeywordFileCases.h"
+#include "core/lists/KeywordFileCases.h"
 
 #include <QDate>
 #include <QDateTime>

@@ -1,0 +1,327 @@
+// The copy primitives within one repository: what each column of a copied
+// row holds, the maps they fill, the progress they report and the message
+// of each failing stage.
+
+#include "core/copyengine/CopyEngineFixture.h"
+
+using namespace dorvane;
+using namespace dorvane::test;
+
+class CopyPrimitivesTest : public CopyEngineTest {
+protected:
+    void SetUp() override
+    {
+        CopyEngineTest::SetUp();
+        app = add(u"tApp"_s, {{u"sAppName"_s, u"Order Entry"_s}});
+        source = version(u"1.0"_s);
+        destination = version(u"2.0"_s);
+        environment = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA"_s}});
+        backup->CurrentVersionLabel = u"Order Entry"_s;
+    }
+
+    qint32 version(const QString& id) { return add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}}); }
+    qint32 keyword(qint32 appKey, const QString& name, const QString& desc = u"d"_s)
+    {
+        return add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, desc}});
+    }
+    void relation(qint32 keywordKey, const QString& holderColumn, qint32 holder)
+    {
+        add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keywordKey}, {holderColumn, holder}});
+    }
+    std::vector<qint32> relationKeywords(const QString& holderColumn, qint32 holder)
+    {
+        return ints(u"SELECT * FROM tKeywordRel WHERE %1=%2"_s.arg(holderColumn).arg(holder), u"iKeywordRelKeywordKey"_s);
+    }
+    bool copyProcesses(qint32 target) { return backup->CopyProcesses(source, 0, conn, target, environment, conn); }
+
+    qint32 app = 0, source = 0, destination = 0, environment = 0;
+};
+
+TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey)
+{
+    const qint32 top = addFull(u"tWindow"_s, {{u"iWindowVerKey"_s, source}});
+    // The parent lies in the same version; the copy still names the source's.
+    const qint32 child = addFull(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"iWindowParentKey"_s, top}});
+    // The system screen is compared on the exact text.
+    add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowPhysicalName"_s, u"[System Screen]"_s}});
+    add(u"tWindow"_s, {{u"iWindowVerKey"_s, source}, {u"sWindowPhysicalName"_s, u"[system screen] "_s}});
+    const qint32 full = addFull(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});
+    const qint32 sparse = add(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});  // nulls stay null
+
+    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false)) << shown();
+    const KeyMap& windows = backup->WindowMap;
+    ASSERT_EQ(windows.Length(), 3);
+    EXPECT_EQ(std::pair(windows.OldKey(1), windows.OldKey(2)), std::pair(top, child));
+    expectCopy(u"tWindow"_s, top, windows.NewKey(1), {{u"iWindowVerKey"_s, destination}});
+    expectCopy(u"tWindow"_s, child, windows.NewKey(2), {{u"iWindowVerKey"_s, destination}});
+    EXPECT_EQ(intValue(u"tWindow"_s, windows.NewKey(2), u"iWindowParentKey"_s), top);
+
+    // Windows without objects leave ObjectMap alone.
+    const KeyMap& objects = backup->ObjectMap;
+    ASSERT_EQ(std::tuple(objects.Length(), objects.BatchCount(), objects.OldKey(2)), std::tuple(2, 2, sparse));
+    const std::map<QString, QVariant> objectColumns = {{u"iObjectWindowKey"_s, windows.NewKey(2)}, {u"iObjectVersionKey"_s, destination}};
+    expectCopy(u"tObject"_s, full, objects.NewKey(1), objectColumns);
+    expectCopy(u"tObject"_s, sparse, objects.NewKey(2), objectColumns);
+
+    // The bar counts windows.
+    EXPECT_EQ(progress.events.mid(0, 2), (QStringList{"action:Windows in Order Entry", "range:0-3"}));
+
+    // A version holding only its system screen copies nothing and leaves
+    // the window alone; asked for, the system screen is copied.
+    const qint32 lone = build(app, u"1.1"_s, {{u"[System Screen]"_s, {}}}).version;
+    progress.events.clear();
+    ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, false));
+    EXPECT_TRUE(progress.events.isEmpty() && windows.Length() == 3);
+    ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, true));
+    EXPECT_EQ(windows.Length(), 4);
+
+    // A failed object leaves the rows saved before it, and the positions
+    // of its batch that were not filled hold 0.
+    abortOn(u"tObject"_s, u"INSERT"_s);
+    EXPECT_FALSE(backup->CopyWindows(source, conn, destination, conn, true));
+    expectFailure(u"Error while copying Windows:"_s);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 6);
+    EXPECT_EQ(std::tuple(objects.Length(), objects.NewKey(3), objects.NewKey(4)), std::tuple(4, 0, 0));
+}
+
+// Variables and requirements replace their maps on every call; keywords
+// match by name or are added again, the map growing.
+TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
+{
+    const qint32 v1 = addFull(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
+    const qint32 v2 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
+    const qint32 r1 = addFull(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
+
+    ASSERT_TRUE(backup->CopyVariables(source, conn, destination, conn));
+    const KeyMap& variables = backup->VariableMap;
+    ASSERT_EQ(variables.Length(), 2);
+    expectCopy(u"tUserVar"_s, v1, variables.NewKey(1), {{u"iVarAppVerKey"_s, destination}});
+    expectCopy(u"tUserVar"_s, v2, variables.NewKey(2), {{u"iVarAppVerKey"_s, destination}});
+    EXPECT_EQ(progress.events.mid(0, 2), (QStringList{"action:Variables in Order Entry", "range:0-2"}));
+
+    ASSERT_TRUE(backup->CopyRequirements(source, conn, destination, conn));
+    ASSERT_EQ(backup->RequirementMap.Length(), 1);
+    expectCopy(u"tRequirement"_s, r1, backup->RequirementMap.NewKey(1), {{u"iRequirementAppVerKey"_s, destination}});
+    EXPECT_EQ(progress.action, u"Requirements in Order Entry"_s);
+
+    // The next version's variables replace the first's; a version without
+    // any leaves the map and the window alone.
+    const qint32 other = version(u"1.1"_s);
+    const qint32 v3 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, other}});
+    ASSERT_TRUE(backup->CopyVariables(other, conn, destination, conn));
+    EXPECT_EQ(LookupNewKey(variables, v1, 2), 0);
+    const QStringList before = progress.events;
+    ASSERT_TRUE(backup->CopyVariables(version(u"1.2"_s), conn, destination, conn));
+    EXPECT_TRUE(variables.Length() == 1 && LookupNewKey(variables, v3, 1) != 0);
+    EXPECT_EQ(progress.events, before);
+
+    // Keywords match by their exact name, though the database finds names
+    // in other letter cases first, or are added again.
+    const qint32 smoke = keyword(app, u"Smoke"_s);
+    const qint32 regression = keyword(app, u"Regression"_s);
+    const qint32 target = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
+    const qint32 upper = keyword(target, u"SMOKE"_s, u"other case"_s);
+    const qint32 existing = keyword(target, u"Smoke"_s, u"kept"_s);
+    const qint32 lower = keyword(target, u"regression"_s);
+
+    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, true)) << shown();
+    const KeyMap& keywords = backup->KeywordMap;
+    EXPECT_EQ(LookupNewKey(keywords, smoke, 2), existing);
+    const qint32 added = LookupNewKey(keywords, regression, 2);
+    EXPECT_TRUE(added > lower && added != upper) << added;
+    EXPECT_EQ(Rows(conn, u"SELECT iKeywordAppKey, sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordKey IN (%1, %2) ORDER BY iKeywordKey"_s
+                             .arg(existing).arg(added)),
+              (QStringList{u"%1|Smoke|kept"_s.arg(target), u"%1|Regression|d"_s.arg(target)}));
+
+    // Without matching a second "Smoke" is added; the map keeps growing and
+    // the first entry still wins.
+    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, false));
+    EXPECT_EQ(std::tuple(keywords.Length(), count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)),
+                         LookupNewKey(keywords, smoke, keywords.Length())), std::tuple(4, 6, existing));
+
+    // A name with an apostrophe is matched like any other, twice over.
+    const qint32 quoted = add(u"tApp"_s, {{u"sAppName"_s, u"Quoted"_s}});
+    keyword(quoted, u"O'Neil"_s);
+    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
+    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 AND sKeywordName='O''Neil'"_s.arg(target)), 1);
+}
+
+TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOwnReferences)
+{
+    // Main visits frmLogin (2) and the system screen (1); Lone visits
+    // frmLogin alone; a lone placeholder step window is not copied.
+    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {u"txtUser"_s}}, {u"[System Screen]"_s, {}}},
+                          {{u"Start"_s, {}}, {u"Lone"_s, {u"frmLogin"_s}}, {u"Placeholder"_s, {}}});
+    source = v.version;
+    const qint32 first = v.processes.at(u"Start"_s), mapped = v.windows.at(u"frmLogin"_s), object = v.objects.at(u"txtUser"_s);
+    const qint32 system = v.windows.at(u"[System Screen]"_s), placeholder = v.processes.at(u"Placeholder"_s);
+    const qint32 kw = keyword(app, u"Smoke"_s);
+    const qint32 requirement = add(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
+    relation(kw, u"iKeywordRelProcessKey"_s, first);
+    const qint32 main = addFull(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"iProcessDependencyKey"_s, first},
+                                                {u"iProcessRequirementKey"_s, requirement}});
+    const auto stepWindow = [&](qint32 process, qint32 window, int sequence) {
+        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, source},
+                                      {u"iStepWindowWindowKey"_s, window}, {u"iStepWindowSequenceNum"_s, sequence}});
+    };
+    const auto step = [&](qint32 sw, qint32 obj, int sequence) {
+        return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepObjectKey"_s, obj}, {u"iStepSequenceNum"_s, sequence}});
+    };
+    const qint32 visit = stepWindow(main, mapped, 2);
+    stepWindow(main, system, 1);
+    const qint32 full = addFull(u"tStep"_s, {{u"iStepWindowKey"_s, visit}, {u"iStepObjectKey"_s, object}, {u"iStepSequenceNum"_s, 2}});
+    step(visit, 0, 1);
+    step(visit, 987654, 3);
+    step(stepWindow(placeholder, 0, 1), 0, 1);
+
+    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false));
+    progress.events.clear();
+    ASSERT_TRUE(copyProcesses(destination)) << shown();
+
+    const KeyMap& processes = backup->ProcessMap;
+    ASSERT_EQ(processes.Length(), 4);
+    const qint32 newMain = LookupNewKey(processes, main, 4);
+    // The requirement and the dependency keep the source keys; the
+    // sequence number is not copied.
+    expectCopy(u"tProcess"_s, main, newMain, {{u"iProcessVerKey"_s, destination}}, {u"iProcessSequenceNum"_s});
+
+    // Step windows in sequence order; the system screen was not copied, so
+    // its step window keeps the source window key.
+    const QString mainWindows = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum"_s.arg(newMain);
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowWindowKey"_s),
+              (std::vector<qint32>{system, LookupNewKey(backup->WindowMap, mapped, backup->WindowMap.Length())}));
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowVerKey"_s), (std::vector<qint32>{destination, destination}));
+    EXPECT_EQ(ints(mainWindows, u"iStepWindowEnvironmentKey"_s), (std::vector<qint32>{environment, environment}));
+    const qint32 newVisit = ints(mainWindows, u"iStepWindowKey"_s).back();
+
+    // Steps: the object through ObjectMap, 0 and unknown keys kept.
+    const qint32 newObject = LookupNewKey(backup->ObjectMap, object, backup->ObjectMap.Length());
+    const QString visitSteps = u"SELECT * FROM tStep WHERE iStepWindowKey=%1 ORDER BY iStepSequenceNum"_s.arg(newVisit);
+    EXPECT_EQ(ints(visitSteps, u"iStepObjectKey"_s), (std::vector<qint32>{0, newObject, 987654}));
+    expectCopy(u"tStep"_s, full, ints(visitSteps, u"iStepKey"_s).at(1),
+               {{u"iStepWindowKey"_s, newVisit}, {u"iStepObjectKey"_s, newObject}});
+
+    const QString windowsOf = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s;
+    EXPECT_EQ(std::pair(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))),
+                        count(windowsOf.arg(LookupNewKey(processes, v.processes.at(u"Lone"_s), 4)))), std::pair(0, 1));
+
+    // KeywordMap is empty: the relation keeps its keyword.
+    EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));
+
+    // One step of the bar per process.
+    EXPECT_EQ(progress.events.first(), u"action:Processes in Order Entry"_s);
+    EXPECT_EQ(progress.matching(u"value:"_s), (QStringList{"value:0", "value:1", "value:2", "value:3", "value:4"}));
+}
+
+TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
+{
+    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {}}}, {{u"Login"_s, {u"frmLogin"_s}}});
+    source = v.version;
+    relation(keyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v.processes.at(u"Login"_s));
+    for (const auto& [table, stage] : std::vector<std::pair<QString, QString>>{
+             {u"tProcess"_s, u"Processes"_s}, {u"tStepWindow"_s, u"Step Windows"_s}, {u"tStep"_s, u"Steps"_s}, {u"tKeywordRel"_s, u"Process Keywords"_s}}) {
+        SCOPED_TRACE(table.toStdString());
+        const qint32 target = version(u"T "_s + table);
+        abortOn(table, u"INSERT"_s);
+        EXPECT_FALSE(copyProcesses(target));
+        expectFailure(u"Error while copying %1:"_s.arg(stage));
+        dropAbort(table, u"INSERT"_s);
+        // What was saved before the failure stays.
+        EXPECT_EQ(count(u"SELECT * FROM tProcess WHERE iProcessVerKey=%1"_s.arg(target)), table == u"tProcess"_s ? 0 : 1);
+    }
+}
+
+// Cycles treat process references each in their own way; schedules take
+// the copied cycles (0 for others) and the copied keywords.
+TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
+{
+    const Built v = build(app, u"1.5"_s, {}, {{u"A"_s, {}}, {u"B"_s, {}}}), elsewhere = build(app, u"9.0"_s, {}, {{u"Elsewhere"_s, {}}});
+    source = v.version;
+    const qint32 pa = v.processes.at(u"A"_s), pb = v.processes.at(u"B"_s), outside = elsewhere.processes.at(u"Elsewhere"_s);
+    ASSERT_TRUE(copyProcesses(destination));
+    const QStringList before = progress.events;
+
+    const qint32 c1 = addFull(u"tCycle"_s, {{u"iCycleVerKey"_s, source}, {u"iCycleDependencyKey"_s, pa}, {u"iCycleStartStateKey"_s, outside}});
+    const qint32 c2 = add(u"tCycle"_s, {{u"iCycleVerKey"_s, source}});
+    const qint32 cp1 = addFull(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, pb}});
+    add(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, outside}});
+
+    ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn)) << shown();
+    const KeyMap& cycles = backup->CycleMap;
+    ASSERT_EQ(cycles.Length(), 2);
+    const qint32 newC1 = LookupNewKey(cycles, c1, 2), newC2 = LookupNewKey(cycles, c2, 2);
+    const qint32 newPb = LookupNewKey(backup->ProcessMap, pb, 2);
+    // The dependency through the map; a start state outside the copy
+    // becomes 0; the sequence number is not copied.
+    expectCopy(u"tCycle"_s, c1, newC1,
+               {{u"iCycleVerKey"_s, destination}, {u"iCycleDependencyKey"_s, LookupNewKey(backup->ProcessMap, pa, 2)}, {u"iCycleStartStateKey"_s, 0}},
+               {u"iCycleSequenceNum"_s});
+    EXPECT_EQ(std::pair(intValue(u"tCycle"_s, newC2, u"iCycleDependencyKey"_s), intValue(u"tCycle"_s, newC2, u"iCycleStartStateKey"_s)), std::pair(0, 0));
+
+    // A cycle process outside the copy keeps its process.
+    const QString newProcesses = u"SELECT * FROM tCycleProcess WHERE iCycleKey=%1 ORDER BY iCycleProcessKey"_s.arg(newC1);
+    EXPECT_EQ(ints(newProcesses, u"iProcessKey"_s), (std::vector<qint32>{newPb, outside}));
+    expectCopy(u"tCycleProcess"_s, cp1, ints(newProcesses, u"iCycleProcessKey"_s).front(), {{u"iCycleKey"_s, newC1}, {u"iProcessKey"_s, newPb}});
+    EXPECT_EQ(progress.events, before);  // cycles neither move the bar nor yield
+
+    // A schedule running a copied cycle and one of another version.
+    const qint32 other = add(u"tCycle"_s, {{u"iCycleVerKey"_s, elsewhere.version}});
+    const qint32 kw = keyword(app, u"Nightly"_s);
+    const qint32 schedule = addFull(u"tSchedule"_s, {{u"iScheduleEnvironKey"_s, environment}});
+    for (const qint32 cycle : {c1, other})
+        add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == c1 ? 1 : 2}});
+    relation(kw, u"iKeywordRelScheduleKey"_s, schedule);
+    const qint32 target = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA copy"_s}});
+    ASSERT_TRUE(backup->CopyKeywords(app, conn, add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}}), conn, false));
+    progress.events.clear();
+    ASSERT_TRUE(backup->CopySchedules(environment, conn, target, conn)) << shown();
+    const std::vector<qint32> schedules = ints(u"SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1"_s.arg(target), u"iScheduleKey"_s);
+    ASSERT_EQ(schedules.size(), 1u);
+    expectCopy(u"tSchedule"_s, schedule, schedules[0], {{u"iScheduleEnvironKey"_s, target}});
+    EXPECT_EQ(ints(u"SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1 ORDER BY iCycleSequenceNum"_s.arg(schedules[0]), u"iCycleKey"_s),
+              (std::vector<qint32>{newC1, 0}));
+    EXPECT_EQ(relationKeywords(u"iKeywordRelScheduleKey"_s, schedules[0]), (std::vector<qint32>{LookupNewKey(backup->KeywordMap, kw, 1)}));
+    EXPECT_TRUE(progress.events.isEmpty());
+
+    abortOn(u"tCycleProcess"_s, u"INSERT"_s);
+    EXPECT_FALSE(backup->CopyCycles(source, conn, destination, conn));
+    expectFailure(u"Error while copying Cycle Processes:"_s);
+    abortOn(u"tScheduleCycles"_s, u"INSERT"_s);
+    EXPECT_FALSE(backup->CopySchedules(environment, conn, target, conn));
+    expectFailure(u"Error while copying Schedule Cycles:"_s);
+}
+
+TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
+{
+    backup->ProcessMap.Grow(1);
+    backup->ProcessMap.StoreNext(17, 230);
+    backup->VariableMap.Replace(1);
+    backup->VariableMap.StoreNext(12, 40);
+    const Built copied = build(app, u"2.1"_s, {{u"w"_s, {}}}, {{u"Copied"_s, {u"w"_s}}});
+    const qint32 elsewhere = build(app, u"1.1"_s, {{u"w"_s, {}}}, {{u"Original"_s, {u"w"_s}}}).stepWindows.at(u"Original/w"_s);
+    const qint32 sw = copied.stepWindows.at(u"Copied/w"_s);
+    const auto step = [&](int sequence, const QVariant& arguments) {
+        return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, sequence}, {u"sStepArguments"_s, arguments}});
+    };
+    const qint32 call = step(2, u"Run ProcessKey=17 now"_s), token = step(3, u"Value=@[5|12]"_s), null = copied.steps.at(u"Copied/w"_s);
+    const qint32 untouched = add(u"tStep"_s, {{u"iStepWindowKey"_s, elsewhere}, {u"sStepArguments"_s, u"ProcessKey=17"_s}});
+
+    ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    EXPECT_EQ(value(u"tStep"_s, call, u"sStepArguments"_s).toString(), u"ProcessKey= 230"_s);
+    EXPECT_EQ(value(u"tStep"_s, token, u"sStepArguments"_s).toString(), u"Value=@[ %1| 40]"_s.arg(copied.version));
+    EXPECT_FALSE(value(u"tStep"_s, null, u"sStepArguments"_s).isValid());
+    EXPECT_EQ(value(u"tStep"_s, untouched, u"sStepArguments"_s).toString(), u"ProcessKey=17"_s);
+    EXPECT_EQ(progress.events.first(), u"action:Fixing up steps...."_s);
+
+    // Texts without keys are not written at all; a text that is fails
+    // with the fix-up's own prefix, which ends in a blank.
+    abortOn(u"tStep"_s, u"UPDATE"_s);
+    conn.Execute(u"DELETE FROM tStep WHERE iStepKey IN (%1, %2)"_s.arg(call).arg(token));
+    EXPECT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    step(5, u"ProcessKey=17"_s);
+    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
+    expectFailure(u"Error while fixing up steps: "_s);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

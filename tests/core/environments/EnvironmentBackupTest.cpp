@@ -1,0 +1,525 @@
+// Environment backup and restore: a populated environment taken through a
+// backup file and back, compared row by row; deleted versions and
+// applications recreated; one file per day that a failed backup never
+// spoils; the tutorial's backup folder; failures that roll back.
+
+#include "core/environments/EnvironmentBackup.h"
+#include "core/environments/EnvironmentFixture.h"
+#include "core/repository/FilePaths.h"
+#include "core/repository/Interruption.h"
+#include "core/repository/Transaction.h"
+
+#include <QDirIterator>
+#include <QHash>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QSysInfo>
+
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+using namespace dorvane;
+using namespace dorvane::test;
+namespace {
+
+const QString kRelease = u"Release 1"_s;
+
+// Answers the chooser with the first file it is shown, or cancels.
+class ScriptedChooser : public RestoreChooser {
+public:
+    std::optional<QString> ChooseBackup(const QString& folder) override
+    {
+        folders << folder;
+        return cancel ? std::nullopt : std::optional(ListBackupFiles(folder).front().path);
+    }
+    bool cancel = false;
+    QStringList folders;
+};
+
+// Foreign keys into the tables whose rows a restore writes anew, by column.
+const QHash<QString, QString> kReferences = [] {
+    QHash<QString, QString> refs;
+    const std::pair<const char*, const char*> byTable[] = {
+        {"tWindow", "iObjectWindowKey iStepWindowWindowKey iVersionInitialWindow iVersionMainWindow"},
+        {"tObject", "iStepObjectKey"},
+        {"tProcess", "iStepWindowProcessKey iProcessKey iKeywordRelProcessKey iVersionLoadProcess iVersionLoginProcess "
+                     "iVersionLogoutProcess iVersionTerminateProcess iVersionRecoverProcess"},
+        {"tStepWindow", "iStepWindowKey"}, {"tCycle", "iCycleKey iKeywordRelCycleKey"},
+        {"tSchedule", "iScheduleKey iKeywordRelScheduleKey"}, {"tKeyword", "iKeywordRelKeywordKey"}};
+    for (const auto& [table, columns] : byTable)
+        for (const QString& column : QString::fromLatin1(columns).split(u' '))
+            refs.insert(column, QString::fromLatin1(table));
+    return refs;
+}();
+const QStringList kRewritten = u"tWindow tObject tProcess tStepWindow tStep tCycle tCycleProcess tSchedule tScheduleCycles "
+                               u"tKeywordRel tUserVar tRequirement tEnvironmentDetail tEnvironmentUser"_s.split(u' ');
+
+} // namespace
+
+class EnvironmentBackupTest : public EnvironmentTest {
+protected:
+    void SetUp() override
+    {
+        EnvironmentTest::SetUp();
+        exe = db->tempPath() + u"/exe"_s;
+        shared = db->tempPath() + u"/shared"_s;
+        ASSERT_TRUE(QDir().mkpath(exe) && QDir().mkpath(shared + u"/Environments/Backups"_s));
+        Connection templ;
+        DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/ZentrixBackup.mdb"_s));
+        DB_ASSERT(templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); BuildDatabase(templ, SchemaVariant::BackupTemplate, RepositoryContent::Empty));
+        settingsForTestDatabase(u"\"ExePath\"=\"%1\"\r\n"_s.arg(exe));
+        backups = std::make_unique<EnvironmentBackup>(*backup, shared);
+    }
+
+    QString folder() const { return shared + u"/Environments/Backups/"_s + kRelease; }
+    QStringList filesInFolder() const { return QDir(folder()).entryList(QDir::Files, QDir::Name); }
+    QString lastFile() const { return NativePath(backups->LastBackupFile()); }
+    QString today() const { return EnvironmentBackup::BackupFileName(QDate::currentDate()); }
+    void populate()
+    {
+        r = EnvironmentTest::populate(false);
+        environment = r.env;
+    }
+
+    // Every row of the repository, sorted, with the keys of the rows a
+    // restore writes anew replaced by their rank within their table (the
+    // n-th window is the n-th window again). Keys of applications,
+    // versions and environments stay as they are. A row that refers to a
+    // row no longer there goes to `dangling`.
+    QStringList canonical(QStringList* dangling = nullptr)
+    {
+        QHash<QString, std::vector<qint32>> keys;
+        for (const QString& table : kRewritten + QStringList{u"tKeyword"_s})
+            keys[table] = ints(u"SELECT * FROM %1 ORDER BY %2"_s.arg(table, keyOf(table)), keyOf(table));
+        QStringList rows;
+        for (const TableDef& table : RepositoryTables()) {
+            for (Recordset rs(u"SELECT * FROM %1"_s.arg(table.name), conn); !rs.Eof(); rs.MoveNext()) {
+                QStringList cells;
+                bool broken = false;
+                for (const QString& column : table.columns) {
+                    if (column == table.key && kRewritten.contains(table.name))
+                        continue;
+                    QString cell = rs.IsNull(column) ? u"<null>"_s : rs.Text(column);
+                    const auto target = kReferences.constFind(column);
+                    if (column != table.key && target != kReferences.constEnd() && rs.Int(column) != 0) {
+                        const std::vector<qint32>& in = keys[*target];
+                        const auto at = std::find(in.begin(), in.end(), rs.Int(column));
+                        broken = broken || at == in.end();
+                        cell = at == in.end() ? u"-"_s : u"#%1"_s.arg(at - in.begin());
+                    }
+                    cells << cell;
+                }
+                (broken && dangling ? *dangling : rows) << table.name + u':' + cells.join(u'|');
+            }
+        }
+        rows.sort();
+        return rows;
+    }
+
+    QString exe, shared;
+    std::unique_ptr<EnvironmentBackup> backups;
+    ScriptedChooser chooser;
+    Release r{};
+    qint32 environment = 0;
+};
+
+// A restore brings back the environment as the backup holds it, row by
+// row: content that reached a version since is replaced, never doubled (also
+// in a version no longer listed, and when restored twice); keywords named
+// with an apostrophe are matched, and keywords whose names differ only in
+// letter case keep their own links; list-handling attributes come back. A day
+// has one backup file, the last backup's, which a failed backup leaves alone.
+// Versions and applications deleted since are recreated, once each.
+TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
+{
+    populate();
+    conn.Execute(u"UPDATE tKeyword SET sKeywordName='Don''t save' WHERE iKeywordAppKey=%1"_s.arg(r.billing));
+    const qint32 upper = add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"DON'T SAVE"_s}});
+    add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, upper}, {u"iKeywordRelProcessKey"_s, r.login}});
+    conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1' WHERE iVersionKey=%1"_s.arg(r.billing20));
+    const QString description = u"UPDATE tEnvironment SET sEnvironmentDesc='%1' WHERE iEnvironmentKey=%2"_s;
+    conn.Execute(description.arg(u"Earlier"_s).arg(environment));
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    conn.Execute(description.arg(u"First release"_s).arg(environment));
+    const QStringList before = canonical();
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    EXPECT_EQ(std::pair(filesInFolder(), CountBackupFile(backups->LastBackupFile()).versions), std::pair(QStringList{today()}, 3));
+    const QString file = backups->LastBackupFile();
+    // A failure half-way through a third backup of the day.
+    {
+        Connection templ;
+        templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s);
+        templ.Execute(u"CREATE TRIGGER boom BEFORE INSERT ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    }
+    EXPECT_FALSE(backups->BackupEnvironment(environment));
+    expectFailure(u"Error while copying Windows:"_s);
+    EXPECT_EQ(filesInFolder(), QStringList{today()});
+    EXPECT_TRUE(backups->LastBackupFile().isEmpty() && busy.begun == busy.ended);
+    // Added after the backup, and deleted after it; an update took Billing
+    // 1.0 out of the environment and filled it again elsewhere.
+    addWindow(r.billing10, u"frmLate"_s);
+    for (const QString& sql : {u"DELETE FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s.arg(r.post),
+                               u"DELETE FROM tProcess WHERE iProcessKey=%1"_s.arg(r.post),
+                               u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(environment),
+                               u"DELETE FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(r.billing10),
+                               description.arg(u"Changed"_s).arg(environment),
+                               u"UPDATE tVersion SET sVersionAttributes='' WHERE iVersionKey=%1"_s.arg(r.billing20)})
+        conn.Execute(sql);
+    progress.events.clear();
+    ASSERT_TRUE(backups->ChooseAndRestore(environment, kRelease, chooser)) << shown();
+    EXPECT_EQ(chooser.folders, QStringList{shared + u"\\Environments\\Backups\\"_s + kRelease});
+    EXPECT_TRUE(progress.events.contains(u"action:Preparing database for restore..."_s));
+    EXPECT_TRUE(progress.events.contains(u"title:Environment restore progress..."_s));
+    for (int twice = 0; twice < 2; ++twice) {
+        QStringList dangling;
+        EXPECT_EQ(canonical(&dangling), before);
+        EXPECT_TRUE(dangling.isEmpty()) << "the old schedule's cycle links went with it: " << dangling.join(u'\n').toStdString();
+        ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
+    }
+
+    // Billing goes, though its version 1.0 stays; 2.0 and Ledger 4.2 go.
+    conn.Execute(u"DELETE FROM tVersion WHERE iVersionKey IN (%1, %2)"_s.arg(r.billing20).arg(r.ledger42));
+    conn.Execute(u"DELETE FROM tApp WHERE iAppKey=%1"_s.arg(r.billing));
+    ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
+    const std::vector<qint32> versions =
+        ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(environment), u"iEnvironVerKey"_s);
+    const std::vector<qint32> billings = ints(u"SELECT * FROM tApp WHERE sAppName='Billing'"_s, u"iAppKey"_s);
+    ASSERT_EQ(versions.size(), 3u);
+    ASSERT_EQ(billings.size(), 1u) << "recreated once for both its versions";
+    EXPECT_GT(billings[0], r.ledger);
+    EXPECT_EQ(rows(u"SELECT sAppMapPath FROM tApp WHERE iAppKey=%1"_s.arg(billings[0])), QStringList{u"sAppMapPath value"_s});
+    EXPECT_EQ(versions[0], r.billing10);
+    EXPECT_GT(versions[1], r.ledger42);
+    EXPECT_GT(versions[2], versions[1]);
+    EXPECT_EQ(rows(u"SELECT iVersionAppKey, sVersionID FROM tVersion WHERE iVersionKey IN (%1, %2, %3) ORDER BY iVersionKey"_s
+                       .arg(versions[0]).arg(versions[1]).arg(versions[2])),
+              QStringList({u"%1|1.0"_s.arg(billings[0]), u"%1|2.0"_s.arg(billings[0]), u"%1|4.2"_s.arg(r.ledger)}));
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(versions[2])), 1);
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(billings[0])), 2);
+}
+
+// A backup goes back into its own environment only: another environment's
+// file is refused before anything changes; a restore failing half-way (a
+// refused row, a missing file, a lost server) leaves the repository as it
+// was; the file of an environment deleted since is restored after a
+// question.
+TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
+{
+    populate();
+    const qint32 other = addEnvironment(u"Other"_s);
+    ASSERT_TRUE(backups->BackupEnvironment(environment));
+    const QString file = backups->LastBackupFile();
+    addWindow(r.billing10, u"frmLate"_s);
+    const QStringList before = dump();
+    EXPECT_FALSE(backups->RestoreEnvironment(other, file));
+    EXPECT_EQ(taken(), QStringList{u"The backup %1 belongs to environment \"Release 1\" and cannot be restored "
+                                          u"into environment \"Other\". Nothing was changed."_s.arg(today())});
+    EXPECT_EQ(dump(), before);
+    abortOn(u"tStep"_s, u"INSERT"_s);
+    EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+    expectFailure(u"Error while copying Steps:"_s);
+    dropAbort(u"tStep"_s, u"INSERT"_s);
+    EXPECT_EQ(dump(), before);
+    EXPECT_FALSE(backups->RestoreEnvironment(environment, file + u".missing"_s));
+    expectMessage(u"Error while restoring environment: Could not find file"_s);
+    EXPECT_EQ(dump(), before);
+    if (db->isOdbc()) {
+        // A server that goes away in the middle of a restore: the message says so.
+        conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_hang_up() RETURNS trigger LANGUAGE plpgsql AS "
+                     u"$$ BEGIN PERFORM pg_terminate_backend(pg_backend_pid()); RETURN NEW; END $$"_s);
+        conn.Execute(u"CREATE TRIGGER hang_up BEFORE INSERT ON tStep FOR EACH ROW EXECUTE FUNCTION dorvane_hang_up()"_s);
+        EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+        expectMessage(u"Error while copying Steps:"_s + kConnectionLostText);
+        conn.Execute(u"DROP TRIGGER hang_up ON tStep"_s);
+        EXPECT_EQ(dump(), before);
+    }
+    // Release 1 deleted and created again: a new key, the same name.
+    for (const QString& sql : {u"DELETE FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s, u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s,
+                               u"DELETE FROM tEnvironment WHERE iEnvironmentKey=%1"_s})
+        conn.Execute(sql.arg(environment));
+    const qint32 again = addEnvironment(kRelease);
+    const QStringList recreated = dump();
+    const QString question = u"The backup %1 was made of environment \"Release 1\", which no longer exists. Restore it into environment \"Release 1\"?"_s.arg(today());
+    messages.Queue(Answer::No);
+    EXPECT_FALSE(backups->RestoreEnvironment(again, file));
+    EXPECT_EQ(std::pair(taken(), dump()), std::pair(QStringList{question}, recreated));
+    messages.Queue(Answer::Yes);
+    EXPECT_TRUE(backups->RestoreEnvironment(again, file)) << shown();
+    EXPECT_EQ(taken(), QStringList{question});
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(again)),
+                        count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(again))), std::pair(3, 2));
+}
+
+// Names from other writers of a shared repository never lead a backup out
+// of the backups folder, nor share one folder; a ";" in a name works.
+TEST_P(EnvironmentBackupTest, StoredNamesThatCannotNameAFolderAreRefused)
+{
+    for (const QString& name : {u"../../../../x"_s, u"a\\b"_s, u"trailing."_s}) {
+        SCOPED_TRACE(name.toStdString());
+        const qint32 key = addEnvironment(name);
+        EXPECT_FALSE(backups->BackupEnvironment(key));
+        expectMessage(u"Error while backing up environment: The environment name \""_s);
+        EXPECT_FALSE(backups->AskAndBackUp(key, name));
+        EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
+        EXPECT_EQ(taken().size(), 2);
+    }
+    EXPECT_TRUE(chooser.folders.isEmpty());
+    // Nothing was written anywhere below the test folder but the backups.
+    QStringList files;
+    for (QDirIterator it(db->tempPath(), QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
+        files << it.next();
+    EXPECT_TRUE(files.filter(u".MDB"_s, Qt::CaseSensitive).isEmpty()) << files.join(u'\n').toStdString();
+    const qint32 semi = addEnvironment(u"Semi;colon"_s);
+    ASSERT_TRUE(backups->BackupEnvironment(semi)) << shown();
+    EXPECT_TRUE(backups->RestoreEnvironment(semi, backups->LastBackupFile())) << shown();
+
+    // Two stored names of one backup folder (another program wrote the
+    // second): neither a backup nor a restore of the first goes on.
+    const qint32 upper = addEnvironment(u"ΟΔΟΣ"_s);
+    ASSERT_TRUE(backups->BackupEnvironment(upper)) << shown();
+    const QString file = backups->LastBackupFile();
+    addEnvironment(u"οδος"_s);
+    const QString sharing = u"The environments \"ΟΔΟΣ\" and \"οδος\" would share one backup folder."_s;
+    EXPECT_FALSE(backups->BackupEnvironment(upper));
+    expectMessage(u"Error while backing up environment: "_s + sharing);
+    EXPECT_FALSE(backups->RestoreEnvironment(upper, file));
+    expectMessage(u"Error while restoring environment: "_s + sharing);
+}
+
+// With no backups the chooser is not shown. A killed backup's work files
+// (its -wal and -shm too) are removed by the next backup and by the restore
+// chooser; a live writer's are left, and no work file is ever offered.
+// Backups are listed newest first by the date their name gives.
+TEST_P(EnvironmentBackupTest, AKilledBackupLeavesNothingBehindAndBackupsAreListedNewestFirst)
+{
+    const qint32 key = addEnvironment(kRelease);
+    registerUser(key, addUser(u"jo"_s));
+    EXPECT_FALSE(backups->ChooseAndRestore(key, kRelease, chooser));
+    EXPECT_EQ(std::pair(taken(), chooser.folders), std::pair(QStringList{u"This Environment has no backups to restore."_s}, QStringList()));
+
+    const QString host = QSysInfo::machineHostName();
+    // The process numbers of two killed backups: processes that ran and are gone.
+    qint64 gone[2] = {};
+    for (qint64& pid : gone) {
+        QProcess process;
+        process.start(u"true"_s);
+        ASSERT_TRUE(process.waitForStarted());
+        pid = process.processId();
+        ASSERT_TRUE(process.waitForFinished());
+    }
+    const QStringList dead = {today() + u".%1.tmp"_s.arg(gone[0]), today() + u".%1.tmp-wal"_s.arg(gone[0]),
+                              today() + u".%1.tmp-shm"_s.arg(gone[0]), today() + u".%1-%2.tmp"_s.arg(host).arg(gone[1])};
+    const QString live = today() + u".%1-1.tmp"_s.arg(host); // process 1 always runs
+    ASSERT_TRUE(QDir().mkpath(folder()));
+    for (int round = 0; round < 2; ++round) {
+        for (const QString& name : dead + QStringList{live})
+            ASSERT_TRUE(QFile(folder() + u'/' + name).open(QIODevice::WriteOnly));
+        if (round == 0) {
+            EXPECT_TRUE(ListBackupFiles(backups->RestoreFolder(kRelease)).empty());
+            ASSERT_TRUE(backups->BackupEnvironment(key)) << shown();
+        } else {
+            EXPECT_TRUE(backups->ChooseAndRestore(key, kRelease, chooser)) << shown();
+        }
+        EXPECT_EQ(filesInFolder(), QStringList({today(), live}));
+    }
+
+    for (const QDate day : {QDate(2000, 12, 31), QDate(2001, 3, 7), QDate(2000, 1, 2)}) {
+        backups->Today = [day] { return day; };
+        ASSERT_TRUE(backups->BackupEnvironment(key));
+    }
+    ASSERT_TRUE(QFile(folder() + u"/notes.txt"_s).open(QIODevice::WriteOnly));
+    QStringList names;
+    for (const BackupFileEntry& file : ListBackupFiles(backups->RestoreFolder(kRelease)))
+        names << file.name;
+    EXPECT_EQ(names, QStringList({today(), u"03-07-2001.MDB"_s, u"12-31-2000.MDB"_s, u"01-02-2000.MDB"_s}));
+    // No versions: the environment and its user only.
+    const BackupFileContents contents = CountBackupFile(backups->RestoreFolder(kRelease) + u"\\01-02-2000.MDB"_s);
+    EXPECT_EQ(std::pair(contents.versions, contents.rows), std::pair(0, qint64(2)));
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-02-2000.MDB? It replaces the backup made earlier today."_s);
+    backups->Today = [] { return QDate(2000, 1, 3); };
+    EXPECT_EQ(backups->BackupQuestion(kRelease), u"Back up all application/versions of Release 1 to 01-03-2000.MDB?"_s);
+    // A cancelled chooser changes nothing.
+    const QStringList before = dump();
+    chooser.cancel = true;
+    EXPECT_TRUE(!backups->ChooseAndRestore(key, kRelease, chooser) && dump() == before);
+}
+
+// Failures of the file system name their cause and leave no file behind.
+TEST_P(EnvironmentBackupTest, AFullDiskOrAFolderThatCannotBeWrittenSaysSo)
+{
+    populate();
+    if (geteuid() != 0)
+        GTEST_SKIP() << "mounting a small or read-only file system needs root";
+    const QString mount = folder();
+    ASSERT_TRUE(QDir().mkpath(mount));
+    const auto run = [](const QString& command) { return std::system(command.toLocal8Bit().constData()) == 0; };
+    if (!run(u"mount -t tmpfs -o size=64k tmpfs '%1' 2>/dev/null"_s.arg(mount)))
+        GTEST_SKIP() << "tmpfs cannot be mounted here";
+    for (const QString& cause : {u"disk is full"_s, u"Permission denied"_s}) {
+        EXPECT_FALSE(backups->BackupEnvironment(environment));
+        ASSERT_EQ(messages.shown.size(), 1);
+        EXPECT_TRUE(messages.shown.first().contains(cause)) << messages.shown.first().toStdString();
+        EXPECT_TRUE(filesInFolder().isEmpty()) << filesInFolder().join(u' ').toStdString();
+        messages.shown.clear();
+        run(u"mount -o remount,ro '%1'"_s.arg(mount));
+    }
+    run(u"umount '%1'"_s.arg(mount));
+}
+
+// The tutorial's backups go below the installation; a restore looks in the
+// shared resource folder whatever the settings say.
+TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLookedForInTheSharedFolder)
+{
+    if (db->isOdbc())
+        GTEST_SKIP() << "the tutorial repository is a file";
+    const QString installation = db->tempPath() + u"/tutorial"_s;
+    ASSERT_TRUE(CreateInstallation(installation).ok);
+    writeSettings(u"\"ActiveDB\"=\"Tutorial\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"ExePath\"=\"%1\"\r\n"_s.arg(installation));
+    Connection tutorial;
+    tutorial.OpenFile(installation + u"/Tutorial/Database/Tutorial.mdb"_s);
+    Recordset environments(u"SELECT * FROM tEnvironment"_s, tutorial);
+    const qint32 key = environments.Int(u"iEnvironmentKey"_s);
+    const QString name = environments.Text(u"sEnvironmentName"_s);
+    environments.Close();
+    tutorial.Close();
+
+    ASSERT_TRUE(backups->BackupEnvironment(key)) << shown();
+    EXPECT_EQ(backups->LastBackupFile(), installation + u"\\Tutorial\\Environments\\Backups\\"_s + name + u'\\' + today());
+    EXPECT_TRUE(QFileInfo::exists(lastFile()));
+    EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
+    EXPECT_EQ(taken(), QStringList{u"This Environment has no backups to restore."_s});
+    // Started on the tutorial, the shared resource path is its folder.
+    EnvironmentBackup started(*backup, installation + u"\\Tutorial"_s);
+    EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << shown();
+}
+
+// A second program commits while a backup reads: the file holds the
+// environment as it was when the backup began, whole. An interruption
+// half-way through a backup or a restore leaves the day's file and the
+// repository as they were, and no work file.
+TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndAnInterruptionLeavesNothing)
+{
+    populate();
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    const QString aside = db->tempPath() + u"/aside.mdb"_s;
+    ASSERT_TRUE(QFile::copy(lastFile(), aside));
+    Connection other;
+    DB_ASSERT(other.Open(db->connectionString()));
+    // Once Billing 1.0's windows are in the file, its steps and step windows go and a window comes.
+    progress.At(u"action:Processes in"_s, [&] {
+        Transaction change(other);
+        for (const QString& sql : {u"DELETE FROM tStep"_s, u"DELETE FROM tStepWindow"_s,
+                                   u"INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName) VALUES (%1, 'frmLate')"_s.arg(r.billing10)})
+            other.Execute(sql);
+        change.Commit();
+    });
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_EQ(count(u"SELECT * FROM tStepWindow"_s), 0) << "the other program committed half-way";
+    Connection earlier, later;
+    DB_ASSERT(earlier.OpenFile(aside); later.OpenFile(lastFile()));
+    EXPECT_EQ(TableRows(later), TableRows(earlier));
+
+    const auto clear = qScopeGuard([] { ClearInterruption(); });
+    QFile day(lastFile());
+    ASSERT_TRUE(day.open(QIODevice::ReadOnly));
+    const QByteArray dayFile = day.readAll();
+    day.close();
+    progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
+    EXPECT_THROW(backups->BackupEnvironment(environment), OperationInterrupted);
+    ClearInterruption();
+    EXPECT_TRUE(filesInFolder() == QStringList{today()} && day.open(QIODevice::ReadOnly) && day.readAll() == dayFile) << filesInFolder().join(u' ').toStdString();
+    const QStringList before = dump();
+    progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
+    EXPECT_THROW(backups->RestoreEnvironment(environment, aside), OperationInterrupted);
+    ClearInterruption();
+    EXPECT_TRUE(dump() == before && busy.begun == busy.ended && !conn.InTransaction());
+}
+
+// On a server another operation may change a row the restore is about to
+// change (Ledger 4.2's version row, while Billing's processes are being
+// copied): the restore's transaction fails on it, is rolled back and runs
+// again, without a message, and ends as if alone.
+TEST_P(EnvironmentBackupTest, ARestoreThatMeetsAConcurrentChangeRunsAgain)
+{
+    if (!db->isOdbc())
+        GTEST_SKIP() << "on SQLite a writer holds the whole file";
+    populate();
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    const QStringList before = canonical();
+    Connection other;
+    DB_ASSERT(other.Open(db->connectionString()));
+    progress.At(u"action:Processes in"_s, [&] {
+        other.Execute(u"UPDATE tVersion SET sVersionDesc='Changed meanwhile' WHERE iVersionKey=%1"_s.arg(r.ledger42));
+    });
+    progress.events.clear();
+    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile())) << shown();
+    EXPECT_EQ(progress.matching(u"action:Preparing database for restore"_s).size(), 2) << "two attempts";
+    EXPECT_EQ(canonical(), before);
+}
+
+// Save As, Backup and Restore open further connections to the window's
+// repository file; the window's own keeps its lock on the file through
+// them. A second program that opens and closes the file then never takes
+// itself for its last user (removing the write-ahead log under the window),
+// and the commits of both survive.
+TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondProgramsSurvive)
+{
+    if (db->isOdbc())
+        GTEST_SKIP() << "locks on the repository file are SQLite's";
+    populate();
+    const QString repository = QDir(db->tempPath()).filePath(u"Test.mdb"_s);
+    // This process's locks on the file, from the kernel's table.
+    const auto locked = [&repository] {
+        struct stat file = {};
+        QFile table(u"/proc/locks"_s);
+        if (::stat(QFile::encodeName(repository).constData(), &file) != 0 || !table.open(QIODevice::ReadOnly))
+            return false;
+        const QString inode = u":%1"_s.arg(file.st_ino), pid = QString::number(::getpid());
+        for (const QString& line : QString::fromLatin1(table.readAll()).split(u'\n')) {
+            const QStringList f = line.simplified().split(u' ');
+            if (f.size() > 5 && f[4] == pid && f[5].endsWith(inode))
+                return true;
+        }
+        return false;
+    };
+    ASSERT_TRUE(locked());
+    DB_ASSERT(definition.Open(0, environment, conn, messages));
+    prompt.answers = {u"1.1"_s, u"2.1"_s, u"4.3"_s};
+    EXPECT_TRUE(definition.SaveAs({u"Release 2"_s, QString(), {}}, copier(), messages).Ok) << shown();
+    EXPECT_TRUE(locked()) << "after Save As";
+    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    EXPECT_TRUE(locked()) << "after Backup";
+    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile())) << shown();
+    EXPECT_TRUE(locked()) << "after Restore";
+
+    // The second program: dorvanectl on the same repository.
+    DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/UserData.mdb"_s));
+    const QString settings = db->tempPath() + u"/ctl.reg"_s;
+    QFile reg(settings);
+    ASSERT_TRUE(reg.open(QIODevice::WriteOnly));
+    reg.write(("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" +
+               localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"\r\n\"ExePath\"=\"%2\"\r\n"_s.arg(db->tempPath(), exe)).toUtf8());
+    reg.close();
+    const auto importKeyword = [&](const char* name) {
+        const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
+        QFile text(file);
+        if (!text.open(QIODevice::WriteOnly) || text.write(QByteArray(name) + "\tFrom a second program\r\n") < 0)
+            return -1;
+        text.close();
+        QProcess ctl;
+        ctl.start(QStringLiteral(DORVANECTL_PATH), {u"--registry"_s, settings, u"import-keywords"_s, u"Billing"_s, file});
+        return ctl.waitForFinished(60000) && ctl.exitStatus() == QProcess::NormalExit ? ctl.exitCode() : -1;
+    };
+    EXPECT_EQ(importKeyword("K1"), 0);
+    add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"K2"_s}});
+    EXPECT_EQ(importKeyword("K3"), 0);
+    conn.Close();
+    DB_ASSERT(conn.Open(db->connectionString()));
+    EXPECT_EQ(rows(u"SELECT sKeywordName FROM tKeyword WHERE sKeywordName LIKE 'K_' ORDER BY sKeywordName"_s), QStringList({"K1", "K2", "K3"}));
+    EXPECT_EQ(rows(u"SELECT * FROM pragma_integrity_check()"_s), QStringList{u"ok"_s});
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentBackupTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

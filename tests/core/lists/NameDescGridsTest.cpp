@@ -1,0 +1,236 @@
+// The in-memory list behind the roles, projects and keywords grids, and the
+// grids' reads, name checks, saves and deletions against the repository.
+
+#include "core/applications/AppTestFixture.h"
+#include "core/lists/NameDescGrids.h"
+
+#include <stdexcept>
+
+namespace dorvane::test {
+namespace {
+
+// Each entry as "name|description", with "#" for a key (stored row),
+// "+" when new and "*" when dirty.
+QString state(const clsNameDescPair& list)
+{
+    QStringList out;
+    for (int i = 0; i < list.Count(); ++i)
+        out << list.GetValue(i, 0) + u'|' + list.GetValue(i, 1) + (list.GetValue(i, 2) != u"0"_s ? u"#"_s : QString()) +
+                   (list.IsNew(i) ? u"+"_s : QString()) + (list.IsDirty(i) ? u"*"_s : QString());
+    return out.join(u", "_s);
+}
+
+// Types into a cell as a user would.
+bool type(NameDescGrid& grid, int row, int column, const QString& text) { return grid.Model().setData(grid.Model().index(row, column), text, Qt::EditRole); }
+
+TEST(NameDescPairTest, EditsFlagsRemovalTheSpareSlotNameChecksAndTheModel)
+{
+    // Name clashes (IsUnique) are pinned through the grids' name check.
+    clsNameDescPair list;
+    list.Add(u"Admin"_s, u"a"_s, 11, false);
+    list.Add(u"Tester"_s, u"t"_s, 12, false);
+    list.Add(u"Lead"_s, u" "_s, 0, true);
+    EXPECT_EQ(list.GetValue(2, 2), u"0"_s) << "a row not yet stored reads key 0";
+    // The same text still marks an entry dirty; a key does not make it
+    // stored; outside the list (the spare slot included) nothing is read or changed.
+    list.SetValue(0, 0, u"Admin"_s);
+    list.SetValue(2, 2, u"42"_s);
+    for (const auto& [index, field] : {std::pair{-1, 0}, std::pair{3, 0}, std::pair{0, 3}}) {
+        EXPECT_EQ(list.GetValue(index, field), QString());
+        list.SetValue(index, field, u"x"_s);
+    }
+    list.Remove(3);
+    list.Remove(-1);
+    EXPECT_EQ(std::pair(state(list), list.IsDirty(3)), std::pair(u"Admin|a#*, Tester|t#, Lead| #+*"_s, false));
+    // The flags reach the spare slot but not beyond the storage.
+    list.Initialize(3);
+    EXPECT_THROW(list.IsDirty(4), std::out_of_range);
+    EXPECT_THROW(list.Initialize(-1), std::out_of_range);
+    // Remove shifts the later entries down with their flags and keys; the
+    // storage does not shrink; an entry added later takes the place clean.
+    list.SetValue(1, 1, u"t2"_s);
+    list.Remove(0);
+    EXPECT_EQ(std::pair(state(list), list.GetValue(0, 2)), std::pair(u"Tester|t2#*, Lead| #+*"_s, u"12"_s));
+    list.Remove(1);
+    list.Add(u"Viewer"_s, u"v"_s, 9, false);
+    EXPECT_EQ(state(list), u"Tester|t2#*, Viewer|v#"_s);
+    list.Clear(); // back to the single spare slot
+    EXPECT_THROW(list.IsNew(1), std::out_of_range);
+
+    // Blank names and names another row has exactly are refused, in all three
+    // grids; letter case makes another name and a row keeps its own name. The
+    // model adds rows on its adding row and reports every edit.
+    ScriptedMessages messages;
+    const std::pair<NameDescGridKind, QString> kinds[] = {{NameDescGridKind::Roles, u"Role name cannot be blank"_s},
+        {NameDescGridKind::Projects, u"Project name cannot be blank"_s}, {NameDescGridKind::Keywords, u"Keyword cannot be blank"_s}};
+    for (const auto& [kind, blank] : kinds) {
+        NameDescGrid grid(kind, messages);
+        grid.List().Add(u"Admin"_s, u"a"_s, 1, false);
+        grid.List().Add(u"Tester"_s, u"t"_s, 2, false);
+        messages.shown.clear();
+        EXPECT_FALSE(type(grid, 1, 0, QString()) || type(grid, 1, 0, u"Admin"_s));
+        EXPECT_TRUE(type(grid, 1, 0, u"admin"_s) && grid.CheckName(0, u"Admin"_s, messages));
+        EXPECT_EQ(std::pair(messages.shown, state(grid.List())), std::pair(QStringList({blank, u"Admin already exists!"_s}), u"Admin|a#, admin|t#*"_s));
+    }
+
+    messages.shown.clear();
+    NameDescGrid grid(NameDescGridKind::Roles, messages);
+    NameDescTableModel& model = grid.Model();
+    int changes = 0;
+    QObject::connect(&model, &NameDescTableModel::changed, [&changes] { ++changes; });
+    EXPECT_EQ(model.headerData(0, Qt::Horizontal).toString() + model.headerData(1, Qt::Horizontal).toString(), u"RoleDescription"_s);
+    // Leaving the adding row untouched adds nothing and says nothing.
+    EXPECT_FALSE(type(grid, 0, 0, QString()) || grid.Dirty() || changes);
+    // A description alone makes no row: the name is blank.
+    EXPECT_FALSE(type(grid, 0, 1, u"orphan"_s));
+    EXPECT_EQ(messages.shown, QStringList({"Role name cannot be blank"}));
+    EXPECT_TRUE(grid.List().Count() == 0 && grid.Dirty()) << "the change event comes before the check";
+    ASSERT_TRUE(type(grid, 0, 0, u"Auditor"_s));
+    EXPECT_EQ(state(grid.List()), u"Auditor| +"_s) << "a missing description is one blank";
+    EXPECT_EQ(model.headerData(1, Qt::Vertical).toString(), u"*"_s) << "the adding row's marker";
+    EXPECT_TRUE(type(grid, 0, 1, u"Reads everything"_s) && model.data(model.index(0, 1)).toString() == u"Reads everything"_s);
+    EXPECT_FALSE(type(grid, 1, 0, u"Auditor"_s));
+    EXPECT_EQ(std::pair(messages.shown.last(), changes), std::pair(u"Auditor already exists!"_s, 4));
+}
+
+class NameDescGridsTest : public AppRepositoryTest {
+protected:
+    void SetUp() override { AppRepositoryTest::SetUp(); appA = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows); appB = addApp(u"Claims"_s, u"CLAIMS"_s, kPlatformWindows); }
+
+    qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
+    {
+        const NameDescGridInfo& info = GridInfo(kind);
+        Cells cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
+        if (kind == NameDescGridKind::Keywords)
+            cells.emplace_back(u"iKeywordAppKey"_s, app);
+        return add(info.table, cells);
+    }
+    void useKeyword(qint32 keyword) { add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keyword}, {u"iKeywordRelProcessKey"_s, 0}, {u"iKeywordRelCycleKey"_s, 7}, {u"iKeywordRelScheduleKey"_s, 0}}); }
+    // The grid's table as "name|description" in name order.
+    QStringList stored(const NameDescGrid& grid, const QString& where = {})
+    {
+        const NameDescGridInfo& i = grid.Info();
+        return Rows(conn, u"SELECT %1, %2 FROM %3 %4 ORDER BY %1"_s.arg(i.nameColumn, i.descriptionColumn, i.table, where));
+    }
+
+    qint32 appA = 0, appB = 0;
+};
+
+TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
+{
+    addRow(NameDescGridKind::Roles, u"Zeta"_s, u"z"_s);
+    const qint32 alpha = addRow(NameDescGridKind::Roles, u"alpha"_s, u"a"_s);
+    addRow(NameDescGridKind::Roles, u"Beta"_s, u"b"_s);
+    addRow(NameDescGridKind::Keywords, u"Smoke"_s, u"s"_s, appA);
+    addRow(NameDescGridKind::Keywords, u"Regression"_s, u"r"_s, appB);
+    NameDescGrid roles(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages);
+    ASSERT_TRUE(RefreshRoleGrid(roles, conn, messages));
+    // Three rows and the adding row.
+    EXPECT_EQ(std::tuple(state(roles.List()), roles.List().GetValue(0, 2), roles.Model().rowCount()),
+              std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
+    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
+    EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
+    EXPECT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0) && keywords.List().Count() == 0 && messages.shown.isEmpty());
+
+    NameDescGrid projects(NameDescGridKind::Projects, messages);
+    projects.List().Add(u"Stale"_s, QString(), 0, true);
+    DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
+    EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
+    EXPECT_TRUE(projects.List().Count() == 0 && messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while reading Projects: "_s))
+        << Shown(messages);
+}
+
+// Save writes the new and changed entries (keywords for their application)
+// and reloads the grid in name order with the keys; a second save writes
+// nothing new.
+TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesReloadGivesKeysAndAFailureKeepsWhatWasWritten)
+{
+    const qint32 admin = addRow(NameDescGridKind::Roles, u"Admin"_s, u"old"_s);
+    addRow(NameDescGridKind::Roles, u"Tester"_s, u"t"_s);
+    NameDescGrid grid(NameDescGridKind::Roles, messages), keywords(NameDescGridKind::Keywords, messages), projects(NameDescGridKind::Projects, messages);
+    ASSERT_TRUE(grid.Refresh(conn, messages) && keywords.Refresh(conn, messages, appB) && projects.Refresh(conn, messages));
+    ASSERT_TRUE(type(grid, 0, 1, u"new description"_s) && type(grid, 2, 0, u"Viewer"_s) && type(grid, 3, 0, u"Auditor"_s) && type(grid, 3, 1, u"Checks"_s));
+    EXPECT_TRUE(grid.Save(conn, messages).SaveOk && !grid.Dirty());
+    EXPECT_EQ(std::pair(state(grid.List()), grid.List().GetValue(0, 2)),
+              std::pair(u"Admin|new description#, Auditor|Checks#, Tester|t#, Viewer| #"_s, QString::number(admin)));
+    EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
+    EXPECT_EQ(stored(grid), QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
+
+    ASSERT_TRUE(type(keywords, 0, 0, u"Smoke"_s) && keywords.Save(conn, messages, appB).SaveOk);
+    EXPECT_EQ(std::tuple(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appB)), stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appA)),
+                         state(keywords.List())),
+              std::tuple(QStringList({"Smoke| "}), QStringList(), u"Smoke| #"_s));
+    ASSERT_TRUE(type(projects, 0, 0, u"Apollo"_s) && type(projects, 0, 1, u"Moon"_s) && projects.Save(conn, messages).SaveOk);
+    EXPECT_EQ(std::pair(stored(projects), messages.shown), std::pair(QStringList({"Apollo|Moon"}), QStringList()));
+
+    // A save stops at the first failure and keeps what it wrote.
+    const qint32 gone = addRow(NameDescGridKind::Roles, u"Zulu"_s, u"z"_s);
+    const QString mine = u"WHERE sRoleName IN ('Alpha', 'Zulu', 'Omega')"_s;
+    clsNameDescPair& list = grid.List();
+    list.Clear();
+    list.Add(u"Alpha"_s, u" "_s, 0, true);
+    list.Add(u"Zulu"_s, u"z"_s, gone, false);
+    list.SetValue(1, 1, u"changed"_s);
+    list.Add(u"Omega"_s, u" "_s, 0, true);
+    grid.SetDirty(true);
+    // Somebody else deletes the changed row before the save.
+    DB_ASSERT(conn.Execute(u"DELETE * FROM tRole WHERE iRoleKey = %1"_s.arg(gone)));
+    EXPECT_TRUE(!grid.Save(conn, messages).SaveOk && grid.Dirty());
+    ASSERT_EQ(messages.shown.size(), 1);
+    EXPECT_TRUE(messages.shown[0].startsWith(u"Error while saving Roles: "_s) && messages.shown[0].size() > 26) << "and the reason";
+    // The entry before the failure stays written, the one after it is not;
+    // no reload: the written entry carries its key, so deleting it deletes that row.
+    EXPECT_EQ(std::pair(stored(grid, mine), state(list)), std::pair(QStringList({"Alpha| "}), u"Alpha| #, Zulu|changed#*, Omega| +"_s));
+    messages.shown.clear();
+    EXPECT_TRUE(grid.DeleteRow(0, conn, messages) && stored(grid, mine).isEmpty() && messages.shown.isEmpty());
+}
+
+// The row deleted, and the row checked for use, is the one the grid shows,
+// found by its key: a keyword of the same name in another application, or a
+// role whose name differs only in letter case, is neither deleted nor asked
+// about; an unsaved row touches no stored one; a stored project is never
+// deleted (the suite's statement fails).
+TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
+{
+    useKeyword(addRow(NameDescGridKind::Keywords, u"Login"_s, u"of A"_s, appA));
+    addRow(NameDescGridKind::Keywords, u"Login"_s, u"of B"_s, appB);
+    useKeyword(addRow(NameDescGridKind::Keywords, u"Used"_s, u"u"_s, appB));
+    NameDescGrid keywords(NameDescGridKind::Keywords, messages);
+    ASSERT_TRUE(keywords.Refresh(conn, messages, appB));
+    EXPECT_FALSE(keywords.DeleteRow(1, conn, messages));
+    EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
+    EXPECT_TRUE(keywords.DeleteRow(0, conn, messages));
+    EXPECT_EQ(std::pair(stored(keywords), state(keywords.List())), std::pair(QStringList({"Login|of A", "Used|u"}), u"Used|u#"_s));
+
+    addRow(NameDescGridKind::Roles, u"Tester"_s, u"upper"_s);
+    addRow(NameDescGridKind::Roles, u"tester"_s, u"lower"_s);
+    addRow(NameDescGridKind::Roles, u"O'Brien's"_s, u"o"_s);
+    NameDescGrid roles(NameDescGridKind::Roles, messages);
+    ASSERT_TRUE(roles.Refresh(conn, messages));
+    ASSERT_EQ(roles.List().GetValue(0, 0), u"O'Brien's"_s);
+    EXPECT_TRUE(roles.DeleteRow(0, conn, messages));
+    EXPECT_TRUE(roles.DeleteRow(roles.List().GetValue(0, 1) == u"lower"_s ? 0 : 1, conn, messages));
+    ASSERT_TRUE(type(roles, roles.Model().AddingRow(), 0, u"TESTER"_s));
+    EXPECT_TRUE(roles.DeleteRow(1, conn, messages));
+    EXPECT_FALSE(roles.DeleteRow(roles.Model().AddingRow(), conn, messages)) << "the adding row holds no entry";
+    EXPECT_EQ(std::tuple(state(roles.List()), stored(roles), roles.Model().rowCount(), messages.shown.size()),
+              std::tuple(u"Tester|upper#"_s, QStringList({"Tester|upper"}), 2, 1));
+    // A row gone from the repository fails and keeps its entry.
+    DB_ASSERT(conn.Execute(u"DELETE * FROM tRole"_s));
+    EXPECT_FALSE(roles.DeleteRow(0, conn, messages));
+    EXPECT_TRUE(messages.shown.value(1).startsWith(u"Error removing Role: "_s) && state(roles.List()) == u"Tester|upper#"_s) << Shown(messages);
+
+    addRow(NameDescGridKind::Projects, u"Apollo"_s, u"Moon"_s);
+    NameDescGrid projects(NameDescGridKind::Projects, messages);
+    ASSERT_TRUE(projects.Refresh(conn, messages) && type(projects, 1, 0, u"Gemini"_s));
+    messages.shown.clear();
+    EXPECT_FALSE(projects.DeleteRow(0, conn, messages));
+    EXPECT_TRUE(projects.DeleteRow(1, conn, messages)) << "one only added in the grid goes";
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error removing Project: "_s) && messages.shown[0].size() > 24) << Shown(messages);
+    EXPECT_EQ(std::pair(stored(projects), state(projects.List())), std::pair(QStringList({"Apollo|Moon"}), u"Apollo|Moon#"_s));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, NameDescGridsTest, ::testing::ValuesIn(TestBackends()));
+
+} // namespace
+} // namespace dorvane::test

@@ -1,0 +1,296 @@
+// The Applications page, walked as an administrator does: the application
+// and version editors, their Delete buttons and the Attributes dialog.
+
+#include "desktop/applications/frmAttributes.h"
+#include "core/lists/NameDescGrids.h"
+#include "desktop/mainwindow/MainWindowFixture.h"
+#include "desktop/mainwindow/ScriptedDialogs.h"
+
+#include <QFileInfo>
+#include <QPlainTextEdit>
+#include <QPushButton>
+
+namespace dorvane::test {
+namespace {
+
+const QString kAppPrompt = u"Save changes to this Application?"_s;
+
+class ApplicationsPageTest : public MainWindowFixture {
+protected:
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(dialogs, frmMainForm::ApplicationsPage); }
+    bool folderExists(const QString& relative) const { return QFileInfo(sharedPath() + u'/' + relative).isDir(); }
+    void selectVersion(const QString& app, const QString& id)
+    {
+        Select(c().lbAppList, app);
+        c().SSAppTab->setCurrentIndex(1);
+        Select(c().lbVersionList, id);
+        ASSERT_EQ(c().txtVersionID->text(), id);
+    }
+    void saveNewApp(const QString& name, const QString& id)
+    {
+        c().SSAppTab->setCurrentIndex(0);
+        c().cmdAppNew->click();
+        Retype(c().txtAppName, name);
+        Retype(c().txtAppID, id);
+        Choose(c().cbPlatform, u"Windows"_s);
+        c().cmdAppSave->click();
+    }
+    // The one message shown since the last call starts with `prefix`.
+    bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
+    ScriptedDialogs dialogs;
+};
+
+TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
+{
+    Select(c().lbAppList, u"Customer Inquiry"_s);
+    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().txtAppID->text(), ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()),
+                         ComboKey(c().cbEmulator, c().cbEmulator->currentIndex())), std::tuple(u"Customer Inquiry"_s, u"CI"_s, kPlatform3270, 1));
+    // Its versions, map types and keywords are loaded.
+    EXPECT_EQ(Items(c().lbVersionList) + Items(c().cbVersionMapType) + QStringList{window->keywordsGrid().List().GetValue(0, 0)},
+              (QStringList{u"R5"_s, u"3270 screen map"_s, u"Host"_s}));
+
+    // An edit asks before another application is shown: Cancel stays, No
+    // drops the edit.
+    Select(c().lbAppList, u"Order Entry"_s);
+    Retype(c().txtAppDesc, u"Order entry, reworked"_s);
+    messages.Queue(Answer::Cancel);
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(std::pair(c().lbAppList->currentItem()->text(), c().txtAppDesc->text()), std::pair(u"Order Entry"_s, u"Order entry, reworked"_s));
+    messages.Queue(Answer::No);
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(std::pair(c().txtAppName->text(), count(u"SELECT * FROM tApp WHERE sAppDesc='Order entry, reworked'"_s)), std::pair(u"Web Store"_s, qsizetype(0)));
+
+    // Saving the application keeps a keyword typed but not yet saved.
+    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, c().TDBGridKeywords->model()->rowCount() - 1, 0, u"Coupons"_s));
+    Retype(c().txtAppDesc, u"Shop front"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(window->KeywordDirty());
+    c().cmdKeywordSave->click();
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE sKeywordName='Coupons' AND iKeywordAppKey=%1"_s.arg(window->CurrentAppKey)), 1);
+    // Yes saves, then shows the application clicked.
+    Retype(c().txtAppDesc, u"Shop front, reworked"_s);
+    messages.Queue(Answer::Yes);
+    Select(c().lbAppList, u"Customer Inquiry"_s);
+    EXPECT_EQ(messages.shown, QStringList(3, kAppPrompt));
+    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Web Store' AND sAppDesc='Shop front, reworked'"_s), 1);
+    EXPECT_EQ(c().txtAppName->text(), u"Customer Inquiry"_s);
+
+    // A new application, once saved, is listed and shown.
+    messages.shown.clear();
+    saveNewApp(u"Quality Audit"_s, u"Q/A 1.0"_s);
+    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk && c().lbAppList->currentItem()->text() == u"Quality Audit"_s) << shown();
+
+    // A record whose folder cannot be made after its row was written is a
+    // stored one: Save again updates it (and makes the folder) instead of
+    // adding a second row, or a second system screen. A refused ID leaves
+    // the folder name as stored; the Environments page follows the version
+    // saves.
+    const auto block = [this](const QString& relative) { ASSERT_TRUE(QFile(sharedPath() + u'/' + relative).open(QIODevice::WriteOnly)); };
+    block(u"Apps/AUDIT"_s);
+    saveNewApp(u"Audit"_s, u"AUDIT"_s);
+    EXPECT_TRUE(shownError(u"Error during app save: "_s)) << shown();
+    ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/AUDIT"_s));
+    c().cmdAppSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk && count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s) == 1 && folderExists(u"Apps/AUDIT"_s))
+        << shown();
+
+    Choose(c().cbEnvironApp, u"Web Store"_s);
+    ASSERT_EQ(Items(c().cbEnvironVer), QStringList{u"3.0"_s});
+    Select(c().lbAppList, u"Web Store"_s);
+    Retype(c().txtAppID, u"OE"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s) && window->AppFolderName == u"WS"_s) << shown();
+    c().SSAppTab->setCurrentIndex(1);
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
+    block(u"Apps/WS/4.0"_s);
+    c().cmdVersionNew->click();
+    Retype(c().txtVersionID, u"4.0"_s);
+    Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
+    c().cmdVersionSave->click();
+    EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !window->VersionIsNew) << shown();
+    ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
+    c().cmdVersionSave->click();
+    EXPECT_EQ(count(u"SELECT * FROM tVersion v, tWindow w WHERE v.sVersionID='4.0' AND w.iWindowVerKey=v.iVersionKey "
+                    "AND w.sWindowPhysicalName='[System Screen]'"_s), 1);
+    EXPECT_TRUE(folderExists(u"Apps/WS/4.0/Primary Map Source"_s) && !folderExists(u"Apps/OE/4.0"_s));
+    Select(c().lbVersionList, u"4.0"_s);
+    Retype(c().txtVersionID, u"4.1"_s);
+    c().cmdVersionSave->click();
+    EXPECT_EQ(Items(c().cbEnvironVer), (QStringList{u"3.0"_s, u"4.1"_s}));
+
+    // A version in an environment is refused with one fixed message however
+    // many environments hold it; a free one goes after the question (No is
+    // on the command test), and so does an application. Their folders stay. A host application's version
+    // shows its list-handling attributes as stored and writes them at once.
+    // (Leaving Web Store drops its refused ID.)
+    messages.Queue(Answer::No);
+    DB_ASSERT(repository().Execute(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('SECOND')"_s));
+    DB_ASSERT(repository().Execute(u"INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey, iEnvironTestToolKey, iEnviron3270Key) "
+                                   "SELECT e.iEnvironmentKey, d.iEnvironVerKey, 2, 0 FROM tEnvironment e, tEnvironmentDetail d WHERE e.sEnvironmentName='SECOND'"_s));
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/OE/1.0"_s));
+    selectVersion(u"Order Entry"_s, u"1.1"_s);
+    EXPECT_EQ(messages.shown.takeFirst(), kAppPrompt);
+    c().cmdVersionDelete->click();
+    selectVersion(u"Order Entry"_s, u"1.0"_s);
+    const qint32 key = window->CurrentVersionKey;
+    messages.Queue(Answer::Yes);
+    c().cmdVersionDelete->click();
+    EXPECT_EQ(messages.shown, (QStringList{u"This version is part of an existing environment and cannot be deleted!"_s,
+                                           u"Are you sure you want to delete ALL elements of 1.0?"_s}));
+    EXPECT_EQ(std::pair(Items(c().lbVersionList), count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key))), std::pair(QStringList{u"1.1"_s}, qsizetype(0)));
+    c().cmdVersionDelete->click(); // nothing shown: nothing happens
+    EXPECT_EQ(messages.shown.size(), 2);
+
+    Select(c().lbAppList, u"Web Store"_s);
+    messages.Queue(Answer::Yes);
+    c().cmdAppDelete->click();
+    EXPECT_EQ(std::pair(messages.shown.last(), Items(c().lbAppList)),
+              std::pair(u"Are you sure you want to delete Web Store and all its versions?"_s,
+                        QStringList{u"Audit"_s, u"Customer Inquiry"_s, u"Order Entry"_s, u"Quality Audit"_s}));
+    EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s) && c().cbEnvironApp->findText(u"Web Store"_s) == -1);
+
+    messages.shown.clear();
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=\t22\tMoreKey=Enter\tMoreText=Next page\t' WHERE sVersionID='R5'"_s));
+    selectVersion(u"Customer Inquiry"_s, u"R5"_s);
+    dialogs.attributeAnswers.push_back(ListAttributes{u"24"_s, u"More..."_s, u"PF8/F8"_s});
+    c().cmdAttributes->click();
+    ASSERT_EQ(dialogs.attributesShown.size(), 1u);
+    const ListAttributes& was = dialogs.attributesShown[0];
+    EXPECT_EQ(std::tuple(was.NextPageLine, was.NextPageIndicator, was.NextPageKey), std::tuple(u"22"_s, u"Next page"_s, u"Enter"_s));
+    EXPECT_EQ(Rows(repository(), u"SELECT sVersionAttributes FROM tVersion WHERE sVersionID='R5'"_s),
+              QStringList{u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s});
+}
+
+// Values stored longer than the boxes let a user type, and Null optional
+// texts (the suite's other modules write such rows) are shown whole or
+// empty and saved as stored when another field was edited.
+// A Save that changed only the description changes only the description:
+// stored pointers (also ones into another version), the source version and
+// the list-handling attributes stay, and no second system screen appears,
+// on every platform of the tutorial.
+TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
+{
+    // Every column of the row but the description, and the system screens.
+    const QString kept = u"SELECT iVersionAppKey, sVersionID, iMapType, iVersionSourceVersion, bVersionActive, iVersionLoadProcess, "
+                         "iVersionLoginProcess, iVersionLogoutProcess, iVersionTerminateProcess, iVersionRecoverProcess, "
+                         "iVersionInitialWindow, iVersionMainWindow, iVersionUpdateStatusKey, sVersionAttributes, "
+                         "(SELECT COUNT(*) FROM tWindow WHERE sWindowPhysicalName='[System Screen]' AND iWindowVerKey=%1) "
+                         "FROM tVersion WHERE iVersionKey=%1"_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=24' WHERE sVersionID='R5'"_s));
+    for (const auto& [app, id] : {std::pair(u"Order Entry"_s, u"1.1"_s), std::pair(u"Customer Inquiry"_s, u"R5"_s), std::pair(u"Web Store"_s, u"3.0"_s)}) {
+        SCOPED_TRACE(id.toStdString());
+        selectVersion(app, id);
+        const qint32 key = window->CurrentVersionKey;
+        const QStringList before = Rows(repository(), kept.arg(key));
+        Retype(c().txtVersionDesc, u"Only this changed"_s);
+        c().cmdVersionSave->click();
+        EXPECT_TRUE(messages.shown.isEmpty()) << shown();
+        EXPECT_EQ(std::pair(Rows(repository(), kept.arg(key)), Rows(repository(), u"SELECT sVersionDesc FROM tVersion WHERE iVersionKey=%1"_s.arg(key))),
+                  std::pair(before, QStringList{u"Only this changed"_s}));
+    }
+}
+
+// A version ID names a folder inside its application's folder: what no
+// folder name holds is replaced, "." and ".." are refused, and a stored ID
+// that names a folder elsewhere (written by another program) leaves that
+// folder alone when the version gets a new ID.
+TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderOnly)
+{
+    const QString outside = QFileInfo(sharedPath()).absolutePath();
+    const auto saveNewVersion = [&](const QString& id) {
+        c().cmdVersionNew->click();
+        Retype(c().txtVersionID, id);
+        Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
+        c().cmdVersionSave->click();
+    };
+    Select(c().lbAppList, u"Web Store"_s);
+    c().SSAppTab->setCurrentIndex(1);
+    saveNewVersion(u"..\\..\\T"_s);
+    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"Apps/WS/.._.._T/Primary Map Source"_s)) << shown();
+    EXPECT_FALSE(QFileInfo::exists(outside + u"/T"_s) || QFileInfo::exists(sharedPath() + u"/T"_s));
+    saveNewVersion(u".."_s);
+    EXPECT_TRUE(shownError(u"The version ID \"..\" cannot name a folder inside its parent folder."_s)) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s), 0);
+
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE sVersionID='3.0'"_s));
+    window->RefreshVersionList();
+    messages.Queue(Answer::No);  // the refused ".." is not kept
+    Select(c().lbVersionList, u"../../victim"_s);
+    EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Version?"_s});
+    messages.shown.clear();
+    Retype(c().txtVersionID, u"3.5"_s);
+    c().cmdVersionSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"victim"_s) && folderExists(u"Apps/WS/3.5/Primary Map Source"_s)) << shown();
+}
+
+TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
+{
+    const QString name = u"Order Entry for the regional sales offices"_s, id = u"ORD-ENTRY-2026"_s;
+    const QString version = u"1.0-build-20260114"_s, environ = u"Needs the order database\r\non the test server."_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tApp SET sAppName='%1', sAppID='%2', mAppEnviron='%3', sAppDesc=NULL "
+                                   "WHERE sAppID='OE'"_s.arg(name, id, environ)));
+    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='%1', sVersionDesc=NULL WHERE sVersionID='1.0'"_s.arg(version)));
+    DB_ASSERT(repository().Execute(u"UPDATE tApp SET mAppEnviron=NULL WHERE sAppID='WS'"_s));
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/"_s + id + u'/' + version));
+    window->RefreshAppList();
+    Select(c().lbAppList, u"Web Store"_s);
+    EXPECT_TRUE(c().txtAppEnviron->toPlainText().isEmpty());
+    selectVersion(name, version);
+    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().txtAppID->text(), c().txtAppDesc->text(), c().txtVersionDesc->text()),
+              std::tuple(name, id, QString(), QString()));
+    // Another version with changes asks first: Cancel stays, Yes saves.
+    Retype(c().txtVersionDesc, u"First release, revised"_s);
+    messages.Queue(Answer::Cancel);
+    Select(c().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(std::pair(c().txtVersionID->text(), c().txtVersionDesc->text()), std::pair(version, u"First release, revised"_s));
+    messages.Queue(Answer::Yes);
+    Select(c().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(std::pair(messages.shown, c().txtVersionID->text()), std::pair(QStringList(2, u"Save changes to this Version?"_s), u"1.1"_s));
+    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version)), 1);
+    c().SSAppTab->setCurrentIndex(0);
+    Retype(c().txtAppDesc, u"Reworked"_s);
+    c().cmdAppSave->click();
+    EXPECT_TRUE(messages.shown.size() == 2 && folderExists(u"Apps/"_s + id + u'/' + version)) << shown();
+    EXPECT_EQ(Rows(repository(), u"SELECT sAppName, sAppID, mAppEnviron FROM tApp WHERE sAppDesc='Reworked'"_s),
+              QStringList{name + u'|' + id + u'|' + environ});
+    // Typing cannot lengthen the stored ID, deleting shortens it, and once
+    // it is short the limit of 12 is back.
+    c().txtAppID->setFocus();
+    QTest::keyClick(c().txtAppID, Qt::Key_End);
+    QTest::keyClicks(c().txtAppID, u"X"_s);
+    const QString typedOn = c().txtAppID->text();
+    QTest::keyClick(c().txtAppID, Qt::Key_Backspace);
+    QTest::keyClicks(c().txtAppID, u"X"_s);
+    const QString shortened = c().txtAppID->text();
+    Retype(c().txtAppID, u"ABCDEFGHIJKLMNOP"_s);
+    EXPECT_EQ(std::tuple(typedOn, shortened, c().txtAppID->text()), std::tuple(id, id.chopped(1), u"ABCDEFGHIJKL"_s));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ApplicationsPageTest, ::testing::ValuesIn(TestBackends()));
+
+TEST(frmAttributesTest, OkChecksInOrderAndFocusesTheField)
+{
+    ScriptedMessages messages;
+    frmAttributes dialog(ListAttributes{}, messages);
+    dialog.show();
+    dialog.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&dialog));
+    // Each refused OK focuses the field and leaves the dialog open.
+    const std::pair<QWidget*, QString> steps[] = {
+        {dialog.txtNextPageIndicator, u"More..."_s}, {dialog.txtNextPageLine, u"24"_s}, {dialog.cbNextPageKey, u"PF8/F8"_s}};
+    for (const auto& [field, value] : steps) {
+        dialog.cmdOK->click();
+        EXPECT_TRUE(field->hasFocus() && dialog.isVisible() && dialog.Cancelled()) << field->objectName().toStdString();
+        field == dialog.cbNextPageKey ? Choose(dialog.cbNextPageKey, value) : QTest::keyClicks(field, value);
+    }
+    dialog.cmdOK->click();
+    EXPECT_EQ(messages.shown, (QStringList{u"Next Page Indicator cannot be blank"_s, u"Next Page Line cannot be blank"_s,
+                                           u"You must select a Next Page key"_s}));
+    EXPECT_FALSE(dialog.isVisible() || dialog.Cancelled());
+    const ListAttributes& v = dialog.Values();
+    EXPECT_EQ(std::tuple(v.NextPageLine, v.NextPageIndicator, v.NextPageKey), std::tuple(u"24"_s, u"More..."_s, u"PF8/F8"_s));
+}
+
+} // namespace
+} // namespace dorvane::test

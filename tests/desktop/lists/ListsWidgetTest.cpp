@@ -1,0 +1,210 @@
+// The roles grid and the Keywords tab walked as an administrator does, the
+// repository checked after; and the frmFileList chooser.
+
+#include "core/lists/NameDescGrids.h"
+#include "desktop/lists/frmFileList.h"
+#include "desktop/mainwindow/MainWindowFixture.h"
+#include "desktop/mainwindow/ScriptedDialogs.h"
+
+#include <QAction>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+
+namespace dorvane::test {
+namespace {
+
+// A grid's rows, the adding row last: the names, or "name|description".
+QStringList column(QTableView* view, bool withDescription = false)
+{
+    QStringList result;
+    for (int row = 0; row < view->model()->rowCount(); ++row)
+        result << view->model()->index(row, 0).data().toString() + (withDescription ? u'|' + view->model()->index(row, 1).data().toString() : QString());
+    return result;
+}
+
+// Types into the cell's own editor and presses Enter.
+void typeInEditor(QTableView* view, int row, const QString& text)
+{
+    const QModelIndex index = view->model()->index(row, 0);
+    view->setCurrentIndex(index);
+    view->edit(index);
+    auto* editor = qobject_cast<QLineEdit*>(view->indexWidget(index));
+    ASSERT_NE(editor, nullptr);
+    editor->selectAll();
+    QTest::keyClicks(editor, text);
+    QTest::keyClick(editor, Qt::Key_Return);
+    QCoreApplication::processEvents(); // the delegate commits by a queued call
+}
+
+void deleteRow(QTableView* view, int row)
+{
+    view->setCurrentIndex(view->model()->index(row, 0));
+    for (QAction* action : view->actions())
+        if (action->text() == u"&Delete Row"_s)
+            return action->trigger();
+    ADD_FAILURE() << "no Delete Row action on " << view->objectName().toStdString();
+}
+
+class ListsWidgetTest : public MainWindowFixture {
+protected:
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(dialogs); }
+
+    void openKeywords(const QString& app)
+    {
+        c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
+        c().lbAppList->setCurrentRow(FindItemByText(c().lbAppList, app));
+        ASSERT_EQ(c().txtAppName->text(), app);
+        c().SSAppTab->setCurrentIndex(2);
+    }
+
+    // A file of the test's folder, written when there is content.
+    QString file(const QString& name, const QByteArray& content = {})
+    {
+        QFile f(m_db->tempPath() + u'/' + name);
+        EXPECT_TRUE(content.isEmpty() || (f.open(QIODevice::WriteOnly) && f.write(content) == content.size()));
+        return f.fileName();
+    }
+
+    ScriptedDialogs dialogs;
+};
+
+// A name typed into the cell's editor and Enter, Save, and the Delete Row
+// action reach the repository (the checks themselves are pinned on the
+// grid's own tests; where the grids are, on the main window's).
+TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
+{
+    c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
+    c().SSOptionsTab->setCurrentWidget(c().grpUserRoles);
+    QTableView* view = c().TDBGridRoles;
+    typeInEditor(view, 3, u"Tester"_s);
+    typeInEditor(view, 3, u"tester"_s);
+    EXPECT_EQ(messages.shown, QStringList({"Tester already exists!"}));
+    ASSERT_TRUE(TypeCell(view, 2, 1, u"Runs the tests"_s));
+    c().cmdRoleSave->click();
+    const QString sql = u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleDesc IN (' ', 'Runs the tests') ORDER BY iRoleKey"_s;
+    EXPECT_EQ(Rows(repository(), sql), QStringList({"Tester|Runs the tests", "tester| "}));
+    deleteRow(view, column(view).indexOf(u"tester"_s));
+    EXPECT_EQ(std::pair(Rows(repository(), sql), column(view)), std::pair(QStringList({"Tester|Runs the tests"}), QStringList({"Developer", "Test Lead", "Tester", ""})));
+}
+
+TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
+{
+    openKeywords(u"Order Entry"_s);
+    // Cancelled choosers do nothing.
+    dialogs.fileAnswers = {std::nullopt, std::nullopt};
+    c().cmdExportKeywords->click();
+    c().cmdImportKeywords->click();
+    EXPECT_TRUE(messages.shown.isEmpty());
+    // An export replaces a longer file whole.
+    dialogs.fileAnswers = {file(u"oe.txt"_s, QByteArray(1000, 'x'))};
+    c().cmdExportKeywords->click();
+    EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File", "Import Keywords From Tab-Delimited Text File",
+                                                     "Export Keywords to Tab-Delimited Text File"}));
+    EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None, FileNamePreset::TextFileInCurrentFolder}));
+    QFile oe(file(u"oe.txt"_s));
+    EXPECT_EQ(oe.open(QIODevice::ReadOnly) ? oe.readAll() : QByteArray(), "Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
+    EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
+
+    // Import adds the rows, ended by CR LF or LF, and reloads the grid in
+    // name order.
+    openKeywords(u"Web Store"_s);
+    messages.shown.clear();
+    dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\nAccount\t\r\n")};
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s});
+    EXPECT_EQ(column(c().TDBGridKeywords, true), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"}));
+
+    // Unsaved grid edits meet the save prompt first: Cancel stops the
+    // import, Yes saves them, and the import then skips them.
+    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, 3, 0, u"Coupons"_s));
+    const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
+    messages.shown.clear();
+    messages.Queue(Answer::Cancel);
+    dialogs.fileListCaptions.clear();
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList{u"Save changes to Keywords?"_s});
+    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty() && window->KeywordDirty());
+    messages.Queue(Answer::Yes);
+    dialogs.fileAnswers = {again};
+    c().cmdImportKeywords->click();
+    EXPECT_EQ(messages.shown, QStringList({"Save changes to Keywords?", "Save changes to Keywords?", "The Keywords have been imported - added: 1  skipped: 2"}));
+    EXPECT_EQ(std::pair(Rows(repository(), u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
+                        column(c().TDBGridKeywords).size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(6)));
+
+    // Typed as a person types: the name on the adding row, Tab, the
+    // description, Return; both land on that row.
+    QTableView* grid = c().TDBGridKeywords;
+    window->activateWindow();
+    grid->setFocus();
+    grid->setCurrentIndex(grid->model()->index(5, 0));
+    grid->edit(grid->currentIndex());
+    // The editor open on the current cell.
+    const auto editor = [grid]() -> QWidget* {
+        QCoreApplication::processEvents();
+        const QRect cell = grid->visualRect(grid->currentIndex());
+        for (QLineEdit* box : grid->viewport()->findChildren<QLineEdit*>())
+            if (box->isVisible() && cell.contains(box->geometry().center().x(), cell.center().y()) && box->x() >= cell.x() - 2)
+                return box;
+        return grid;
+    };
+    QTest::keyClicks(editor(), u"Gift"_s);
+    QTest::keyClick(editor(), Qt::Key_Tab);
+    QTest::keyClicks(editor(), u"Vouchers"_s);
+    QTest::keyClick(editor(), Qt::Key_Return);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(std::pair(column(grid, true).mid(5), messages.shown.mid(3)), std::pair(QStringList({"Gift|Vouchers", "|"}), QStringList()));
+
+    // Opening another application, or another page, with grid edits not
+    // saved asks first: Cancel stays, No drops them (the grid shows the
+    // stored rows again and Save is off).
+    messages.shown.clear();
+    messages.Queue(Answer::Cancel);
+    Select(c().lbAppList, u"Order Entry"_s);
+    EXPECT_EQ(std::pair(messages.shown, c().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
+    messages.Queue(Answer::Cancel);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(c().SSMainTab->currentIndex(), int(frmMainForm::ApplicationsPage));
+    messages.Queue(Answer::No);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(std::tuple(c().SSMainTab->currentIndex(), column(c().TDBGridKeywords).contains(u"Gift"_s), c().cmdKeywordSave->isEnabled(),
+                         count(u"SELECT * FROM tKeyword WHERE sKeywordName='Gift'"_s)),
+              std::tuple(int(frmMainForm::UsersPage), false, false, qsizetype(0)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ListsWidgetTest, ::testing::ValuesIn(TestBackends()),
+                         [](const auto& info) { return info.param; });
+
+// The chooser: the preset is the current folder and the extension, a click
+// on a file takes its name, Cancel hands nothing back.
+TEST(frmFileListTest, PresetClickAndCancel)
+{
+    QTemporaryDir dir;
+    ScriptedMessages messages;
+    ASSERT_TRUE(QFile(dir.path() + u"/keywords.txt"_s).open(QIODevice::WriteOnly));
+    frmFileList dialog(messages);
+    EXPECT_EQ(dialog.CurrentFolder(), QDir::currentPath());
+    dialog.SetFolder(dir.path());
+    dialog.show();
+    QAbstractItemModel* files = dialog.flbFileList->model();
+    QTRY_COMPARE(files->rowCount(dialog.flbFileList->rootIndex()), 1);
+    dialog.flbFileList_Click(files->index(0, 0, dialog.flbFileList->rootIndex()));
+    EXPECT_EQ(dialog.txtFileName->text(), dir.path() + u"/keywords.txt"_s);
+    dialog.PresetTextFileName();
+    EXPECT_EQ(dialog.txtFileName->text(), dir.path() + u"/.txt"_s);
+    dialog.txtFileName->setCursorPosition(dialog.txtFileName->text().size() - 4);
+    QTest::keyClicks(dialog.txtFileName, u"export"_s);
+    dialog.cmdOK->click();
+    EXPECT_EQ(std::pair(dialog.Cancelled(), dialog.FileName()), std::pair(false, dir.path() + u"/export.txt"_s));
+
+    frmFileList cancelled(messages);
+    cancelled.show();
+    cancelled.txtFileName->setText(u"/tmp/x.txt"_s);
+    cancelled.cmdCancel->click();
+    EXPECT_TRUE(cancelled.Cancelled() && cancelled.FileName().isEmpty() && !cancelled.isVisible());
+}
+
+} // namespace
+} // namespace dorvane::test

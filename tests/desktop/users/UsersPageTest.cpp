@@ -1,0 +1,101 @@
+// The Users page, walked as an administrator does.
+
+#include "desktop/mainwindow/MainWindowFixture.h"
+
+#include <QPushButton>
+#include <QTabWidget>
+
+namespace dorvane::test {
+namespace {
+
+class UsersPageTest : public MainWindowFixture {
+protected:
+    void SetUp() override
+    {
+        MainWindowFixture::SetUp();
+        OpenWindow(RepositoryContent::Tutorial);
+        window->activateWindow();
+        c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    }
+    // The eight boxes: ID, names, passwords, department, e-mail, extension.
+    QStringList boxes()
+    {
+        return {c().txtUserID->text(), c().txtFirstName->text(), c().txtLastName->text(), c().txtPassword->text(),
+                c().txtVerifyPassword->text(), c().txtDepartment->text(), c().txtEmail->text(), c().txtExtension->text()};
+    }
+    // Presses Save; the messages it showed.
+    QStringList save() { messages.shown.clear(); c().cmdUserSave->click(); return messages.shown; }
+};
+
+// Right after start-up the editor stands on a new, empty user. Save checks
+// the fields (their order, messages and focus: UserRecordsTest) and writes
+// only when all pass.
+TEST_P(UsersPageTest, AddingAUser)
+{
+    const qsizetype before = count(u"SELECT * FROM tUser"_s);
+    Retype(c().txtEmail, u"kim@example.com"_s);
+    EXPECT_EQ(save(), QStringList{u"User ID cannot be blank"_s});
+    EXPECT_EQ(count(u"SELECT * FROM tUser"_s), before);
+
+    const QStringList typed = {u"skim"_s, u" "_s, u"Kim"_s, u"Secret"_s, u"Secret"_s};
+    for (int i = 0; i < typed.size(); ++i)
+        Retype(QList<QLineEdit*>{c().txtUserID, c().txtFirstName, c().txtLastName, c().txtPassword, c().txtVerifyPassword}[i], typed[i]);
+    EXPECT_TRUE(save().isEmpty() && window->SaveOk) << shown();
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='skim' AND sUserFirst=' ' AND sUserPassword='Secret' AND "
+                    "sUserEmail='kim@example.com' AND sUserDepartment=' '"_s), 1);
+    // The list shows the new one.
+    EXPECT_GE(FindItemByText(c().lbUserList, u"  Kim"_s), 0);
+}
+
+// Another user clicked with changes made asks first. Null optional texts
+// and a login ID longer than the box allows, as the suite's other modules
+// write them, open empty and whole, and are kept when another field is saved.
+TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
+{
+    const QString id = u"jane.smith.qa.team"_s;
+    DB_ASSERT(repository().Execute(u"UPDATE tUser SET sUserID='%1', sUserEmail=NULL, sUserExtension=NULL, sUserDepartment=NULL "
+                                   "WHERE sUserID='jsmith'"_s.arg(id)));
+    // Sorted by last name: Brown, Chen, Smith.
+    ASSERT_EQ(c().lbUserList->item(0)->text(), u"Mark Brown"_s);
+    c().lbUserList->setCurrentRow(0);
+    Retype(c().txtExtension, u"1234"_s);
+    messages.Queue(Answer::Cancel);
+    c().lbUserList->setCurrentRow(2);
+    EXPECT_EQ(std::pair(c().lbUserList->currentRow(), c().txtExtension->text()), std::pair(0, u"1234"_s));
+    messages.Queue(Answer::Yes);
+    c().lbUserList->setCurrentRow(2);
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='mbrown' AND sUserExtension='1234'"_s), 1);
+    EXPECT_EQ(boxes(), (QStringList{id, u"Jane"_s, u"Smith"_s, u"tutorial"_s, u"tutorial"_s, QString(), QString(), QString()}));
+    Retype(c().txtDepartment, u"Nowhere"_s);
+    messages.Queue(Answer::No);
+    c().lbUserList->setCurrentRow(1);
+    EXPECT_EQ(messages.shown, QStringList(3, u"Save changes to User record?"_s));
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserDepartment='Nowhere'"_s), 0);
+
+    c().lbUserList->setCurrentRow(2);
+    Retype(c().txtDepartment, u"Release"_s);
+    EXPECT_EQ(save(), QStringList{});
+    EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'"_s.arg(id)), 1);
+}
+
+// The Users page acts on the user it shows, whichever registered user the
+// Environments page highlights meanwhile.
+TEST_P(UsersPageTest, DeleteActsOnTheUserThePageShows)
+{
+    Select(c().lbUserList, u"Jane Smith"_s);
+    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
+    Select(c().lbEnvironList, u"TUTORIAL"_s);
+    c().SSEnvironTab->setCurrentIndex(2);
+    Select(c().lbEnvironUsers, u"Mark Brown"_s);
+    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    messages.Queue(Answer::Yes);
+    c().cmdUserDelete->click();
+    EXPECT_EQ(messages.shown.value(0), u"Are you sure you want to delete Jane Smith?"_s) << shown();
+    EXPECT_EQ(Rows(repository(), u"SELECT sUserFirst, sUserLast FROM tUser ORDER BY sUserLast"_s),
+              QStringList({u"Mark|Brown"_s, u"Li|Chen"_s}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, UsersPageTest, ::testing::ValuesIn(TestBackends()));
+
+} // namespace
+} // namespace dorvane::test
