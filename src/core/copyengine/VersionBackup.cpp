@@ -153,7 +153,7 @@ struct TableStage {
 };
 const QString& failedStage(const DbError& error, const QString& running, std::initializer_list<TableStage> writers)
 {
-    const QString table = HeldTableOf(error);
+    const QString table = error.table();
     for (const TableStage& writer : writers) {
         if (table.compare(QLatin1String(writer.table), Qt::CaseInsensitive) == 0)
             return *writer.stage;

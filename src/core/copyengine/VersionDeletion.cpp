@@ -153,7 +153,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
         transaction->Commit();
         return true;
     } catch (const DbError& e) {
-        const QString heldTable = HeldTableOf(e);
+        const QString heldTable = e.table();
         for (const HeldStage& held : heldStages) {
             if (heldTable.compare(QLatin1String(held.table), Qt::CaseInsensitive) == 0)
                 enter(held.stage);

@@ -578,7 +578,7 @@ qint64 Connection::Execute(const QString& sql)
     QSqlQuery q(d->db);
     q.setForwardOnly(true);
     if (!q.exec(text))
-        throw StatementFailure(q.lastError());
+        throw StatementFailure(q.lastError()).WithStatement(text);
     const qint64 affected = q.numRowsAffected();
     q.finish();
     return affected;
@@ -612,16 +612,21 @@ HeldWrites* Connection::heldWrites()
 DbError Connection::StatementFailure(const QSqlError& error)
 {
     const QString text = ErrorDescription(error);
+    const auto failure = [&error](const QString& description) {
+        DbError e(description);
+        e.WithDatabaseText(error.databaseText().trimmed(), error.nativeErrorCode());
+        return e;
+    };
     if (!IsOpen() || d->dialect->backend != BackendKind::Odbc)
-        return DbError(NamingReadonlyFile(IsOpen() ? sqliteHandle(d->db) : nullptr, text));
+        return failure(NamingReadonlyFile(IsOpen() ? sqliteHandle(d->db) : nullptr, text));
     // The driver's words for a vanished server vary with the moment it went
     // ("internal SAVEPOINT failed", "Could not send Query"); a statement
     // that needs nothing of the database tells.
     QSqlQuery probe(d->db);
     probe.setForwardOnly(true);
     if (probe.exec(QStringLiteral("SELECT 1")))
-        return DbError(text);
-    return DbError(kConnectionLostText + text);
+        return failure(text);
+    return failure(kConnectionLostText + text);
 }
 
 QStringList Connection::TableColumns(const QString& table) { return tableInfo(table)->columns; }

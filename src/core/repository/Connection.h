@@ -123,7 +123,7 @@ public:
     // Sends the rows held for sending many to a statement (see HeldWrites)
     // now. A step that writes many rows calls it before it ends, so that a
     // failing row is reported by the step that wrote it. Throws
-    // HeldWriteError.
+    // DbError naming the table of the rows (DbError::table()).
     void SendHeldWrites();
 
     // Column names of a table as the database reports them, cached per

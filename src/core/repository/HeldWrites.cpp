@@ -442,20 +442,15 @@ void HeldWrites::send(Run& run)
         if (!q.exec()) {
             const QSqlError error = q.lastError();
             q.finish();
-            throw HeldWriteError(m_connection.StatementFailure(error).description(), tableName);
+            throw m_connection.StatementFailure(error).WithTable(tableName);
         }
         const int affected = q.numRowsAffected();
         q.finish();
         // Rows changed or deleted by key must all have been there.
         if ((run.kind == Kind::Update || run.kind == Kind::Delete) && affected < count)
-            throw HeldWriteError(kRowGoneText, tableName);
+            throw DbError(kRowGoneText).WithTable(tableName);
     }
 }
 
-QString HeldTableOf(const DbError& error)
-{
-    const auto* held = dynamic_cast<const HeldWriteError*>(&error);
-    return held ? held->table() : QString();
-}
 
 } // namespace dorvane

@@ -84,20 +84,8 @@ private:
     QHash<const TableInfo*, Sequence> m_sequences;
 };
 
-// The failure of a statement that carried held rows: names their table, so
-// that the step that wrote them can say what failed.
-class HeldWriteError : public DbError {
-public:
-    HeldWriteError(const QString& description, QString table) : DbError(description), m_table(std::move(table)) {}
-    const QString& table() const { return m_table; }
-
-private:
-    QString m_table;
-};
-
-// The table whose held rows a failure carried (as the statement names it,
-// without quotes); empty for any other failure.
-QString HeldTableOf(const DbError& error);
+// A failure of a statement that carried held rows names their table
+// (DbError::table()), so that the step that wrote them can say what failed.
 
 // What an UPDATE or DELETE of a row that is no longer there says.
 inline const QString kRowGoneText =

@@ -146,6 +146,14 @@ TEST_P(ConnectionTest, ExecuteReportsAffectedRowsTranslatesJetSyntaxAndCarriesTh
     const QString table = descriptionOf([&] { conn.Execute(u"DELETE * FROM tNothing"_s); });
     EXPECT_TRUE(table.contains(u"tnothing"_s, Qt::CaseInsensitive)) << table.toStdString();
     EXPECT_TRUE(table.contains(u"no such table"_s) || table.contains(u"does not exist"_s)) << table.toStdString();
+    // As a value: the failing statement, the database's own text and its code.
+    try {
+        conn.Execute(u"DELETE * FROM tNothing"_s);
+        ADD_FAILURE() << "no error raised";
+    } catch (const DbError& e) {
+        EXPECT_TRUE(e.statement() == u"DELETE FROM tNothing"_s && !e.databaseText().isEmpty() && !e.code().isEmpty())
+            << e.statement().toStdString() << " / " << e.databaseText().toStdString() << " / " << e.code().toStdString();
+    }
 
     // A record set reports it on its first read, with the same text.
     Recordset rs(u"SELECT * FROM tNothing WHERE iNothingKey = 1"_s, conn);
