@@ -641,8 +641,12 @@ int main(int argc, char* argv[])
                          qint32 destination = copy.Int(QStringLiteral("iEnvironmentKey"));
                          copy.Close();
                          FixedId prompt;
+                         // The IDs are asked before the transaction, as Save As does.
+                         EnvironmentCopy environmentCopy(engine, main, prompt);
+                         if (!environmentCopy.PlanCopy(source))
+                             return false;
                          main.BeginTrans();
-                         if (!EnvironmentCopy(engine, main, prompt).CopyEnvironment(source, destination)) {
+                         if (!environmentCopy.CopyEnvironment(source, destination)) {
                              main.RollbackTrans();
                              return false;
                          }

@@ -186,12 +186,8 @@ int RunRenameEnvironment(const CommandContext& context)
                          session.repository);
         const QString description = stored.Text(QStringLiteral("sEnvironmentDesc"));
         stored.Close();
-        TerminalProgress progress;
-        VersionBackup engine(context.messages, progress);
-        const EnvironmentBackup backups(engine, session.plan.sharedResourcePath);
-        const EnvironOutcome saved = definition.Save(
-            {context.arguments[1], description, {}}, session.repository, context.messages,
-            [&backups](const QString& from, const QString& to) { backups.MoveBackupFolder(from, to); });
+        const EnvironOutcome saved = definition.Save({context.arguments[1], description, {}}, session.repository,
+                                                     context.messages, BackupFolderMover(session.plan.sharedResourcePath));
         if (!saved.Ok)
             return kExitFailure;
         PrintLine(definition.CurrentEnvironName());

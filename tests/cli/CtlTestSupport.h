@@ -21,23 +21,34 @@ using namespace Qt::StringLiterals;
 
 struct CtlResult { int exitCode = -1; QString out, err; };
 
-// Runs dorvanectl with `registry` as its settings file, and `meanwhile`
-// while it runs. Its standard input is a closed pipe: there is no terminal
-// to answer on.
-inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/nonexistent/zentrix.reg"_s,
-                     const std::function<void(QProcess&)>& meanwhile = {})
+// Starts dorvanectl with `registry` as its settings file. Its standard
+// input is a closed pipe: there is no terminal to answer on.
+inline void StartCtl(QProcess& process, const QStringList& arguments, const QString& registry)
 {
-    QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(u"ZENTRIX_REGISTRY"_s, registry);
     process.setProcessEnvironment(env);
     process.start(QStringLiteral(DORVANECTL_PATH), arguments);
     process.closeWriteChannel();
-    if (meanwhile && process.waitForStarted())
-        meanwhile(process);
+}
+
+// Waits for a started dorvanectl and takes what it said.
+inline CtlResult FinishCtl(QProcess& process)
+{
     EXPECT_TRUE(process.waitForFinished(120000)) << "dorvanectl did not finish";
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromLocal8Bit(process.readAllStandardOutput()), QString::fromLocal8Bit(process.readAllStandardError())};
+}
+
+// Runs dorvanectl, and `meanwhile` while it runs.
+inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/nonexistent/zentrix.reg"_s,
+                     const std::function<void(QProcess&)>& meanwhile = {})
+{
+    QProcess process;
+    StartCtl(process, arguments, registry);
+    if (meanwhile && process.waitForStarted())
+        meanwhile(process);
+    return FinishCtl(process);
 }
 
 // A settings file holding the value lines ('|' between), written as regedit does.
@@ -113,21 +124,11 @@ protected:
     std::vector<CtlResult> ctlTogether(const std::vector<QStringList>& runs)
     {
         std::vector<std::unique_ptr<QProcess>> processes;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"ZENTRIX_REGISTRY"_s, m_registry);
-        for (const QStringList& arguments : runs) {
-            processes.push_back(std::make_unique<QProcess>());
-            processes.back()->setProcessEnvironment(env);
-            processes.back()->start(QStringLiteral(DORVANECTL_PATH), arguments);
-            processes.back()->closeWriteChannel();
-        }
+        for (const QStringList& arguments : runs)
+            StartCtl(*processes.emplace_back(std::make_unique<QProcess>()), arguments, m_registry);
         std::vector<CtlResult> results;
-        for (const auto& process : processes) {
-            EXPECT_TRUE(process->waitForFinished(120000)) << "dorvanectl did not finish";
-            results.push_back({process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1,
-                               QString::fromLocal8Bit(process->readAllStandardOutput()),
-                               QString::fromLocal8Bit(process->readAllStandardError())});
-        }
+        for (const auto& process : processes)
+            results.push_back(FinishCtl(*process));
         return results;
     }
 

@@ -320,6 +320,16 @@ void CheckBackupFile(Connection& backup)
 
 namespace {
 
+// Refuses a stored name that cannot name a backup folder.
+void checkFolderName(const QString& environmentName)
+{
+    const QString problem = EnvironFolderNameProblem(environmentName);
+    if (!problem.isEmpty())
+        throw DbError(QStringLiteral("The environment name \"%1\" cannot name its backup folder: %2. Rename the "
+                                     "environment before backing it up or restoring it.")
+                          .arg(environmentName, problem));
+}
+
 // This machine's name as it may stand in a file name.
 QString hostTag()
 {
@@ -476,10 +486,30 @@ QString EnvironmentBackup::BackupQuestion(const QString& environmentName) const
 
 void EnvironmentBackup::MoveBackupFolder(const QString& from, const QString& to) const
 {
-    const QString source = NativePath(BackupFolder(from));
+    MoveEnvironmentBackups(m_sharedResourcePath, from, to);
+}
+
+void EnvironmentBackup::CheckFolderName(const QString& environmentName) { checkFolderName(environmentName); }
+
+QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
+{
+    return EnvironmentBackupFolder(m_sharedResourcePath, environmentName);
+}
+
+QString EnvironmentBackupFolder(const QString& sharedResourcePath, const QString& environmentName)
+{
+    checkFolderName(environmentName);
+    if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
+        return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
+    return sharedResourcePath + kBackupsBelowShared + environmentName;
+}
+
+void MoveEnvironmentBackups(const QString& sharedResourcePath, const QString& from, const QString& to)
+{
+    const QString source = NativePath(EnvironmentBackupFolder(sharedResourcePath, from));
     if (!QFileInfo(source).isDir())
         return;
-    const QString target = NativePath(BackupFolder(to));
+    const QString target = NativePath(EnvironmentBackupFolder(sharedResourcePath, to));
     // A change of letter case alone is a rename of the same folder.
     if (QFileInfo::exists(target) && QFileInfo(target).canonicalFilePath() != QFileInfo(source).canonicalFilePath())
         throw DbError(QStringLiteral("The backup folder '%1' exists already: move it away before renaming the "
@@ -490,21 +520,11 @@ void EnvironmentBackup::MoveBackupFolder(const QString& from, const QString& to)
         throw DbError(QStringLiteral("%1: the backup folder '%2' could not be renamed.").arg(fileErrorText(errno), source));
 }
 
-void EnvironmentBackup::CheckFolderName(const QString& environmentName)
+BackupFolderMove BackupFolderMover(const QString& sharedResourcePath)
 {
-    const QString problem = EnvironFolderNameProblem(environmentName);
-    if (!problem.isEmpty())
-        throw DbError(QStringLiteral("The environment name \"%1\" cannot name its backup folder: %2. Rename the "
-                                     "environment before backing it up or restoring it.")
-                          .arg(environmentName, problem));
-}
-
-QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
-{
-    CheckFolderName(environmentName);
-    if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
-        return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
-    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
+    return [sharedResourcePath](const QString& from, const QString& to) {
+        MoveEnvironmentBackups(sharedResourcePath, from, to);
+    };
 }
 
 QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/environments/EnvironmentRecords.h"
+
 #include <QDate>
 #include <QString>
 
@@ -80,6 +82,16 @@ inline constexpr int kBackupSchemaVersion = 0;
 // column. Throws DbError.
 void CheckBackupFile(Connection& backup);
 
+// The folder of an environment's backups (EnvironmentBackup::BackupFolder)
+// for a shared resource path; throws DbError when the name cannot name one.
+QString EnvironmentBackupFolder(const QString& sharedResourcePath, const QString& environmentName);
+// Moves an environment's backup folder when its name changes (the backups
+// follow their environment); nothing when it has none. Refuses when a
+// folder of the new name exists already or the move fails.
+void MoveEnvironmentBackups(const QString& sharedResourcePath, const QString& from, const QString& to);
+// MoveEnvironmentBackups for EnvironmentRecords::Save.
+BackupFolderMove BackupFolderMover(const QString& sharedResourcePath);
+
 class EnvironmentBackup {
 public:
     EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath);
@@ -93,9 +105,7 @@ public:
     // and " It replaces the backup made earlier today." when that file
     // exists.
     QString BackupQuestion(const QString& environmentName) const;
-    // Moves an environment's backup folder when its name changes (the
-    // backups follow their environment); nothing when it has none. Refuses
-    // when a folder of the new name exists already or the move fails.
+    // MoveEnvironmentBackups below this run's shared resource path.
     void MoveBackupFolder(const QString& from, const QString& to) const;
     // The folders throw DbError when the stored name cannot name a folder
     // (EnvironFolderNameProblem): nothing is written outside the backups.

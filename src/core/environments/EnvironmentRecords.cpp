@@ -241,8 +241,6 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
         const OperationLocks locks(connection, {{OperationLocks::Kind::EnvironmentNames, 0},
                                                 {OperationLocks::Kind::Environment, m_currentKey}});
         Transaction transaction(connection);
-        const QString quoted = QuoteSql(name);
-
         if (const std::optional<QString> holder = EnvironmentNameHolder(connection, name, m_currentKey)) {
             transaction.Rollback();
             messages.Inform(input.Name + kAlreadyExists + sharedFolderNote(name, *holder));

@@ -283,11 +283,8 @@ void frmMainForm::lbEnvironList_Click()
 void frmMainForm::cmdEnvironSave_Click()
 {
     SaveOk = false;
-    VersionBackup engine(m_messages, progressWindow());
-    const EnvironmentBackup backups(engine, m_session.plan.sharedResourcePath);
-    const EnvironOutcome outcome =
-        m_environ->Save(definitionInput(c), m_session.repository, m_messages,
-                        [&backups](const QString& from, const QString& to) { backups.MoveBackupFolder(from, to); });
+    const EnvironOutcome outcome = m_environ->Save(definitionInput(c), m_session.repository, m_messages,
+                                                   BackupFolderMover(m_session.plan.sharedResourcePath));
     applyEnvironOutcome(outcome);
     SaveOk = outcome.Ok;
 }

@@ -4,6 +4,7 @@
 // spoils; the tutorial's backup folder; failures that roll back.
 
 #include "core/environments/EnvironmentBackup.h"
+#include "cli/CtlTestSupport.h"
 #include "core/environments/EnvironmentFixture.h"
 #include "core/repository/FilePaths.h"
 #include "core/repository/Interruption.h"
@@ -498,20 +499,14 @@ TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondPro
     // The second program: dorvanectl on the same repository.
     DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/UserData.mdb"_s));
     const QString settings = db->tempPath() + u"/ctl.reg"_s;
-    QFile reg(settings);
-    ASSERT_TRUE(reg.open(QIODevice::WriteOnly));
-    reg.write(("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" +
-               localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"\r\n\"ExePath\"=\"%2\"\r\n"_s.arg(db->tempPath(), exe)).toUtf8());
-    reg.close();
+    WriteSettings(settings, localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"|\"ExePath\"=\"%2\""_s.arg(db->tempPath(), exe));
     const auto importKeyword = [&](const char* name) {
         const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
         QFile text(file);
         if (!text.open(QIODevice::WriteOnly) || text.write(QByteArray(name) + "\tFrom a second program\r\n") < 0)
             return -1;
         text.close();
-        QProcess ctl;
-        ctl.start(QStringLiteral(DORVANECTL_PATH), {u"--registry"_s, settings, u"import-keywords"_s, u"Billing"_s, file});
-        return ctl.waitForFinished(60000) && ctl.exitStatus() == QProcess::NormalExit ? ctl.exitCode() : -1;
+        return Ctl({u"import-keywords"_s, u"Billing"_s, file}, settings).exitCode;
     };
     EXPECT_EQ(importKeyword("K1"), 0);
     add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"K2"_s}});
