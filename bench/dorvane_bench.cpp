@@ -28,7 +28,6 @@
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"
-#include "core/startup/Registry.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -432,28 +431,6 @@ void transfer(Db& from, Connection& to)
     }
 }
 
-void writeSettings(const QString& path, const QString& folder, const QString& dsn)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        throw std::runtime_error("cannot write the settings file");
-    const QString repository = dsn.isEmpty() ? QStringLiteral("\"ActiveDB\"=\"Local\"\r\n"
-                                                              "\"IsLocalDatabase\"=dword:00000001\r\n"
-                                                              "\"LocalDatabasePath\"=\"%1\"\r\n"
-                                                              "\"LocalDatabaseName\"=\"bench.mdb\"\r\n")
-                                                   .arg(folder)
-                                             : QStringLiteral("\"ActiveDB\"=\"Shared\"\r\n"
-                                                              "\"IsLocalDatabase\"=dword:00000000\r\n"
-                                                              "\"ActiveDSN\"=\"%1\"\r\n")
-                                                   .arg(dsn);
-    file.write(QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n"
-                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n%1"
-                              "\"ExePath\"=\"%2\\exe\"\r\n"
-                              "\"SharedResourcePath\"=\"%2\\shared\"\r\n")
-                   .arg(repository, folder)
-                   .toUtf8());
-}
-
 class FixedId : public NewVersionIdPrompt {
 public:
     std::optional<QString> Ask(const QString&, const std::function<bool(const QString&)>& okCheck) override
@@ -522,8 +499,6 @@ int main(int argc, char* argv[])
             if (!made.ok)
                 throw std::runtime_error(made.message.toStdString());
         }
-        writeSettings(dir.filePath(QStringLiteral("zentrix.reg")), folder, dsn);
-        SetSettingsFileOverride(dir.filePath(QStringLiteral("zentrix.reg")));
 
         Generated g;
         {
@@ -623,7 +598,7 @@ int main(int argc, char* argv[])
 
         bench::StderrMessages messages;
         bench::NoProgress progress;
-        VersionBackup engine(messages, progress);
+        VersionBackup engine(messages, progress, connectionString);
         const qint32 environment = static_cast<qint32>(g.environment);
         report(timed("version update", total,
                      [&] {
@@ -654,7 +629,7 @@ int main(int argc, char* argv[])
                          return true;
                      }),
                true);
-        EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"));
+        EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"), folder + QStringLiteral("\\exe"));
         report(timed("backup", total, [&] { return backups.BackupEnvironment(environment); }), true);
         report(timed("restore", total,
                      [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); }),

@@ -20,13 +20,11 @@
 #include "core/repository/Connection.h"
 #include "core/repository/Installation.h"
 #include "core/repository/Interaction.h"
-#include "core/startup/Registry.h"
 #include "core/startup/Startup.h"
 #include "core/users/UserRecords.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -132,21 +130,6 @@ int main(int argc, char* argv[])
         session.plan.installationPath = dir.path();
         Connection::CreateDatabaseFile(session.plan.testDataPath);
         Connection::CreateDatabaseFile(session.plan.userDataPath);
-        {
-            QFile settings(dir.filePath(QStringLiteral("zentrix.reg")));
-            settings.open(QIODevice::WriteOnly);
-            settings.write(dsn.isEmpty()
-                               ? QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                                                "\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n"
-                                                "\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"Bench.mdb\"\r\n")
-                                     .arg(dir.path())
-                                     .toUtf8()
-                               : QStringLiteral("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"
-                                                "\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n")
-                                     .arg(dsn)
-                                     .toUtf8());
-        }
-        SetSettingsFileOverride(dir.filePath(QStringLiteral("zentrix.reg")));
 
         qint32 source = 0, target = 0, environment = 0;
         {
@@ -199,7 +182,7 @@ int main(int argc, char* argv[])
                 const bool windowed = run % 2 == 1;
                 bench::NoProgress none;
                 frmVersionProgress shown(&window);
-                VersionBackup engine(messages, windowed ? static_cast<ProgressSink&>(shown) : none);
+                VersionBackup engine(messages, windowed ? static_cast<ProgressSink&>(shown) : none, session.plan.connectionString);
                 timer.start();
                 if (!engine.UpdateVersion(source, target, environment))
                     return 1;

@@ -44,8 +44,8 @@ int WithEnvironment(const CommandContext& context, const QString& name, MessageS
         if (!environment)
             return kExitFailure;
         TerminalProgress progress;
-        VersionBackup engine(messages, progress);
-        EnvironmentBackup backup(engine, session.plan.sharedResourcePath);
+        VersionBackup engine(messages, progress, session.plan.connectionString);
+        EnvironmentBackup backup(engine, session.plan.sharedResourcePath, session.plan.installationPath);
         return body(*environment, backup);
     } catch (const DbError& e) {
         context.messages.Inform(QStringLiteral("Error while reading the repository: ") + e.description());

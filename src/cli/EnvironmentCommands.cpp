@@ -8,7 +8,7 @@
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
 #include "core/environments/EnvironmentRecords.h"
-#include "core/mainwindow/ListQueries.h"
+#include "core/lists/ListQueries.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Recordset.h"
 #include "core/startup/Startup.h"
@@ -157,7 +157,7 @@ int RunCopyEnvironment(const CommandContext& context)
         input.Description = description.value_or(opened.Description.value_or(QString()));
 
         TerminalProgress progress;
-        VersionBackup engine(context.messages, progress);
+        VersionBackup engine(context.messages, progress, session.plan.connectionString);
         CommandLineVersionIds prompt(given);
         EnvironmentCopy copy(engine, repository, prompt, &session.testData);
         const EnvironOutcome saved = definition.SaveAs(input, copy, context.messages);

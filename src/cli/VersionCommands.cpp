@@ -8,7 +8,7 @@
 #include "core/applications/Deletion.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/copyengine/VersionTransfer.h"
-#include "core/mainwindow/ListQueries.h"
+#include "core/lists/ListQueries.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Recordset.h"
 #include "core/startup/Startup.h"
@@ -112,7 +112,7 @@ int RunTransfer(const CommandContext& context, VersionTransferKind kind)
         request.ChosenVersionKey = *chosen;
 
         TerminalProgress progress;
-        VersionBackup backup(context.messages, progress);
+        VersionBackup backup(context.messages, progress, session.plan.connectionString);
         backup.CurrentVersionLabel = application;
         const VersionTransferOutcome outcome = TransferVersion(kind, request, repository, backup, context.messages);
         return outcome.Ok ? kExitSuccess : kExitFailure;

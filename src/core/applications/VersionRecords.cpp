@@ -90,8 +90,8 @@ std::optional<VersionRecord> VersionRecords::Open(qint32 versionKey)
     try {
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + Key(versionKey), m_connection);
         VersionRecord record;
-        record.windows = VersionWindowEntries(m_connection, versionKey);
-        record.processes = VersionProcessEntries(m_connection, versionKey);
+        record.windows = VersionWindowEntries(m_connection, versionKey).all();
+        record.processes = VersionProcessEntries(m_connection, versionKey).all();
         record.id = version.Text(QStringLiteral("sVersionID"));
         record.description = version.Text(QStringLiteral("sVersionDesc"));
 
@@ -105,8 +105,8 @@ std::optional<VersionRecord> VersionRecords::Open(qint32 versionKey)
             Recordset source(
                 QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + Key(sourceKey), m_connection);
             if (!source.Eof()) {
-                record.processes = VersionProcessEntries(m_connection, sourceKey);
-                record.windows = VersionWindowEntries(m_connection, sourceKey);
+                record.processes = VersionProcessEntries(m_connection, sourceKey).all();
+                record.windows = VersionWindowEntries(m_connection, sourceKey).all();
             }
         }
 

@@ -7,7 +7,6 @@
 #include "core/repository/HeldWrites.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
-#include "core/startup/Registry.h"
 
 #include <QStringList>
 
@@ -199,8 +198,8 @@ private:
 
 } // namespace
 
-VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, BusyIndicator* busy)
-    : m_messages(&messages), m_progress(progress), m_busy(busy)
+VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, QString repository, BusyIndicator* busy)
+    : m_messages(&messages), m_progress(progress), m_busy(busy), m_repository(std::move(repository))
 {
 }
 
@@ -241,19 +240,8 @@ void VersionBackup::advanceProgress()
 std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
 {
     try {
-        const qint32 isLocal = SettingDword(QStringLiteral("IsLocalDatabase"));
-        const QString activeDb = SettingString(QStringLiteral("ActiveDB"));
         auto connection = std::make_unique<Connection>();
-        QString file;
-        if (activeDb == QLatin1String("Tutorial"))
-            file = SettingString(QStringLiteral("ExePath")) + QStringLiteral("\\Tutorial\\Database\\Tutorial.mdb");
-        else if (isLocal != 0)
-            file = SettingString(QStringLiteral("LocalDatabasePath")) + QLatin1Char('\\') +
-                   SettingString(QStringLiteral("LocalDatabaseName"));
-        if (!file.isNull())
-            connection->Open(FileConnectionString(file));
-        else
-            connection->Open(QStringLiteral("PROVIDER=MSDASQL;DSN=") + SettingString(QStringLiteral("ActiveDSN")));
+        connection->Open(m_repository);
         return connection;
     } catch (const DbError& e) {
         m_messages->Show(QStringLiteral("Error while opening destination database for version copy: ") + e.description(),

@@ -37,7 +37,9 @@ class Recordset;
 // (of every version) before CopySchedules.
 class VersionBackup {
 public:
-    VersionBackup(MessageSink& messages, ProgressSink& progress, BusyIndicator* busy = nullptr);
+    // `repository` is the connection string of the repository the engine
+    // writes; its runs open their own connection to it.
+    VersionBackup(MessageSink& messages, ProgressSink& progress, QString repository, BusyIndicator* busy = nullptr);
     ~VersionBackup();
     VersionBackup(const VersionBackup&) = delete;
     VersionBackup& operator=(const VersionBackup&) = delete;
@@ -80,11 +82,9 @@ public:
     // (KeywordMap only when asked: a version update copies no keywords).
     void ResetCopyRunMaps(bool includeKeywordMap);
 
-    // A new connection to the repository the settings name: the tutorial
-    // database when ActiveDB is exactly "Tutorial", else the local database
-    // file when IsLocalDatabase is non-zero, else the ODBC data source
-    // ActiveDSN. On failure shows "Error while opening destination
-    // database for version copy: " and the description, and returns null.
+    // A new connection to the engine's repository. On failure shows "Error
+    // while opening destination database for version copy: " and the
+    // description, and returns null.
     std::unique_ptr<Connection> OpenDestinationDatabase();
 
     // The windows of a version (without its "[System Screen]" window unless
@@ -160,6 +160,7 @@ private:
     MessageSink* m_messages;
     ProgressSink& m_progress;
     BusyIndicator* m_busy;
+    QString m_repository;
 };
 
 // The five process pointers and the two window pointers of a version row.

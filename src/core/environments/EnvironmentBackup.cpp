@@ -15,7 +15,6 @@
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Schema.h"
 #include "core/repository/Transaction.h"
-#include "core/startup/Registry.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -49,7 +48,6 @@ namespace {
 QString num(qint32 key) { return QString::number(key); }
 
 const QString kBackupsBelowShared = QStringLiteral("\\Environments\\Backups\\");
-const QString kBackupsBelowExe = QStringLiteral("\\Tutorial\\Environments\\Backups\\");
 const QString kTemplateName = QStringLiteral("\\ZentrixBackup.mdb");
 
 const QString kLookingFailed = QStringLiteral("Error while looking for environment backup file: ");
@@ -464,8 +462,8 @@ struct EnvironmentBackup::BackupRun {
     }
 };
 
-EnvironmentBackup::EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath)
-    : m_engine(engine), m_sharedResourcePath(std::move(sharedResourcePath))
+EnvironmentBackup::EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath, QString installationPath)
+    : m_engine(engine), m_sharedResourcePath(std::move(sharedResourcePath)), m_installationPath(std::move(installationPath))
 {
 }
 
@@ -499,8 +497,6 @@ QString EnvironmentBackup::BackupFolder(const QString& environmentName) const
 QString EnvironmentBackupFolder(const QString& sharedResourcePath, const QString& environmentName)
 {
     checkFolderName(environmentName);
-    if (SettingString(QStringLiteral("ActiveDB")) == QLatin1String("Tutorial"))
-        return SettingString(QStringLiteral("ExePath")) + kBackupsBelowExe + environmentName;
     return sharedResourcePath + kBackupsBelowShared + environmentName;
 }
 
@@ -527,11 +523,7 @@ BackupFolderMove BackupFolderMover(const QString& sharedResourcePath)
     };
 }
 
-QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const
-{
-    CheckFolderName(environmentName);
-    return m_sharedResourcePath + kBackupsBelowShared + environmentName;
-}
+QString EnvironmentBackup::RestoreFolder(const QString& environmentName) const { return BackupFolder(environmentName); }
 
 bool EnvironmentBackup::AskAndBackUp(qint32 environmentKey, const QString& environmentName)
 {
@@ -640,7 +632,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     }
     run.fileName = folder + QLatin1Char('\\') + BackupFileName(Today());
     run.workName = run.fileName + QStringLiteral(".%1-%2.tmp").arg(hostTag()).arg(QCoreApplication::applicationPid());
-    copyTemplate(SettingString(QStringLiteral("ExePath")) + kTemplateName, run.workName, folderError);
+    copyTemplate(m_installationPath + kTemplateName, run.workName, folderError);
 
     run.file = std::make_unique<Connection>();
     run.file->Open(FileConnectionString(run.workName));

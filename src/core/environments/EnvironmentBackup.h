@@ -61,15 +61,9 @@ public:
 // messages and hourglass) and each runs in one transaction: the backup on
 // the backup file, the restore on the repository.
 //
-// Where the backups live:
-//  - Backup writes to SharedResourcePath & "\Environments\Backups\" & name,
-//    or, when the ActiveDB setting is exactly "Tutorial", to ExePath &
-//    "\Tutorial\Environments\Backups\" & name (the settings are read at
-//    the time of the backup).
-//  - Restore always looks in SharedResourcePath & "\Environments\Backups\"
-//    & name, also for the tutorial. Both folders are the same as long as
-//    the shared resource path is the one start-up derived from the same
-//    settings; the difference is kept as the suite has always had it.
+// The backups live in SharedResourcePath & "\Environments\Backups\" &
+// name; on the tutorial, start-up's shared resource path is ExePath &
+// "\Tutorial", so its backups are below the installation.
 // The schema version a backup file records (SQLite's user_version); a file
 // of a later version is refused.
 inline constexpr int kBackupSchemaVersion = 0;
@@ -94,7 +88,9 @@ BackupFolderMove BackupFolderMover(const QString& sharedResourcePath);
 
 class EnvironmentBackup {
 public:
-    EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath);
+    // Backups live below the shared resource folder; a new one starts as a
+    // copy of the empty backup database in the installation folder.
+    EnvironmentBackup(VersionBackup& engine, QString sharedResourcePath, QString installationPath);
 
     // The day a backup is named by; tests set another.
     std::function<QDate()> Today = [] { return QDate::currentDate(); };
@@ -183,6 +179,7 @@ private:
 
     VersionBackup& m_engine;
     QString m_sharedResourcePath;
+    QString m_installationPath;
     QString m_lastBackupFile;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/mainwindow/ListQueries.h"
+#include "core/lists/ListQueries.h"
 #include "core/users/UserRecords.h"
 
 #include <QString>

@@ -4,17 +4,16 @@
 #include "core/repository/FilePaths.h"
 #include "core/repository/HeldWrites.h"
 #include "core/repository/Interruption.h"
-#include "core/repository/SqliteStatements.h"
+#include "core/repository/postgres/PostgresSession.h"
+#include "core/repository/sqlite/SqliteHandle.h"
+#include "core/repository/sqlite/SqliteStatements.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QElapsedTimer>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QUrl>
-
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
@@ -29,7 +28,6 @@ const char* const kNestedText = "Cannot start more transactions on this session.
 const char* const kNoTransactionText = "No transaction is active.";
 const char* const kNoProviderText = "Provider cannot be found. It may not be properly installed.";
 
-const char* const kIsolatedSession = "SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ WRITE";
 const char* const kRolledBackText =
     "The transaction was rolled back because a part of it failed; nothing of it was written.";
 constexpr qsizetype kStatementCacheLimit = 256;
@@ -115,14 +113,6 @@ bool isDdl(const QString& sql)
            head.startsWith(QLatin1String("ALTER"));
 }
 
-sqlite3* sqliteHandle(const QSqlDatabase& db)
-{
-    const QVariant v = db.driver() ? db.driver()->handle() : QVariant();
-    if (v.isValid() && qstrcmp(v.typeName(), "sqlite3*") == 0)
-        return *static_cast<sqlite3* const*>(v.constData());
-    return nullptr;
-}
-
 // A database file must be there: SQLite is never let to create one.
 void requireFile(const QString& givenPath, const QString& nativePath)
 {
@@ -131,64 +121,7 @@ void requireFile(const QString& givenPath, const QString& nativePath)
         throw DbError(QStringLiteral("Could not find file '%1'.").arg(givenPath));
 }
 
-// Refuses a file that is not an SQLite database, reading its header through
-// the descriptor SQLite has just opened. A descriptor of our own would do
-// harm: on Linux, closing any descriptor of a file drops every lock the
-// process holds on it, and with them the locks of this process's other
-// connections to the file (another program would then take itself for the
-// file's last user and remove its write-ahead log under them).
-void checkHeader(sqlite3* handle, const QString& givenPath)
-{
-    sqlite3_file* file = nullptr;
-    if (sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
-        !file->pMethods)
-        return;  // SQLite itself says what is wrong at the first read
-    char bytes[100] = {};
-    const int rc = file->pMethods->xRead(file, bytes, int(sizeof bytes), 0);
-    if (rc != SQLITE_OK && rc != SQLITE_IOERR_SHORT_READ)
-        throw DbError(QStringLiteral("Could not open file '%1': %2").arg(givenPath, QString::fromUtf8(sqlite3_errstr(rc))));
-    const QByteArray header(bytes, int(sizeof bytes));
-    const QByteArray signature = header.mid(4, 15);
-    if (signature == "Standard Jet DB" || signature == "Standard ACE DB") {
-        throw DbError(QStringLiteral("'%1' is a Microsoft Access (Jet) database file. Dorvane opens SQLite "
-                                     "databases only: the file must be converted to SQLite first.")
-                          .arg(givenPath));
-    }
-    if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0"))) {
-        throw DbError(QStringLiteral("Unrecognized database format '%1': the file is not an SQLite database.")
-                          .arg(givenPath));
-    }
-}
-
 std::atomic<int> lockWaitMs{kDefaultLockWaitMs};
-
-// How long SQLite waited for another program's lock, per connection.
-struct LockWait {
-    QElapsedTimer timer;
-    int limitMs = kDefaultLockWaitMs;
-};
-
-// SQLite's busy handler: waits for another program's lock until the limit
-// (or an interruption), then lets the statement fail and notes how long it
-// waited, for the description of the failure.
-int waitForLock(void* data, int attempt)
-{
-    auto* wait = static_cast<LockWait*>(data);
-    if (attempt == 0)
-        wait->timer.start();
-    const qint64 waited = wait->timer.elapsed();
-    if (waited >= wait->limitMs || InterruptionRequested()) {
-        NoteLockWait(waited);
-        return 0;
-    }
-    sqlite3_sleep(int(std::min<qint64>(attempt < 8 ? 5 : 25, wait->limitMs - waited)) + 1);
-    return 1;
-}
-
-// SQLite's progress handler: a long statement stops when an interruption
-// was requested.
-int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
-constexpr int kInterruptCheckInstructions = 10000;
 
 bool isFileProvider(const QString& provider)
 {
@@ -247,7 +180,7 @@ struct Connection::Private {
     QHash<QString, std::shared_ptr<QSqlQuery>> statements;
     std::unique_ptr<SqliteStatements> sqliteStatements;
     std::unique_ptr<HeldWrites> held;
-    LockWait lockWait;
+    sqlite::LockWait lockWait;
 
     void requireOpen() const
     {
@@ -287,7 +220,7 @@ struct Connection::Private {
     {
         QSqlQuery q(db);
         if (!q.exec(sql))
-            throw DbError(NamingReadonlyFile(sqliteHandle(db), ErrorDescription(q.lastError())));
+            throw DbError(NamingReadonlyFile(sqlite::Handle(db), ErrorDescription(q.lastError())));
     }
 
     void openSqlite(const QString& givenPath)
@@ -314,11 +247,10 @@ struct Connection::Private {
         }
         dialect = &SqliteDialect();
         try {
-            if (sqlite3* handle = sqliteHandle(db)) {
-                checkHeader(handle, givenPath);
+            if (sqlite3* handle = sqlite::Handle(db)) {
+                sqlite::CheckHeader(handle, givenPath);
                 lockWait.limitMs = LockWaitMs();
-                sqlite3_busy_handler(handle, waitForLock, &lockWait);
-                sqlite3_progress_handler(handle, kInterruptCheckInstructions, stopWhenInterrupted, nullptr);
+                sqlite::InstallHandlers(handle, lockWait);
                 sqliteStatements = std::make_unique<SqliteStatements>(handle);
             }
             run(QStringLiteral("PRAGMA foreign_keys = OFF"));
@@ -351,15 +283,7 @@ struct Connection::Private {
             throw DbError(text);
         }
         dialect = &PostgresDialect();
-        // Waiting for another program's row locks has the same limit as on
-        // SQLite; only a hint, as a server without the setting waits on.
-        QSqlQuery q(db);
-        q.exec(QStringLiteral("SET lock_timeout = %1").arg(LockWaitMs()));
-        // Every transaction reads one state of the repository, as on
-        // SQLite: what another operation commits meanwhile is seen wholly
-        // or not at all, and a row it changed meanwhile is not written over
-        // (the statement fails instead).
-        q.exec(QString::fromLatin1(kIsolatedSession));
+        postgres::ConfigureSession(db, LockWaitMs());
     }
 };
 
@@ -412,16 +336,14 @@ void Connection::OpenFile(const QString& path)
 void Connection::UseForReading()
 {
     // Only a hint: a connection that keeps its larger cache works as well.
-    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr) {
-        const QByteArray pragma = "PRAGMA cache_size = -" + QByteArray::number(kSqliteReadingPageCacheKiB);
-        sqlite3_exec(handle, pragma.constData(), nullptr, nullptr, nullptr);
-    }
+    if (sqlite3* handle = IsOpen() ? sqlite::Handle(d->db) : nullptr)
+        sqlite::SetPageCache(handle, kSqliteReadingPageCacheKiB);
 }
 
 void Connection::ReleaseMemory()
 {
-    if (sqlite3* handle = IsOpen() ? sqliteHandle(d->db) : nullptr)
-        sqlite3_db_release_memory(handle);
+    if (sqlite3* handle = IsOpen() ? sqlite::Handle(d->db) : nullptr)
+        sqlite::ReleaseMemory(handle);
 }
 
 void Connection::Close()
@@ -487,10 +409,7 @@ void Connection::BeginReadTrans()
         d->run(QStringLiteral("SELECT COUNT(*) FROM sqlite_master"));
         return;
     }
-    // Set for the session, before the transaction: the driver may put its
-    // own statements (savepoints) at the start of a transaction, after
-    // which the level can no longer be chosen.
-    d->run(QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL REPEATABLE READ, READ ONLY"));
+    d->run(postgres::ReadOnlySessionSql());
     if (!d->db.transaction())
         throw StatementFailure(d->db.lastError());
     m_inTransaction = true;
@@ -504,7 +423,7 @@ void Connection::endReadOnlySession()
     if (!m_readOnlySession)
         return;
     m_readOnlySession = false;
-    d->run(QString::fromLatin1(kIsolatedSession));
+    d->run(postgres::ReadWriteSessionSql());
 }
 
 void Connection::CommitTrans()
@@ -524,8 +443,8 @@ void Connection::CommitTrans()
             d->run(QString::fromLatin1(d->dialect->commitSql));
         } catch (const DbError&) {
             // SQLite may have ended the transaction itself.
-            if (sqlite3* h = sqliteHandle(d->db))
-                m_inTransaction = sqlite3_get_autocommit(h) == 0;
+            if (sqlite3* h = sqlite::Handle(d->db))
+                m_inTransaction = sqlite::InTransaction(h);
             throw;
         }
     } else if (!d->db.commit()) {
@@ -547,8 +466,8 @@ void Connection::RollbackTrans()
             d->run(QString::fromLatin1(d->dialect->rollbackSql));
         } catch (const DbError&) {
             // After some failures SQLite has rolled back already: done.
-            sqlite3* h = sqliteHandle(d->db);
-            if (!h || sqlite3_get_autocommit(h) == 0)
+            sqlite3* h = sqlite::Handle(d->db);
+            if (!h || sqlite::InTransaction(h))
                 throw;
         }
     } else if (!d->db.rollback()) {
@@ -618,7 +537,7 @@ DbError Connection::StatementFailure(const QSqlError& error)
         return e;
     };
     if (!IsOpen() || d->dialect->backend != BackendKind::Odbc)
-        return failure(NamingReadonlyFile(IsOpen() ? sqliteHandle(d->db) : nullptr, text));
+        return failure(NamingReadonlyFile(IsOpen() ? sqlite::Handle(d->db) : nullptr, text));
     // The driver's words for a vanished server vary with the moment it went
     // ("internal SAVEPOINT failed", "Could not send Query"); a statement
     // that needs nothing of the database tells.
@@ -684,23 +603,7 @@ void Connection::CreateDatabaseFile(const QString& path)
     if (QFileInfo::exists(native))
         throw DbError(QStringLiteral("Database '%1' already exists.").arg(path));
 
-    sqlite3* handle = nullptr;
-    const QByteArray file = QFile::encodeName(native);
-    int rc = sqlite3_open_v2(file.constData(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    QString error;
-    if (rc == SQLITE_OK) {
-        // The write-ahead journal is a property of the file: every later
-        // connection uses it, and a writer no longer blocks a reader of the
-        // same file.
-        char* message = nullptr;
-        rc = sqlite3_exec(handle, "PRAGMA journal_mode=WAL; PRAGMA user_version = 0;", nullptr, nullptr, &message);
-        if (rc != SQLITE_OK)
-            error = QString::fromUtf8(message ? message : sqlite3_errmsg(handle));
-        sqlite3_free(message);
-    } else {
-        error = handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QString::fromUtf8(sqlite3_errstr(rc));
-    }
-    sqlite3_close(handle);
+    const QString error = sqlite::CreateFile(native);
     if (!error.isEmpty()) {
         QFile::remove(native);
         throw DbError(QStringLiteral("Could not create database '%1': %2").arg(path, error));

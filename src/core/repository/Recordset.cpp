@@ -5,7 +5,7 @@
 #include "core/repository/HeldWrites.h"
 #include "core/repository/Interruption.h"
 #include "core/repository/Schema.h"
-#include "core/repository/SqliteStatements.h"
+#include "core/repository/sqlite/SqliteStatements.h"
 
 #include <QBitArray>
 #include <QHash>

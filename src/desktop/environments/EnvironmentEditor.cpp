@@ -293,7 +293,7 @@ void frmMainForm::cmdEnvironSaveAs_Click()
 {
     SaveOk = false;
     QtBusyIndicator hourglass;
-    VersionBackup engine(m_messages, progressWindow(), &hourglass);
+    VersionBackup engine(m_messages, progressWindow(), m_session.plan.connectionString, &hourglass);
     DialogVersionIds prompt(dialogs());
     EnvironmentCopy copy(engine, m_session.repository, prompt, &m_session.testData);
     const EnvironDefinitionInput input = definitionInput(c);
@@ -312,8 +312,8 @@ void frmMainForm::cmdEnvironDelete_Click()
 void frmMainForm::cmdEnvironBackup_Click()
 {
     QtBusyIndicator hourglass;
-    VersionBackup engine(m_messages, progressWindow(), &hourglass);
-    EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath);
+    VersionBackup engine(m_messages, progressWindow(), m_session.plan.connectionString, &hourglass);
+    EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath, m_session.plan.installationPath);
     if (backup.AskAndBackUp(m_environ->CurrentEnvironKey(), m_environ->CurrentEnvironName()))
         showDone(QStringLiteral("Backed up %1 to %2.").arg(m_environ->CurrentEnvironName(), NativePath(backup.LastBackupFile())));
 }
@@ -321,8 +321,8 @@ void frmMainForm::cmdEnvironBackup_Click()
 void frmMainForm::cmdEnvironRestore_Click()
 {
     QtBusyIndicator hourglass;
-    VersionBackup engine(m_messages, progressWindow(), &hourglass);
-    EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath);
+    VersionBackup engine(m_messages, progressWindow(), m_session.plan.connectionString, &hourglass);
+    EnvironmentBackup backup(engine, m_session.plan.sharedResourcePath, m_session.plan.installationPath);
     DialogRestoreChooser chooser(dialogs());
     const QString name = m_environ->CurrentEnvironName();
     if (!backup.ChooseAndRestore(m_environ->CurrentEnvironKey(), name, chooser))
@@ -436,7 +436,7 @@ void frmMainForm::transferVersion(bool update)
     request.ChosenVersionKey = ComboKey(c.cbEnvironVer, c.cbEnvironVer->currentIndex());
 
     QtBusyIndicator hourglass;
-    VersionBackup backup(m_messages, progressWindow(), &hourglass);
+    VersionBackup backup(m_messages, progressWindow(), m_session.plan.connectionString, &hourglass);
     const VersionTransferOutcome outcome =
         TransferVersion(update ? VersionTransferKind::Update : VersionTransferKind::Copy, request,
                         m_session.repository, backup, m_messages);

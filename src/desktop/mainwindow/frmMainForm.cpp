@@ -279,18 +279,12 @@ void frmMainForm::RefreshAllLists()
     RefreshEnvironList();
 }
 
-bool frmMainForm::loadEntries(const QString& list, ListEntries& entries, const std::function<ListEntries()>& query)
+bool frmMainForm::loadEntries(const QString& list, ListEntries& entries, ListRead read)
 {
-    try {
-        entries = query();
-        return true;
-    } catch (const ListQueryError& e) {
-        entries = e.entriesRead;
-        showDbError(QStringLiteral("Error while refreshing %1 list : ").arg(list), e);
-    } catch (const DbError& e) {
-        showDbError(QStringLiteral("Error while refreshing %1 list : ").arg(list), e);
-    }
-    return false;
+    entries = std::move(read.entries);
+    if (read.error)
+        showDbError(QStringLiteral("Error while refreshing %1 list : ").arg(list), *read.error);
+    return !read.error;
 }
 
 void frmMainForm::RefreshAppList()
@@ -299,7 +293,7 @@ void frmMainForm::RefreshAppList()
     c.lbAppList->clear();
     c.cbEnvironApp->clear();
     ListEntries entries;
-    loadEntries(QStringLiteral("application"), entries, [this] { return AppEntries(m_session.repository); });
+    loadEntries(QStringLiteral("application"), entries, AppEntries(m_session.repository));
     fillList(c.lbAppList, entries);
     fillCombo(c.cbEnvironApp, entries);
     c.cbEnvironApp->setCurrentIndex(-1);
@@ -358,9 +352,9 @@ void frmMainForm::RefreshReferenceLists()
     c.cbEnvironEmulator->clear();
     // The first failure ends the loader, as in every loader.
     ListEntries platforms, tools, emulators;
-    if (loadEntries(QStringLiteral("platform"), platforms, [this] { return PlatformEntries(m_session.repository); }) &&
-        loadEntries(QStringLiteral("test tool"), tools, [this] { return TestToolEntries(m_session.repository); }))
-        loadEntries(QStringLiteral("emulator"), emulators, [this] { return EmulatorEntries(m_session.repository); });
+    if (loadEntries(QStringLiteral("platform"), platforms, PlatformEntries(m_session.repository)) &&
+        loadEntries(QStringLiteral("test tool"), tools, TestToolEntries(m_session.repository)))
+        loadEntries(QStringLiteral("emulator"), emulators, EmulatorEntries(m_session.repository));
     fillCombo(c.cbPlatform, platforms);
     fillCombo(c.cbEnvironTestTool, tools);
     fillCombo(c.cbEmulator, emulators);
@@ -374,7 +368,7 @@ void frmMainForm::RefreshEnvironList()
     EditLoading = true;
     c.lbEnvironList->clear();
     ListEntries entries;
-    loadEntries(QStringLiteral("environment"), entries, [this] { return EnvironmentEntries(m_session.repository); });
+    loadEntries(QStringLiteral("environment"), entries, EnvironmentEntries(m_session.repository));
     fillList(c.lbEnvironList, entries);
     nEnvironCount = static_cast<qint16>(entries.size());
     EditLoading = false;
@@ -392,7 +386,7 @@ void frmMainForm::RefreshVersionList()
     c.lbVersionList->clear();
     ListEntries entries;
     loadEntries(QStringLiteral("version"), entries,
-                [this] { return VersionListEntries(m_session.repository, CurrentAppKey); });
+                VersionListEntries(m_session.repository, CurrentAppKey));
     fillList(c.lbVersionList, entries);
 }
 
@@ -402,7 +396,7 @@ void frmMainForm::RefreshVersionProcesses(qint32 versionKey)
                                       c.cbVersionTerminateProcess, c.cbVersionRecoverProcess};
     ListEntries entries;
     loadEntries(QStringLiteral("process"), entries,
-                [this, versionKey] { return VersionProcessEntries(m_session.repository, versionKey); });
+                VersionProcessEntries(m_session.repository, versionKey));
     for (QComboBox* combo : combos) {
         combo->clear();
         fillCombo(combo, entries);
@@ -414,7 +408,7 @@ void frmMainForm::RefreshVersionWindows(qint32 versionKey)
 {
     ListEntries entries;
     loadEntries(QStringLiteral("window"), entries,
-                [this, versionKey] { return VersionWindowEntries(m_session.repository, versionKey); });
+                VersionWindowEntries(m_session.repository, versionKey));
     for (QComboBox* combo : {c.cbVersionInitialWindow, c.cbVersionMainWindow}) {
         combo->clear();
         fillCombo(combo, entries);
@@ -427,7 +421,7 @@ void frmMainForm::RefreshMapTypes()
     c.cbVersionMapType->clear();
     ListEntries entries;
     loadEntries(QStringLiteral("map type"), entries,
-                [this] { return MapTypeEntries(m_session.repository, CurrentPlatformKey); });
+                MapTypeEntries(m_session.repository, CurrentPlatformKey));
     fillCombo(c.cbVersionMapType, entries);
     c.cbVersionMapType->setCurrentIndex(-1);
 }

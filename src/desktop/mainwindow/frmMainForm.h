@@ -2,7 +2,7 @@
 
 #include "desktop/mainwindow/DialogProvider.h"
 #include "desktop/mainwindow/MainFormControls.h"
-#include "core/mainwindow/ListQueries.h"
+#include "core/lists/ListQueries.h"
 #include "core/users/UserRecords.h"
 
 #include <QMainWindow>
@@ -209,7 +209,7 @@ private:
     // Runs one loader's query into `entries`. A failure is shown as "Error
     // while refreshing LIST list : " and the description, and keeps the
     // entries read before it; false then.
-    bool loadEntries(const QString& list, ListEntries& entries, const std::function<ListEntries()>& query);
+    bool loadEntries(const QString& list, ListEntries& entries, ListRead read);
     void fillList(QListWidget* list, const ListEntries& entries);
     void fillCombo(QComboBox* combo, const ListEntries& entries);
     void showDbError(const QString& prefix, const class DbError& error);

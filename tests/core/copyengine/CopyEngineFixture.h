@@ -6,7 +6,6 @@
 #include "core/repository/Installation.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"
-#include "core/startup/Registry.h"
 #include "support/TestProgress.h"
 #include "support/TestSupport.h"
 
@@ -41,14 +40,13 @@ protected:
         db = std::make_unique<TestDatabase>(GetParam());
         DB_ASSERT(conn.Open(db->connectionString()));
         DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, content()));
-        backup = std::make_unique<VersionBackup>(messages, progress, &busy);
+        backup = std::make_unique<VersionBackup>(messages, progress, db->connectionString(), &busy);
     }
 
     void TearDown() override
     {
         backup.reset();
         conn.Close();
-        SetSettingsFileOverride(QString());
     }
 
     virtual RepositoryContent content() const { return RepositoryContent::ReferenceData; }
@@ -220,25 +218,9 @@ protected:
         messages.shown.clear();
     }
 
-    // Points the settings at the test database, as OpenDestinationDatabase
-    // reads them, followed by `more` settings.
-    void settingsForTestDatabase(const QString& more = {})
-    {
-        writeSettings((db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
-                                    : localSettings(u"Test.mdb"_s)) + more);
-    }
     QString localSettings(const QString& file) const
     {
         return u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"%2\"\r\n"_s.arg(db->tempPath(), file);
-    }
-    void writeSettings(const QString& values)
-    {
-        const QString path = QDir(db->tempPath()).filePath(u"zentrix.reg"_s);
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" + values.toUtf8());
-        file.close();
-        SetSettingsFileOverride(path);
     }
 
     std::unique_ptr<TestDatabase> db;

@@ -71,8 +71,7 @@ protected:
         Connection templ;
         DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/ZentrixBackup.mdb"_s));
         DB_ASSERT(templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); BuildDatabase(templ, SchemaVariant::BackupTemplate, RepositoryContent::Empty));
-        settingsForTestDatabase(u"\"ExePath\"=\"%1\"\r\n"_s.arg(exe));
-        backups = std::make_unique<EnvironmentBackup>(*backup, shared);
+        backups = std::make_unique<EnvironmentBackup>(*backup, shared, exe);
     }
 
     QString folder() const { return shared + u"/Environments/Backups/"_s + kRelease; }
@@ -368,33 +367,6 @@ TEST_P(EnvironmentBackupTest, AFullDiskOrAFolderThatCannotBeWrittenSaysSo)
         run(u"mount -o remount,ro '%1'"_s.arg(mount));
     }
     run(u"umount '%1'"_s.arg(mount));
-}
-
-// The tutorial's backups go below the installation; a restore looks in the
-// shared resource folder whatever the settings say.
-TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLookedForInTheSharedFolder)
-{
-    if (db->isOdbc())
-        GTEST_SKIP() << "the tutorial repository is a file";
-    const QString installation = db->tempPath() + u"/tutorial"_s;
-    ASSERT_TRUE(CreateInstallation(installation).ok);
-    writeSettings(u"\"ActiveDB\"=\"Tutorial\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"ExePath\"=\"%1\"\r\n"_s.arg(installation));
-    Connection tutorial;
-    tutorial.OpenFile(installation + u"/Tutorial/Database/Tutorial.mdb"_s);
-    Recordset environments(u"SELECT * FROM tEnvironment"_s, tutorial);
-    const qint32 key = environments.Int(u"iEnvironmentKey"_s);
-    const QString name = environments.Text(u"sEnvironmentName"_s);
-    environments.Close();
-    tutorial.Close();
-
-    ASSERT_TRUE(backups->BackupEnvironment(key)) << shown();
-    EXPECT_EQ(backups->LastBackupFile(), installation + u"\\Tutorial\\Environments\\Backups\\"_s + name + u'\\' + today());
-    EXPECT_TRUE(QFileInfo::exists(lastFile()));
-    EXPECT_FALSE(backups->ChooseAndRestore(key, name, chooser));
-    EXPECT_EQ(taken(), QStringList{u"This Environment has no backups to restore."_s});
-    // Started on the tutorial, the shared resource path is its folder.
-    EnvironmentBackup started(*backup, installation + u"\\Tutorial"_s);
-    EXPECT_TRUE(started.ChooseAndRestore(key, name, chooser)) << shown();
 }
 
 // A second program commits while a backup reads: the file holds the

@@ -43,14 +43,13 @@ struct Release {
 
 inline const QString kDataTable = u"Customer Order"_s;
 
-// A repository with the reference data, the copy engine pointed at it by
-// the settings, a test data database beside it, and builders of rows.
+// A repository with the reference data, the copy engine on it, a test data
+// database beside it, and builders of rows.
 class EnvironmentTest : public CopyEngineTest {
 protected:
     void SetUp() override
     {
         CopyEngineTest::SetUp();
-        settingsForTestDatabase();
         const QString path = QDir(db->tempPath()).filePath(u"testdata.mdb"_s);
         DB_ASSERT(Connection::CreateDatabaseFile(path));
         DB_ASSERT(testData.OpenFile(path));

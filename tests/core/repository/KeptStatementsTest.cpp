@@ -1,4 +1,4 @@
-#include "core/repository/SqliteStatements.h"
+#include "core/repository/sqlite/SqliteStatements.h"
 #include "core/repository/RepositoryFixture.h"
 
 using namespace dorvane;

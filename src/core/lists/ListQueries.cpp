@@ -1,81 +1,80 @@
-#include "core/mainwindow/ListQueries.h"
+#include "core/lists/ListQueries.h"
 
 #include "core/repository/Recordset.h"
+
+#include <utility>
 
 namespace dorvane {
 
 namespace {
 
-// Appends one entry per row of `sql`, text and key taken from the named
-// columns. A failure throws ListQueryError with the entries read so far.
-void AppendRows(
-    ListEntries& entries, Connection& connection, const QString& sql, const QString& textField, const QString& keyField)
+// Reads one entry per row of `sql`, text and key taken from the named
+// columns, after `first`.
+ListRead ReadRows(
+    Connection& connection, const QString& sql, const QString& textField, const QString& keyField, ListEntries first = {})
 {
+    ListRead read{std::move(first), std::nullopt};
     try {
         Recordset rs(sql, connection);
         for (; !rs.Eof(); rs.MoveNext())
-            entries.append({rs.Text(textField), rs.Int(keyField)});
+            read.entries.append({rs.Text(textField), rs.Int(keyField)});
     } catch (const DbError& e) {
-        throw ListQueryError(e, entries);
+        read.error = e;
     }
+    return read;
 }
 
 ListEntries NoneFirst() { return {{QStringLiteral("None"), 0}}; }
 
 } // namespace
 
-ListEntries VersionProcessEntries(Connection& connection, qint32 versionKey)
+const ListEntries& ListRead::all() const
 {
-    ListEntries entries = NoneFirst();
-    AppendRows(entries, connection,
+    if (error)
+        throw *error;
+    return entries;
+}
+
+ListRead VersionProcessEntries(Connection& connection, qint32 versionKey)
+{
+    return ReadRows(connection,
         QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey = ") + QString::number(versionKey)
             + QStringLiteral(" AND iProcessType = 1"),
-        QStringLiteral("sProcessName"), QStringLiteral("iProcessKey"));
-    return entries;
+        QStringLiteral("sProcessName"), QStringLiteral("iProcessKey"), NoneFirst());
 }
 
-ListEntries VersionWindowEntries(Connection& connection, qint32 versionKey)
+ListRead VersionWindowEntries(Connection& connection, qint32 versionKey)
 {
-    ListEntries entries = NoneFirst();
-    AppendRows(entries, connection,
+    return ReadRows(connection,
         QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + QString::number(versionKey),
-        QStringLiteral("sWindowLogicalName"), QStringLiteral("iWindowKey"));
-    return entries;
+        QStringLiteral("sWindowLogicalName"), QStringLiteral("iWindowKey"), NoneFirst());
 }
 
-ListEntries VersionListEntries(Connection& connection, qint32 appKey)
+ListRead VersionListEntries(Connection& connection, qint32 appKey)
 {
-    ListEntries entries;
-    AppendRows(entries, connection,
+    return ReadRows(connection,
         QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey = ") + QString::number(appKey)
             + QStringLiteral(" ORDER BY sVersionID"),
         QStringLiteral("sVersionID"), QStringLiteral("iVersionKey"));
-    return entries;
 }
 
-ListEntries MapTypeEntries(Connection& connection, qint32 platformKey)
+ListRead MapTypeEntries(Connection& connection, qint32 platformKey)
 {
-    ListEntries entries;
-    AppendRows(entries, connection,
+    return ReadRows(connection,
         QStringLiteral("SELECT * FROM tMapType WHERE iMapTypePlatformKey=") + QString::number(platformKey),
         QStringLiteral("sMapTypeDesc"), QStringLiteral("iMapTypeKey"));
-    return entries;
 }
 
-ListEntries AppEntries(Connection& connection)
+ListRead AppEntries(Connection& connection)
 {
-    ListEntries entries;
-    AppendRows(entries, connection, QStringLiteral("SELECT * FROM tApp ORDER by sAppName"), QStringLiteral("sAppName"),
+    return ReadRows(connection, QStringLiteral("SELECT * FROM tApp ORDER by sAppName"), QStringLiteral("sAppName"),
         QStringLiteral("iAppKey"));
-    return entries;
 }
 
-ListEntries EnvironmentEntries(Connection& connection)
+ListRead EnvironmentEntries(Connection& connection)
 {
-    ListEntries entries;
-    AppendRows(entries, connection, QStringLiteral("SELECT * FROM tEnvironment ORDER BY sEnvironmentName"),
+    return ReadRows(connection, QStringLiteral("SELECT * FROM tEnvironment ORDER BY sEnvironmentName"),
         QStringLiteral("sEnvironmentName"), QStringLiteral("iEnvironmentKey"));
-    return entries;
 }
 
 ListEntries EnvironAppVerEntries(Connection& connection, qint32 environmentKey)
@@ -109,28 +108,22 @@ ListEntries EnvironUserEntries(Connection& connection, qint32 environmentKey)
     return entries;
 }
 
-ListEntries PlatformEntries(Connection& connection)
+ListRead PlatformEntries(Connection& connection)
 {
-    ListEntries entries;
-    AppendRows(entries, connection, QStringLiteral("SELECT * FROM tPlatform"), QStringLiteral("sPlatformDesc"),
+    return ReadRows(connection, QStringLiteral("SELECT * FROM tPlatform"), QStringLiteral("sPlatformDesc"),
         QStringLiteral("iPlatformKey"));
-    return entries;
 }
 
-ListEntries TestToolEntries(Connection& connection)
+ListRead TestToolEntries(Connection& connection)
 {
-    ListEntries entries;
-    AppendRows(entries, connection, QStringLiteral("SELECT * FROM tTestTool"), QStringLiteral("sTestToolName"),
+    return ReadRows(connection, QStringLiteral("SELECT * FROM tTestTool"), QStringLiteral("sTestToolName"),
         QStringLiteral("iTestToolKey"));
-    return entries;
 }
 
-ListEntries EmulatorEntries(Connection& connection)
+ListRead EmulatorEntries(Connection& connection)
 {
-    ListEntries entries;
-    AppendRows(entries, connection, QStringLiteral("SELECT * FROM t3270 WHERE i3270Key > 0"), QStringLiteral("s3270EmulatorName"),
+    return ReadRows(connection, QStringLiteral("SELECT * FROM t3270 WHERE i3270Key > 0"), QStringLiteral("s3270EmulatorName"),
         QStringLiteral("i3270Key"));
-    return entries;
 }
 
 } // namespace dorvane

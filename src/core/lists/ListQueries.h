@@ -5,7 +5,7 @@
 #include <QString>
 #include <QVector>
 
-#include <utility>
+#include <optional>
 
 namespace dorvane {
 
@@ -22,38 +22,40 @@ struct ListEntry {
 
 using ListEntries = QVector<ListEntry>;
 
-// A list query that failed part way: the database's error, and the entries
-// read before it, which a loader keeps.
-class ListQueryError : public DbError {
-public:
-    ListQueryError(const DbError& error, ListEntries read) : DbError(error), entriesRead(std::move(read)) {}
-    ListEntries entriesRead;
+// What a list query read: its entries in query order and, when the query
+// failed part way, the database's error (the entries are then those read
+// before it, which the window's loaders keep).
+struct ListRead {
+    ListEntries entries;
+    std::optional<DbError> error;
+
+    // The entries of a query that must read them all; throws its error.
+    const ListEntries& all() const;
 };
 
-// The entries of the main window's lists, in query order. Each throws
-// ListQueryError (or, for the environment's lists, DbError) when its
-// query fails.
+// The entries of the main window's lists.
 
 // The state processes of a version (process type 1), after "None" with key 0.
-ListEntries VersionProcessEntries(Connection& connection, qint32 versionKey);
+ListRead VersionProcessEntries(Connection& connection, qint32 versionKey);
 // The windows of a version by logical name, after "None" with key 0.
-ListEntries VersionWindowEntries(Connection& connection, qint32 versionKey);
+ListRead VersionWindowEntries(Connection& connection, qint32 versionKey);
 // The versions of an application, ordered by ID.
-ListEntries VersionListEntries(Connection& connection, qint32 appKey);
+ListRead VersionListEntries(Connection& connection, qint32 appKey);
 // The map types of a platform.
-ListEntries MapTypeEntries(Connection& connection, qint32 platformKey);
+ListRead MapTypeEntries(Connection& connection, qint32 platformKey);
 
 // The applications by name (lbAppList and cbEnvironApp).
-ListEntries AppEntries(Connection& connection);
+ListRead AppEntries(Connection& connection);
 // The environments by name.
-ListEntries EnvironmentEntries(Connection& connection);
+ListRead EnvironmentEntries(Connection& connection);
 // The versions of an environment, as "App - VersionID" with the version key.
 ListEntries EnvironAppVerEntries(Connection& connection, qint32 environmentKey);
 // The users registered for an environment, as "First Last" with the user key.
+// These two throw DbError when a query fails.
 ListEntries EnvironUserEntries(Connection& connection, qint32 environmentKey);
 // Reference lists: platforms, test tools, and the real 3270 emulators.
-ListEntries PlatformEntries(Connection& connection);
-ListEntries TestToolEntries(Connection& connection);
-ListEntries EmulatorEntries(Connection& connection);
+ListRead PlatformEntries(Connection& connection);
+ListRead TestToolEntries(Connection& connection);
+ListRead EmulatorEntries(Connection& connection);
 
 } // namespace dorvane
