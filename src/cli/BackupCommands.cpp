@@ -58,11 +58,9 @@ int WithEnvironment(const CommandContext& context, const QString& name, MessageS
 int RunBackup(const CommandContext& context)
 {
     QStringList arguments = context.arguments;
-    const bool yes = arguments.removeAll(QStringLiteral("--yes")) > 0;
+    AssumeYes messages(context.messages, AssumeYes::Take(arguments));
     if (arguments.size() != 1)
         return WrongArguments(context);
-    AssumeYes assumeYes(context.messages);
-    MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
     return WithEnvironment(context, arguments[0], messages, [](const FoundEnvironment& environment, EnvironmentBackup& backup) {
         if (!backup.AskAndBackUp(environment.key, environment.name))
             return kExitFailure;
@@ -74,11 +72,9 @@ int RunBackup(const CommandContext& context)
 int RunRestore(const CommandContext& context)
 {
     QStringList arguments = context.arguments;
-    const bool yes = arguments.removeAll(QStringLiteral("--yes")) > 0;
+    AssumeYes messages(context.messages, AssumeYes::Take(arguments));
     if (arguments.size() != 2)
         return WrongArguments(context);
-    AssumeYes assumeYes(context.messages);
-    MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
     return WithEnvironment(context, arguments[0], messages,
                            [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
                                // A path is restored as given, wherever it is (a backup

@@ -5,6 +5,7 @@
 #include "core/lists/KeywordFiles.h"
 #include "core/startup/Startup.h"
 
+#include <functional>
 #include <optional>
 
 namespace dorvane::cli {
@@ -27,40 +28,46 @@ std::optional<qint32> ApplicationKey(const CommandContext& context, Connection& 
 
 } // namespace
 
-int RunExportKeywords(const CommandContext& context)
+namespace {
+
+// APPLICATION FILE: runs `body` on the repository and the application's key;
+// 1 when the repository cannot be opened or has no such application.
+int WithApplicationFile(const CommandContext& context,
+                        const std::function<int(Connection&, qint32 appKey, const QString& file)>& body)
 {
     if (context.arguments.size() != 2)
         return WrongArguments(context);
-    const QString& file = context.arguments[1];
     Session session;
     if (!OpenRepository(context, session))
         return kExitFailure;
     const std::optional<qint32> appKey = ApplicationKey(context, session.repository, context.arguments[0]);
     if (!appKey)
         return kExitFailure;
-    if (!ExportKeywords(session.repository, context.messages, *appKey, [&file] { return std::optional<QString>(file); }))
-        return kExitFailure;
-    PrintLine(kKeywordsExported);
-    return kExitSuccess;
+    return body(session.repository, *appKey, context.arguments[1]);
+}
+
+} // namespace
+
+int RunExportKeywords(const CommandContext& context)
+{
+    return WithApplicationFile(context, [&](Connection& repository, qint32 appKey, const QString& file) {
+        if (!ExportKeywords(repository, context.messages, appKey, [&file] { return std::optional<QString>(file); }))
+            return kExitFailure;
+        PrintLine(kKeywordsExported);
+        return kExitSuccess;
+    });
 }
 
 int RunImportKeywords(const CommandContext& context)
 {
-    if (context.arguments.size() != 2)
-        return WrongArguments(context);
-    const QString& file = context.arguments[1];
-    Session session;
-    if (!OpenRepository(context, session))
-        return kExitFailure;
-    const std::optional<qint32> appKey = ApplicationKey(context, session.repository, context.arguments[0]);
-    if (!appKey)
-        return kExitFailure;
-    const KeywordImportOutcome outcome = ImportKeywords(session.repository, context.messages, *appKey,
-                                                        [&file] { return std::optional<QString>(file); });
-    if (outcome.result != KeywordImportResult::Imported)
-        return kExitFailure;
-    PrintLine(KeywordImportCounts(outcome));
-    return kExitSuccess;
+    return WithApplicationFile(context, [&](Connection& repository, qint32 appKey, const QString& file) {
+        const KeywordImportOutcome outcome =
+            ImportKeywords(repository, context.messages, appKey, [&file] { return std::optional<QString>(file); });
+        if (outcome.result != KeywordImportResult::Imported)
+            return kExitFailure;
+        PrintLine(KeywordImportCounts(outcome));
+        return kExitSuccess;
+    });
 }
 
 } // namespace dorvane::cli

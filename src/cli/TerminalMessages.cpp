@@ -71,7 +71,7 @@ Answer TerminalMessages::Show(const QString& text, Buttons buttons)
 
 Answer AssumeYes::Show(const QString& text, Buttons buttons)
 {
-    if (buttons == Buttons::Ok)
+    if (!m_yes || buttons == Buttons::Ok)
         return m_messages.Show(text, buttons);
     PrintErrorLine(text + QStringLiteral(" yes"));
     return Answer::Yes;

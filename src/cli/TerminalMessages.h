@@ -2,6 +2,8 @@
 
 #include "core/repository/Interaction.h"
 
+#include <QStringList>
+
 #include <cstdio>
 
 namespace dorvane::cli {
@@ -19,14 +21,19 @@ private:
     std::FILE* m_input;
 };
 
-// Answers every question Yes (the --yes option) and passes messages on.
+// With `yes` (the --yes option), answers every question Yes, saying so;
+// without it, passes questions on. Messages are passed on.
 class AssumeYes : public MessageSink {
 public:
-    explicit AssumeYes(MessageSink& messages) : m_messages(messages) {}
+    AssumeYes(MessageSink& messages, bool yes) : m_messages(messages), m_yes(yes) {}
     Answer Show(const QString& text, Buttons buttons) override;
+
+    // Takes "--yes" out of a command's arguments; true when it was there.
+    static bool Take(QStringList& arguments) { return arguments.removeAll(QStringLiteral("--yes")) > 0; }
 
 private:
     MessageSink& m_messages;
+    bool m_yes;
 };
 
 } // namespace dorvane::cli

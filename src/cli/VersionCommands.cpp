@@ -13,6 +13,7 @@
 #include "core/repository/Recordset.h"
 #include "core/startup/Startup.h"
 
+#include <functional>
 #include <optional>
 
 namespace dorvane::cli {
@@ -57,12 +58,6 @@ std::optional<qint32> FindVersion(Connection& connection, qint32 appKey, const Q
 {
     return FindKey(connection, QStringLiteral("tVersion"), QStringLiteral("sVersionID"), QStringLiteral("iVersionKey"),
                    versionId, QStringLiteral(" AND iVersionAppKey=") + QString::number(appKey));
-}
-
-// Strips "--yes" from the arguments; true when it was there.
-bool TakeYes(QStringList& arguments)
-{
-    return arguments.removeAll(QStringLiteral("--yes")) > 0;
 }
 
 int RunTransfer(const CommandContext& context, VersionTransferKind kind)
@@ -134,14 +129,19 @@ int RunCopyVersion(const CommandContext& context)
     return RunTransfer(context, VersionTransferKind::Copy);
 }
 
-int RunDeleteVersion(const CommandContext& context)
+namespace {
+
+// APPLICATION [VERSION] [--yes]: a deletion of `names` names (the
+// application's first), answered Yes with --yes. Runs `body` with the
+// application's key; 1 when the repository cannot be opened, has no such
+// application or the deletion fails ("Error while deleting WHAT: ...").
+int RunDeletion(const CommandContext& context, qsizetype names, const QString& what,
+                const std::function<bool(Connection&, MessageSink&, qint32 appKey, const QStringList&)>& body)
 {
     QStringList arguments = context.arguments;
-    const bool yes = TakeYes(arguments);
-    if (arguments.size() != 2)
+    AssumeYes messages(context.messages, AssumeYes::Take(arguments));
+    if (arguments.size() != names)
         return WrongArguments(context);
-    AssumeYes assumeYes(context.messages);
-    MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
 
     Session session;
     if (!OpenRepository(context, session))
@@ -152,49 +152,41 @@ int RunDeleteVersion(const CommandContext& context)
             messages.Inform(QStringLiteral("There is no application named ") + arguments[0] + QStringLiteral("."));
             return kExitFailure;
         }
-        const std::optional<qint32> versionKey = FindVersion(session.repository, *appKey, arguments[1]);
-        if (!versionKey) {
-            messages.Inform(arguments[0] + QStringLiteral(" has no version ") + arguments[1] + QStringLiteral("."));
-            return kExitFailure;
-        }
-        bool deleted = false;
-        DeleteVersion(session.repository, messages, *versionKey, arguments[1], [&](qint32 key) {
-            deleted = DeleteVersionContents(key, session.repository, messages);
-            return deleted;
-        });
-        return deleted ? kExitSuccess : kExitFailure;
+        return body(session.repository, messages, *appKey, arguments) ? kExitSuccess : kExitFailure;
     } catch (const DbError& e) {
-        messages.Inform(QStringLiteral("Error while deleting version: ") + e.description());
+        messages.Inform(QStringLiteral("Error while deleting %1: ").arg(what) + e.description());
         return kExitFailure;
     }
 }
 
+} // namespace
+
+int RunDeleteVersion(const CommandContext& context)
+{
+    return RunDeletion(context, 2, QStringLiteral("version"),
+                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments) {
+        const std::optional<qint32> versionKey = FindVersion(repository, appKey, arguments[1]);
+        if (!versionKey) {
+            messages.Inform(arguments[0] + QStringLiteral(" has no version ") + arguments[1] + QStringLiteral("."));
+            return false;
+        }
+        bool deleted = false;
+        DeleteVersion(repository, messages, *versionKey, arguments[1], [&](qint32 key) {
+            deleted = DeleteVersionContents(key, repository, messages);
+            return deleted;
+        });
+        return deleted;
+    });
+}
+
 int RunDeleteApplication(const CommandContext& context)
 {
-    QStringList arguments = context.arguments;
-    const bool yes = TakeYes(arguments);
-    if (arguments.size() != 1)
-        return WrongArguments(context);
-    AssumeYes assumeYes(context.messages);
-    MessageSink& messages = yes ? static_cast<MessageSink&>(assumeYes) : context.messages;
-
-    Session session;
-    if (!OpenRepository(context, session))
-        return kExitFailure;
-    try {
-        const std::optional<qint32> appKey = FindApplication(session.repository, arguments[0]);
-        if (!appKey) {
-            messages.Inform(QStringLiteral("There is no application named ") + arguments[0] + QStringLiteral("."));
-            return kExitFailure;
-        }
-        const bool deleted = DeleteApplication(session.repository, messages, *appKey, arguments[0], [&](qint32 key) {
-            return DeleteVersionContents(key, session.repository, messages);
+    return RunDeletion(context, 1, QStringLiteral("application"),
+                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments) {
+        return DeleteApplication(repository, messages, appKey, arguments[0], [&](qint32 key) {
+            return DeleteVersionContents(key, repository, messages);
         });
-        return deleted ? kExitSuccess : kExitFailure;
-    } catch (const DbError& e) {
-        messages.Inform(QStringLiteral("Error while deleting application: ") + e.description());
-        return kExitFailure;
-    }
+    });
 }
 
 } // namespace dorvane::cli
