@@ -77,6 +77,7 @@ int RunCreateRepository(const CommandContext& context);
 int RunCreateInstallation(const CommandContext& context);
 int RunCreateSharedFolder(const CommandContext& context);
 int RunInfo(const CommandContext& context);
+int RunUpgradeRepository(const CommandContext& context);
 int RunUpdateVersion(const CommandContext& context);
 int RunCopyVersion(const CommandContext& context);
 int RunDeleteVersion(const CommandContext& context);

@@ -1,6 +1,8 @@
 #include "cli/Cli.h"
 
 #include "core/repository/Installation.h"
+#include "core/repository/SchemaDdl.h"
+#include "core/startup/Startup.h"
 
 namespace dorvane::cli {
 
@@ -47,6 +49,35 @@ int RunCreateSharedFolder(const CommandContext& context)
         return WrongArguments(context);
     return Report(context, CreateSharedFolder(context.arguments.first()),
                   QStringLiteral("Shared folder created: ") + context.arguments.first());
+}
+
+// Adds the indexes the repository the settings choose lacks, printing one
+// line for each, then how many were added.
+int RunUpgradeRepository(const CommandContext& context)
+{
+    if (!context.arguments.isEmpty())
+        return WrongArguments(context);
+    HandleInterruptions();
+    Session session;
+    try {
+        session.Open(PlanStartup());
+    } catch (const DbError& e) {
+        context.messages.Inform(kCouldNotOpenDatabase + e.description());
+        return kExitFailure;
+    }
+    try {
+        const std::vector<RepositoryIndex> added = UpgradeRepository(session.repository);
+        for (const RepositoryIndex& index : added) {
+            PrintLine(QStringLiteral("added index %1 on %2 (%3)")
+                          .arg(index.name, index.table, index.columns.join(QStringLiteral(", "))));
+        }
+        PrintLine(QStringLiteral("up to date: %1 indexes added").arg(added.size()));
+        return kExitSuccess;
+    } catch (const DbError& e) {
+        context.messages.Inform(QStringLiteral("Error while upgrading the repository: ") + e.description() +
+                                QStringLiteral(" Nothing was changed."));
+        return kExitFailure;
+    }
 }
 
 } // namespace dorvane::cli

@@ -11,6 +11,7 @@
 #include "core/lists/ListQueries.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Recordset.h"
+#include "core/repository/SchemaDdl.h"
 #include "core/startup/Startup.h"
 
 #include <functional>
@@ -23,6 +24,8 @@ bool OpenRepository(const CommandContext& context, Session& session)
     HandleInterruptions();
     try {
         session.Open(PlanStartup());
+        if (const QString note = UpgradeNote(session.repository); !note.isEmpty())
+            context.messages.Inform(note);
         return true;
     } catch (const DbError& e) {
         context.messages.Inform(kCouldNotOpenDatabase + e.description());

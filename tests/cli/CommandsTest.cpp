@@ -4,6 +4,7 @@
 
 #include "cli/CtlTestSupport.h"
 #include "core/lists/KeywordFileCases.h"
+#include "core/repository/SchemaDdl.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -424,6 +425,31 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     // lists by then (1.4) and lists 1.2 again.
     EXPECT_TRUE(windowsOf(v14) == sourceWindows || (windowsOf(v14) == 0 && rows(kEnvVersions).contains(v12))) << windowsOf(v14);
     EXPECT_EQ(rows(intoSource.arg(v14, v12)).size(), 0);
+}
+
+// A repository without Dorvane's indexes (one the suite made): every
+// command says once that it can be upgraded and works; upgrade-repository
+// adds just the indexes, and a second run adds nothing.
+TEST_P(CommandsTest, UpgradeRepositoryAddsTheMissingIndexesAndNothingElse)
+{
+    const std::vector<RepositoryIndex>& all = RepositoryIndexes();
+    for (const RepositoryIndex& index : {all.front(), all.back()})
+        exec(u"DROP INDEX "_s + index.name);
+    const QStringList before = dump();
+    const QString note = u"This repository lacks 2 of the indexes that make long operations fast; "
+                         u"\"dorvanectl upgrade-repository\" adds them.\n"_s;
+    expectRuns({
+        {u"backups|TUTORIAL"_s, 0, note, u"…"_s},
+        {u"upgrade-repository|extra"_s, 2, u"…"_s},
+        {u"upgrade-repository"_s, 0, QString(),
+         u"added index %1 on %2 (%3)\nadded index %4 on %5 (%6)\nup to date: 2 indexes added\n"_s
+             .arg(all.front().name, all.front().table, all.front().columns.join(u", "_s), all.back().name, all.back().table,
+                  all.back().columns.join(u", "_s))},
+        {u"upgrade-repository"_s, 0, QString(), u"up to date: 0 indexes added\n"_s},
+        {u"backups|TUTORIAL"_s, 0, QString(), u"…"_s},
+    });
+    EXPECT_EQ(dump(), before);
+    EXPECT_TRUE(MissingIndexes(db()).empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,

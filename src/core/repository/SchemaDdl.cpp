@@ -3,7 +3,14 @@
 #include "core/repository/Schema.h"
 #include "core/repository/Transaction.h"
 
+#include "core/repository/Dialect.h"
+
+#include <QSet>
 #include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+
+#include <initializer_list>
 
 namespace dorvane {
 
@@ -61,39 +68,18 @@ QString ColumnDdl(const DdlDialect& dialect, const QString& column)
     return dialect.text;
 }
 
-// The foreign keys that the copy engine, the deletions and the list
-// loaders select rows by.
-struct IndexDef {
-    const char* table;
-    const char* column;
-};
+QString IndexName(const char* table, std::initializer_list<const char*> columns)
+{
+    return QStringLiteral("ix_%1_%2").arg(QLatin1String(table), QLatin1String(*columns.begin()));
+}
 
-constexpr IndexDef kIndexes[] = {
-    {"tVersion", "iVersionAppKey"},
-    {"tKeyword", "iKeywordAppKey"},
-    {"tEnvironmentDetail", "iEnvironKey"},
-    {"tEnvironmentDetail", "iEnvironVerKey"},
-    {"tEnvironmentUser", "iEnvironKey"},
-    {"tWindow", "iWindowVerKey"},
-    {"tObject", "iObjectWindowKey"},
-    {"tUserVar", "iVarAppVerKey"},
-    {"tRequirement", "iRequirementAppVerKey"},
-    {"tProcess", "iProcessVerKey"},
-    {"tStepWindow", "iStepWindowProcessKey"},
-    {"tStepWindow", "iStepWindowVerKey"},
-    {"tStep", "iStepWindowKey"},
-    {"tCycle", "iCycleVerKey"},
-    {"tCycleProcess", "iCycleKey"},
-    {"tSchedule", "iScheduleEnvironKey"},
-    {"tScheduleCycles", "iScheduleKey"},
-    {"tKeywordRel", "iKeywordRelKeywordKey"},
-    {"tKeywordRel", "iKeywordRelProcessKey"},
-    {"tKeywordRel", "iKeywordRelCycleKey"},
-    {"tKeywordRel", "iKeywordRelScheduleKey"},
-    {"tRecord", "iRecordEnvironmentKey"},
-    {"tField", "iFieldRecordKey"},
-    {"tFileInstance", "iFileInstanceRecordKey"},
-};
+RepositoryIndex Index(const char* table, std::initializer_list<const char*> columns, const char* name = nullptr)
+{
+    RepositoryIndex index{name ? QString::fromLatin1(name) : IndexName(table, columns), QString::fromLatin1(table), {}};
+    for (const char* column : columns)
+        index.columns << QString::fromLatin1(column);
+    return index;
+}
 
 } // namespace
 
@@ -117,14 +103,99 @@ QStringList SchemaStatements(BackendKind backend, SchemaVariant variant)
         statements << QStringLiteral("CREATE TABLE %1 (%2)").arg(table.name, columns.join(QStringLiteral(", ")));
     }
 
-    for (const IndexDef& index : kIndexes) {
-        const QString table = QString::fromLatin1(index.table);
-        const QString column = QString::fromLatin1(index.column);
-        // Index names share one name space per database (per schema on
-        // PostgreSQL), hence the table in the name.
-        statements << QStringLiteral("CREATE INDEX ix_%1_%2 ON %1 (%2)").arg(table, column);
-    }
+    for (const RepositoryIndex& index : RepositoryIndexes())
+        statements << CreateIndexSql(index);
     return statements;
+}
+
+const std::vector<RepositoryIndex>& RepositoryIndexes()
+{
+    // Index names share one name space per database (per schema on
+    // PostgreSQL), hence the table in the name. Where a lookup filters on
+    // two columns, one index holds both (and the column it is ordered by):
+    // with an index on each, the database may pick the wrong one and read
+    // every row that matches the other.
+    static const std::vector<RepositoryIndex> indexes{
+        Index("tVersion", {"iVersionAppKey"}),
+        Index("tKeyword", {"iKeywordAppKey", "sKeywordName"}, "ix_tKeyword_app_name"),
+        Index("tEnvironmentDetail", {"iEnvironKey"}),
+        Index("tEnvironmentDetail", {"iEnvironVerKey"}),
+        Index("tEnvironmentUser", {"iEnvironKey"}),
+        Index("tWindow", {"iWindowVerKey"}),
+        Index("tObject", {"iObjectWindowKey"}),
+        Index("tUserVar", {"iVarAppVerKey"}),
+        Index("tRequirement", {"iRequirementAppVerKey"}),
+        Index("tProcess", {"iProcessVerKey"}),
+        Index("tStepWindow", {"iStepWindowProcessKey", "iStepWindowVerKey", "iStepWindowSequenceNum"},
+              "ix_tStepWindow_process_version"),
+        Index("tStepWindow", {"iStepWindowVerKey"}),
+        Index("tStepWindow", {"iStepWindowEnvironmentKey"}),
+        Index("tStep", {"iStepWindowKey"}),
+        Index("tCycle", {"iCycleVerKey"}),
+        Index("tCycleProcess", {"iCycleKey"}),
+        Index("tSchedule", {"iScheduleEnvironKey"}),
+        Index("tScheduleCycles", {"iScheduleKey"}),
+        Index("tKeywordRel", {"iKeywordRelKeywordKey"}),
+        Index("tKeywordRel", {"iKeywordRelProcessKey"}),
+        Index("tKeywordRel", {"iKeywordRelCycleKey"}),
+        Index("tKeywordRel", {"iKeywordRelScheduleKey"}),
+        Index("tRecord", {"iRecordEnvironmentKey"}),
+        Index("tField", {"iFieldRecordKey"}),
+        Index("tFileInstance", {"iFileInstanceRecordKey"}),
+    };
+    return indexes;
+}
+
+QString CreateIndexSql(const RepositoryIndex& index)
+{
+    return QStringLiteral("CREATE INDEX %1 ON %2 (%3)")
+        .arg(index.name, index.table, index.columns.join(QStringLiteral(", ")));
+}
+
+std::vector<RepositoryIndex> MissingIndexes(Connection& connection)
+{
+    // Unquoted names: PostgreSQL keeps them folded to lower case.
+    const QString sql = connection.backend() == BackendKind::Sqlite
+                            ? QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'index'")
+                            : QStringLiteral("SELECT indexname FROM pg_indexes WHERE schemaname = current_schema()");
+    QSqlQuery query(connection.database());
+    query.setForwardOnly(true);
+    if (!query.exec(sql))
+        throw DbError(ErrorDescription(query.lastError()));
+    QSet<QString> present;
+    while (query.next())
+        present.insert(query.value(0).toString().toLower());
+    std::vector<RepositoryIndex> missing;
+    for (const RepositoryIndex& index : RepositoryIndexes()) {
+        if (!present.contains(index.name.toLower()))
+            missing.push_back(index);
+    }
+    return missing;
+}
+
+std::vector<RepositoryIndex> UpgradeRepository(Connection& connection)
+{
+    Transaction transaction(connection);
+    std::vector<RepositoryIndex> added = MissingIndexes(connection);
+    for (const RepositoryIndex& index : added)
+        connection.Execute(CreateIndexSql(index));
+    transaction.Commit();
+    return added;
+}
+
+QString UpgradeNote(Connection& connection)
+{
+    try {
+        const qsizetype missing = qsizetype(MissingIndexes(connection).size());
+        if (missing > 0) {
+            return QStringLiteral("This repository lacks %1 of the indexes that make long operations fast; "
+                                  "\"dorvanectl upgrade-repository\" adds them.")
+                .arg(missing);
+        }
+    } catch (const DbError&) {
+        // Only a hint: a catalogue that cannot be read says nothing.
+    }
+    return QString();
 }
 
 QStringList ExistingRepositoryTables(Connection& connection)

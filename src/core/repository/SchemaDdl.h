@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <vector>
+
 namespace dorvane {
 
 // The repository proper, or the template that environment backups are made
@@ -16,6 +18,29 @@ enum class SchemaVariant { Repository, BackupTemplate };
 // must run: tables, then the indexes on the foreign keys the copy engine
 // selects by. Generated from the table list of Schema.h.
 QStringList SchemaStatements(BackendKind backend, SchemaVariant variant);
+
+// An index Dorvane keeps on a repository's table, for the lookups its
+// long operations repeat.
+struct RepositoryIndex {
+    QString name;
+    QString table;
+    QStringList columns;
+};
+
+// Every index of the schema, in creation order.
+const std::vector<RepositoryIndex>& RepositoryIndexes();
+// "CREATE INDEX name ON table (columns)"
+QString CreateIndexSql(const RepositoryIndex& index);
+
+// The indexes of RepositoryIndexes that the connected repository lacks (a
+// repository the suite made, or an earlier Dorvane). Throws DbError.
+std::vector<RepositoryIndex> MissingIndexes(Connection& connection);
+// Adds the missing indexes in one transaction and returns them; adds
+// nothing, and changes nothing else, when none is missing. Throws DbError.
+std::vector<RepositoryIndex> UpgradeRepository(Connection& connection);
+// What a program says once per run on a repository that lacks indexes;
+// empty when it lacks none (or its catalogue cannot be read).
+QString UpgradeNote(Connection& connection);
 
 // The repository tables that already exist in the connected database,
 // named as Schema.h names them.
