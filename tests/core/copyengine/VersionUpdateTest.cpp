@@ -14,12 +14,12 @@ using namespace dorvane::test;
 
 class VersionUpdateTest : public CopyEngineTest {
 protected:
-    RepositoryContent content() const override { return RepositoryContent::Tutorial; }
+    std::optional<RepositoryContent> content() const override { return RepositoryContent::Tutorial; }
 
     void SetUp() override
     {
         CopyEngineTest::SetUp();
-        settingsForTestDatabase();
+        UseSettings(db->tempPath(), db->settings());
         environment = firstKey(u"SELECT * FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'"_s);
         oe11 = firstKey(u"SELECT * FROM tVersion WHERE sVersionID='1.1'"_s);
         oe10 = firstKey(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s);
@@ -129,14 +129,14 @@ TEST_P(VersionUpdateTest, FailuresRollBackWithTheirStagesMessages)
     for (const auto& [table, event, prefix] : cases) {
         SCOPED_TRACE(table.toStdString());
         if (table.isEmpty()) {
-            writeSettings(localSettings(u"Missing.mdb"_s));
+            UseSettings(db->tempPath(), db->localSettings(u"Missing.mdb"_s));
             EXPECT_FALSE(backup->UpdateVersion(oe11, v12, environment));
             ASSERT_EQ(messages.shown.size(), 2);
             EXPECT_TRUE(messages.shown[0].startsWith(u"Error while opening destination database for version copy: "_s));
             EXPECT_TRUE(messages.shown[0].contains(u"Missing.mdb"_s));
             EXPECT_TRUE(messages.shown[1].startsWith(prefix));
             messages.shown.clear();
-            settingsForTestDatabase();
+            UseSettings(db->tempPath(), db->settings());
         } else {
             abortOn(table, event);
             EXPECT_FALSE(backup->UpdateVersion(oe11, v12, environment));
@@ -156,13 +156,11 @@ TEST_P(VersionUpdateTest, TheDestinationDatabaseComesFromTheSettings)
         GTEST_SKIP() << "local database files only";
     const QString exePath = db->tempPath() + u"/install"_s;
     const QString tutorial = exePath + u"\\Tutorial\\Database\\Tutorial.mdb"_s;
-    QDir().mkpath(exePath + u"/Tutorial/Database"_s);
-    Connection::CreateDatabaseFile(NativePath(tutorial));
-    const QString local = u"\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
-                          "\"LocalDatabaseName\"=\"Test.mdb\"\r\n\"ExePath\"=\"%2\"\r\n"_s.arg(db->tempPath(), exePath);
+    MakeDatabaseFile(NativePath(tutorial));
+    const QString local = uR"(|"IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="%1"|"LocalDatabaseName"="Test.mdb"|"ExePath"="%2")"_s.arg(db->tempPath(), exePath);
     // Another case is not the tutorial.
     for (const auto& [active, opened] : {std::pair{u"Tutorial"_s, tutorial}, std::pair{u"tutorial"_s, db->tempPath() + u"\\Test.mdb"_s}}) {
-        writeSettings(u"\"ActiveDB\"=\"%1\"\r\n"_s.arg(active) + local);
+        UseSettings(db->tempPath(), uR"("ActiveDB"="%1")"_s.arg(active) + local);
         const std::unique_ptr<Connection> connection = backup->OpenDestinationDatabase();
         ASSERT_NE(connection, nullptr);
         EXPECT_EQ(connection->connectionString(), u"PROVIDER=Microsoft.Jet.OLEDB.3.51;Data Source=%1;"_s.arg(opened));

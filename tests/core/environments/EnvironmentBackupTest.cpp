@@ -68,10 +68,8 @@ protected:
         exe = db->tempPath() + u"/exe"_s;
         shared = db->tempPath() + u"/shared"_s;
         ASSERT_TRUE(QDir().mkpath(exe) && QDir().mkpath(shared + u"/Environments/Backups"_s));
-        Connection templ;
-        DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/ZentrixBackup.mdb"_s));
-        DB_ASSERT(templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); BuildDatabase(templ, SchemaVariant::BackupTemplate, RepositoryContent::Empty));
-        settingsForTestDatabase(u"\"ExePath\"=\"%1\"\r\n"_s.arg(exe));
+        DB_ASSERT(MakeDatabaseFile(exe + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate));
+        UseSettings(db->tempPath(), db->settings() + uR"(|"ExePath"="%1")"_s.arg(exe));
         backups = std::make_unique<EnvironmentBackup>(*backup, shared);
     }
 
@@ -378,7 +376,7 @@ TEST_P(EnvironmentBackupTest, TutorialBackupsAreWrittenBelowTheInstallationAndLo
         GTEST_SKIP() << "the tutorial repository is a file";
     const QString installation = db->tempPath() + u"/tutorial"_s;
     ASSERT_TRUE(CreateInstallation(installation).ok);
-    writeSettings(u"\"ActiveDB\"=\"Tutorial\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"ExePath\"=\"%1\"\r\n"_s.arg(installation));
+    UseSettings(db->tempPath(), uR"("ActiveDB"="Tutorial"|"IsLocalDatabase"=dword:00000001|"ExePath"="%1")"_s.arg(installation));
     Connection tutorial;
     tutorial.OpenFile(installation + u"/Tutorial/Database/Tutorial.mdb"_s);
     Recordset environments(u"SELECT * FROM tEnvironment"_s, tutorial);
@@ -497,9 +495,9 @@ TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondPro
     EXPECT_TRUE(locked()) << "after Restore";
 
     // The second program: dorvanectl on the same repository.
-    DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/UserData.mdb"_s));
+    DB_ASSERT(MakeDatabaseFile(exe + u"/UserData.mdb"_s));
     const QString settings = db->tempPath() + u"/ctl.reg"_s;
-    WriteSettings(settings, localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"|\"ExePath\"=\"%2\""_s.arg(db->tempPath(), exe));
+    WriteSettings(settings, db->localSettings(u"Test.mdb"_s) + uR"(|"SharedResourcePath"="%1"|"ExePath"="%2")"_s.arg(db->tempPath(), exe));
     const auto importKeyword = [&](const char* name) {
         const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
         QFile text(file);
