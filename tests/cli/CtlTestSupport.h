@@ -51,15 +51,6 @@ inline CtlResult Ctl(const QStringList& arguments, const QString& registry = u"/
     return FinishCtl(process);
 }
 
-// A settings file holding the value lines ('|' between), written as regedit does.
-inline void WriteSettings(const QString& path, QString values)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write((u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
-                values.replace(u'|', u"\r\n"_s) + u"\r\n"_s).toUtf8());
-}
-
 // Whether `text` is `pattern`, where each '…' stands for any text.
 inline bool Like(const QString& text, const QString& pattern)
 {

@@ -2,8 +2,11 @@
 
 #include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"
+#include "core/startup/Registry.h"
 
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 
@@ -36,6 +39,49 @@ TestDatabase::TestDatabase(const std::string& backend) : m_backend(backend)
     connection.Open(m_connectionString);
     for (const QString& statement : {u"DROP SCHEMA IF EXISTS public CASCADE"_s, u"CREATE SCHEMA public"_s, u"CREATE EXTENSION IF NOT EXISTS citext"_s})
         connection.Execute(statement);
+}
+
+void TestDatabase::build(RepositoryContent content) const
+{
+    Connection connection;
+    connection.Open(m_connectionString);
+    BuildDatabase(connection, SchemaVariant::Repository, content);
+}
+
+QString TestDatabase::settings() const
+{
+    return isOdbc() ? uR"("ActiveDB"="Server"|"IsLocalDatabase"=dword:00000000|"ActiveDSN"="%1")"_s.arg(TestDsn()) : localSettings(u"Test.mdb"_s);
+}
+
+QString TestDatabase::localSettings(const QString& file) const
+{
+    return uR"("ActiveDB"="Local"|"IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="%1"|"LocalDatabaseName"="%2")"_s.arg(tempPath(), file);
+}
+
+void MakeDatabaseFile(const QString& path, std::optional<SchemaVariant> tables)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    Connection::CreateDatabaseFile(path);
+    if (!tables)
+        return;
+    Connection connection;
+    connection.OpenFile(path);
+    BuildDatabase(connection, *tables, RepositoryContent::Empty);
+}
+
+void WriteSettings(const QString& path, QString values)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
+    file.write((u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
+                values.replace(u'|', u"\r\n"_s) + u"\r\n"_s).toUtf8());
+}
+
+void UseSettings(const QString& folder, const QString& values)
+{
+    const QString path = QDir(folder).filePath(u"zentrix.reg"_s);
+    WriteSettings(path, values);
+    SetSettingsFileOverride(path);
 }
 
 QStringList Rows(Connection& conn, const QString& tableOrQuery, const QStringList& without)

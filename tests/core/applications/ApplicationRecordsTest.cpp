@@ -193,7 +193,7 @@ TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)
 
     // An existing version: pointers written, the attributes kept, the
     // folder renamed with its content, its system screen kept as the one.
-    const auto k = makeApp(u"Other"_s, u"OTH"_s, kPlatformWindows, {{u"9"_s, {u"Main"_s}, {u"Login"_s}}});
+    const Built k = build(addApp(u"Other"_s, u"OTH"_s), {{u"9"_s, {u"Main"_s}, {{u"Login"_s, {u"Main"_s}}}}});
     DB_ASSERT(conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1', iVersionLoadProcess=77"_s));
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/ORD/Release_1/Primary Map Source/maps"_s));
     VersionInput in = versionInput(u"1.1"_s);
@@ -239,7 +239,7 @@ TEST_P(VersionRecordsTest, AFailedSaveRollsEverythingBackAndSaveAsKeepsItsRow)
 
 TEST_P(VersionRecordsTest, SaveAsCopiesAndOpenOffersTheSourcesStateProcessesAndWindows)
 {
-    const auto k = makeApp(u"Shop"_s, u"SHOP"_s, kPlatformWindows, {{u"1.0"_s, {u"First"_s}, {u"Load"_s}}, {u"2.0"_s, {}, {u"Elsewhere"_s}}});
+    const Built k = build(addApp(u"Shop"_s, u"SHOP"_s), {{u"1.0"_s, {u"First"_s}, {{u"Load"_s, {u"First"_s}}}}, {u"2.0"_s, {}, {u"Elsewhere"_s}}});
     app = {k[u"app"_s], u"SHOP"_s, false, kPlatformWindows};
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/SHOP"_s));
     const qint32 source = k[u"1.0"_s], load = k[u"Load"_s], first = k[u"First"_s];
@@ -287,7 +287,7 @@ TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceAn
         {kPlatformWindows, false, "0", "<null>", 2}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.platform * 10 + c.host);
-        const qint32 v = makeApp(u"App"_s, u"APP"_s, c.platform, {{u"1.0"_s}})[u"1.0"_s];
+        const qint32 v = addVersion(addApp(u"App"_s, u"APP"_s, c.platform), u"1.0"_s);
         for (int i = 0; i < c.before; ++i)
             DB_ASSERT(CreateSystemScreen(conn, v, c.host, c.platform); conn.Execute(u"UPDATE tWindow SET sWindowPhysicalName='x'"_s));
         if (c.before)
@@ -305,7 +305,7 @@ TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceAn
                   QStringList(pairs, u"[System]|[System]|1||-1|%1|[System]"_s.arg(c.platform)));
         DB_ASSERT(conn.Execute(u"DELETE FROM tWindow"_s); conn.Execute(u"DELETE FROM tObject"_s));
     }
-    const qint32 v = makeApp(u"Web"_s, u"WEB"_s, kPlatformWeb, {{u"1.0"_s}})[u"1.0"_s];
+    const qint32 v = addVersion(addApp(u"Web"_s, u"WEB"_s, kPlatformWeb), u"1.0"_s);
     DB_ASSERT(conn.Execute(u"DELETE FROM tClass WHERE iClassPlatformKey=2 AND sClassPhysicalName='[System]'"_s));
     try {
         CreateSystemScreen(conn, v, false, kPlatformWeb);
@@ -320,7 +320,7 @@ TEST_P(VersionRecordsTest, EachPlatformsSystemScreenHasItsClassAndIsSeededOnceAn
     const auto set = [&](qint32 version, std::optional<ListAttributes> answer) {
         return SetVersionAttributes(conn, messages, version, [&](const ListAttributes& values) { shown << Joined(values); return answer; });
     };
-    const qint32 host = makeApp(u"Host"_s, u"HO"_s, kPlatform3270, {{u"1.0"_s}}, 1)[u"1.0"_s];
+    const qint32 host = addVersion(addApp(u"Host"_s, u"HO"_s, kPlatform3270, 1), u"1.0"_s);
     EXPECT_TRUE(!set(host, std::nullopt) && messages.shown.isEmpty());
     EXPECT_EQ(version(host, u"sVersionAttributes"_s), QStringList{u"<null>"_s});
     // A version that is gone is an error, and the dialog is not shown.

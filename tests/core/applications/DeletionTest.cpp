@@ -10,10 +10,9 @@ namespace {
 
 class DeletionTest : public AppRepositoryTest {
 protected:
-    RepositoryContent content() const override { return RepositoryContent::Tutorial; }
+    std::optional<RepositoryContent> content() const override { return RepositoryContent::Tutorial; }
 
     qint32 appKey(const QString& name) { return Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppName='%1'"_s.arg(name)).value(0).toInt(); }
-    void addToEnvironment(qint32 env, qint32 version) { add(u"tEnvironmentDetail"_s, {{u"iEnvironKey"_s, env}, {u"iEnvironVerKey"_s, version}, {u"iEnvironTestToolKey"_s, 2}, {u"iEnviron3270Key"_s, 0}}); }
     // The version contents deletion, every call recorded; one that must not be reached.
     DeleteContents recording() { return [this](qint32 v) { calls.push_back(v); return DeleteVersionContents(v, conn, messages); }; }
     static bool unreachable(qint32 v) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
@@ -32,11 +31,11 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAFreeOn
 {
     // Only the environment of the first version found is named: ALPHA
     // has the lower key and sorts first, ZETA holds the earlier version.
-    const auto k = makeApp(u"Ledger"_s, u"LEDGER"_s, kPlatformWindows, {{u"1"_s}, {u"2"_s}, {u"3"_s}});
+    const Built k = build(addApp(u"Ledger"_s, u"LEDGER"_s), {u"1"_s, u"2"_s, u"3"_s});
     const qint32 alpha = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"ALPHA"_s}});
-    addToEnvironment(alpha, k[u"3"_s]);
-    addToEnvironment(add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"ZETA"_s}}), k[u"2"_s]);
-    addToEnvironment(alpha, k[u"2"_s]);
+    addDetail(alpha, k[u"3"_s], 2);
+    addDetail(add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"ZETA"_s}}), k[u"2"_s], 2);
+    addDetail(alpha, k[u"2"_s], 2);
     QStringList before = TableRows(conn);
     // Order Entry 1.0 is free, 1.1 is in the tutorial environment. No
     // answer is queued: the question must not be asked.
@@ -77,8 +76,8 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAFreeOn
     // no version is left without its application.
     messages.shown.clear();
     calls.clear();
-    const auto b = makeApp(u"Broken"_s, u"BROKEN"_s, kPlatformWindows,
-                           {{u"1"_s}, {u"2"_s, {u"w2"_s}, {u"p2"_s}}, {u"3"_s, {u"w3"_s}, {u"p3"_s}}});
+    const Built b = build(addApp(u"Broken"_s, u"BROKEN"_s),
+                          {u"1"_s, {u"2"_s, {u"w2"_s}, {{u"p2"_s, {u"w2"_s}}}}, {u"3"_s, {u"w3"_s}, {{u"p3"_s, {u"w3"_s}}}}});
     abortDeletes(u"tStep"_s);
     before = TableRows(conn);
     messages.Queue(Answer::Yes);

@@ -1,17 +1,12 @@
 #pragma once
 
 #include "core/copyengine/VersionBackup.h"
-#include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
-#include "core/repository/Installation.h"
-#include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"
+#include "support/RepositoryTest.h"
 #include "support/TestProgress.h"
-#include "support/TestSupport.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 
 #include <algorithm>
 #include <map>
@@ -23,23 +18,13 @@ using namespace Qt::StringLiterals;
 
 namespace dorvane::test {
 
-using Values = std::vector<std::pair<QString, QVariant>>;
-
-// The rows of one version, built in one call by CopyEngineTest::build.
-struct Built {
-    qint32 version = 0;
-    std::map<QString, qint32> windows, objects, processes, stepWindows, steps;
-};
-
 // A fresh repository per test, the copy engine on it, and helpers that
 // write rows, read them back and compare whole databases.
-class CopyEngineTest : public ::testing::TestWithParam<std::string> {
+class CopyEngineTest : public RepositoryTest {
 protected:
     void SetUp() override
     {
-        db = std::make_unique<TestDatabase>(GetParam());
-        DB_ASSERT(conn.Open(db->connectionString()));
-        DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, content()));
+        RepositoryTest::SetUp();
         backup = std::make_unique<VersionBackup>(messages, progress, db->connectionString(), &busy);
     }
 
@@ -49,20 +34,7 @@ protected:
         conn.Close();
     }
 
-    virtual RepositoryContent content() const { return RepositoryContent::ReferenceData; }
-
     static QString keyOf(const QString& table) { return FindTable(table)->key; }
-
-    // Adds a row and returns its key.
-    qint32 add(const QString& table, const Values& values)
-    {
-        Recordset rs(u"SELECT * FROM %1 WHERE %2=0"_s.arg(table, keyOf(table)), conn);
-        rs.AddNew();
-        for (const auto& [column, value] : values)
-            rs.SetValue(column, value);
-        rs.Update();
-        return rs.Int(keyOf(table));
-    }
 
     // Adds a row with a distinct value in every column that `values` does
     // not set: numbers from 1000 up, texts naming their column, flags
@@ -83,38 +55,6 @@ protected:
                                                                     : QVariant(column + u" value"_s));
         }
         return add(table, all);
-    }
-
-    // One version of `app` in one call. `windows` maps a window's name to
-    // the names of its objects; `processes` maps a process's name to the
-    // windows it visits, one step window each (in that sequence) holding
-    // one step on the window's first object. Step windows and steps are
-    // named "process/window".
-    Built build(qint32 app, const QString& id, const std::vector<std::pair<QString, QStringList>>& windows,
-                const std::vector<std::pair<QString, QStringList>>& processes = {})
-    {
-        Built b;
-        b.version = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}});
-        std::map<QString, qint32> firstObject;
-        for (const auto& [name, objects] : windows) {
-            const qint32 w = b.windows[name] = add(u"tWindow"_s, {{u"iWindowVerKey"_s, b.version}, {u"sWindowPhysicalName"_s, name}});
-            for (const QString& object : objects)
-                b.objects[object] = add(u"tObject"_s, {{u"iObjectWindowKey"_s, w}, {u"sObjectPhysicalName"_s, object}});
-            firstObject[name] = objects.isEmpty() ? 0 : b.objects[objects.first()];
-        }
-        for (const auto& [name, visits] : processes) {
-            const qint32 p = b.processes[name] = add(u"tProcess"_s, {{u"iProcessVerKey"_s, b.version}, {u"sProcessName"_s, name}});
-            int sequence = 0;
-            for (const QString& window : visits) {
-                const QString at = name + u'/' + window;
-                const qint32 sw = b.stepWindows[at] = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, p},
-                    {u"iStepWindowVerKey"_s, b.version}, {u"iStepWindowWindowKey"_s, b.windows[window]},
-                    {u"iStepWindowSequenceNum"_s, ++sequence}});
-                b.steps[at] = add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, 1},
-                                               {u"iStepObjectKey"_s, firstObject[window]}});
-            }
-        }
-        return b;
     }
 
     QVariant value(const QString& table, qint32 key, const QString& column)
@@ -145,11 +85,6 @@ protected:
     {
         return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(v).arg(QuoteSql(name)));
     }
-    qint32 count(const QString& sql)
-    {
-        Recordset rs(sql, conn);
-        return CountRecords(&rs);
-    }
 
     // Checks a copied row column by column: `expected` names the columns
     // that take other values, `defaults` those left at their defaults;
@@ -172,8 +107,6 @@ protected:
 
     // Every row of every table, for before-and-after comparisons.
     QStringList dump() { return TableRows(conn); }
-    // The messages shown, for a failure's description.
-    std::string shown() const { return Shown(messages); }
     // The messages shown so far, which are checked and gone.
     QStringList taken() { return std::exchange(messages.shown, QStringList()); }
 
@@ -218,14 +151,6 @@ protected:
         messages.shown.clear();
     }
 
-    QString localSettings(const QString& file) const
-    {
-        return u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n\"LocalDatabaseName\"=\"%2\"\r\n"_s.arg(db->tempPath(), file);
-    }
-
-    std::unique_ptr<TestDatabase> db;
-    Connection conn;
-    ScriptedMessages messages;
     RecordingProgress progress;
     RecordingBusy busy;
     std::unique_ptr<VersionBackup> backup;

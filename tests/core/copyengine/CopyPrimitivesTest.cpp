@@ -13,13 +13,12 @@ protected:
     {
         CopyEngineTest::SetUp();
         app = add(u"tApp"_s, {{u"sAppName"_s, u"Order Entry"_s}});
-        source = version(u"1.0"_s);
-        destination = version(u"2.0"_s);
+        source = addVersion(app, u"1.0"_s);
+        destination = addVersion(app, u"2.0"_s);
         environment = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA"_s}});
         backup->CurrentVersionLabel = u"Order Entry"_s;
     }
 
-    qint32 version(const QString& id) { return add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}}); }
     qint32 keyword(qint32 appKey, const QString& name, const QString& desc = u"d"_s)
     {
         return add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, desc}});
@@ -68,7 +67,7 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
 
     // A version holding only its system screen copies nothing and leaves
     // the window alone; asked for, the system screen is copied.
-    const qint32 lone = build(app, u"1.1"_s, {{u"[System Screen]"_s, {}}}).version;
+    const qint32 lone = addVersion(app, {u"1.1"_s, {u"[System Screen]"_s}});
     progress.events.clear();
     ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, false));
     EXPECT_TRUE(progress.events.isEmpty() && windows.Length() == 3);
@@ -106,12 +105,12 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 
     // The next version's variables replace the first's; a version without
     // any leaves the map and the window alone.
-    const qint32 other = version(u"1.1"_s);
+    const qint32 other = addVersion(app, u"1.1"_s);
     const qint32 v3 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, other}});
     ASSERT_TRUE(backup->CopyVariables(other, conn, destination, conn));
     EXPECT_EQ(LookupNewKey(variables, v1, 2), 0);
     const QStringList before = progress.events;
-    ASSERT_TRUE(backup->CopyVariables(version(u"1.2"_s), conn, destination, conn));
+    ASSERT_TRUE(backup->CopyVariables(addVersion(app, u"1.2"_s), conn, destination, conn));
     EXPECT_TRUE(variables.Length() == 1 && LookupNewKey(variables, v3, 1) != 0);
     EXPECT_EQ(progress.events, before);
 
@@ -151,11 +150,11 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
 {
     // Main visits frmLogin (2) and the system screen (1); Lone visits
     // frmLogin alone; a lone placeholder step window is not copied.
-    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {u"txtUser"_s}}, {u"[System Screen]"_s, {}}},
-                          {{u"Start"_s, {}}, {u"Lone"_s, {u"frmLogin"_s}}, {u"Placeholder"_s, {}}});
+    const Built v = build(app, {{u"1.5"_s, {{u"frmLogin"_s, {u"txtUser"_s}}, {u"[System Screen]"_s}},
+                                 {u"Start"_s, {u"Lone"_s, {u"frmLogin"_s}}, u"Placeholder"_s}}});
     source = v.version;
-    const qint32 first = v.processes.at(u"Start"_s), mapped = v.windows.at(u"frmLogin"_s), object = v.objects.at(u"txtUser"_s);
-    const qint32 system = v.windows.at(u"[System Screen]"_s), placeholder = v.processes.at(u"Placeholder"_s);
+    const qint32 first = v[u"Start"_s], mapped = v[u"frmLogin"_s], object = v[u"txtUser"_s];
+    const qint32 system = v[u"[System Screen]"_s], placeholder = v[u"Placeholder"_s];
     const qint32 kw = keyword(app, u"Smoke"_s);
     const qint32 requirement = add(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
     relation(kw, u"iKeywordRelProcessKey"_s, first);
@@ -204,7 +203,7 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
 
     const QString windowsOf = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s;
     EXPECT_EQ(std::pair(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))),
-                        count(windowsOf.arg(LookupNewKey(processes, v.processes.at(u"Lone"_s), 4)))), std::pair(0, 1));
+                        count(windowsOf.arg(LookupNewKey(processes, v[u"Lone"_s], 4)))), std::pair(0, 1));
 
     // KeywordMap is empty: the relation keeps its keyword.
     EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));
@@ -216,13 +215,13 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
 
 TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
 {
-    const Built v = build(app, u"1.5"_s, {{u"frmLogin"_s, {}}}, {{u"Login"_s, {u"frmLogin"_s}}});
+    const Built v = build(app, {{u"1.5"_s, {u"frmLogin"_s}, {{u"Login"_s, {u"frmLogin"_s}}}}});
     source = v.version;
-    relation(keyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v.processes.at(u"Login"_s));
+    relation(keyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v[u"Login"_s]);
     for (const auto& [table, stage] : std::vector<std::pair<QString, QString>>{
              {u"tProcess"_s, u"Processes"_s}, {u"tStepWindow"_s, u"Step Windows"_s}, {u"tStep"_s, u"Steps"_s}, {u"tKeywordRel"_s, u"Process Keywords"_s}}) {
         SCOPED_TRACE(table.toStdString());
-        const qint32 target = version(u"T "_s + table);
+        const qint32 target = addVersion(app, u"T "_s + table);
         abortOn(table, u"INSERT"_s);
         EXPECT_FALSE(copyProcesses(target));
         expectFailure(u"Error while copying %1:"_s.arg(stage));
@@ -236,9 +235,9 @@ TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
 // the copied cycles (0 for others) and the copied keywords.
 TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
 {
-    const Built v = build(app, u"1.5"_s, {}, {{u"A"_s, {}}, {u"B"_s, {}}}), elsewhere = build(app, u"9.0"_s, {}, {{u"Elsewhere"_s, {}}});
+    const Built v = build(app, {{u"1.5"_s, {}, {u"A"_s, u"B"_s}}}), elsewhere = build(app, {{u"9.0"_s, {}, {u"Elsewhere"_s}}});
     source = v.version;
-    const qint32 pa = v.processes.at(u"A"_s), pb = v.processes.at(u"B"_s), outside = elsewhere.processes.at(u"Elsewhere"_s);
+    const qint32 pa = v[u"A"_s], pb = v[u"B"_s], outside = elsewhere[u"Elsewhere"_s];
     ASSERT_TRUE(copyProcesses(destination));
     const QStringList before = progress.events;
 
@@ -298,13 +297,13 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
     backup->ProcessMap.StoreNext(17, 230);
     backup->VariableMap.Replace(1);
     backup->VariableMap.StoreNext(12, 40);
-    const Built copied = build(app, u"2.1"_s, {{u"w"_s, {}}}, {{u"Copied"_s, {u"w"_s}}});
-    const qint32 elsewhere = build(app, u"1.1"_s, {{u"w"_s, {}}}, {{u"Original"_s, {u"w"_s}}}).stepWindows.at(u"Original/w"_s);
-    const qint32 sw = copied.stepWindows.at(u"Copied/w"_s);
+    const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
+    const qint32 elsewhere = build(app, {{u"1.1"_s, {u"w"_s}, {{u"Original"_s, {u"w"_s}}}}})[u"Original/w"_s];
+    const qint32 sw = copied[u"Copied/w"_s];
     const auto step = [&](int sequence, const QVariant& arguments) {
         return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, sequence}, {u"sStepArguments"_s, arguments}});
     };
-    const qint32 call = step(2, u"Run ProcessKey=17 now"_s), token = step(3, u"Value=@[5|12]"_s), null = copied.steps.at(u"Copied/w"_s);
+    const qint32 call = step(2, u"Run ProcessKey=17 now"_s), token = step(3, u"Value=@[5|12]"_s), null = copied[u"Copied/w/1"_s];
     const qint32 untouched = add(u"tStep"_s, {{u"iStepWindowKey"_s, elsewhere}, {u"sStepArguments"_s, u"ProcessKey=17"_s}});
 
     ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();

@@ -7,7 +7,7 @@ using namespace dorvane::test;
 
 class VersionDeletionTest : public CopyEngineTest {
 protected:
-    RepositoryContent content() const override { return RepositoryContent::Tutorial; }
+    std::optional<RepositoryContent> content() const override { return RepositoryContent::Tutorial; }
 
     qint32 version(const QString& id) { return Recordset(u"SELECT * FROM tVersion WHERE sVersionID='%1'"_s.arg(id), conn).Int(u"iVersionKey"_s); }
 

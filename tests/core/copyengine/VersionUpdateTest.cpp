@@ -14,7 +14,7 @@ using namespace dorvane::test;
 
 class VersionUpdateTest : public CopyEngineTest {
 protected:
-    RepositoryContent content() const override { return RepositoryContent::Tutorial; }
+    std::optional<RepositoryContent> content() const override { return RepositoryContent::Tutorial; }
 
     void SetUp() override
     {

@@ -68,9 +68,7 @@ protected:
         exe = db->tempPath() + u"/exe"_s;
         shared = db->tempPath() + u"/shared"_s;
         ASSERT_TRUE(QDir().mkpath(exe) && QDir().mkpath(shared + u"/Environments/Backups"_s));
-        Connection templ;
-        DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/ZentrixBackup.mdb"_s));
-        DB_ASSERT(templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); BuildDatabase(templ, SchemaVariant::BackupTemplate, RepositoryContent::Empty));
+        DB_ASSERT(MakeDatabaseFile(exe + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate));
         backups = std::make_unique<EnvironmentBackup>(*backup, shared, exe);
     }
 
@@ -469,9 +467,9 @@ TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondPro
     EXPECT_TRUE(locked()) << "after Restore";
 
     // The second program: dorvanectl on the same repository.
-    DB_ASSERT(Connection::CreateDatabaseFile(exe + u"/UserData.mdb"_s));
+    DB_ASSERT(MakeDatabaseFile(exe + u"/UserData.mdb"_s));
     const QString settings = db->tempPath() + u"/ctl.reg"_s;
-    WriteSettings(settings, localSettings(u"Test.mdb"_s) + u"\"SharedResourcePath\"=\"%1\"|\"ExePath\"=\"%2\""_s.arg(db->tempPath(), exe));
+    WriteSettings(settings, db->localSettings(u"Test.mdb"_s) + uR"(|"SharedResourcePath"="%1"|"ExePath"="%2")"_s.arg(db->tempPath(), exe));
     const auto importKeyword = [&](const char* name) {
         const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
         QFile text(file);

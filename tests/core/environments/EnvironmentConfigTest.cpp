@@ -18,7 +18,7 @@ protected:
         EnvironmentTest::SetUp();
         env = addEnvironment(u"Prod"_s);
         billing = addApp(u"Billing"_s);
-        host = addApp(u"Ledger"_s, kPlatform3270, 2);
+        host = addApp(u"Ledger"_s, {}, kPlatform3270, 2);
         b1 = addVersion(billing, u"1"_s);
         b2 = addVersion(billing, u"2"_s);
         b3 = addVersion(billing, u"3"_s);

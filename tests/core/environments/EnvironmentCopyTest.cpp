@@ -151,7 +151,7 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
 // copy has filled already, is refused, as are blank IDs.
 TEST_P(EnvironmentCopyTest, TheNewVersionIdPromptChecksBlankAndTakenIds)
 {
-    const qint32 billing30 = addVersion(r.billing, u"3.0"_s, 1);
+    const qint32 billing30 = addVersion(r.billing, {u"3.0"_s, {u"[System Screen]"_s}});
     const qint32 ownScreen = windowOf(billing30, u"[System Screen]"_s);
     const qint32 audit = addApp(u"Audit"_s);
     addDetail(r.env, addVersion(audit, u"0.9"_s));

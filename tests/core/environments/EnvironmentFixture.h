@@ -50,9 +50,8 @@ protected:
     void SetUp() override
     {
         CopyEngineTest::SetUp();
-        const QString path = QDir(db->tempPath()).filePath(u"testdata.mdb"_s);
-        DB_ASSERT(Connection::CreateDatabaseFile(path));
-        DB_ASSERT(testData.OpenFile(path));
+        const QString path = db->tempPath() + u"/testdata.mdb"_s;
+        DB_ASSERT(MakeDatabaseFile(path); testData.OpenFile(path));
     }
 
     // Every message a test provokes is checked (and cleared) by the test.
@@ -73,24 +72,6 @@ protected:
     qint32 addEnvironment(const QString& name, const QString& description = QString())
     {
         return add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, name}, {u"sEnvironmentDesc"_s, description}});
-    }
-    qint32 addApp(const QString& name, qint32 platform = kPlatformWindows, qint32 emulator = 0)
-    {
-        return add(u"tApp"_s, {{u"sAppName"_s, name}, {u"iAppPlatform"_s, platform}, {u"iApp3270Key"_s, emulator}});
-    }
-    qint32 addWindow(qint32 version, const QString& name) { return add(u"tWindow"_s, {{u"iWindowVerKey"_s, version}, {u"sWindowPhysicalName"_s, name}}); }
-    // A version with `windows` windows, the first its system screen.
-    qint32 addVersion(qint32 app, const QString& id, int windows = 0)
-    {
-        const qint32 v = add(u"tVersion"_s, {{u"iVersionAppKey"_s, app}, {u"sVersionID"_s, id}, {u"iMapType"_s, 1}});
-        for (int i = 0; i < windows; ++i)
-            addWindow(v, i == 0 ? u"[System Screen]"_s : u"frmMain%1"_s.arg(i));
-        return v;
-    }
-    qint32 addDetail(qint32 environment, qint32 version, qint32 tool = 1, qint32 emulator = 0)
-    {
-        return add(u"tEnvironmentDetail"_s, {{u"iEnvironKey"_s, environment}, {u"iEnvironVerKey"_s, version},
-                                             {u"iEnvironTestToolKey"_s, tool}, {u"iEnviron3270Key"_s, emulator}});
     }
     qint32 addUser(const QString& id, const QString& first = u"F"_s, const QString& last = u"L"_s)
     {
@@ -139,7 +120,7 @@ protected:
         Release r{};
         r.env = addEnvironment(u"Release 1"_s, u"First release"_s);
         r.billing = addFull(u"tApp"_s, {{u"sAppName"_s, u"Billing"_s}});
-        r.ledger = addApp(u"Ledger"_s, kPlatform3270, 1);
+        r.ledger = addApp(u"Ledger"_s, {}, kPlatform3270, 1);
         r.billing10 = addFull(u"tVersion"_s, {{u"iVersionAppKey"_s, r.billing}, {u"sVersionID"_s, u"1.0"_s}});
         r.billing20 = addVersion(r.billing, u"2.0"_s);
         r.ledger42 = addVersion(r.ledger, u"4.2"_s);

@@ -128,7 +128,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRef
 TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
 {
     const qint32 app = addApp(u"Billing"_s);
-    const qint32 v1 = addVersion(app, u"1"_s, 2), v2 = addVersion(app, u"2"_s);
+    const qint32 v1 = addVersion(app, {u"1"_s, {u"[System Screen]"_s, u"frmMain1"_s}}), v2 = addVersion(app, u"2"_s);
     const qint32 user = addUser(u"jd"_s);
     const qint32 env = addEnvironment(u"Prod"_s), other = addEnvironment(u"Other"_s);
     for (const auto& [e, v] : {std::pair{env, v1}, std::pair{other, v2}}) {

@@ -100,7 +100,7 @@ protected:
     qint32 addRow(NameDescGridKind kind, const QString& name, const QString& desc, qint32 app = 0)
     {
         const NameDescGridInfo& info = GridInfo(kind);
-        Cells cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
+        Values cells = {{info.nameColumn, name}, {info.descriptionColumn, desc}};
         if (kind == NameDescGridKind::Keywords)
             cells.emplace_back(u"iKeywordAppKey"_s, app);
         return add(info.table, cells);

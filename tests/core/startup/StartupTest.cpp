@@ -1,15 +1,10 @@
 // Mode choice and the order in which start-up opens its databases.
 
-#include "core/repository/Installation.h"
 #include "core/startup/Registry.h"
 #include "core/startup/Startup.h"
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 
 namespace dorvane {
 namespace {
@@ -24,18 +19,11 @@ protected:
 
     // Makes a settings file of the value lines ('|' between, <D> the
     // temporary folder) current.
-    void settings(QString values)
-    {
-        QFile file(path(u"zentrix.reg"_s));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write((u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n"_s +
-                    fill(values.replace(u'|', u"\r\n"_s)) + u"\r\n"_s).toUtf8());
-        SetSettingsFileOverride(file.fileName());
-    }
+    void settings(const QString& values) { test::UseSettings(m_dir.path(), fill(values)); }
 
     QString fill(QString text) const { return text.replace(u"<D>"_s, m_dir.path()); }
 
-    void makeDatabase(const QString& name) { QDir().mkpath(QFileInfo(path(name)).path()), Connection::CreateDatabaseFile(path(name)); }
+    void makeDatabase(const QString& name) { test::MakeDatabaseFile(path(name)); }
 
     QTemporaryDir m_dir;
 };

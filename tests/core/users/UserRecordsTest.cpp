@@ -1,9 +1,8 @@
 // The user editor without its widgets: the checks, the saved row, the
 // shared current key, and Delete with its registrations.
 
-#include "core/repository/Installation.h"
-#include "support/TestSupport.h"
 #include "core/users/UserRecords.h"
+#include "support/RepositoryTest.h"
 
 namespace dorvane::test {
 namespace {
@@ -12,20 +11,12 @@ UserFields jane(const QString& id = u"jsmith"_s) { return {id, u"Jane"_s, u"Smit
 
 const QString kNoCurrent = u"Either BOF or EOF is True, or the current record has been deleted. Requested operation requires a current record."_s;
 
-class UserRecordsTest : public ::testing::TestWithParam<std::string> {
+class UserRecordsTest : public RepositoryTest {
 protected:
-    void SetUp() override
-    {
-        DB_ASSERT(conn.Open(db.connectionString()));
-        DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
-    }
     // New, the fields typed, Save.
     UserSaveOutcome saveNew(const UserFields& fields) { editor.New(); editor.MarkDirty(); return editor.Save(fields, conn, messages); }
     qint32 key(const QString& id) { return Rows(conn, u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(id)).value(0).toInt(); }
 
-    TestDatabase db{GetParam()};
-    Connection conn;
-    ScriptedMessages messages;
     CurrentUserKey currentKey;
     UserRecords editor{currentKey};
 };

@@ -4,8 +4,6 @@
 // an administrator does.
 
 #include "desktop/mainwindow/frmMainForm.h"
-#include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
 #include "core/startup/Registry.h"
 #include "core/startup/Startup.h"
 #include "support/TestSupport.h"
@@ -14,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QTableView>
 
 #include <memory>
@@ -45,34 +42,20 @@ protected:
     // the test's folder, with the backup template.
     void PointSettingsAtRepository()
     {
-        const QString dir = m_db->tempPath(), templ = dir + u"/ZentrixBackup.mdb"_s;
-        Connection::CreateDatabaseFile(templ);
-        Connection backup;
-        backup.OpenFile(templ);
-        BuildDatabase(backup, SchemaVariant::BackupTemplate, RepositoryContent::Empty);
-        backup.Close();
-        const QString values = u"\"ExePath\"=\"%1\"\r\n"_s.arg(dir)
-            + (m_db->isOdbc() ? u"\"ActiveDB\"=\"Server\"\r\n\"IsLocalDatabase\"=dword:00000000\r\n\"ActiveDSN\"=\"%1\"\r\n"_s.arg(TestDsn())
-                              : u"\"ActiveDB\"=\"Local\"\r\n\"IsLocalDatabase\"=dword:00000001\r\n\"LocalDatabasePath\"=\"%1\"\r\n"
-                                "\"LocalDatabaseName\"=\"Test.mdb\"\r\n"_s.arg(dir));
-        QFile file(dir + u"/zentrix.reg"_s);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Bramlund\\Zentrix]\r\n" + values.toUtf8());
-        SetSettingsFileOverride(file.fileName());
+        const QString dir = m_db->tempPath();
+        MakeDatabaseFile(dir + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
+        UseSettings(dir, uR"("ExePath"="%1"|)"_s.arg(dir) + m_db->settings());
     }
 
     // Builds the repository and opens the window on it; the window is shown
     // and activated as at start-up, so every list is loaded.
     void OpenWindow(RepositoryContent content = RepositoryContent::ReferenceData)
     {
-        Connection setup;
-        setup.Open(m_db->connectionString());
-        BuildDatabase(setup, SchemaVariant::Repository, content);
-        setup.Close();
+        m_db->build(content);
         const QString dir = m_db->tempPath();
         QDir().mkpath(sharedPath() + u"/Apps"_s);
-        Connection::CreateDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
-        Connection::CreateDatabaseFile(dir + u"/UserData.mdb"_s);
+        MakeDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
+        MakeDatabaseFile(dir + u"/UserData.mdb"_s);
         session.Open({.connectionString = m_db->connectionString(), .sharedResourcePath = sharedPath(),
                       .testDataPath = sharedPath() + u"\\testdata.mdb"_s, .userDataPath = dir + u"\\UserData.mdb"_s, .installationPath = dir, .settingsProblem = {}});
         window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
