@@ -1,6 +1,7 @@
 #include "core/copyengine/VersionBackup.h"
 
 #include "core/copyengine/CopyStep.h"
+#include "core/copyengine/DatabaseCopy.h"
 #include "core/copyengine/StepArguments.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
@@ -10,6 +11,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <utility>
 
 namespace dorvane {
@@ -196,7 +198,22 @@ private:
     ChildReads m_reads;
 };
 
+// "s.a, s.b": the source row's own values of `columns`.
+QStringList sourceValues(const QStringList& columns)
+{
+    QStringList values;
+    for (const QString& column : columns)
+        values << QStringLiteral("s.") + column;
+    return values;
+}
+
 } // namespace
+
+void VersionBackup::storeBatch(KeyMap& map, DatabaseCopy& copy, const QString& table)
+{
+    for (const auto& [oldKey, newKey] : copy.Pairs(table))
+        map.StoreNext(oldKey, newKey);
+}
 
 VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, QString repository, BusyIndicator* busy)
     : m_messages(&messages), m_progress(progress), m_busy(busy), m_repository(std::move(repository))
@@ -229,6 +246,13 @@ void VersionBackup::startProgress(const QString& labelWords, qint32 count)
     m_progress.Refresh();
 }
 
+void VersionBackup::finishProgress(qint32 rows)
+{
+    // The bar never passes its maximum.
+    m_progress.SetValue(std::min(m_progress.Maximum(), m_progress.Value() + float(rows)));
+    m_progress.Refresh();
+}
+
 void VersionBackup::advanceProgress()
 {
     // The bar never passes its maximum.
@@ -253,6 +277,8 @@ std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
 bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
                                 Connection& destination, bool includeSystemScreen)
 {
+    if (&source == &destination)
+        return copyWindowsInDatabase(sourceVersionKey, destinationVersionKey, destination, includeSystemScreen);
     try {
         QString sql = QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(sourceVersionKey);
         if (!includeSystemScreen)
@@ -301,9 +327,76 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qin
     }
 }
 
+bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
+                                          bool includeSystemScreen)
+{
+    try {
+        DatabaseCopy copy(db);
+        QString windows = QStringLiteral("tWindow s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
+        if (!includeSystemScreen)
+            windows += QStringLiteral(" AND s.sWindowPhysicalName <> '[System Screen]'");
+        const qint32 count = qint32(copy.Choose(QStringLiteral("tWindow"), kWindowKey, windows, QStringLiteral("s.iWindowKey")));
+        WindowMap.Grow(count);
+        if (count == 0)
+            return true;
+        startProgress(QStringLiteral("Windows in "), count);
+        // A window's parent window key is copied as it stands.
+        copy.Insert(QStringLiteral("tWindow"), kWindowKey, QStringList{kWindowVerKey} + kWindowColumns,
+                    QStringList{num(destinationVersionKey)} + sourceValues(kWindowColumns));
+        storeBatch(WindowMap, copy, QStringLiteral("tWindow"));
+
+        // The objects of each window, window by window.
+        const QString windowBatch = copy.Batch(QStringLiteral("tWindow"));
+        const qint32 objects = qint32(copy.Choose(QStringLiteral("tObject"), kObjectKey,
+                                                  QStringLiteral("tObject s JOIN %1 w ON s.iObjectWindowKey = w.old").arg(windowBatch),
+                                                  QStringLiteral("w.pos, s.iObjectKey")));
+        if (objects > 0) {
+            ObjectMap.Grow(objects);
+            copy.Insert(QStringLiteral("tObject"), kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
+                        QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + sourceValues(kObjectColumns),
+                        QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey").arg(windowBatch));
+            storeBatch(ObjectMap, copy, QStringLiteral("tObject"));
+        }
+        finishProgress(count);
+        return true;
+    } catch (const DbError& e) {
+        return fail(kWindowsFailed, e.description());
+    }
+}
+
+bool VersionBackup::copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey,
+                                       Connection& db, KeyMap& map)
+{
+    try {
+        DatabaseCopy copy(db);
+        const qint32 count = qint32(copy.Choose(list.table, list.key,
+                                                QStringLiteral("%1 s WHERE s.%2 = %3").arg(list.table, list.parent, num(sourceVersionKey)),
+                                                QStringLiteral("s.") + list.key));
+        if (count == 0) {
+            map.Replace(0);
+            return true;
+        }
+        startProgress(list.label, count);
+        map.Replace(count);
+        copy.Insert(list.table, list.key, QStringList{list.parent} + list.columns,
+                    QStringList{num(destinationVersionKey)} + sourceValues(list.columns));
+        storeBatch(map, copy, list.table);
+        finishProgress(count);
+        m_progress.Yield();
+        return true;
+    } catch (const DbError& e) {
+        return fail(list.failure, e.description());
+    }
+}
+
 bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
                                   Connection& destination)
 {
+    if (&source == &destination) {
+        return copyListInDatabase({QStringLiteral("tUserVar"), kVarKey, kVarAppVerKey, kVarColumns,
+                                   QStringLiteral("Variables in "), kVariablesFailed},
+                                  sourceVersionKey, destinationVersionKey, destination, VariableMap);
+    }
     try {
         Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(sourceVersionKey),
                             source);
@@ -328,6 +421,11 @@ bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, q
 bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
                                      Connection& destination)
 {
+    if (&source == &destination) {
+        return copyListInDatabase({QStringLiteral("tRequirement"), kRequirementKey, kRequirementAppVerKey,
+                                   kRequirementColumns, QStringLiteral("Requirements in "), kRequirementsFailed},
+                                  sourceVersionKey, destinationVersionKey, destination, RequirementMap);
+    }
     try {
         Recordset requirements(
             QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey = ") + num(sourceVersionKey), source);

@@ -12,6 +12,8 @@
 
 namespace dorvane {
 
+class DatabaseCopy;
+
 class BusyIndicator;
 class Connection;
 class MessageSink;
@@ -153,8 +155,28 @@ public:
                        const UpdateParts& parts = {});
 
 private:
+    // A version's flat list (variables, requirements): its table, own key,
+    // version column, the columns copied, the progress words and the
+    // failure's prefix.
+    struct ListCopy {
+        QString table, key, parent;
+        QStringList columns;
+        QString label;
+        const QString& failure;
+    };
+
+    // The copies within one database, run by the database itself.
+    bool copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
+                               bool includeSystemScreen);
+    bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
+                            KeyMap& map);
+    // Stores the pairs of a table's last batch in `map`, in position order.
+    static void storeBatch(KeyMap& map, DatabaseCopy& copy, const QString& table);
+
     void startProgress(const QString& labelWords, qint32 count);
     void advanceProgress();
+    // Moves the bar on by `rows` at once.
+    void finishProgress(qint32 rows);
     bool fail(const QString& prefix, const QString& description);
 
     MessageSink* m_messages;

@@ -74,12 +74,13 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, true));
     EXPECT_EQ(windows.Length(), 4);
 
-    // A failed object leaves the rows saved before it, and the positions
-    // of its batch that were not filled hold 0.
+    // A failed object leaves the windows of its call, written before the
+    // objects, for the caller's transaction to remove; the positions of
+    // the objects' batch hold 0.
     abortOn(u"tObject"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopyWindows(source, conn, destination, conn, true));
     expectFailure(u"Error while copying Windows:"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 6);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 8);
     EXPECT_EQ(std::tuple(objects.Length(), objects.NewKey(3), objects.NewKey(4)), std::tuple(4, 0, 0));
 }
 

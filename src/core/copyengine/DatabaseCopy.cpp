@@ -1,0 +1,98 @@
+#include "core/copyengine/DatabaseCopy.h"
+
+#include "core/repository/Connection.h"
+#include "core/repository/Dialect.h"
+
+#include <QSqlError>
+#include <QSqlQuery>
+
+namespace dorvane {
+
+namespace {
+
+bool isSqlite(Connection& db) { return db.backend() == BackendKind::Sqlite; }
+
+qint64 scalar(Connection& db, const QString& sql)
+{
+    QSqlQuery q(db.database());
+    q.setForwardOnly(true);
+    if (!q.exec(sql) || !q.next())
+        throw db.StatementFailure(q.lastError()).WithStatement(sql);
+    return q.value(0).toLongLong();
+}
+
+} // namespace
+
+QString DatabaseCopy::Batch(const QString& table) const
+{
+    // PostgreSQL finds temporary tables first by the unqualified name.
+    return (isSqlite(m_db) ? QStringLiteral("temp.dv_batch_") : QStringLiteral("dv_batch_")) + table;
+}
+
+void DatabaseCopy::prepareBatch(const QString& table)
+{
+    // Made again after a rollback, which takes a temporary table made in
+    // its transaction with it on PostgreSQL.
+    const QString batch = Batch(table);
+    m_db.Execute(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 "
+                                "(pos integer PRIMARY KEY, old integer NOT NULL, new integer NOT NULL)")
+                     .arg(table));
+    m_db.Execute(QStringLiteral("DELETE FROM ") + batch);
+}
+
+qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order)
+{
+    prepareBatch(table);
+    const QString batch = Batch(table);
+    if (isSqlite(m_db)) {
+        // The highest key ever handed out: AUTOINCREMENT goes on from there.
+        const QString highest = QStringLiteral(
+            "(SELECT MAX(k) FROM (SELECT MAX(%2) AS k FROM main.%1 UNION ALL "
+            "SELECT seq FROM main.sqlite_sequence WHERE name = '%1' COLLATE NOCASE))")
+                                    .arg(table, key);
+        m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
+                                    "COALESCE(%4, 0) + ROW_NUMBER() OVER (ORDER BY %3) FROM %5 ORDER BY %3")
+                         .arg(batch, key, order, highest, from));
+        return scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+    }
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, 0 "
+                                "FROM %4 ORDER BY %3")
+                     .arg(batch, key, order, from));
+    const qint64 count = scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+    if (count > 0) {
+        // Taken from the sequence in one statement, then given out in
+        // ascending order by position.
+        m_db.Execute(QStringLiteral("UPDATE %1 SET new = k.key FROM (SELECT ROW_NUMBER() OVER (ORDER BY g.key) AS r, g.key "
+                                    "FROM (SELECT nextval(pg_get_serial_sequence('%2', '%3')) AS key "
+                                    "FROM generate_series(1, %4)) g) k WHERE %1.pos = k.r")
+                         .arg(batch, table.toLower(), key.toLower())
+                         .arg(count));
+        if (count > 1000)
+            m_db.Execute(QStringLiteral("ANALYZE ") + batch);
+    }
+    return count;
+}
+
+void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
+                     const QString& joins)
+{
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 b JOIN %1 s ON s.%2 = b.old %6 "
+                                "ORDER BY b.pos")
+                     .arg(table, key, columns.join(QStringLiteral(", ")), values.join(QStringLiteral(", ")), Batch(table),
+                          joins));
+}
+
+std::vector<std::pair<qint32, qint32>> DatabaseCopy::Pairs(const QString& table)
+{
+    const QString sql = QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table));
+    QSqlQuery q(m_db.database());
+    q.setForwardOnly(true);
+    if (!q.exec(sql))
+        throw m_db.StatementFailure(q.lastError()).WithStatement(sql);
+    std::vector<std::pair<qint32, qint32>> pairs;
+    while (q.next())
+        pairs.emplace_back(q.value(0).toInt(), q.value(1).toInt());
+    return pairs;
+}
+
+} // namespace dorvane

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <utility>
+#include <vector>
+
+namespace dorvane {
+
+class Connection;
+
+// Copies of a table's rows made by the database itself, within one
+// database: the rows to copy are chosen into a batch, a temporary table of
+// (position, old key, new key), and one INSERT ... SELECT writes their copies
+// with the new keys. Each table has a batch of its own, which holds the rows
+// of its last copy until the next: a child table's copy joins its parent's
+// batch to find the new parent key.
+//
+// New keys ascend with the position, and positions follow the order the
+// caller gives (the order in which a copy row by row would have read and
+// added the rows), so that the copies take their keys as such a copy would
+// have given them. On SQLite the new keys follow the table's highest key
+// (the connection holds the write lock); on PostgreSQL they come from the
+// key column's identity sequence, as another program's would.
+class DatabaseCopy {
+public:
+    explicit DatabaseCopy(Connection& connection) : m_db(connection) {}
+
+    // The batch table of `table`, for joins ("temp.dv_batch_tWindow").
+    QString Batch(const QString& table) const;
+
+    // Chooses the rows of `table` that `from` names (a FROM clause's body
+    // naming the table as s, with any joins and a WHERE condition) into the
+    // table's batch, in `order`, each with a new key. Returns how many.
+    qint64 Choose(const QString& table, const QString& key, const QString& from, const QString& order);
+
+    // Writes a copy of every row of the table's batch, in position order:
+    // its own key the new key, each of `columns` the matching expression of
+    // `values` over the source row s and the batch row b (and whatever
+    // `joins` adds). Columns not named take their defaults.
+    void Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
+                const QString& joins = QString());
+
+    // The batch's old and new keys in position order.
+    std::vector<std::pair<qint32, qint32>> Pairs(const QString& table);
+
+private:
+    void prepareBatch(const QString& table);
+
+    Connection& m_db;
+};
+
+} // namespace dorvane
