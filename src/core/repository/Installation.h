@@ -20,14 +20,14 @@ enum class RepositoryContent {
     Tutorial,
 };
 
-// Reference data, as created by InsertReferenceData.
+// Reference data, as the reference data file gives it (DataFiles.h).
 inline constexpr qint32 kPlatformWindows = 1;
 inline constexpr qint32 kPlatformWeb = 2;
 inline constexpr qint32 kPlatform3270 = 3; // the one host platform
 inline constexpr qint32 kPlatformJava = 4;
-inline const QString kMainframeTestTool = QStringLiteral("Mainframe");
-inline const QString kSystemClass = QStringLiteral("[System]");
 
+// The rows of the data files (DataFiles.h), inside the caller's
+// transaction. Throw DbError.
 void InsertReferenceData(Connection& connection);
 // Expects the reference data to be there.
 void InsertTutorialData(Connection& connection);
