@@ -6,7 +6,20 @@
 #include "desktop/lists/frmFileList.h"
 #include "desktop/mainwindow/frmMainForm.h"
 
+#include <QIcon>
+#include <QPushButton>
+
 namespace dorvane {
+
+QPushButton* NamedButton(QDialogButtonBox* box, QDialogButtonBox::StandardButton which, const char* name,
+                         const QString& caption)
+{
+    QPushButton* button = box->button(which);
+    button->setObjectName(QLatin1String(name));
+    button->setText(caption);
+    button->setIcon(QIcon());
+    return button;
+}
 
 std::optional<ListAttributes> QtDialogProvider::ListHandlingAttributes(const ListAttributes& shown)
 {
