@@ -4,7 +4,6 @@
 #include "desktop/environments/frmNewVersionID.h"
 #include "desktop/environments/frmRestoreSelect.h"
 #include "desktop/lists/frmFileList.h"
-#include "desktop/mainwindow/frmMainForm.h"
 
 #include <QIcon>
 #include <QPushButton>
@@ -55,15 +54,6 @@ std::optional<QString> QtDialogProvider::NewVersionID(const QString& prompt,
 std::optional<QString> QtDialogProvider::RestoreBackup(const QString& folder)
 {
     return QtRestoreChooser(m_parent).ChooseBackup(folder);
-}
-
-DialogProvider& frmMainForm::dialogs()
-{
-    if (m_dialogs)
-        return *m_dialogs;
-    if (!m_qtDialogs)
-        m_qtDialogs = std::make_unique<QtDialogProvider>(this, m_messages);
-    return *m_qtDialogs;
 }
 
 } // namespace dorvane
