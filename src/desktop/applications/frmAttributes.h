@@ -1,11 +1,10 @@
 #pragma once
 
 #include "core/applications/VersionAttributes.h"
+#include "ui_frmAttributes.h"
 
 #include <QDialog>
 
-class QComboBox;
-class QLineEdit;
 class QPushButton;
 
 namespace dorvane {
@@ -15,7 +14,7 @@ class MessageSink;
 // "List Handling Attributes": the next-page line, indicator text and key of
 // a host version. OK checks the three values and hands them back; Cancel
 // (or closing the window) leaves the cancelled flag set.
-class frmAttributes : public QDialog {
+class frmAttributes : public QDialog, public Ui::frmAttributes {
     Q_OBJECT
 public:
     frmAttributes(const ListAttributes& shown, MessageSink& messages, QWidget* parent = nullptr);
@@ -24,9 +23,6 @@ public:
     // The values as OK handed them back.
     const ListAttributes& Values() const { return m_values; }
 
-    QLineEdit* txtNextPageLine = nullptr;
-    QLineEdit* txtNextPageIndicator = nullptr;
-    QComboBox* cbNextPageKey = nullptr;
     QPushButton* cmdOK = nullptr;
     QPushButton* cmdCancel = nullptr;
 

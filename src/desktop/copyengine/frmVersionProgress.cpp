@@ -1,9 +1,6 @@
 #include "desktop/copyengine/frmVersionProgress.h"
 
 #include <QApplication>
-#include <QLabel>
-#include <QProgressBar>
-#include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -20,19 +17,8 @@ constexpr qint64 kCatchUpMs = 100;
 
 frmVersionProgress::frmVersionProgress(QWidget* parent) : QDialog(parent)
 {
-    setObjectName(QStringLiteral("frmVersionProgress"));
-    setWindowTitle(QStringLiteral("Progress"));
-    setModal(false);
-    m_action = new QLabel;
-    m_action->setObjectName(QStringLiteral("lblAction"));
-    m_action->setMinimumWidth(360);
-    m_bar = new QProgressBar;
-    m_bar->setObjectName(QStringLiteral("pbVersionProgress"));
-    m_bar->setRange(0, kBarSteps);
-    m_bar->setTextVisible(false);
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(m_action);
-    layout->addWidget(m_bar);
+    setupUi(this);
+    pbVersionProgress->setRange(0, kBarSteps);
 }
 
 void frmVersionProgress::SetTitle(const QString& title) { setWindowTitle(title); }
@@ -46,7 +32,7 @@ void frmVersionProgress::ShowWindow()
 
 void frmVersionProgress::SetAction(const QString& text)
 {
-    m_action->setText(text);
+    lblAction->setText(text);
     catchUp(true);
 }
 
@@ -63,7 +49,7 @@ void frmVersionProgress::updateBar()
 {
     const float span = m_maximum - m_minimum;
     const float share = span > 0 ? (m_value - m_minimum) / span : 0.0f;
-    m_bar->setValue(static_cast<int>(std::lround(std::clamp(share, 0.0f, 1.0f) * kBarSteps)));
+    pbVersionProgress->setValue(static_cast<int>(std::lround(std::clamp(share, 0.0f, 1.0f) * kBarSteps)));
 }
 
 void frmVersionProgress::catchUp(bool now)
@@ -72,8 +58,8 @@ void frmVersionProgress::catchUp(bool now)
         return;
     updateBar();
     if (isVisible()) {
-        m_bar->repaint();
-        m_action->repaint();
+        pbVersionProgress->repaint();
+        lblAction->repaint();
     }
     QCoreApplication::processEvents();
     m_sinceCaughtUp.start();

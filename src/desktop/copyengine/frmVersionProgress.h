@@ -1,12 +1,10 @@
 #pragma once
 
 #include "core/repository/Interaction.h"
+#include "ui_frmVersionProgress.h"
 
 #include <QDialog>
 #include <QElapsedTimer>
-
-class QLabel;
-class QProgressBar;
 
 namespace dorvane {
 
@@ -18,13 +16,10 @@ namespace dorvane {
 // often would cost more than the copy. The bar takes the engine's value
 // and the window repaints and lets the event loop run a few times a
 // second only, and at once when it is shown or a new step begins.
-class frmVersionProgress : public QDialog, public ProgressSink {
+class frmVersionProgress : public QDialog, public ProgressSink, private Ui::frmVersionProgress {
     Q_OBJECT
 public:
     explicit frmVersionProgress(QWidget* parent = nullptr);
-
-    QLabel* lblAction() const { return m_action; }
-    QProgressBar* pbVersionProgress() const { return m_bar; }
 
     void SetTitle(const QString& title) override;
     void ShowWindow() override;
@@ -43,8 +38,6 @@ private:
     // (or `now`).
     void catchUp(bool now);
 
-    QLabel* m_action;
-    QProgressBar* m_bar;
     float m_minimum = 0;
     float m_maximum = 100;
     float m_value = 0;

@@ -1,44 +1,21 @@
 #include "desktop/environments/frmNewVersionID.h"
 
-#include <QDialogButtonBox>
-#include <QLabel>
-#include <QLineEdit>
+#include "desktop/mainwindow/DialogProvider.h"
+
 #include <QPushButton>
-#include <QVBoxLayout>
 
 namespace dorvane {
 
 frmNewVersionID::frmNewVersionID(const QString& prompt, IdCheck okCheck, QWidget* parent)
     : QDialog(parent), m_okCheck(std::move(okCheck))
 {
-    setObjectName(QStringLiteral("frmNewVersionID"));
-    setWindowTitle(QStringLiteral("New Version ID"));
-    setModal(true);
-
-    lblPrompt = new QLabel(prompt, this);
-    lblPrompt->setObjectName(QStringLiteral("lblPrompt"));
-    lblPrompt->setWordWrap(true);
-    txtNewVersionID = new QLineEdit(this);
-    txtNewVersionID->setObjectName(QStringLiteral("txtNewVersionID"));
-    // As long as a version ID typed on the version page.
-    txtNewVersionID->setMaxLength(16);
-    lblPrompt->setBuddy(txtNewVersionID);
-
-    cmdOK = new QPushButton(QStringLiteral("OK"), this);
-    cmdOK->setObjectName(QStringLiteral("cmdOK"));
+    setupUi(this);
+    lblPrompt->setText(prompt);
+    cmdOK = NamedButton(buttons, QDialogButtonBox::Ok, "cmdOK", QStringLiteral("OK"));
     cmdOK->setDefault(true);
-    cmdCancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    auto* buttons = new QDialogButtonBox(this);
-    buttons->addButton(cmdOK, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    cmdCancel = NamedButton(buttons, QDialogButtonBox::Cancel, "cmdCancel", QStringLiteral("Cancel"));
     connect(cmdOK, &QPushButton::clicked, this, &frmNewVersionID::cmdOK_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmNewVersionID::cmdCancel_Click);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(lblPrompt);
-    layout->addWidget(txtNewVersionID);
-    layout->addWidget(buttons);
     resize(380, sizeHint().height());
 }
 

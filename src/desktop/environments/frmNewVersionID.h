@@ -1,11 +1,11 @@
 #pragma once
 
+#include "ui_frmNewVersionID.h"
+
 #include <QDialog>
 
 #include <functional>
 
-class QLabel;
-class QLineEdit;
 class QPushButton;
 
 namespace dorvane {
@@ -14,7 +14,7 @@ namespace dorvane {
 // typed text to the check, which shows its own message when the ID will
 // not do; the window then stays open with the text as typed. Cancel (or
 // closing the window) leaves the cancelled flag set.
-class frmNewVersionID : public QDialog {
+class frmNewVersionID : public QDialog, public Ui::frmNewVersionID {
     Q_OBJECT
 public:
     using IdCheck = std::function<bool(const QString& id)>;
@@ -26,8 +26,6 @@ public:
     // The text of txtNewVersionID.
     QString VersionID() const;
 
-    QLabel* lblPrompt = nullptr;
-    QLineEdit* txtNewVersionID = nullptr;
     QPushButton* cmdOK = nullptr;
     QPushButton* cmdCancel = nullptr;
 

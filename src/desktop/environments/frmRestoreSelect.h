@@ -2,10 +2,10 @@
 
 #include "core/environments/EnvironmentBackup.h"
 
+#include "ui_frmRestoreSelect.h"
+
 #include <QDialog>
 
-class QLabel;
-class QListWidget;
 class QListWidgetItem;
 class QPushButton;
 class QWidget;
@@ -16,7 +16,7 @@ namespace dorvane {
 // newest first and the newest selected. OK or a double-click on a file
 // clears the cancelled flag and hands back the folder & "\" & the file
 // name; Cancel, or closing the window, leaves the flag set.
-class frmRestoreSelect : public QDialog {
+class frmRestoreSelect : public QDialog, public Ui::frmRestoreSelect {
     Q_OBJECT
 public:
     explicit frmRestoreSelect(const QString& folder, QWidget* parent = nullptr);
@@ -24,8 +24,6 @@ public:
     bool Cancelled() const { return m_cancelled; }
     const QString& ChosenPath() const { return m_chosenPath; }
 
-    QLabel* lblPrompt = nullptr;
-    QListWidget* flbFileList = nullptr;
     QPushButton* cmdOK = nullptr;
     QPushButton* cmdCancel = nullptr;
 

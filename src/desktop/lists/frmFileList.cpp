@@ -1,21 +1,14 @@
 #include "desktop/lists/frmFileList.h"
 
 #include "core/repository/Interaction.h"
+#include "desktop/mainwindow/DialogProvider.h"
 
-#include <QComboBox>
-#include <QDialogButtonBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QFileSystemModel>
-#include <QGridLayout>
-#include <QHeaderView>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListView>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QStorageInfo>
-#include <QTreeView>
 
 #include <algorithm>
 
@@ -41,53 +34,19 @@ bool IsUserVolume(const QStorageInfo& volume)
 
 frmFileList::frmFileList(MessageSink& messages, QWidget* parent) : QDialog(parent), m_messages(messages)
 {
-    setObjectName(QStringLiteral("frmFileList"));
-    setModal(true);
-
-    dlbFileDrive = new QComboBox(this);
-    dlbFileDrive->setObjectName(QStringLiteral("dlbFileDrive"));
+    setupUi(this);
+    cmdOK = NamedButton(buttons, QDialogButtonBox::Ok, "cmdOK", QStringLiteral("OK"));
+    cmdOK->setDefault(true);
+    cmdCancel = NamedButton(buttons, QDialogButtonBox::Cancel, "cmdCancel", QStringLiteral("Cancel"));
 
     m_folders = new QFileSystemModel(this);
     m_folders->setFilter(QDir::AllDirs | QDir::NoDotAndDotDot);
-    dlbFileDir = new QTreeView(this);
-    dlbFileDir->setObjectName(QStringLiteral("dlbFileDir"));
     dlbFileDir->setModel(m_folders);
-    dlbFileDir->setHeaderHidden(true);
     for (int column = 1; column < m_folders->columnCount(); ++column)
         dlbFileDir->hideColumn(column);
-
     m_files = new QFileSystemModel(this);
     m_files->setFilter(QDir::Files);
-    flbFileList = new QListView(this);
-    flbFileList->setObjectName(QStringLiteral("flbFileList"));
     flbFileList->setModel(m_files);
-
-    txtFileName = new QLineEdit(this);
-    txtFileName->setObjectName(QStringLiteral("txtFileName"));
-    m_folderPath = new QLabel(this);
-    m_folderPath->setObjectName(QStringLiteral("lblFolderPath"));
-
-    cmdOK = new QPushButton(QStringLiteral("OK"), this);
-    cmdOK->setObjectName(QStringLiteral("cmdOK"));
-    cmdOK->setDefault(true);
-    cmdCancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    auto* buttons = new QDialogButtonBox(Qt::Vertical, this);
-    buttons->addButton(cmdOK, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
-
-    auto* layout = new QGridLayout(this);
-    layout->addWidget(new QLabel(QStringLiteral("File &Name:"), this), 0, 0);
-    layout->addWidget(txtFileName, 1, 0, 1, 2);
-    layout->addWidget(buttons, 1, 2, 3, 1, Qt::AlignTop);
-    layout->addWidget(new QLabel(QStringLiteral("Directory:"), this), 2, 0);
-    layout->addWidget(m_folderPath, 2, 1);
-    layout->addWidget(dlbFileDir, 3, 0);
-    layout->addWidget(flbFileList, 3, 1);
-    layout->addWidget(new QLabel(QStringLiteral("Drives:"), this), 4, 0);
-    layout->addWidget(dlbFileDrive, 5, 0);
-    layout->setColumnStretch(0, 1);
-    layout->setColumnStretch(1, 1);
 
     connect(dlbFileDrive, &QComboBox::activated, this, &frmFileList::dlbFileDrive_Change);
     connect(dlbFileDir, &QTreeView::clicked, this, &frmFileList::dlbFileDir_Change);
@@ -98,7 +57,6 @@ frmFileList::frmFileList(MessageSink& messages, QWidget* parent) : QDialog(paren
     fillDrives();
     SetFolder(QDir::currentPath());
     txtFileName->setFocus();
-    resize(560, 380);
 }
 
 void frmFileList::fillDrives()
@@ -135,7 +93,7 @@ void frmFileList::SetFolder(const QString& folder)
     dlbFileDir->setCurrentIndex(current);
     dlbFileDir->scrollTo(current);
     dlbFileDir->expand(current);
-    m_folderPath->setText(m_folder);
+    lblFolderPath->setText(m_folder);
     flbFileList->setRootIndex(m_files->setRootPath(m_folder));
 }
 

@@ -1,15 +1,12 @@
 #pragma once
 
+#include "ui_frmFileList.h"
+
 #include <QDialog>
 
-class QComboBox;
 class QFileSystemModel;
-class QLabel;
-class QLineEdit;
-class QListView;
 class QModelIndex;
 class QPushButton;
-class QTreeView;
 
 namespace dorvane {
 
@@ -20,7 +17,7 @@ class MessageSink;
 // caption is set by the caller. OK hands back txtFileName (a name without a
 // folder is taken to be in the current folder); Cancel, or closing the
 // window, leaves the cancelled flag set.
-class frmFileList : public QDialog {
+class frmFileList : public QDialog, public Ui::frmFileList {
     Q_OBJECT
 public:
     explicit frmFileList(MessageSink& messages, QWidget* parent = nullptr);
@@ -36,10 +33,6 @@ public:
     // the name in front of the extension.
     void PresetTextFileName();
 
-    QComboBox* dlbFileDrive = nullptr;
-    QTreeView* dlbFileDir = nullptr;
-    QListView* flbFileList = nullptr;
-    QLineEdit* txtFileName = nullptr;
     QPushButton* cmdOK = nullptr;
     QPushButton* cmdCancel = nullptr;
 
@@ -56,7 +49,6 @@ private:
     MessageSink& m_messages;
     QFileSystemModel* m_folders = nullptr;
     QFileSystemModel* m_files = nullptr;
-    QLabel* m_folderPath = nullptr;
     QString m_folder;
     QString m_fileName;
     bool m_cancelled = true;

@@ -4,9 +4,21 @@
 #include "desktop/environments/frmNewVersionID.h"
 #include "desktop/environments/frmRestoreSelect.h"
 #include "desktop/lists/frmFileList.h"
-#include "desktop/mainwindow/frmMainForm.h"
+
+#include <QIcon>
+#include <QPushButton>
 
 namespace dorvane {
+
+QPushButton* NamedButton(QDialogButtonBox* box, QDialogButtonBox::StandardButton which, const char* name,
+                         const QString& caption)
+{
+    QPushButton* button = box->button(which);
+    button->setObjectName(QLatin1String(name));
+    button->setText(caption);
+    button->setIcon(QIcon());
+    return button;
+}
 
 std::optional<ListAttributes> QtDialogProvider::ListHandlingAttributes(const ListAttributes& shown)
 {
@@ -42,15 +54,6 @@ std::optional<QString> QtDialogProvider::NewVersionID(const QString& prompt,
 std::optional<QString> QtDialogProvider::RestoreBackup(const QString& folder)
 {
     return QtRestoreChooser(m_parent).ChooseBackup(folder);
-}
-
-DialogProvider& frmMainForm::dialogs()
-{
-    if (m_dialogs)
-        return *m_dialogs;
-    if (!m_qtDialogs)
-        m_qtDialogs = std::make_unique<QtDialogProvider>(this, m_messages);
-    return *m_qtDialogs;
 }
 
 } // namespace dorvane

@@ -2,11 +2,13 @@
 
 #include "core/applications/VersionAttributes.h"
 
+#include <QDialogButtonBox>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
+class QPushButton;
 class QWidget;
 
 namespace dorvane {
@@ -20,6 +22,11 @@ enum class FileNamePreset {
     // the name in front of the extension.
     TextFileInCurrentFolder,
 };
+
+// A standard button of a dialog form's button box, under the name and the
+// caption its dialog knows it by, and without a style's icon.
+QPushButton* NamedButton(QDialogButtonBox* box, QDialogButtonBox::StandardButton which, const char* name,
+                         const QString& caption);
 
 // The main window's modal dialogs, each returning the user's choice. The
 // desktop program shows the real dialogs; tests answer them.

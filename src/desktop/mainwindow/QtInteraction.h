@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/mainwindow/frmMainForm.h"
 #include "core/repository/Interaction.h"
+#include "desktop/mainwindow/EditorPage.h"
 
 class QWidget;
 class QRect;

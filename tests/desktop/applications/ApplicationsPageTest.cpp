@@ -21,19 +21,19 @@ protected:
     bool folderExists(const QString& relative) const { return QFileInfo(sharedPath() + u'/' + relative).isDir(); }
     void selectVersion(const QString& app, const QString& id)
     {
-        Select(c().lbAppList, app);
-        c().SSAppTab->setCurrentIndex(1);
-        Select(c().lbVersionList, id);
-        ASSERT_EQ(c().txtVersionID->text(), id);
+        Select(applications().lbAppList, app);
+        applications().SSAppTab->setCurrentIndex(1);
+        Select(applications().lbVersionList, id);
+        ASSERT_EQ(applications().txtVersionID->text(), id);
     }
     void saveNewApp(const QString& name, const QString& id)
     {
-        c().SSAppTab->setCurrentIndex(0);
-        c().cmdAppNew->click();
-        Retype(c().txtAppName, name);
-        Retype(c().txtAppID, id);
-        Choose(c().cbPlatform, u"Windows"_s);
-        c().cmdAppSave->click();
+        applications().SSAppTab->setCurrentIndex(0);
+        applications().cmdAppNew->click();
+        Retype(applications().txtAppName, name);
+        Retype(applications().txtAppID, id);
+        Choose(applications().cbPlatform, u"Windows"_s);
+        applications().cmdAppSave->click();
     }
     // The one message shown since the last call starts with `prefix`.
     bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
@@ -42,43 +42,43 @@ protected:
 
 TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
 {
-    Select(c().lbAppList, u"Customer Inquiry"_s);
-    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().txtAppID->text(), ComboKey(c().cbPlatform, c().cbPlatform->currentIndex()),
-                         ComboKey(c().cbEmulator, c().cbEmulator->currentIndex())), std::tuple(u"Customer Inquiry"_s, u"CI"_s, kPlatform3270, 1));
+    Select(applications().lbAppList, u"Customer Inquiry"_s);
+    EXPECT_EQ(std::tuple(applications().txtAppName->text(), applications().txtAppID->text(), ComboKey(applications().cbPlatform, applications().cbPlatform->currentIndex()),
+                         ComboKey(applications().cbEmulator, applications().cbEmulator->currentIndex())), std::tuple(u"Customer Inquiry"_s, u"CI"_s, kPlatform3270, 1));
     // Its versions, map types and keywords are loaded.
-    EXPECT_EQ(Items(c().lbVersionList) + Items(c().cbVersionMapType) + QStringList{window->keywordsGrid().List().GetValue(0, 0)},
+    EXPECT_EQ(Items(applications().lbVersionList) + Items(applications().cbVersionMapType) + QStringList{applications().keywordsGrid().List().GetValue(0, 0)},
               (QStringList{u"R5"_s, u"3270 screen map"_s, u"Host"_s}));
 
     // An edit asks before another application is shown: Cancel stays, No
     // drops the edit.
-    Select(c().lbAppList, u"Order Entry"_s);
-    Retype(c().txtAppDesc, u"Order entry, reworked"_s);
+    Select(applications().lbAppList, u"Order Entry"_s);
+    Retype(applications().txtAppDesc, u"Order entry, reworked"_s);
     messages.Queue(Answer::Cancel);
-    Select(c().lbAppList, u"Web Store"_s);
-    EXPECT_EQ(std::pair(c().lbAppList->currentItem()->text(), c().txtAppDesc->text()), std::pair(u"Order Entry"_s, u"Order entry, reworked"_s));
+    Select(applications().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(std::pair(applications().lbAppList->currentItem()->text(), applications().txtAppDesc->text()), std::pair(u"Order Entry"_s, u"Order entry, reworked"_s));
     messages.Queue(Answer::No);
-    Select(c().lbAppList, u"Web Store"_s);
-    EXPECT_EQ(std::pair(c().txtAppName->text(), count(u"SELECT * FROM tApp WHERE sAppDesc='Order entry, reworked'"_s)), std::pair(u"Web Store"_s, qsizetype(0)));
+    Select(applications().lbAppList, u"Web Store"_s);
+    EXPECT_EQ(std::pair(applications().txtAppName->text(), count(u"SELECT * FROM tApp WHERE sAppDesc='Order entry, reworked'"_s)), std::pair(u"Web Store"_s, qsizetype(0)));
 
     // Saving the application keeps a keyword typed but not yet saved.
-    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, c().TDBGridKeywords->model()->rowCount() - 1, 0, u"Coupons"_s));
-    Retype(c().txtAppDesc, u"Shop front"_s);
-    c().cmdAppSave->click();
-    EXPECT_TRUE(window->KeywordDirty());
-    c().cmdKeywordSave->click();
-    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE sKeywordName='Coupons' AND iKeywordAppKey=%1"_s.arg(window->CurrentAppKey)), 1);
+    ASSERT_TRUE(TypeCell(applications().TDBGridKeywords, applications().TDBGridKeywords->model()->rowCount() - 1, 0, u"Coupons"_s));
+    Retype(applications().txtAppDesc, u"Shop front"_s);
+    applications().cmdAppSave->click();
+    EXPECT_TRUE(applications().KeywordDirty());
+    applications().cmdKeywordSave->click();
+    EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE sKeywordName='Coupons' AND iKeywordAppKey=%1"_s.arg(applications().CurrentAppKey())), 1);
     // Yes saves, then shows the application clicked.
-    Retype(c().txtAppDesc, u"Shop front, reworked"_s);
+    Retype(applications().txtAppDesc, u"Shop front, reworked"_s);
     messages.Queue(Answer::Yes);
-    Select(c().lbAppList, u"Customer Inquiry"_s);
+    Select(applications().lbAppList, u"Customer Inquiry"_s);
     EXPECT_EQ(messages.shown, QStringList(3, kAppPrompt));
     EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Web Store' AND sAppDesc='Shop front, reworked'"_s), 1);
-    EXPECT_EQ(c().txtAppName->text(), u"Customer Inquiry"_s);
+    EXPECT_EQ(applications().txtAppName->text(), u"Customer Inquiry"_s);
 
     // A new application, once saved, is listed and shown.
     messages.shown.clear();
     saveNewApp(u"Quality Audit"_s, u"Q/A 1.0"_s);
-    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk && c().lbAppList->currentItem()->text() == u"Quality Audit"_s) << shown();
+    EXPECT_TRUE(messages.shown.isEmpty() && applications().SaveOk() && applications().lbAppList->currentItem()->text() == u"Quality Audit"_s) << shown();
 
     // A record whose folder cannot be made after its row was written is a
     // stored one: Save again updates it (and makes the folder) instead of
@@ -90,33 +90,33 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     saveNewApp(u"Audit"_s, u"AUDIT"_s);
     EXPECT_TRUE(shownError(u"Error during app save: "_s)) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/AUDIT"_s));
-    c().cmdAppSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty() && window->SaveOk && count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s) == 1 && folderExists(u"Apps/AUDIT"_s))
+    applications().cmdAppSave->click();
+    EXPECT_TRUE(messages.shown.isEmpty() && applications().SaveOk() && count(u"SELECT * FROM tApp WHERE sAppName='Audit'"_s) == 1 && folderExists(u"Apps/AUDIT"_s))
         << shown();
 
-    Choose(c().cbEnvironApp, u"Web Store"_s);
-    ASSERT_EQ(Items(c().cbEnvironVer), QStringList{u"3.0"_s});
-    Select(c().lbAppList, u"Web Store"_s);
-    Retype(c().txtAppID, u"OE"_s);
-    c().cmdAppSave->click();
-    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s) && window->AppFolderName == u"WS"_s) << shown();
-    c().SSAppTab->setCurrentIndex(1);
+    Choose(environments().cbEnvironApp, u"Web Store"_s);
+    ASSERT_EQ(Items(environments().cbEnvironVer), QStringList{u"3.0"_s});
+    Select(applications().lbAppList, u"Web Store"_s);
+    Retype(applications().txtAppID, u"OE"_s);
+    applications().cmdAppSave->click();
+    EXPECT_TRUE(shownError(u"OE already exists - please choose another ID"_s) && applications().AppFolderName() == u"WS"_s) << shown();
+    applications().SSAppTab->setCurrentIndex(1);
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
     block(u"Apps/WS/4.0"_s);
-    c().cmdVersionNew->click();
-    Retype(c().txtVersionID, u"4.0"_s);
-    Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
-    c().cmdVersionSave->click();
-    EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !window->VersionIsNew) << shown();
+    applications().cmdVersionNew->click();
+    Retype(applications().txtVersionID, u"4.0"_s);
+    Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
+    applications().cmdVersionSave->click();
+    EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !applications().VersionIsNew()) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
-    c().cmdVersionSave->click();
+    applications().cmdVersionSave->click();
     EXPECT_EQ(count(u"SELECT * FROM tVersion v, tWindow w WHERE v.sVersionID='4.0' AND w.iWindowVerKey=v.iVersionKey "
                     "AND w.sWindowPhysicalName='[System Screen]'"_s), 1);
     EXPECT_TRUE(folderExists(u"Apps/WS/4.0/Primary Map Source"_s) && !folderExists(u"Apps/OE/4.0"_s));
-    Select(c().lbVersionList, u"4.0"_s);
-    Retype(c().txtVersionID, u"4.1"_s);
-    c().cmdVersionSave->click();
-    EXPECT_EQ(Items(c().cbEnvironVer), (QStringList{u"3.0"_s, u"4.1"_s}));
+    Select(applications().lbVersionList, u"4.0"_s);
+    Retype(applications().txtVersionID, u"4.1"_s);
+    applications().cmdVersionSave->click();
+    EXPECT_EQ(Items(environments().cbEnvironVer), (QStringList{u"3.0"_s, u"4.1"_s}));
 
     // A version in an environment is refused with one fixed message however
     // many environments hold it; a free one goes after the question (No is
@@ -130,30 +130,30 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/OE/1.0"_s));
     selectVersion(u"Order Entry"_s, u"1.1"_s);
     EXPECT_EQ(messages.shown.takeFirst(), kAppPrompt);
-    c().cmdVersionDelete->click();
+    applications().cmdVersionDelete->click();
     selectVersion(u"Order Entry"_s, u"1.0"_s);
-    const qint32 key = window->CurrentVersionKey;
+    const qint32 key = applications().CurrentVersionKey();
     messages.Queue(Answer::Yes);
-    c().cmdVersionDelete->click();
+    applications().cmdVersionDelete->click();
     EXPECT_EQ(messages.shown, (QStringList{u"This version is part of an existing environment and cannot be deleted!"_s,
                                            u"Are you sure you want to delete ALL elements of 1.0?"_s}));
-    EXPECT_EQ(std::pair(Items(c().lbVersionList), count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key))), std::pair(QStringList{u"1.1"_s}, qsizetype(0)));
-    c().cmdVersionDelete->click(); // nothing shown: nothing happens
+    EXPECT_EQ(std::pair(Items(applications().lbVersionList), count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key))), std::pair(QStringList{u"1.1"_s}, qsizetype(0)));
+    applications().cmdVersionDelete->click(); // nothing shown: nothing happens
     EXPECT_EQ(messages.shown.size(), 2);
 
-    Select(c().lbAppList, u"Web Store"_s);
+    Select(applications().lbAppList, u"Web Store"_s);
     messages.Queue(Answer::Yes);
-    c().cmdAppDelete->click();
-    EXPECT_EQ(std::pair(messages.shown.last(), Items(c().lbAppList)),
+    applications().cmdAppDelete->click();
+    EXPECT_EQ(std::pair(messages.shown.last(), Items(applications().lbAppList)),
               std::pair(u"Are you sure you want to delete Web Store and all its versions?"_s,
                         QStringList{u"Audit"_s, u"Customer Inquiry"_s, u"Order Entry"_s, u"Quality Audit"_s}));
-    EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s) && c().cbEnvironApp->findText(u"Web Store"_s) == -1);
+    EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s) && environments().cbEnvironApp->findText(u"Web Store"_s) == -1);
 
     messages.shown.clear();
     DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=\t22\tMoreKey=Enter\tMoreText=Next page\t' WHERE sVersionID='R5'"_s));
     selectVersion(u"Customer Inquiry"_s, u"R5"_s);
     dialogs.attributeAnswers.push_back(ListAttributes{u"24"_s, u"More..."_s, u"PF8/F8"_s});
-    c().cmdAttributes->click();
+    applications().cmdAttributes->click();
     ASSERT_EQ(dialogs.attributesShown.size(), 1u);
     const ListAttributes& was = dialogs.attributesShown[0];
     EXPECT_EQ(std::tuple(was.NextPageLine, was.NextPageIndicator, was.NextPageKey), std::tuple(u"22"_s, u"Next page"_s, u"Enter"_s));
@@ -180,10 +180,10 @@ TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
     for (const auto& [app, id] : {std::pair(u"Order Entry"_s, u"1.1"_s), std::pair(u"Customer Inquiry"_s, u"R5"_s), std::pair(u"Web Store"_s, u"3.0"_s)}) {
         SCOPED_TRACE(id.toStdString());
         selectVersion(app, id);
-        const qint32 key = window->CurrentVersionKey;
+        const qint32 key = applications().CurrentVersionKey();
         const QStringList before = Rows(repository(), kept.arg(key));
-        Retype(c().txtVersionDesc, u"Only this changed"_s);
-        c().cmdVersionSave->click();
+        Retype(applications().txtVersionDesc, u"Only this changed"_s);
+        applications().cmdVersionSave->click();
         EXPECT_TRUE(messages.shown.isEmpty()) << shown();
         EXPECT_EQ(std::pair(Rows(repository(), kept.arg(key)), Rows(repository(), u"SELECT sVersionDesc FROM tVersion WHERE iVersionKey=%1"_s.arg(key))),
                   std::pair(before, QStringList{u"Only this changed"_s}));
@@ -198,13 +198,13 @@ TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderO
 {
     const QString outside = QFileInfo(sharedPath()).absolutePath();
     const auto saveNewVersion = [&](const QString& id) {
-        c().cmdVersionNew->click();
-        Retype(c().txtVersionID, id);
-        Choose(c().cbVersionMapType, c().cbVersionMapType->itemText(0));
-        c().cmdVersionSave->click();
+        applications().cmdVersionNew->click();
+        Retype(applications().txtVersionID, id);
+        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
+        applications().cmdVersionSave->click();
     };
-    Select(c().lbAppList, u"Web Store"_s);
-    c().SSAppTab->setCurrentIndex(1);
+    Select(applications().lbAppList, u"Web Store"_s);
+    applications().SSAppTab->setCurrentIndex(1);
     saveNewVersion(u"..\\..\\T"_s);
     EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"Apps/WS/.._.._T/Primary Map Source"_s)) << shown();
     EXPECT_FALSE(QFileInfo::exists(outside + u"/T"_s) || QFileInfo::exists(sharedPath() + u"/T"_s));
@@ -214,13 +214,13 @@ TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderO
 
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
     DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE sVersionID='3.0'"_s));
-    window->RefreshVersionList();
+    applications().RefreshVersionList();
     messages.Queue(Answer::No);  // the refused ".." is not kept
-    Select(c().lbVersionList, u"../../victim"_s);
+    Select(applications().lbVersionList, u"../../victim"_s);
     EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Version?"_s});
     messages.shown.clear();
-    Retype(c().txtVersionID, u"3.5"_s);
-    c().cmdVersionSave->click();
+    Retype(applications().txtVersionID, u"3.5"_s);
+    applications().cmdVersionSave->click();
     EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"victim"_s) && folderExists(u"Apps/WS/3.5/Primary Map Source"_s)) << shown();
 }
 
@@ -233,38 +233,38 @@ TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
     DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='%1', sVersionDesc=NULL WHERE sVersionID='1.0'"_s.arg(version)));
     DB_ASSERT(repository().Execute(u"UPDATE tApp SET mAppEnviron=NULL WHERE sAppID='WS'"_s));
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/"_s + id + u'/' + version));
-    window->RefreshAppList();
-    Select(c().lbAppList, u"Web Store"_s);
-    EXPECT_TRUE(c().txtAppEnviron->toPlainText().isEmpty());
+    applications().RefreshAppList();
+    Select(applications().lbAppList, u"Web Store"_s);
+    EXPECT_TRUE(applications().txtAppEnviron->toPlainText().isEmpty());
     selectVersion(name, version);
-    EXPECT_EQ(std::tuple(c().txtAppName->text(), c().txtAppID->text(), c().txtAppDesc->text(), c().txtVersionDesc->text()),
+    EXPECT_EQ(std::tuple(applications().txtAppName->text(), applications().txtAppID->text(), applications().txtAppDesc->text(), applications().txtVersionDesc->text()),
               std::tuple(name, id, QString(), QString()));
     // Another version with changes asks first: Cancel stays, Yes saves.
-    Retype(c().txtVersionDesc, u"First release, revised"_s);
+    Retype(applications().txtVersionDesc, u"First release, revised"_s);
     messages.Queue(Answer::Cancel);
-    Select(c().lbVersionList, u"1.1"_s);
-    EXPECT_EQ(std::pair(c().txtVersionID->text(), c().txtVersionDesc->text()), std::pair(version, u"First release, revised"_s));
+    Select(applications().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(std::pair(applications().txtVersionID->text(), applications().txtVersionDesc->text()), std::pair(version, u"First release, revised"_s));
     messages.Queue(Answer::Yes);
-    Select(c().lbVersionList, u"1.1"_s);
-    EXPECT_EQ(std::pair(messages.shown, c().txtVersionID->text()), std::pair(QStringList(2, u"Save changes to this Version?"_s), u"1.1"_s));
+    Select(applications().lbVersionList, u"1.1"_s);
+    EXPECT_EQ(std::pair(messages.shown, applications().txtVersionID->text()), std::pair(QStringList(2, u"Save changes to this Version?"_s), u"1.1"_s));
     EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version)), 1);
-    c().SSAppTab->setCurrentIndex(0);
-    Retype(c().txtAppDesc, u"Reworked"_s);
-    c().cmdAppSave->click();
+    applications().SSAppTab->setCurrentIndex(0);
+    Retype(applications().txtAppDesc, u"Reworked"_s);
+    applications().cmdAppSave->click();
     EXPECT_TRUE(messages.shown.size() == 2 && folderExists(u"Apps/"_s + id + u'/' + version)) << shown();
     EXPECT_EQ(Rows(repository(), u"SELECT sAppName, sAppID, mAppEnviron FROM tApp WHERE sAppDesc='Reworked'"_s),
               QStringList{name + u'|' + id + u'|' + environ});
     // Typing cannot lengthen the stored ID, deleting shortens it, and once
     // it is short the limit of 12 is back.
-    c().txtAppID->setFocus();
-    QTest::keyClick(c().txtAppID, Qt::Key_End);
-    QTest::keyClicks(c().txtAppID, u"X"_s);
-    const QString typedOn = c().txtAppID->text();
-    QTest::keyClick(c().txtAppID, Qt::Key_Backspace);
-    QTest::keyClicks(c().txtAppID, u"X"_s);
-    const QString shortened = c().txtAppID->text();
-    Retype(c().txtAppID, u"ABCDEFGHIJKLMNOP"_s);
-    EXPECT_EQ(std::tuple(typedOn, shortened, c().txtAppID->text()), std::tuple(id, id.chopped(1), u"ABCDEFGHIJKL"_s));
+    applications().txtAppID->setFocus();
+    QTest::keyClick(applications().txtAppID, Qt::Key_End);
+    QTest::keyClicks(applications().txtAppID, u"X"_s);
+    const QString typedOn = applications().txtAppID->text();
+    QTest::keyClick(applications().txtAppID, Qt::Key_Backspace);
+    QTest::keyClicks(applications().txtAppID, u"X"_s);
+    const QString shortened = applications().txtAppID->text();
+    Retype(applications().txtAppID, u"ABCDEFGHIJKLMNOP"_s);
+    EXPECT_EQ(std::tuple(typedOn, shortened, applications().txtAppID->text()), std::tuple(id, id.chopped(1), u"ABCDEFGHIJKL"_s));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ApplicationsPageTest, ::testing::ValuesIn(TestBackends()));

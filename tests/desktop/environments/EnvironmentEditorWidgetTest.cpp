@@ -34,16 +34,16 @@ protected:
     QString boxes()
     {
         QString flags;
-        for (QCheckBox* box : {c().ckDorvane, c().ckOmrik, c().ckZulane, c().ckVantrel, c().ckKrestin})
+        for (QCheckBox* box : {environments().ckDorvane, environments().ckOmrik, environments().ckZulane, environments().ckVantrel, environments().ckKrestin})
             flags += box->isChecked() ? u'1' : u'0';
         return flags;
     }
     // Chooses Web Store 3.0 with its test tool on the configuration page.
     void chooseWebStore()
     {
-        Choose(c().cbEnvironApp, u"Web Store"_s);
-        Choose(c().cbEnvironVer, u"3.0"_s);
-        Choose(c().cbEnvironTestTool, u"Web Driver"_s);
+        Choose(environments().cbEnvironApp, u"Web Store"_s);
+        Choose(environments().cbEnvironVer, u"3.0"_s);
+        Choose(environments().cbEnvironTestTool, u"Web Driver"_s);
     }
 
     // Every environment, registration, detail and version row.
@@ -56,101 +56,101 @@ protected:
 TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 {
     OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
-    c().cmdEnvironNew->click();
-    Retype(c().txtEnvironName, u"Web/Test?"_s);
-    Retype(c().txtEnvironDesc, u"Shop front"_s);
-    c().cmdEnvironSave->click();
-    ASSERT_TRUE(window->SaveOk) << shown();
+    environments().cmdEnvironNew->click();
+    Retype(environments().txtEnvironName, u"Web/Test?"_s);
+    Retype(environments().txtEnvironDesc, u"Shop front"_s);
+    environments().cmdEnvironSave->click();
+    ASSERT_TRUE(environments().SaveOk()) << shown();
     const qint32 key = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Web_Test_' AND sEnvironmentDesc='Shop front'"_s);
     ASSERT_NE(key, 0);
 
     // A version with its test tool; then a user, registered without rights:
     // one box ticked writes one right of that one registration.
     chooseWebStore();
-    c().cmdAddAppVer->click();
+    environments().cmdAddAppVer->click();
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironTestToolKey=3 AND iEnviron3270Key=0"_s.arg(key)), 1);
     // Removed, it stays removed: the drop-downs no longer show it, and a
     // Save cannot add it back.
-    Select(c().lbEnvironAppVerList, u"Web Store - 3.0"_s);
-    c().cmdRemoveAppVer->click();
-    EXPECT_EQ(std::pair(c().cbEnvironApp->currentIndex(), c().cbEnvironVer->currentIndex()), std::pair(-1, -1));
+    Select(environments().lbEnvironAppVerList, u"Web Store - 3.0"_s);
+    environments().cmdRemoveAppVer->click();
+    EXPECT_EQ(std::pair(environments().cbEnvironApp->currentIndex(), environments().cbEnvironVer->currentIndex()), std::pair(-1, -1));
     messages.shown.clear();
-    c().cmdEnvironConfigSave->click();
+    environments().cmdEnvironConfigSave->click();
     EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), messages.shown),
               std::pair(qsizetype(0), QStringList{u"You must select an application and version to add"_s}));
     messages.shown.clear();
     chooseWebStore();
-    c().cmdAddAppVer->click();
-    c().SSEnvironTab->setCurrentIndex(2);
-    Select(c().lbEnvironUserList, u"Li Chen"_s);
-    c().cmdAddEnvironUser->click();
+    environments().cmdAddAppVer->click();
+    environments().SSEnvironTab->setCurrentIndex(2);
+    Select(environments().lbEnvironUserList, u"Li Chen"_s);
+    environments().cmdAddEnvironUser->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
-    c().ckZulane->click();
+    environments().ckZulane->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00100"_s);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key)), 1);
-    c().ckZulane->click();
+    environments().ckZulane->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
 
     // Opened again, Delete takes it with its version and user rows.
-    c().SSEnvironTab->setCurrentIndex(0);
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
-    Select(c().lbEnvironList, u"Web_Test_"_s);
-    c().cmdEnvironDelete->click();
+    environments().SSEnvironTab->setCurrentIndex(0);
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    Select(environments().lbEnvironList, u"Web_Test_"_s);
+    environments().cmdEnvironDelete->click();
     EXPECT_EQ(count(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironKey FROM "
                     u"tEnvironmentUser WHERE iEnvironKey=%1 UNION ALL SELECT iEnvironmentKey FROM tEnvironment WHERE iEnvironmentKey=%1"_s.arg(key)), 0);
 
     // TUTORIAL: filling the fields is no edit, and showing rights writes nothing.
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
-    const qint32 tutorial = window->CurrentEnvironKey();
-    c().SSEnvironTab->setCurrentIndex(2);
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    const qint32 tutorial = environments().CurrentEnvironKey();
+    environments().SSEnvironTab->setCurrentIndex(2);
     const QStringList before = environmentRows();
     // Li Chen last: the one removed below.
     for (const auto& [user, flags] : {std::pair{u"Jane Smith"_s, u"11111"_s}, std::pair{u"Mark Brown"_s, u"01010"_s}, std::pair{u"Li Chen"_s, u"01001"_s}}) {
-        Select(c().lbEnvironUsers, user);
+        Select(environments().lbEnvironUsers, user);
         EXPECT_EQ(boxes(), flags);
     }
     EXPECT_EQ(environmentRows(), before);
     // Removing clears the boxes without writing them to anyone, and leaves
     // nobody highlighted: a box ticked then writes nothing.
-    c().cmdRemoveEnvironUser->click();
+    environments().cmdRemoveEnvironUser->click();
     EXPECT_EQ(rights(tutorial, u"lchen"_s) + rights(tutorial, u"jsmith"_s) + rights(tutorial, u"mbrown"_s), u"none1111101010"_s);
     EXPECT_EQ(boxes(), u"00000"_s);
     const QStringList afterRemove = environmentRows();
-    c().ckKrestin->click();
+    environments().ckKrestin->click();
     EXPECT_EQ(environmentRows(), afterRemove);
     // The list made current again as by the focus, without a highlight: the
     // boxes stay unusable and write nothing.
-    c().lbEnvironUsers->setCurrentRow(0, QItemSelectionModel::NoUpdate);
-    c().ckKrestin->click();
-    EXPECT_EQ(std::pair(c().ckKrestin->isEnabled(), environmentRows()), std::pair(false, afterRemove));
+    environments().lbEnvironUsers->setCurrentRow(0, QItemSelectionModel::NoUpdate);
+    environments().ckKrestin->click();
+    EXPECT_EQ(std::pair(environments().ckKrestin->isEnabled(), environmentRows()), std::pair(false, afterRemove));
     EXPECT_TRUE(messages.shown.isEmpty()) << shown();
 
     // Edits of both parts meet one save prompt on leaving: Cancel stays with
     // the edits, Yes saves both and the other environment opens.
-    c().cmdEnvironNew->click();
-    Retype(c().txtEnvironName, u"Staging"_s);
-    c().cmdEnvironSave->click();
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
-    c().SSEnvironTab->setCurrentIndex(0);
-    Retype(c().txtEnvironDesc, u"Nightly runs"_s);
-    c().SSEnvironTab->setCurrentIndex(1);
+    environments().cmdEnvironNew->click();
+    Retype(environments().txtEnvironName, u"Staging"_s);
+    environments().cmdEnvironSave->click();
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    environments().SSEnvironTab->setCurrentIndex(0);
+    Retype(environments().txtEnvironDesc, u"Nightly runs"_s);
+    environments().SSEnvironTab->setCurrentIndex(1);
     chooseWebStore();
     const QStringList edited = environmentRows();
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
     {
         // Clicked as a person does, with the mouse.
-        QListWidget* list = c().lbEnvironList;
+        QListWidget* list = environments().lbEnvironList;
         const QRect staging = list->visualItemRect(list->item(FindItemByText(list, u"Staging"_s)));
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, staging.center());
         QCoreApplication::processEvents();
     }
     EXPECT_EQ(environmentRows(), edited);
     // The list shows again the environment the form and its buttons act on.
-    EXPECT_EQ(std::pair(c().lbEnvironList->currentItem()->text(), window->CurrentEnvironKey()), std::pair(u"TUTORIAL"_s, tutorial));
-    EXPECT_EQ(c().lbEnvironList->selectedItems().value(0)->text(), u"TUTORIAL"_s);
+    EXPECT_EQ(std::pair(environments().lbEnvironList->currentItem()->text(), environments().CurrentEnvironKey()), std::pair(u"TUTORIAL"_s, tutorial));
+    EXPECT_EQ(environments().lbEnvironList->selectedItems().value(0)->text(), u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
-    Select(c().lbEnvironList, u"Staging"_s);
+    Select(environments().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(messages.shown, QStringList({"Save changes to this Environment?", "Save changes to this Environment?"}));
     EXPECT_EQ(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)), 1);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial)), 3);
@@ -165,29 +165,29 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     const qint32 oe = keyOf(u"SELECT iAppKey FROM tApp WHERE sAppName='Order Entry'"_s);
     repository().Execute(u"INSERT INTO tVersion (iVersionAppKey, sVersionID, iMapType) VALUES (%1, '1.3', 1)"_s.arg(oe));
     const qint32 empty = keyOf(u"SELECT iVersionKey FROM tVersion WHERE sVersionID='1.3'"_s);
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
-    const qint32 key = window->CurrentEnvironKey();
-    c().SSEnvironTab->setCurrentIndex(1);
-    Select(c().lbEnvironAppVerList, u"Order Entry - 1.1"_s);
-    Choose(c().cbEnvironVer, u"1.3"_s);
-    c().cmdCopyAppVer->click();
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    const qint32 key = environments().CurrentEnvironKey();
+    environments().SSEnvironTab->setCurrentIndex(1);
+    Select(environments().lbEnvironAppVerList, u"Order Entry - 1.1"_s);
+    Choose(environments().cbEnvironVer, u"1.3"_s);
+    environments().cmdCopyAppVer->click();
     EXPECT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(empty)), 1);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), 0);
     EXPECT_EQ(progressTitle(), u"Version update progress..."_s);
 
     // Save As asks for each version; Cancel rolls everything back. Then an ID
     // a full version has is refused and the prompt stays, and the copy goes through.
-    c().SSEnvironTab->setCurrentIndex(0);
-    Retype(c().txtEnvironName, u"Release 2.0"_s);
+    environments().SSEnvironTab->setCurrentIndex(0);
+    Retype(environments().txtEnvironName, u"Release 2.0"_s);
     QStringList before = environmentRows();
     dialogs.versionIdAnswers = {u"1.2"_s, std::nullopt};
-    c().cmdEnvironSaveAs->click();
+    environments().cmdEnvironSaveAs->click();
     EXPECT_EQ(dialogs.versionIdPrompts, QStringList({"Enter the new Version ID for Order Entry - 1.1:",
                                                      "Enter the new Version ID for Customer Inquiry - R5:"}));
-    EXPECT_TRUE(!window->SaveOk && environmentRows() == before);
+    EXPECT_TRUE(!environments().SaveOk() && environmentRows() == before);
     dialogs.versionIdAnswers = {u"1.0"_s, u"1.2"_s, u"R6"_s};
-    c().cmdEnvironSaveAs->click();
-    ASSERT_TRUE(window->SaveOk) << shown();
+    environments().cmdEnvironSaveAs->click();
+    ASSERT_TRUE(environments().SaveOk()) << shown();
     EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
     const qint32 copy = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Release 2_0'"_s);
     EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), 3) << "each user registered once";
@@ -201,50 +201,50 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
     const QString backups = sharedPath() + u"\\Environments\\Backups\\"_s;
     const QString file = QDate::currentDate().toString(u"MM-dd-yyyy"_s) + u".MDB"_s;
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.shown.clear();
-    c().cmdEnvironRestore->click();
+    environments().cmdEnvironRestore->click();
     EXPECT_EQ(messages.shown, QStringList{u"This Environment has no backups to restore."_s});
     EXPECT_TRUE(dialogs.restoreFolders.isEmpty());
     messages.Queue(Answer::Yes);
-    c().cmdEnvironBackup->click();
+    environments().cmdEnvironBackup->click();
     EXPECT_EQ(messages.shown.last(), u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file));
     EXPECT_TRUE(QFile::exists(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file));
     EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
               std::pair(u"Environment backup progress..."_s,
                         u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
     // A user removed after the backup; a cancelled chooser brings nothing back, the file does.
-    c().SSEnvironTab->setCurrentIndex(2);
-    Select(c().lbEnvironUsers, u"Li Chen"_s);
-    c().cmdRemoveEnvironUser->click();
+    environments().SSEnvironTab->setCurrentIndex(2);
+    Select(environments().lbEnvironUsers, u"Li Chen"_s);
+    environments().cmdRemoveEnvironUser->click();
     const QString registrations = u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key);
     dialogs.restoreAnswers = {std::nullopt, backups + u"TUTORIAL\\"_s + file};
-    c().cmdEnvironRestore->click();
+    environments().cmdEnvironRestore->click();
     EXPECT_EQ(std::pair(dialogs.restoreFolders, count(registrations)), std::pair(QStringList{backups + u"TUTORIAL"_s}, qsizetype(2)));
-    c().cmdEnvironRestore->click();
+    environments().cmdEnvironRestore->click();
     EXPECT_EQ(std::pair(count(registrations), count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key))), std::pair(qsizetype(3), qsizetype(2)));
     EXPECT_EQ(std::pair(messages.shown.size(), window->statusBar()->currentMessage()), std::pair(qsizetype(2), u"Restored TUTORIAL from its backup."_s)) << shown();
 
     // A refused Save (another environment's name typed) leaves Backup and
     // Restore on the stored environment: the chooser shows TUTORIAL's own
     // backups, and OTHER's file is refused with nothing changed.
-    c().cmdEnvironNew->click();
-    c().txtEnvironName->setText(u"OTHER"_s);
-    c().cmdEnvironSave->click();
-    Select(c().lbEnvironList, u"TUTORIAL"_s); // a new environment's Backup is enabled once opened from the list
-    Select(c().lbEnvironList, u"OTHER"_s);
+    environments().cmdEnvironNew->click();
+    environments().txtEnvironName->setText(u"OTHER"_s);
+    environments().cmdEnvironSave->click();
+    Select(environments().lbEnvironList, u"TUTORIAL"_s); // a new environment's Backup is enabled once opened from the list
+    Select(environments().lbEnvironList, u"OTHER"_s);
     messages.Queue(Answer::Yes);
-    c().cmdEnvironBackup->click();
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
+    environments().cmdEnvironBackup->click();
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.shown.clear();
-    c().txtEnvironName->setText(u"OTHER"_s);
-    c().cmdEnvironSave->click();
+    environments().txtEnvironName->setText(u"OTHER"_s);
+    environments().cmdEnvironSave->click();
     EXPECT_EQ(messages.shown, QStringList{u"OTHER already exists - please choose another ID"_s});
     messages.shown.clear();
     before = environmentRows();
     dialogs.restoreFolders.clear();
     dialogs.restoreAnswers = {backups + u"OTHER\\"_s + file};
-    c().cmdEnvironRestore->click();
+    environments().cmdEnvironRestore->click();
     EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + u"TUTORIAL"_s});
     ASSERT_EQ(messages.shown.size(), 1);
     EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
@@ -252,8 +252,8 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 
     // A rename takes the environment's backups along.
     messages.shown.clear();
-    c().txtEnvironName->setText(u"Renamed"_s);
-    c().cmdEnvironSave->click();
+    environments().txtEnvironName->setText(u"Renamed"_s);
+    environments().cmdEnvironSave->click();
     EXPECT_TRUE(messages.shown.isEmpty()) << shown();
     EXPECT_EQ(std::pair(QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file), QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()),
               std::pair(true, false));

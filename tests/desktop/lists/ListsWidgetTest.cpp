@@ -54,10 +54,10 @@ protected:
 
     void openKeywords(const QString& app)
     {
-        c().SSMainTab->setCurrentIndex(frmMainForm::ApplicationsPage);
-        c().lbAppList->setCurrentRow(FindItemByText(c().lbAppList, app));
-        ASSERT_EQ(c().txtAppName->text(), app);
-        c().SSAppTab->setCurrentIndex(2);
+        mainTab()->setCurrentIndex(frmMainForm::ApplicationsPage);
+        applications().lbAppList->setCurrentRow(FindItemByText(applications().lbAppList, app));
+        ASSERT_EQ(applications().txtAppName->text(), app);
+        applications().SSAppTab->setCurrentIndex(2);
     }
 
     // A file of the test's folder, written when there is content.
@@ -76,14 +76,14 @@ protected:
 // grid's own tests; where the grids are, on the main window's).
 TEST_P(ListsWidgetTest, TheRolesGridIsEditedSavedAndDeletedFrom)
 {
-    c().SSMainTab->setCurrentIndex(frmMainForm::OptionsPage);
-    c().SSOptionsTab->setCurrentWidget(c().grpUserRoles);
-    QTableView* view = c().TDBGridRoles;
+    mainTab()->setCurrentIndex(frmMainForm::OptionsPage);
+    options().SSOptionsTab->setCurrentWidget(options().grpUserRoles);
+    QTableView* view = options().TDBGridRoles;
     typeInEditor(view, 3, u"Tester"_s);
     typeInEditor(view, 3, u"tester"_s);
     EXPECT_EQ(messages.shown, QStringList({"Tester already exists!"}));
     ASSERT_TRUE(TypeCell(view, 2, 1, u"Runs the tests"_s));
-    c().cmdRoleSave->click();
+    options().cmdRoleSave->click();
     const QString sql = u"SELECT sRoleName, sRoleDesc FROM tRole WHERE sRoleDesc IN (' ', 'Runs the tests') ORDER BY iRoleKey"_s;
     EXPECT_EQ(Rows(repository(), sql), QStringList({"Tester|Runs the tests", "tester| "}));
     deleteRow(view, column(view).indexOf(u"tester"_s));
@@ -95,12 +95,12 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     openKeywords(u"Order Entry"_s);
     // Cancelled choosers do nothing.
     dialogs.fileAnswers = {std::nullopt, std::nullopt};
-    c().cmdExportKeywords->click();
-    c().cmdImportKeywords->click();
+    applications().cmdExportKeywords->click();
+    applications().cmdImportKeywords->click();
     EXPECT_TRUE(messages.shown.isEmpty());
     // An export replaces a longer file whole.
     dialogs.fileAnswers = {file(u"oe.txt"_s, QByteArray(1000, 'x'))};
-    c().cmdExportKeywords->click();
+    applications().cmdExportKeywords->click();
     EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File", "Import Keywords From Tab-Delimited Text File",
                                                      "Export Keywords to Tab-Delimited Text File"}));
     EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None, FileNamePreset::TextFileInCurrentFolder}));
@@ -113,30 +113,30 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     openKeywords(u"Web Store"_s);
     messages.shown.clear();
     dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\nAccount\t\r\n")};
-    c().cmdImportKeywords->click();
+    applications().cmdImportKeywords->click();
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s});
-    EXPECT_EQ(column(c().TDBGridKeywords, true), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"}));
+    EXPECT_EQ(column(applications().TDBGridKeywords, true), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"}));
 
     // Unsaved grid edits meet the save prompt first: Cancel stops the
     // import, Yes saves them, and the import then skips them.
-    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, 3, 0, u"Coupons"_s));
+    ASSERT_TRUE(TypeCell(applications().TDBGridKeywords, 3, 0, u"Coupons"_s));
     const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
     dialogs.fileListCaptions.clear();
-    c().cmdImportKeywords->click();
+    applications().cmdImportKeywords->click();
     EXPECT_EQ(messages.shown, QStringList{u"Save changes to Keywords?"_s});
-    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty() && window->KeywordDirty());
+    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty() && applications().KeywordDirty());
     messages.Queue(Answer::Yes);
     dialogs.fileAnswers = {again};
-    c().cmdImportKeywords->click();
+    applications().cmdImportKeywords->click();
     EXPECT_EQ(messages.shown, QStringList({"Save changes to Keywords?", "Save changes to Keywords?", "The Keywords have been imported - added: 1  skipped: 2"}));
-    EXPECT_EQ(std::pair(Rows(repository(), u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(window->CurrentAppKey)),
-                        column(c().TDBGridKeywords).size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(6)));
+    EXPECT_EQ(std::pair(Rows(repository(), u"SELECT sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY sKeywordName"_s.arg(applications().CurrentAppKey())),
+                        column(applications().TDBGridKeywords).size()), std::pair(QStringList({"Account", "Basket", "Checkout", "Coupons", "Search"}), qsizetype(6)));
 
     // Typed as a person types: the name on the adding row, Tab, the
     // description, Return; both land on that row.
-    QTableView* grid = c().TDBGridKeywords;
+    QTableView* grid = applications().TDBGridKeywords;
     window->activateWindow();
     grid->setFocus();
     grid->setCurrentIndex(grid->model()->index(5, 0));
@@ -162,14 +162,14 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     // stored rows again and Save is off).
     messages.shown.clear();
     messages.Queue(Answer::Cancel);
-    Select(c().lbAppList, u"Order Entry"_s);
-    EXPECT_EQ(std::pair(messages.shown, c().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
+    Select(applications().lbAppList, u"Order Entry"_s);
+    EXPECT_EQ(std::pair(messages.shown, applications().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
     messages.Queue(Answer::Cancel);
-    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
-    EXPECT_EQ(c().SSMainTab->currentIndex(), int(frmMainForm::ApplicationsPage));
+    mainTab()->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(mainTab()->currentIndex(), int(frmMainForm::ApplicationsPage));
     messages.Queue(Answer::No);
-    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
-    EXPECT_EQ(std::tuple(c().SSMainTab->currentIndex(), column(c().TDBGridKeywords).contains(u"Gift"_s), c().cmdKeywordSave->isEnabled(),
+    mainTab()->setCurrentIndex(frmMainForm::UsersPage);
+    EXPECT_EQ(std::tuple(mainTab()->currentIndex(), column(applications().TDBGridKeywords).contains(u"Gift"_s), applications().cmdKeywordSave->isEnabled(),
                          count(u"SELECT * FROM tKeyword WHERE sKeywordName='Gift'"_s)),
               std::tuple(int(frmMainForm::UsersPage), false, false, qsizetype(0)));
 }

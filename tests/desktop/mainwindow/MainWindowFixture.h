@@ -71,10 +71,15 @@ protected:
         window->SetDialogProvider(&dialogs);
         window->activateWindow();
         if (page >= 0)
-            c().SSMainTab->setCurrentIndex(page);
+            mainTab()->setCurrentIndex(page);
     }
 
-    MainFormControls& c() { return window->ui(); }
+    // The window's tabs, and its pages with their controls.
+    QTabWidget* mainTab() { return window->findChild<QTabWidget*>(u"SSMainTab"_s); }
+    UsersPage& users() { return window->users(); }
+    OptionsPage& options() { return window->options(); }
+    ApplicationsPage& applications() { return window->applications(); }
+    EnvironmentsPage& environments() { return window->environments(); }
     Connection& repository() { return session.repository; }
     QString sharedPath() const { return m_db->tempPath() + u"/shared"_s; }
     qsizetype count(const QString& sql) { return Rows(repository(), sql).size(); }

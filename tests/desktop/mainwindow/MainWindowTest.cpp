@@ -16,7 +16,7 @@ protected:
     // Rows of a query, or of the tables the editors write, as another
     // program sees them (also once the window is gone).
     QStringList stored(const QString& sql = {}) { Connection again; again.Open(m_db->connectionString()); return sql.isEmpty() ? TableRows(again) : Rows(again, sql); }
-    void exitFrom(frmMainForm::Page page) { c().cmdExit.at(page)->click(); }
+    void exitFrom(frmMainForm::Page page) { window->findChild<QPushButton*>(u"cmdExit_%1"_s.arg(page))->click(); }
     // Forgets what was shown and queues the answers to the next questions.
     void answerNext(std::initializer_list<Answer> answers) { messages.shown.clear(); for (const Answer a : answers) messages.Queue(a); }
 };
@@ -32,12 +32,12 @@ TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerR
     const auto* repository = window->findChild<QLabel*>(u"lblRepository"_s);
     ASSERT_NE(repository, nullptr);
     EXPECT_TRUE(repository->text().endsWith(u" repository: "_s + (odbc ? TestDsn() : m_db->tempPath() + u"/Test.mdb"_s))) << repository->text().toStdString();
-    EXPECT_EQ(Items(c().SSMainTab), (QStringList{u"Users"_s, u"Options"_s, u"Applications"_s, u"Environments"_s}));
+    EXPECT_EQ(Items(mainTab()), (QStringList{u"Users"_s, u"Options"_s, u"Applications"_s, u"Environments"_s}));
     window->Form_Activate();
-    EXPECT_TRUE(window->nEnvironCount == 0 && launcher.started.size() == 1 && launcher.started[0].endsWith(u"/Lumeno.exe"_s))
+    EXPECT_TRUE(environments().EnvironCount() == 0 && launcher.started.size() == 1 && launcher.started[0].endsWith(u"/Lumeno.exe"_s))
         << launcher.started.join(u' ').toStdString();
-    Retype(c().txtUserID, u"changed"_s);
-    Retype(c().txtAppName, u"changed"_s);
+    Retype(users().txtUserID, u"changed"_s);
+    Retype(applications().txtAppName, u"changed"_s);
     window->close();
     EXPECT_TRUE(window->IsUnloaded() && messages.shown.isEmpty() && !session.repository.IsOpen());
 }
@@ -50,35 +50,35 @@ TEST_P(MainWindowTest, ListsAreLoadedOrTheirErrorsShownAndOpeningRecordsIsNoChan
 {
     OpenWindow(RepositoryContent::Tutorial);
     QStringList apps;
-    for (int i = 0; i < c().lbAppList->count(); ++i)
-        apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(c().lbAppList, i))).value(0);
-    EXPECT_EQ(std::pair(stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), Items(c().lbAppList)), std::pair(apps, apps));
-    EXPECT_EQ(std::tuple(c().cbEnvironApp->count(), c().lbUserList->count(), window->nEnvironCount),
-              std::tuple(int(apps.size()), c().lbEnvironUserList->count(), c().lbEnvironList->count()));
+    for (int i = 0; i < applications().lbAppList->count(); ++i)
+        apps << stored(u"SELECT sAppName FROM tApp WHERE iAppKey=%1"_s.arg(ItemKey(applications().lbAppList, i))).value(0);
+    EXPECT_EQ(std::pair(stored(u"SELECT sAppName FROM tApp ORDER BY sAppName"_s), Items(applications().lbAppList)), std::pair(apps, apps));
+    EXPECT_EQ(std::tuple(environments().cbEnvironApp->count(), users().lbUserList->count(), environments().EnvironCount()),
+              std::tuple(int(apps.size()), environments().lbEnvironUserList->count(), environments().lbEnvironList->count()));
     // The placeholder emulator of key 0 is never listed. With environments
     // Lumeno is not started.
-    EXPECT_EQ(std::tuple(FindComboItem(0, c().cbEmulator), FindComboItem(0, c().cbEnvironEmulator), c().cbEmulator->count() > 0, c().cbPlatform->count()),
+    EXPECT_EQ(std::tuple(FindComboItem(0, applications().cbEmulator), FindComboItem(0, environments().cbEnvironEmulator), applications().cbEmulator->count() > 0, applications().cbPlatform->count()),
               std::tuple(-1, -1, true, 4));
-    EXPECT_TRUE(launcher.started.isEmpty() && window->nEnvironCount > 0 && !window->FirstActivate);
+    EXPECT_TRUE(launcher.started.isEmpty() && environments().EnvironCount() > 0 && !window->FirstActivate());
 
     DB_ASSERT(repository().Execute(u"ALTER TABLE tEnvironment RENAME TO tEnvironmentGone"_s));
     DB_ASSERT(repository().Execute(u"ALTER TABLE tTestTool RENAME TO tTestToolGone"_s));
-    window->RefreshEnvironList();
+    environments().RefreshEnvironList();
     window->RefreshReferenceLists();
     const QStringList prefixes = {u"Error while refreshing environment list : "_s, u"Error while refreshing test tool list : "_s};
     for (int i = 0; i < 2; ++i)
         EXPECT_TRUE(messages.shown.value(i).startsWith(prefixes[i]) && messages.shown.value(i).size() > prefixes[i].size()) << shown();
     // The platforms are read before the failure, the emulators after it.
-    EXPECT_EQ(std::tuple(c().lbEnvironList->count(), window->nEnvironCount, window->EditLoading, c().cbPlatform->count(),
-                         c().cbEnvironTestTool->count(), c().cbEmulator->count()), std::tuple(0, 0, false, 4, 0, 0));
-    c().lbUserList->setCurrentRow(1);
-    Select(c().lbAppList, u"Order Entry"_s);
-    Select(c().lbVersionList, u"1.0"_s);
+    EXPECT_EQ(std::tuple(environments().lbEnvironList->count(), environments().EnvironCount(), environments().EditLoading(), applications().cbPlatform->count(),
+                         environments().cbEnvironTestTool->count(), applications().cbEmulator->count()), std::tuple(0, 0, false, 4, 0, 0));
+    users().lbUserList->setCurrentRow(1);
+    Select(applications().lbAppList, u"Order Entry"_s);
+    Select(applications().lbVersionList, u"1.0"_s);
     // The process lists keep their "None", which comes before the query.
     DB_ASSERT(repository().Execute(u"ALTER TABLE tProcess RENAME TO tProcessGone"_s));
-    window->RefreshVersionProcesses(window->CurrentVersionKey);
+    applications().RefreshVersionProcesses(applications().CurrentVersionKey());
     EXPECT_TRUE(messages.shown.value(2).startsWith(u"Error while refreshing process list : "_s)) << shown();
-    EXPECT_EQ(Items(c().cbVersionLoadProcess), QStringList{u"None"_s});
+    EXPECT_EQ(Items(applications().cbVersionLoadProcess), QStringList{u"None"_s});
     exitFrom(frmMainForm::EnvironmentsPage);
     EXPECT_TRUE(window->IsUnloaded() && !window->isVisible() && messages.shown.size() == 3) << shown(); // the three errors only
     EXPECT_FALSE(session.testData.IsOpen() || session.repository.IsOpen() || session.userData.IsOpen());
@@ -90,20 +90,20 @@ TEST_P(MainWindowTest, PromptsComeInOrderAndCancelOrNoSaveNothing)
 {
     OpenWindow(RepositoryContent::Tutorial);
     const QStringList before = stored();
-    c().lbUserList->setCurrentRow(0);
-    Retype(c().txtFirstName, u"Janet"_s);
-    Select(c().lbAppList, u"Order Entry"_s);
-    Retype(c().txtAppName, u"Order Entry II"_s);
-    ASSERT_TRUE(TypeCell(c().TDBGridKeywords, window->keywordsGrid().List().Count(), 0, u"Nightly"_s));
-    Select(c().lbVersionList, u"1.1"_s);
-    Retype(c().txtVersionDesc, u"Changed"_s);
-    ASSERT_TRUE(TypeCell(c().TDBGridProjects, 0, 1, u"Changed"_s));
-    ASSERT_TRUE(TypeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s));
-    window->EnvironDirty = true; // the environment editor stands in through its flag
+    users().lbUserList->setCurrentRow(0);
+    Retype(users().txtFirstName, u"Janet"_s);
+    Select(applications().lbAppList, u"Order Entry"_s);
+    Retype(applications().txtAppName, u"Order Entry II"_s);
+    ASSERT_TRUE(TypeCell(applications().TDBGridKeywords, applications().keywordsGrid().List().Count(), 0, u"Nightly"_s));
+    Select(applications().lbVersionList, u"1.1"_s);
+    Retype(applications().txtVersionDesc, u"Changed"_s);
+    ASSERT_TRUE(TypeCell(options().TDBGridProjects, 0, 1, u"Changed"_s));
+    ASSERT_TRUE(TypeCell(options().TDBGridRoles, options().rolesGrid().List().Count(), 0, u"Auditor"_s));
+    Retype(environments().txtEnvironName, u"Nightly"_s);
     answerNext({Answer::Cancel});
     exitFrom(frmMainForm::OptionsPage);
     EXPECT_EQ(messages.shown, QStringList{u"Save changes to User record?"_s});
-    EXPECT_TRUE(!window->IsUnloaded() && session.repository.IsOpen() && window->AppDirty && c().txtFirstName->text() == u"Janet"_s);
+    EXPECT_TRUE(!window->IsUnloaded() && session.repository.IsOpen() && applications().AppDirty() && users().txtFirstName->text() == u"Janet"_s);
     EXPECT_EQ(stored(), before);
 
     answerNext({Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No, Answer::No});
@@ -119,28 +119,28 @@ TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
 {
     OpenWindow(RepositoryContent::Tutorial);
     window->activateWindow();
-    ASSERT_TRUE(TypeCell(c().TDBGridRoles, window->rolesGrid().List().Count(), 0, u"Auditor"_s)
-                && TypeCell(c().TDBGridProjects, 0, 1, u"Reworked"_s));
-    c().cmdUserNew->click();
-    for (const auto& [box, text] : {std::pair(c().txtUserID, u"plee"_s), {c().txtLastName, u"Lee"_s}, {c().txtPassword, u"x"_s}, {c().txtVerifyPassword, u"x"_s}})
+    ASSERT_TRUE(TypeCell(options().TDBGridRoles, options().rolesGrid().List().Count(), 0, u"Auditor"_s)
+                && TypeCell(options().TDBGridProjects, 0, 1, u"Reworked"_s));
+    users().cmdUserNew->click();
+    for (const auto& [box, text] : {std::pair(users().txtUserID, u"plee"_s), {users().txtLastName, u"Lee"_s}, {users().txtPassword, u"x"_s}, {users().txtVerifyPassword, u"x"_s}})
         Retype(box, text);
-    c().cmdAppNew->click();
-    Retype(c().txtAppName, u"Payroll"_s);
-    window->EnvironDirty = true;
+    applications().cmdAppNew->click();
+    Retype(applications().txtAppName, u"Payroll"_s);
+    Retype(environments().txtEnvironName, u"Nightly"_s);
 
     // The user's save fails: the program stays open, the editor as it was.
     answerNext({Answer::Yes});
     exitFrom(frmMainForm::ApplicationsPage);
     EXPECT_EQ(messages.shown, (QStringList{u"Save changes to User record?"_s, u"First Name cannot be blank"_s}));
-    EXPECT_TRUE(!window->IsUnloaded() && window->isVisible() && c().txtUserID->text() == u"plee"_s && c().txtLastName->text() == u"Lee"_s);
+    EXPECT_TRUE(!window->IsUnloaded() && window->isVisible() && users().txtUserID->text() == u"plee"_s && users().txtLastName->text() == u"Lee"_s);
     // Filled in it is saved; the application's save fails and the later
     // prompts (the environment) are not asked.
-    Retype(c().txtFirstName, u"Pat"_s);
+    Retype(users().txtFirstName, u"Pat"_s);
     answerNext({Answer::Yes, Answer::Yes});
     exitFrom(frmMainForm::UsersPage);
     EXPECT_EQ(messages.shown, (QStringList{u"Save changes to User record?"_s, u"Save changes to this Application?"_s,
                                            u"You must specify an ID for this application."_s}));
-    EXPECT_TRUE(!window->IsUnloaded() && c().txtAppName->text() == u"Payroll"_s);
+    EXPECT_TRUE(!window->IsUnloaded() && applications().txtAppName->text() == u"Payroll"_s);
     EXPECT_EQ(stored(u"SELECT sUserFirst FROM tUser WHERE sUserID='plee' UNION ALL SELECT sAppID FROM tApp WHERE sAppName='Payroll'"_s), QStringList{u"Pat"_s});
 
     // Dropping the application, Yes on the grids: saved before leaving.

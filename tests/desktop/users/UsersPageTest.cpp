@@ -15,16 +15,16 @@ protected:
         MainWindowFixture::SetUp();
         OpenWindow(RepositoryContent::Tutorial);
         window->activateWindow();
-        c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+        mainTab()->setCurrentIndex(frmMainForm::UsersPage);
     }
     // The eight boxes: ID, names, passwords, department, e-mail, extension.
     QStringList boxes()
     {
-        return {c().txtUserID->text(), c().txtFirstName->text(), c().txtLastName->text(), c().txtPassword->text(),
-                c().txtVerifyPassword->text(), c().txtDepartment->text(), c().txtEmail->text(), c().txtExtension->text()};
+        return {users().txtUserID->text(), users().txtFirstName->text(), users().txtLastName->text(), users().txtPassword->text(),
+                users().txtVerifyPassword->text(), users().txtDepartment->text(), users().txtEmail->text(), users().txtExtension->text()};
     }
     // Presses Save; the messages it showed.
-    QStringList save() { messages.shown.clear(); c().cmdUserSave->click(); return messages.shown; }
+    QStringList save() { messages.shown.clear(); users().cmdUserSave->click(); return messages.shown; }
 };
 
 // Right after start-up the editor stands on a new, empty user. Save checks
@@ -33,18 +33,18 @@ protected:
 TEST_P(UsersPageTest, AddingAUser)
 {
     const qsizetype before = count(u"SELECT * FROM tUser"_s);
-    Retype(c().txtEmail, u"kim@example.com"_s);
+    Retype(users().txtEmail, u"kim@example.com"_s);
     EXPECT_EQ(save(), QStringList{u"User ID cannot be blank"_s});
     EXPECT_EQ(count(u"SELECT * FROM tUser"_s), before);
 
     const QStringList typed = {u"skim"_s, u" "_s, u"Kim"_s, u"Secret"_s, u"Secret"_s};
     for (int i = 0; i < typed.size(); ++i)
-        Retype(QList<QLineEdit*>{c().txtUserID, c().txtFirstName, c().txtLastName, c().txtPassword, c().txtVerifyPassword}[i], typed[i]);
-    EXPECT_TRUE(save().isEmpty() && window->SaveOk) << shown();
+        Retype(QList<QLineEdit*>{users().txtUserID, users().txtFirstName, users().txtLastName, users().txtPassword, users().txtVerifyPassword}[i], typed[i]);
+    EXPECT_TRUE(save().isEmpty() && users().SaveOk()) << shown();
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='skim' AND sUserFirst=' ' AND sUserPassword='Secret' AND "
                     "sUserEmail='kim@example.com' AND sUserDepartment=' '"_s), 1);
     // The list shows the new one.
-    EXPECT_GE(FindItemByText(c().lbUserList, u"  Kim"_s), 0);
+    EXPECT_GE(FindItemByText(users().lbUserList, u"  Kim"_s), 0);
 }
 
 // Another user clicked with changes made asks first. Null optional texts
@@ -56,24 +56,24 @@ TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
     DB_ASSERT(repository().Execute(u"UPDATE tUser SET sUserID='%1', sUserEmail=NULL, sUserExtension=NULL, sUserDepartment=NULL "
                                    "WHERE sUserID='jsmith'"_s.arg(id)));
     // Sorted by last name: Brown, Chen, Smith.
-    ASSERT_EQ(c().lbUserList->item(0)->text(), u"Mark Brown"_s);
-    c().lbUserList->setCurrentRow(0);
-    Retype(c().txtExtension, u"1234"_s);
+    ASSERT_EQ(users().lbUserList->item(0)->text(), u"Mark Brown"_s);
+    users().lbUserList->setCurrentRow(0);
+    Retype(users().txtExtension, u"1234"_s);
     messages.Queue(Answer::Cancel);
-    c().lbUserList->setCurrentRow(2);
-    EXPECT_EQ(std::pair(c().lbUserList->currentRow(), c().txtExtension->text()), std::pair(0, u"1234"_s));
+    users().lbUserList->setCurrentRow(2);
+    EXPECT_EQ(std::pair(users().lbUserList->currentRow(), users().txtExtension->text()), std::pair(0, u"1234"_s));
     messages.Queue(Answer::Yes);
-    c().lbUserList->setCurrentRow(2);
+    users().lbUserList->setCurrentRow(2);
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='mbrown' AND sUserExtension='1234'"_s), 1);
     EXPECT_EQ(boxes(), (QStringList{id, u"Jane"_s, u"Smith"_s, u"tutorial"_s, u"tutorial"_s, QString(), QString(), QString()}));
-    Retype(c().txtDepartment, u"Nowhere"_s);
+    Retype(users().txtDepartment, u"Nowhere"_s);
     messages.Queue(Answer::No);
-    c().lbUserList->setCurrentRow(1);
+    users().lbUserList->setCurrentRow(1);
     EXPECT_EQ(messages.shown, QStringList(3, u"Save changes to User record?"_s));
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserDepartment='Nowhere'"_s), 0);
 
-    c().lbUserList->setCurrentRow(2);
-    Retype(c().txtDepartment, u"Release"_s);
+    users().lbUserList->setCurrentRow(2);
+    Retype(users().txtDepartment, u"Release"_s);
     EXPECT_EQ(save(), QStringList{});
     EXPECT_EQ(count(u"SELECT * FROM tUser WHERE sUserID='%1' AND sUserDepartment='Release'"_s.arg(id)), 1);
 }
@@ -82,14 +82,14 @@ TEST_P(UsersPageTest, SwitchingUsersAndStoredValues)
 // Environments page highlights meanwhile.
 TEST_P(UsersPageTest, DeleteActsOnTheUserThePageShows)
 {
-    Select(c().lbUserList, u"Jane Smith"_s);
-    c().SSMainTab->setCurrentIndex(frmMainForm::EnvironmentsPage);
-    Select(c().lbEnvironList, u"TUTORIAL"_s);
-    c().SSEnvironTab->setCurrentIndex(2);
-    Select(c().lbEnvironUsers, u"Mark Brown"_s);
-    c().SSMainTab->setCurrentIndex(frmMainForm::UsersPage);
+    Select(users().lbUserList, u"Jane Smith"_s);
+    mainTab()->setCurrentIndex(frmMainForm::EnvironmentsPage);
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    environments().SSEnvironTab->setCurrentIndex(2);
+    Select(environments().lbEnvironUsers, u"Mark Brown"_s);
+    mainTab()->setCurrentIndex(frmMainForm::UsersPage);
     messages.Queue(Answer::Yes);
-    c().cmdUserDelete->click();
+    users().cmdUserDelete->click();
     EXPECT_EQ(messages.shown.value(0), u"Are you sure you want to delete Jane Smith?"_s) << shown();
     EXPECT_EQ(Rows(repository(), u"SELECT sUserFirst, sUserLast FROM tUser ORDER BY sUserLast"_s),
               QStringList({u"Mark|Brown"_s, u"Li|Chen"_s}));
