@@ -12,7 +12,7 @@ INSTALL="$ROOT/tutorial/zentrix"
 SETTINGS="$ROOT/tutorial/zentrix.reg"
 if [ ! -e "$INSTALL/Tutorial/Database/Tutorial.mdb" ]; then
     mkdir -p "$INSTALL"
-    build/release/src/dorvanectl create-installation "$INSTALL"
+    build/release/src/cli/dorvanectl create-installation "$INSTALL"
 fi
 cat > "$SETTINGS" <<REG
 Windows Registry Editor Version 5.00
@@ -24,5 +24,5 @@ Windows Registry Editor Version 5.00
 REG
 
 export ZENTRIX_REGISTRY="$SETTINGS"
-build/release/src/dorvanectl info
-exec build/release/src/dorvane
+build/release/src/cli/dorvanectl info
+exec build/release/src/desktop/dorvane
