@@ -130,6 +130,20 @@ const Pattern kScheduleCycles{4, 2, 6, 1};
 const Pattern kScheduleKeywords{1, 0, 2};
 const Pattern kFields{8, 12, 5, 10};
 
+// One layer: the parent (named `parent`) of row i and its position j
+// among the parent's children.
+std::vector<QStringList> below(const Pattern& pattern, const char* parent)
+{
+    return {{pattern.Parent(QStringLiteral("i")) + QStringLiteral(" AS ") + QLatin1String(parent),
+             pattern.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}};
+}
+
+QStringList keywordRelColumns()
+{
+    return {QStringLiteral("iKeywordRelKey"), QStringLiteral("iKeywordRelKeywordKey"), QStringLiteral("iKeywordRelProcessKey"),
+            QStringLiteral("iKeywordRelCycleKey"), QStringLiteral("iKeywordRelScheduleKey")};
+}
+
 // One INSERT ... SELECT: `layers` compute named values from the row number
 // i (and from the values of the layers before), `values` the columns.
 struct Insert {
@@ -425,7 +439,7 @@ private:
                  n(versionKey(v)), QStringLiteral("'edtField' || ") + text(QStringLiteral("j")),
                  QStringLiteral("'Field ' || ") + text(QStringLiteral("i")), QStringLiteral("'Field ' || ") + text(QStringLiteral("i")),
                  QStringLiteral("'Left=120;Top=' || %1 || ';Width=200'").arg(text(QStringLiteral("j * 24"))), QStringLiteral("-1")},
-                {{kObjects.Parent(QStringLiteral("i")) + QStringLiteral(" AS w"), kObjects.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}};
+                below(kObjects, "w")};
     }
 
     Insert variables(int v) const
@@ -520,12 +534,10 @@ private:
     Insert processKeywords(int v) const
     {
         return {QStringLiteral("tKeywordRel"),
-                {QStringLiteral("iKeywordRelKey"), QStringLiteral("iKeywordRelKeywordKey"), QStringLiteral("iKeywordRelProcessKey"),
-                 QStringLiteral("iKeywordRelCycleKey"), QStringLiteral("iKeywordRelScheduleKey")},
+                keywordRelColumns(),
                 {m_processKeyword.Sql(n(v), QStringLiteral("i")), keywordSql(v % 2, QStringLiteral("pr * 7 + j * 13")),
                  m_process.Sql(n(v), QStringLiteral("pr")), QStringLiteral("0"), QStringLiteral("0")},
-                {{kProcessKeywords.Parent(QStringLiteral("i")) + QStringLiteral(" AS pr"),
-                  kProcessKeywords.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}};
+                below(kProcessKeywords, "pr")};
     }
 
     Insert cycles(int v) const
@@ -554,19 +566,16 @@ private:
                      .arg(m_process.Sql(otherVersion(v, QStringLiteral("i / 10")), QStringLiteral("i * 11 % %1").arg(m_processes)),
                           m_process.Sql(n(v), QStringLiteral("(c * 5 + j * 3) % %1").arg(m_processes))),
                  QStringLiteral("CASE WHEN i % 7 = 0 THEN %1 ELSE 0 END").arg(layoutSql(QStringLiteral("i"))), QStringLiteral("j")},
-                {{kCycleProcesses.Parent(QStringLiteral("i")) + QStringLiteral(" AS c"),
-                  kCycleProcesses.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}};
+                below(kCycleProcesses, "c")};
     }
 
     Insert cycleKeywords(int v) const
     {
         return {QStringLiteral("tKeywordRel"),
-                {QStringLiteral("iKeywordRelKey"), QStringLiteral("iKeywordRelKeywordKey"), QStringLiteral("iKeywordRelProcessKey"),
-                 QStringLiteral("iKeywordRelCycleKey"), QStringLiteral("iKeywordRelScheduleKey")},
+                keywordRelColumns(),
                 {m_cycleKeyword.Sql(n(v), QStringLiteral("i")), keywordSql(v % 2, QStringLiteral("c * 3 + j * 17")), QStringLiteral("0"),
                  m_cycle.Sql(n(v), QStringLiteral("c")), QStringLiteral("0")},
-                {{kCycleKeywords.Parent(QStringLiteral("i")) + QStringLiteral(" AS c"),
-                  kCycleKeywords.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}};
+                below(kCycleKeywords, "c")};
     }
 
     // Schedules with their cycles (of any listed version) and keyword
@@ -588,16 +597,13 @@ private:
               QStringLiteral("iCycleSequenceNum")},
              {m_scheduleCycle.Sql(zero, QStringLiteral("i")), m_schedule.Sql(zero, QStringLiteral("sc")),
               m_cycle.Sql(versionIndex, QStringLiteral("i * 5 % %1").arg(m_cycles)), QStringLiteral("j")},
-             {{kScheduleCycles.Parent(QStringLiteral("i")) + QStringLiteral(" AS sc"),
-               kScheduleCycles.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}},
+             below(kScheduleCycles, "sc")},
             kScheduleCycles.Children(m_schedules), QString());
         run({QStringLiteral("tKeywordRel"),
-             {QStringLiteral("iKeywordRelKey"), QStringLiteral("iKeywordRelKeywordKey"), QStringLiteral("iKeywordRelProcessKey"),
-              QStringLiteral("iKeywordRelCycleKey"), QStringLiteral("iKeywordRelScheduleKey")},
+             keywordRelColumns(),
              {m_scheduleKeyword.Sql(zero, QStringLiteral("i")), keywordSql(0, QStringLiteral("sc + j * 29")), zero, zero,
               m_schedule.Sql(zero, QStringLiteral("sc"))},
-             {{kScheduleKeywords.Parent(QStringLiteral("i")) + QStringLiteral(" AS sc"),
-               kScheduleKeywords.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}},
+             below(kScheduleKeywords, "sc")},
             kScheduleKeywords.Children(m_schedules), QString());
         run({QStringLiteral("tRecord"),
              {QStringLiteral("iRecordKey"), QStringLiteral("iRecordEnvironmentKey"), QStringLiteral("sRecordName"),
@@ -614,7 +620,7 @@ private:
               QStringLiteral("'Customer field'"), QStringLiteral("'F' || ") + text(QStringLiteral("j")), QStringLiteral("10 + j"),
               QStringLiteral("j"), m_variable.Sql(versionIndex, QStringLiteral("i * 3 % %1").arg(m_variables)),
               versionKeySql(versionIndex)},
-             {{kFields.Parent(QStringLiteral("i")) + QStringLiteral(" AS r"), kFields.Position(QStringLiteral("i")) + QStringLiteral(" AS j")}}},
+             below(kFields, "r")},
             kFields.Children(m_layouts), QString());
         run({QStringLiteral("tFileInstance"),
              {QStringLiteral("iFileInstanceKey"), QStringLiteral("iFileInstanceRecordKey"), QStringLiteral("sFileInstanceName"),
