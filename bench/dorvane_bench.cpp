@@ -1,26 +1,36 @@
-// dorvane-bench [--rows N] [--dsn NAME]
+// dorvane-bench [--rows N] [--versions N] [--dsn NAME]
 //
-// Builds an environment whose one version holds about N rows of content
-// (windows, objects, variables, requirements, processes with step windows
-// and steps whose arguments call processes and refer to variables, cycles
-// with their processes, keyword relations), in a temporary SQLite
-// repository or, with --dsn, on that PostgreSQL data source (whose
-// repository tables are replaced). Then it times, on that content:
-//   - through the engine: the version update, the environment copy, the
-//     backup, the restore and the deletion of the updated version's
-//     contents;
-//   - the raw sqlite3 C API reading and inserting the same rows one by one
-//     with prepared statements (the row-by-row baseline, always on SQLite);
+// Generates an environment of about N rows (100,000 by default) shaped like
+// a real repository (BenchContent.h): N versions (4 by default) of two
+// applications sharing the rows, with step windows that visit other
+// versions' windows, steps that call processes and refer to variables,
+// cycles, schedules, keyword relations and record layouts, under keys with
+// gaps, partly inserted out of key order. It is generated with set-based
+// statements in a temporary SQLite repository and, with --dsn, again on
+// that PostgreSQL data source (whose repository tables are replaced).
+// Then it times, on that content:
+//   - the raw sqlite3 C API reading the environment's rows parent by parent
+//     and inserting each again with a prepared statement (the row-by-row
+//     baseline, always on SQLite);
 //   - the database's own set-based copy of the same rows, one
-//     INSERT ... SELECT per table.
-// Each operation's line gives its rows/s, its ratio to the row-by-row
-// baseline and to the set-based copy, and the peak memory while it ran.
-// The last line is "ratio: R": the smallest ratio of any engine operation
-// to the row-by-row baseline on SQLite, to the set-based copy on
-// PostgreSQL.
+//     INSERT ... SELECT per table and parent;
+//   - through the engine: the update of the environment's first version
+//     into an empty version of its application, the environment copy
+//     (its new IDs asked before the transaction), the backup, the restore
+//     of that backup and the deletion of the contents of the copy's first
+//     version.
+// Each line gives the rows the operation copied (or deleted), counted in
+// the database afterwards (before, for the deletion), its rows/s, its ratio
+// to the row-by-row baseline and to the set-based copy, and the peak
+// resident memory of this process while it ran. "generated:" lines give
+// the generation's time, "load:" lines the machine's load averages at the
+// start and the end. The last line is "ratio: R": the smallest ratio of
+// any engine operation to the row-by-row baseline on SQLite, to the
+// set-based copy on PostgreSQL.
 
-#include "core/copyengine/EnvironmentCopy.h"
+#include "BenchContent.h"
 #include "BenchSinks.h"
+#include "core/copyengine/EnvironmentCopy.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
 #include "core/repository/Connection.h"
@@ -54,7 +64,7 @@ using namespace dorvane;
 
 namespace {
 
-// A thin sqlite3 wrapper for generating data and for the raw baseline.
+// A thin sqlite3 wrapper for the raw baseline.
 class Db {
 public:
     explicit Db(const std::string& path)
@@ -90,16 +100,6 @@ private:
 struct Stmt {
     Stmt(Db& db, const std::string& sql) : s(db.prepare(sql)) {}
     ~Stmt() { sqlite3_finalize(s); }
-    Stmt& i(int index, long long v)
-    {
-        sqlite3_bind_int64(s, index, v);
-        return *this;
-    }
-    Stmt& t(int index, const std::string& v)
-    {
-        sqlite3_bind_text(s, index, v.c_str(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
-        return *this;
-    }
     long long insert(Db& db)
     {
         if (sqlite3_step(s) != SQLITE_DONE)
@@ -110,144 +110,14 @@ struct Stmt {
     sqlite3_stmt* s;
 };
 
-struct Counts {
-    long long windows, objects, variables, requirements, processes, stepWindows, steps, cycles, cycleProcesses,
-        keywordRels;
-    long long total() const
-    {
-        return windows + objects + variables + requirements + processes + stepWindows + steps + cycles + cycleProcesses +
-               keywordRels;
-    }
-};
-
-// Proportions of a real version: most rows are steps and objects.
-Counts countsFor(long long rows)
+// Reads a selection's rows parent by parent, as the engine reads them, and
+// inserts each again through a prepared INSERT of every column but the key:
+// the raw cost of a row copy. The copy hangs off the negated parent key, so
+// no later selection meets the rows it adds.
+long long rawCopy(Db& db, const bench::ContentRows& rows)
 {
-    Counts c{};
-    c.windows = std::max(1LL, rows * 2 / 100);
-    c.objects = rows * 20 / 100;
-    c.variables = std::max(1LL, rows * 3 / 100);
-    c.requirements = std::max(1LL, rows / 200);
-    c.processes = std::max(1LL, rows * 2 / 100);
-    c.stepWindows = std::max(1LL, rows * 6 / 100);
-    c.cycles = std::max(1LL, rows / 200);
-    c.cycleProcesses = rows * 2 / 100;
-    c.keywordRels = rows * 4 / 100;
-    c.steps = std::max(0LL, rows - (c.windows + c.objects + c.variables + c.requirements + c.processes + c.stepWindows +
-                                    c.cycles + c.cycleProcesses + c.keywordRels));
-    return c;
-}
-
-struct Generated {
-    long long environment = 0;
-    long long sourceVersion = 0;
-    long long targetVersion = 0;
-    Counts counts{};
-};
-
-Generated generate(Db& db, long long rows)
-{
-    Generated g;
-    g.counts = countsFor(rows);
-    const Counts& c = g.counts;
-    db.exec("BEGIN");
-    g.environment = Stmt(db, "INSERT INTO tEnvironment (sEnvironmentName, sEnvironmentDesc) VALUES ('Bench', 'Benchmark')")
-                        .insert(db);
-    const long long app = Stmt(db, "INSERT INTO tApp (sAppName, sAppID, iAppPlatform, sAppDesc, mAppEnviron) "
-                                   "VALUES ('Order Entry', 'OE', 1, ' ', ' ')")
-                              .insert(db);
-    Stmt version(db, "INSERT INTO tVersion (iVersionAppKey, sVersionID, sVersionDesc, iMapType, bVersionActive) "
-                     "VALUES (?, ?, 'bench', 1, -1)");
-    g.sourceVersion = version.i(1, app).t(2, "1.0").insert(db);
-    g.targetVersion = version.i(1, app).t(2, "2.0").insert(db);
-    Stmt(db, "INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey, iEnvironTestToolKey, iEnviron3270Key) "
-             "VALUES (?, ?, 2, 0)")
-        .i(1, g.environment)
-        .i(2, g.sourceVersion)
-        .insert(db);
-
-    std::vector<long long> keywords;
-    Stmt keyword(db, "INSERT INTO tKeyword (iKeywordAppKey, sKeywordName, sKeywordDesc) VALUES (?, ?, ' ')");
-    for (int k = 0; k < 50; ++k)
-        keywords.push_back(keyword.i(1, app).t(2, "kw" + std::to_string(k)).insert(db));
-
-    std::vector<long long> windows, objects, variables, processes, stepWindows, cycles;
-    Stmt window(db, "INSERT INTO tWindow (iWindowVerKey, iWindowClassKey, iWindowParentKey, sWindowPhysicalName, "
-                    "sWindowLogicalName, sWindowRawLogicalName, sWindowOverrideName, bWindowVisible) "
-                    "VALUES (?, 5, ?, ?, ?, ?, ' ', -1)");
-    for (long long w = 0; w < c.windows; ++w) {
-        const std::string name = "Window " + std::to_string(w);
-        windows.push_back(window.i(1, g.sourceVersion).i(2, windows.empty() ? 0 : windows.front()).t(3, "wnd" + std::to_string(w))
-                              .t(4, name).t(5, name).insert(db));
-    }
-    Stmt object(db, "INSERT INTO tObject (iObjectWindowKey, iObjectClassKey, iObjectVersionKey, sObjectPhysicalName, "
-                    "sObjectLogicalName, sObjectRawLogicalName, sObjectAttributes, bObjectVisible) "
-                    "VALUES (?, 6, ?, ?, ?, ?, 'x=1;y=2', -1)");
-    for (long long o = 0; o < c.objects; ++o) {
-        const std::string name = "Field " + std::to_string(o);
-        objects.push_back(object.i(1, windows[static_cast<size_t>(o % c.windows)]).i(2, g.sourceVersion)
-                              .t(3, "obj" + std::to_string(o)).t(4, name).t(5, name).insert(db));
-    }
-    Stmt variable(db, "INSERT INTO tUserVar (iVarAppVerKey, sVarName, sVarDesc, sVarDefValue, iVarType, iVarLen) "
-                      "VALUES (?, ?, 'variable', '0', 1, 10)");
-    for (long long v = 0; v < c.variables; ++v)
-        variables.push_back(variable.i(1, g.sourceVersion).t(2, "var" + std::to_string(v)).insert(db));
-    Stmt requirement(db, "INSERT INTO tRequirement (iRequirementAppVerKey, sRequirementName, sRequirementDesc) "
-                         "VALUES (?, ?, 'requirement')");
-    for (long long r = 0; r < c.requirements; ++r)
-        requirement.i(1, g.sourceVersion).t(2, "req" + std::to_string(r)).insert(db);
-    Stmt process(db, "INSERT INTO tProcess (iProcessVerKey, sProcessName, mProcessDesc, iProcessType, iProcessOwnerKey, "
-                     "iProcessSequenceNum, bProcessIsAutomated) VALUES (?, ?, 'process', ?, 1, ?, -1)");
-    for (long long p = 0; p < c.processes; ++p)
-        processes.push_back(process.i(1, g.sourceVersion).t(2, "Process " + std::to_string(p)).i(3, p % 10 == 0 ? 1 : 2)
-                                .i(4, p).insert(db));
-    Stmt stepWindow(db, "INSERT INTO tStepWindow (iStepWindowProcessKey, iStepWindowVerKey, iStepWindowWindowKey, "
-                        "iStepWindowEnvironmentKey, iStepWindowSequenceNum) VALUES (?, ?, ?, ?, ?)");
-    for (long long s = 0; s < c.stepWindows; ++s)
-        stepWindows.push_back(stepWindow.i(1, processes[static_cast<size_t>(s % c.processes)]).i(2, g.sourceVersion)
-                                  .i(3, windows[static_cast<size_t>(s % c.windows)]).i(4, g.environment)
-                                  .i(5, s / c.processes).insert(db));
-    Stmt step(db, "INSERT INTO tStep (iStepWindowKey, iStepObjectKey, iStepActionKey, iStepSequenceNum, sStepArguments, "
-                  "sStepNarrative) VALUES (?, ?, 3, ?, ?, 'Type the value')");
-    for (long long s = 0; s < c.steps; ++s) {
-        std::string arguments;
-        if (s % 10 == 0)
-            arguments = "ProcessKey= " + std::to_string(processes[static_cast<size_t>(s % c.processes)]);
-        else if (s % 3 == 0)
-            arguments = "Value=@Amount[ " + std::to_string(g.sourceVersion) + "| " +
-                        std::to_string(variables[static_cast<size_t>(s % c.variables)]) + "]";
-        else
-            arguments = "Text=Hello";
-        step.i(1, stepWindows[static_cast<size_t>(s % c.stepWindows)]).i(2, objects.empty() ? 0 : objects[static_cast<size_t>(s % c.objects)])
-            .i(3, s / c.stepWindows).t(4, arguments).insert(db);
-    }
-    Stmt cycle(db, "INSERT INTO tCycle (iCycleVerKey, sCycleName, mCycleDesc, iCycleCreatorKey, iCycleSequenceNum) "
-                   "VALUES (?, ?, 'cycle', 1, ?)");
-    for (long long y = 0; y < c.cycles; ++y)
-        cycles.push_back(cycle.i(1, g.sourceVersion).t(2, "Cycle " + std::to_string(y)).i(3, y).insert(db));
-    Stmt cycleProcess(db, "INSERT INTO tCycleProcess (iCycleKey, iProcessKey, iProcessSequenceNum) VALUES (?, ?, ?)");
-    for (long long cp = 0; cp < c.cycleProcesses; ++cp)
-        cycleProcess.i(1, cycles[static_cast<size_t>(cp % c.cycles)]).i(2, processes[static_cast<size_t>(cp % c.processes)])
-            .i(3, cp / c.cycles).insert(db);
-    Stmt keywordRel(db, "INSERT INTO tKeywordRel (iKeywordRelKeywordKey, iKeywordRelProcessKey, iKeywordRelCycleKey, "
-                        "iKeywordRelScheduleKey) VALUES (?, ?, ?, 0)");
-    for (long long k = 0; k < c.keywordRels; ++k) {
-        const bool forProcess = k % 4 != 0;
-        keywordRel.i(1, keywords[static_cast<size_t>(k % 50)])
-            .i(2, forProcess ? processes[static_cast<size_t>(k % c.processes)] : 0)
-            .i(3, forProcess ? 0 : cycles[static_cast<size_t>(k % c.cycles)])
-            .insert(db);
-    }
-    db.exec("COMMIT");
-    return g;
-}
-
-// Reads every row of a statement and inserts it again through a prepared
-// INSERT of every column but the key: the raw cost of a row copy.
-long long rawCopy(Db& db, const std::string& table, const std::string& parentColumn, const std::vector<long long>& parents,
-                  std::vector<long long>* keysOut)
-{
-    const std::string where = parentColumn + " = ?";
+    const std::string table = rows.table.toStdString();
+    const std::string parentColumn = rows.parentColumn.toStdString();
     Stmt columns(db, "SELECT name FROM pragma_table_info('" + table + "') WHERE pk = 0");
     std::vector<std::string> names;
     while (sqlite3_step(columns.s) == SQLITE_ROW)
@@ -257,17 +127,20 @@ long long rawCopy(Db& db, const std::string& table, const std::string& parentCol
         list += (i ? ", " : "") + names[i];
         marks += i ? ", ?" : "?";
     }
-    Stmt select(db, "SELECT rowid, " + list + " FROM " + table + " WHERE " + where);
+    std::vector<long long> parents;
+    {
+        Stmt select(db, "SELECT DISTINCT " + parentColumn + " FROM " + table + " WHERE " + parentColumn +
+                            rows.condition.toStdString() + " ORDER BY 1");
+        while (sqlite3_step(select.s) == SQLITE_ROW)
+            parents.push_back(sqlite3_column_int64(select.s, 0));
+    }
+    Stmt select(db, "SELECT rowid, " + list + " FROM " + table + " WHERE " + parentColumn + " = ?");
     Stmt insert(db, "INSERT INTO " + table + " (" + list + ") VALUES (" + marks + ")");
     long long copied = 0;
     for (const long long parent : parents) {
         sqlite3_bind_int64(select.s, 1, parent);
         while (sqlite3_step(select.s) == SQLITE_ROW) {
-            if (keysOut)
-                keysOut->push_back(sqlite3_column_int64(select.s, 0));
             for (int i = 0; i < static_cast<int>(names.size()); ++i) {
-                // The copy hangs off another parent, so the selection never
-                // meets the rows it adds.
                 if (names[static_cast<size_t>(i)] == parentColumn)
                     sqlite3_bind_int64(insert.s, i + 1, -parent);
                 else
@@ -281,22 +154,13 @@ long long rawCopy(Db& db, const std::string& table, const std::string& parentCol
     return copied;
 }
 
-long long rawCopyVersion(Db& db, long long version)
+// The row-by-row copy of every selection in one transaction.
+long long rawCopyAll(Db& db, const std::vector<bench::ContentRows>& content)
 {
     long long rows = 0;
-    std::vector<long long> windows, processes, stepWindows, cycles;
     db.exec("BEGIN");
-    rows += rawCopy(db, "tWindow", "iWindowVerKey", {version}, &windows);
-    rows += rawCopy(db, "tObject", "iObjectWindowKey", windows, nullptr);
-    rows += rawCopy(db, "tUserVar", "iVarAppVerKey", {version}, nullptr);
-    rows += rawCopy(db, "tRequirement", "iRequirementAppVerKey", {version}, nullptr);
-    rows += rawCopy(db, "tProcess", "iProcessVerKey", {version}, &processes);
-    rows += rawCopy(db, "tStepWindow", "iStepWindowProcessKey", processes, &stepWindows);
-    rows += rawCopy(db, "tStep", "iStepWindowKey", stepWindows, nullptr);
-    rows += rawCopy(db, "tKeywordRel", "iKeywordRelProcessKey", processes, nullptr);
-    rows += rawCopy(db, "tCycle", "iCycleVerKey", {version}, &cycles);
-    rows += rawCopy(db, "tCycleProcess", "iCycleKey", cycles, nullptr);
-    rows += rawCopy(db, "tKeywordRel", "iKeywordRelCycleKey", cycles, nullptr);
+    for (const bench::ContentRows& selection : content)
+        rows += rawCopy(db, selection);
     db.exec("COMMIT");
     return rows;
 }
@@ -324,46 +188,22 @@ void resetPeakMemory()
     clear << "5";
 }
 
-// The set-based copy of the version's rows: one INSERT ... SELECT per
-// table, the copies hanging off the negated parent key.
-struct SetCopy {
-    const char* table;
-    const char* parent;
-    std::string parents;  // which parent keys, as a condition on `parent`
-};
-
-std::vector<SetCopy> setCopies(long long version)
+// The set-based copy of a selection's rows: INSERT INTO t (every column
+// but the key) SELECT the same, the copies hanging off the negated parent.
+std::string setCopySql(const bench::ContentRows& rows)
 {
-    const std::string v = std::to_string(version);
-    const std::string windows = " IN (SELECT iWindowKey FROM tWindow WHERE iWindowVerKey = " + v + ")";
-    const std::string processes = " IN (SELECT iProcessKey FROM tProcess WHERE iProcessVerKey = " + v + ")";
-    const std::string stepWindows =
-        " IN (SELECT iStepWindowKey FROM tStepWindow WHERE iStepWindowProcessKey" + processes + ")";
-    const std::string cycles = " IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey = " + v + ")";
-    return {
-        {"tWindow", "iWindowVerKey", " = " + v},           {"tObject", "iObjectWindowKey", windows},
-        {"tUserVar", "iVarAppVerKey", " = " + v},          {"tRequirement", "iRequirementAppVerKey", " = " + v},
-        {"tProcess", "iProcessVerKey", " = " + v},         {"tStepWindow", "iStepWindowProcessKey", processes},
-        {"tStep", "iStepWindowKey", stepWindows},          {"tKeywordRel", "iKeywordRelProcessKey", processes},
-        {"tCycle", "iCycleVerKey", " = " + v},             {"tCycleProcess", "iCycleKey", cycles},
-        {"tKeywordRel", "iKeywordRelCycleKey", cycles},
-    };
-}
-
-// INSERT INTO t (columns but the key) SELECT the same, the parent negated.
-std::string setCopySql(const SetCopy& copy)
-{
-    const TableDef* def = FindTable(QString::fromLatin1(copy.table));
+    const TableDef* def = FindTable(rows.table);
     std::string insert, select;
     for (const QString& column : def->columns) {
         if (column == def->key)
             continue;
         const std::string name = column.toStdString();
         insert += (insert.empty() ? "" : ", ") + name;
-        select += (select.empty() ? "" : ", ") + (name == copy.parent ? "-" + name : name);
+        select += (select.empty() ? "" : ", ") + (column == rows.parentColumn ? "-" + name : name);
     }
-    return std::string("INSERT INTO ") + copy.table + " (" + insert + ") SELECT " + select + " FROM " + copy.table +
-           " WHERE " + copy.parent + copy.parents;
+    const std::string table = rows.table.toStdString();
+    return "INSERT INTO " + table + " (" + insert + ") SELECT " + select + " FROM " + table + " WHERE " +
+           rows.parentColumn.toStdString() + rows.condition.toStdString();
 }
 
 // Runs a statement on a server connection; returns the rows it changed.
@@ -375,72 +215,29 @@ long long serverExec(Connection& connection, const QString& sql)
     return q.numRowsAffected();
 }
 
-// Copies every repository row of the generated SQLite file to the server,
-// keys included, many rows to a statement; the identity sequences then
-// continue after the largest key.
-void transfer(Db& from, Connection& to)
-{
-    for (const TableDef& table : RepositoryTables()) {
-        const int columns = static_cast<int>(table.columns.size());
-        const int perStatement = std::min(1000, 2000 / columns);
-        std::vector<QMetaType::Type> nullTypes;
-        for (const QString& column : table.columns) {
-            switch (ColumnTypeOf(column)) {
-            case ColumnType::Integer:
-            case ColumnType::Boolean: nullTypes.push_back(QMetaType::Int); break;
-            case ColumnType::DateTime: nullTypes.push_back(QMetaType::QDateTime); break;
-            default: nullTypes.push_back(QMetaType::QString); break;
-            }
-        }
-        Stmt select(from, "SELECT " + table.columns.join(QStringLiteral(", ")).toStdString() + " FROM " +
-                              table.name.toStdString());
-        const QString head = QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table.name, table.columns.join(u", "));
-        QString row = QStringLiteral("(?") + QStringLiteral(", ?").repeated(columns - 1) + QStringLiteral(")");
-        std::vector<QVariant> values;
-        auto flush = [&] {
-            const int rows = static_cast<int>(values.size()) / columns;
-            if (rows == 0)
-                return;
-            QStringList marks;
-            for (int r = 0; r < rows; ++r)
-                marks << row;
-            QSqlQuery q(to.database());
-            q.prepare(head + marks.join(u", "));
-            for (int i = 0; i < static_cast<int>(values.size()); ++i)
-                q.bindValue(i, values[static_cast<size_t>(i)]);
-            if (!q.exec())
-                throw std::runtime_error(q.lastError().text().toStdString());
-            values.clear();
-        };
-        while (sqlite3_step(select.s) == SQLITE_ROW) {
-            for (int i = 0; i < columns; ++i) {
-                switch (sqlite3_column_type(select.s, i)) {
-                case SQLITE_NULL: values.emplace_back(QMetaType(nullTypes[static_cast<size_t>(i)])); break;
-                case SQLITE_INTEGER: values.emplace_back(static_cast<int>(sqlite3_column_int64(select.s, i))); break;
-                default:
-                    values.emplace_back(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(select.s, i))));
-                }
-            }
-            if (static_cast<int>(values.size()) == perStatement * columns)
-                flush();
-        }
-        flush();
-        serverExec(to, QStringLiteral("SELECT setval(pg_get_serial_sequence('%1', '%2'), (SELECT COALESCE(MAX(%2), 0) + 1 "
-                                      "FROM %1), false)")
-                           .arg(table.name.toLower(), table.key.toLower()));
-    }
-}
-
-class FixedId : public NewVersionIdPrompt {
+// Answers each new version ID question with the next free "C<n>".
+class NumberedIds : public NewVersionIdPrompt {
 public:
     std::optional<QString> Ask(const QString&, const std::function<bool(const QString&)>& okCheck) override
     {
-        const QString id = QStringLiteral("3.0");
+        const QString id = QStringLiteral("C%1").arg(++m_asked);
         if (!okCheck(id))
             return std::nullopt;
         return id;
     }
+
+private:
+    int m_asked = 0;
 };
+
+// The machine's load averages over 1, 5 and 15 minutes.
+std::string loadAverages()
+{
+    std::ifstream file("/proc/loadavg");
+    std::string one, five, fifteen;
+    file >> one >> five >> fifteen;
+    return one + " " + five + " " + fifteen;
+}
 
 struct Timed {
     std::string name;
@@ -449,7 +246,8 @@ struct Timed {
     double peak;
 };
 
-Timed timed(const std::string& name, long long rows, const std::function<bool()>& operation)
+// Times an operation; its rows are counted afterwards, untimed.
+Timed timed(const std::string& name, const std::function<bool()>& operation)
 {
     resetPeakMemory();
     QElapsedTimer timer;
@@ -457,7 +255,19 @@ Timed timed(const std::string& name, long long rows, const std::function<bool()>
     if (!operation())
         throw std::runtime_error("the " + name + " failed");
     const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
-    return {name, rows, seconds, peakMegabytes()};
+    return {name, 0, seconds, peakMegabytes()};
+}
+
+double secondsOf(const QElapsedTimer& timer) { return static_cast<double>(timer.nsecsElapsed()) / 1e9; }
+
+// Generates the content through a connection of its own, timed.
+bench::GeneratedEnvironment generateInto(Connection& connection, const bench::ContentShape& shape, const char* where)
+{
+    QElapsedTimer timer;
+    timer.start();
+    bench::GeneratedEnvironment g = bench::GenerateEnvironment(connection, shape);
+    std::printf("generated: %lld rows in %.2f s (%s)\n", g.counts.Total(), secondsOf(timer), where);
+    return g;
 }
 
 } // namespace
@@ -465,54 +275,53 @@ Timed timed(const std::string& name, long long rows, const std::function<bool()>
 int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
-    long long rows = 100000;
+    bench::ContentShape shape;
     QString dsn;
     const QStringList arguments = QCoreApplication::arguments();
     for (int i = 1; i < arguments.size(); ++i) {
         if (arguments[i] == QLatin1String("--rows") && i + 1 < arguments.size()) {
-            rows = arguments[++i].toLongLong();
+            shape.rows = arguments[++i].toLongLong();
+        } else if (arguments[i] == QLatin1String("--versions") && i + 1 < arguments.size()) {
+            shape.versions = arguments[++i].toInt();
         } else if (arguments[i] == QLatin1String("--dsn") && i + 1 < arguments.size()) {
             dsn = arguments[++i];
         } else {
-            std::fprintf(stderr, "usage: dorvane-bench [--rows N] [--dsn NAME]\n");
+            std::fprintf(stderr, "usage: dorvane-bench [--rows N] [--versions N] [--dsn NAME]\n");
             return 1;
         }
     }
-    if (rows < 100) {
-        std::fprintf(stderr, "dorvane-bench: --rows must be at least 100\n");
+    if (shape.rows < 100 || shape.versions < 1 || shape.versions > 50) {
+        std::fprintf(stderr, "dorvane-bench: --rows must be at least 100, --versions 1 to 50\n");
         return 1;
     }
     const bool server = !dsn.isEmpty();
 
     try {
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
+        std::printf("backend: %s\n", server ? "PostgreSQL through ODBC" : "SQLite");
+        std::printf("load: %s\n", loadAverages().c_str());
         QTemporaryDir dir;
         const QString folder = dir.path();
         const QString file = dir.filePath(QStringLiteral("bench.mdb"));
-        {
-            Connection::CreateDatabaseFile(file);
-            Connection setup;
-            setup.OpenFile(file);
-            BuildDatabase(setup, SchemaVariant::Repository, RepositoryContent::ReferenceData);
-        }
         for (const SetupResult& made : {CreateInstallation(dir.filePath(QStringLiteral("exe"))),
                                         CreateSharedFolder(dir.filePath(QStringLiteral("shared")))}) {
             if (!made.ok)
                 throw std::runtime_error(made.message.toStdString());
         }
 
-        Generated g;
+        // The row-by-row baseline always runs on SQLite: the content is
+        // generated there in any case, and again on the server.
+        bench::GeneratedEnvironment g;
         {
-            Db db(file.toStdString());
-            g = generate(db, rows);
+            Connection::CreateDatabaseFile(file);
+            Connection setup;
+            setup.OpenFile(file);
+            BuildDatabase(setup, SchemaVariant::Repository, RepositoryContent::ReferenceData);
+            g = generateInto(setup, shape, "SQLite");
         }
-        const long long total = g.counts.total();
-        std::setvbuf(stdout, nullptr, _IOLBF, 0);
-        std::printf("backend: %s\n", server ? "PostgreSQL through ODBC" : "SQLite");
-        std::printf("rows: %lld (windows %lld, objects %lld, variables %lld, requirements %lld, processes %lld, "
-                    "step windows %lld, steps %lld, cycles %lld, cycle processes %lld, keyword relations %lld)\n",
-                    total, g.counts.windows, g.counts.objects, g.counts.variables, g.counts.requirements,
-                    g.counts.processes, g.counts.stepWindows, g.counts.steps, g.counts.cycles, g.counts.cycleProcesses,
-                    g.counts.keywordRels);
+        std::printf("rows: %lld in %zu versions of 2 applications (%s)\n", g.counts.Total(), g.versions.size(),
+                    qPrintable(g.counts.Describe()));
+        const std::vector<bench::ContentRows> content = bench::EnvironmentContent(g.environment, g.versions);
 
         // The baseline runs on its own copy of the generated file, so that
         // both start from the same database and both pay for the whole
@@ -527,9 +336,9 @@ int main(int argc, char* argv[])
             timer.start();
             {
                 Db db(rawFile.toStdString());
-                raw.rows = rawCopyVersion(db, g.sourceVersion);
+                raw.rows = rawCopyAll(db, content);
             }
-            raw.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+            raw.seconds = secondsOf(timer);
             raw.peak = peakMegabytes();
         }
 
@@ -539,9 +348,11 @@ int main(int argc, char* argv[])
             main.Open(connectionString);
             for (auto table = RepositoryTables().rbegin(); table != RepositoryTables().rend(); ++table)
                 main.Execute(QStringLiteral("DROP TABLE IF EXISTS ") + table->name + QStringLiteral(" CASCADE"));
-            BuildDatabase(main, SchemaVariant::Repository, RepositoryContent::Empty);
-            Db db(file.toStdString());
-            transfer(db, main);
+            BuildDatabase(main, SchemaVariant::Repository, RepositoryContent::ReferenceData);
+            // The same rows under the same keys: the generator starts from
+            // the same reference data.
+            if (generateInto(main, shape, "server").environment != g.environment)
+                throw std::runtime_error("the server's content differs from the file's");
             main.Execute(QStringLiteral("ANALYZE"));
         }
 
@@ -555,25 +366,24 @@ int main(int argc, char* argv[])
             timer.start();
             if (server) {
                 main.BeginTrans();
-                for (const SetCopy& copy : setCopies(g.sourceVersion))
-                    set.rows += serverExec(main, QString::fromStdString(setCopySql(copy)));
+                for (const bench::ContentRows& rows : content)
+                    set.rows += serverExec(main, QString::fromStdString(setCopySql(rows)));
                 main.CommitTrans();
             } else {
                 Db db(rawFile.toStdString());
                 db.exec("BEGIN");
-                for (const SetCopy& copy : setCopies(g.sourceVersion)) {
-                    db.exec(setCopySql(copy).c_str());
+                for (const bench::ContentRows& rows : content) {
+                    db.exec(setCopySql(rows).c_str());
                     set.rows += sqlite3_changes(db.handle());
                 }
                 db.exec("COMMIT");
             }
-            set.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+            set.seconds = secondsOf(timer);
             set.peak = peakMegabytes();
             if (server) {
                 main.BeginTrans();
-                for (const SetCopy& copy : setCopies(g.sourceVersion))
-                    serverExec(main, QStringLiteral("DELETE FROM %1 WHERE %2 < 0")
-                                         .arg(QLatin1String(copy.table), QLatin1String(copy.parent)));
+                for (const bench::ContentRows& rows : content)
+                    serverExec(main, QStringLiteral("DELETE FROM %1 WHERE %2 < 0").arg(rows.table, rows.parentColumn));
                 main.CommitTrans();
                 main.Execute(QStringLiteral("VACUUM ANALYZE"));
             }
@@ -599,48 +409,78 @@ int main(int argc, char* argv[])
         bench::StderrMessages messages;
         bench::NoProgress progress;
         VersionBackup engine(messages, progress, connectionString);
-        const qint32 environment = static_cast<qint32>(g.environment);
-        report(timed("version update", total,
-                     [&] {
-                         return engine.UpdateVersion(static_cast<qint32>(g.sourceVersion),
-                                                     static_cast<qint32>(g.targetVersion), environment);
-                     }),
-               true);
-        report(timed("environment copy", total,
-                     [&] {
-                         Recordset copy(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
-                         copy.AddNew();
-                         copy.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
-                         copy.Update();
-                         qint32 source = environment;
-                         qint32 destination = copy.Int(QStringLiteral("iEnvironmentKey"));
-                         copy.Close();
-                         FixedId prompt;
-                         // The IDs are asked before the transaction, as Save As does.
-                         EnvironmentCopy environmentCopy(engine, main, prompt);
-                         if (!environmentCopy.PlanCopy(source))
-                             return false;
-                         main.BeginTrans();
-                         if (!environmentCopy.CopyEnvironment(source, destination)) {
-                             main.RollbackTrans();
-                             return false;
-                         }
-                         main.CommitTrans();
-                         return true;
-                     }),
-               true);
+        const qint32 environment = g.environment;
+
+        Timed update = timed("version update", [&] { return engine.UpdateVersion(g.updateSource, g.updateTarget, environment); });
+        update.rows = bench::CountRows(main, bench::VersionContent(g.updateTarget));
+        report(update, true);
+
+        qint32 copyEnvironment = 0;
+        Timed copy = timed("environment copy", [&] {
+            Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
+            row.AddNew();
+            row.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
+            row.Update();
+            qint32 source = environment;
+            copyEnvironment = row.Int(QStringLiteral("iEnvironmentKey"));
+            row.Close();
+            NumberedIds prompt;
+            // The IDs are asked before the transaction, as Save As does.
+            EnvironmentCopy environmentCopy(engine, main, prompt);
+            if (!environmentCopy.PlanCopy(source))
+                return false;
+            main.BeginTrans();
+            if (!environmentCopy.CopyEnvironment(source, copyEnvironment)) {
+                main.RollbackTrans();
+                return false;
+            }
+            main.CommitTrans();
+            return true;
+        });
+        const std::vector<qint32> copiedVersions = bench::ListedVersions(main, copyEnvironment);
+        copy.rows = bench::CountRows(main, bench::EnvironmentContent(copyEnvironment, copiedVersions));
+        report(copy, true);
+
         EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"), folder + QStringLiteral("\\exe"));
-        report(timed("backup", total, [&] { return backups.BackupEnvironment(environment); }), true);
-        report(timed("restore", total,
-                     [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); }),
-               true);
-        report(timed("version contents deletion", total,
-                     [&] { return DeleteVersionContents(static_cast<qint32>(g.targetVersion), main, messages); }),
-               true);
+        Timed backup = timed("backup", [&] { return backups.BackupEnvironment(environment); });
+        {
+            Connection saved;
+            saved.Open(FileConnectionString(backups.LastBackupFile()));
+            QSqlQuery key(saved.database());
+            if (!key.exec(QStringLiteral("SELECT iEnvironmentKey FROM tEnvironment")) || !key.next())
+                throw std::runtime_error("the backup file holds no environment");
+            const qint32 savedEnvironment = key.value(0).toInt();
+            key.finish();
+            backup.rows = bench::CountRows(saved, bench::EnvironmentContent(savedEnvironment, bench::ListedVersions(saved, savedEnvironment)));
+        }
+        report(backup, true);
+
+        Timed restore = timed("restore", [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); });
+        restore.rows = bench::CountRows(main, bench::EnvironmentContent(environment, bench::ListedVersions(main, environment)));
+        report(restore, true);
+
+        // The first version of the environment's copy: a whole version, its
+        // steps included (a restore has removed the updated version's step
+        // windows with the environment's). Its requirements stay.
+        std::vector<bench::ContentRows> deleted;
+        for (const bench::ContentRows& rows : bench::VersionContent(copiedVersions.front())) {
+            if (rows.table != QLatin1String("tRequirement"))
+                deleted.push_back(rows);
+        }
+        const long long deletedRows = bench::CountRows(main, deleted);
+        Timed deletion = timed("version contents deletion",
+                               [&] { return DeleteVersionContents(copiedVersions.front(), main, messages); });
+        deletion.rows = deletedRows;
+        report(deletion, true);
+
         if (messages.failed)
             throw std::runtime_error("an operation reported a failure");
+        std::printf("load: %s\n", loadAverages().c_str());
         std::printf("ratio: %.2f\n", smallest);
         return 0;
+    } catch (const DbError& e) {
+        std::fprintf(stderr, "dorvane-bench: %s\n", qPrintable(e.description()));
+        return 1;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "dorvane-bench: %s\n", e.what());
         return 1;

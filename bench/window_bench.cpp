@@ -4,14 +4,16 @@
 // users, applications and versions (100,000, 1,000 and 10,000 by default):
 //   - lists: the main window opened on it, up to every list loaded;
 //   - update: a version update of about --rows rows of content (400,000
-//     by default) with no progress window, as dorvanectl runs it, and the
-//     same update with the progress window up, as the Configuration tab
-//     runs it; the last line is "window/terminal: R", the second time over
-//     the first.
+//     by default; the first version of a generated environment of two,
+//     see BenchContent.h) with no progress window, as dorvanectl runs it,
+//     and the same update with the progress window up, as the
+//     Configuration tab runs it; the last line is "window/terminal: R",
+//     the second time over the first.
 // Without --dsn the repository is a new SQLite file; with it, the ODBC data
 // source NAME, which must hold no Dorvane tables yet (scripts/with-postgres.sh
 // makes a fresh one).
 
+#include "BenchContent.h"
 #include "BenchSinks.h"
 #include "core/copyengine/VersionBackup.h"
 #include "desktop/copyengine/frmVersionProgress.h"
@@ -67,27 +69,6 @@ qint32 lastKey(Connection& c, const QString& table, const QString& key)
 
 double seconds(const QElapsedTimer& timer) { return double(timer.nsecsElapsed()) / 1e9; }
 
-// A version of about `rows` rows: windows of ten objects, processes of one
-// step window with eight steps.
-void fillVersion(Connection& c, qint32 version, qint64 rows)
-{
-    const qint64 windows = std::max<qint64>(1, rows / 22);
-    const qint32 firstWindow = lastKey(c, QStringLiteral("tWindow"), QStringLiteral("iWindowKey")) + 1;
-    insertRows(c, QStringLiteral("INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName, sWindowLogicalName)"), windows,
-               [&](qint64 i) { return QStringLiteral("%1, 'frm%2', 'Window %2'").arg(version).arg(i); });
-    insertRows(c, QStringLiteral("INSERT INTO tObject (iObjectWindowKey, sObjectPhysicalName)"), windows * 10,
-               [&](qint64 i) { return QStringLiteral("%1, 'obj%2'").arg(firstWindow + i / 10).arg(i); });
-    const qint32 firstProcess = lastKey(c, QStringLiteral("tProcess"), QStringLiteral("iProcessKey")) + 1;
-    insertRows(c, QStringLiteral("INSERT INTO tProcess (iProcessVerKey, sProcessName, iProcessType)"), windows,
-               [&](qint64 i) { return QStringLiteral("%1, 'Process %2', 2").arg(version).arg(i); });
-    const qint32 firstStepWindow = lastKey(c, QStringLiteral("tStepWindow"), QStringLiteral("iStepWindowKey")) + 1;
-    insertRows(c, QStringLiteral("INSERT INTO tStepWindow (iStepWindowProcessKey, iStepWindowVerKey, iStepWindowWindowKey, "
-                                 "iStepWindowSequenceNum)"),
-               windows, [&](qint64 i) { return QStringLiteral("%1, %2, %3, 1").arg(firstProcess + i).arg(version).arg(firstWindow + i); });
-    insertRows(c, QStringLiteral("INSERT INTO tStep (iStepWindowKey, iStepSequenceNum, sStepArguments)"), windows * 8,
-               [&](qint64 i) { return QStringLiteral("%1, %2, 'Click'").arg(firstStepWindow + i / 8).arg(i % 8); });
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -131,7 +112,7 @@ int main(int argc, char* argv[])
         Connection::CreateDatabaseFile(session.plan.testDataPath);
         Connection::CreateDatabaseFile(session.plan.userDataPath);
 
-        qint32 source = 0, target = 0, environment = 0;
+        bench::GeneratedEnvironment content;
         {
             Connection setup;
             setup.Open(session.plan.connectionString);
@@ -142,20 +123,15 @@ int main(int argc, char* argv[])
             insertRows(setup, QStringLiteral("INSERT INTO tApp (sAppName, sAppID, iAppPlatform)"), apps,
                        [](qint64 i) { return QStringLiteral("'Application %1', 'APP%1', 2").arg(i); });
             const qint32 firstApp = lastKey(setup, QStringLiteral("tApp"), QStringLiteral("iAppKey")) - qint32(apps) + 1;
-            insertRows(setup, QStringLiteral("INSERT INTO tVersion (iVersionAppKey, sVersionID, iMapType)"), versions + 2,
+            insertRows(setup, QStringLiteral("INSERT INTO tVersion (iVersionAppKey, sVersionID, iMapType)"), versions,
                        [&](qint64 i) { return QStringLiteral("%1, 'V%2', 1").arg(firstApp + i % apps).arg(i); });
-            const qint32 lastVersion = lastKey(setup, QStringLiteral("tVersion"), QStringLiteral("iVersionKey"));
-            source = lastVersion - 1;
-            target = lastVersion;
-            setup.Execute(QStringLiteral("INSERT INTO tEnvironment (sEnvironmentName) VALUES ('Bench')"));
-            environment = lastKey(setup, QStringLiteral("tEnvironment"), QStringLiteral("iEnvironmentKey"));
-            for (const qint32 v : {source, target})
-                setup.Execute(QStringLiteral("INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey) VALUES (%1, %2)")
-                                  .arg(environment)
-                                  .arg(v));
-            fillVersion(setup, source, rows);
+            // The environment of two versions (of two applications) that the
+            // update reads: the first one's share of the rows is what it copies.
+            if (rows > 0)
+                content = bench::GenerateEnvironment(setup, {std::max<qint64>(rows, 100) * 2, 2});
             setup.CommitTrans();
         }
+        const qint32 source = content.updateSource, target = content.updateTarget, environment = content.environment;
         session.Open(session.plan);
 
         bench::StderrMessages messages;
@@ -170,14 +146,17 @@ int main(int argc, char* argv[])
         frmMainForm window(session, messages, launcher, printer);
         window.show();
         window.Form_Activate();
-        std::printf("lists: %.2f s (users %lld, applications %lld, versions %lld)\n", seconds(timer), users, apps,
-                    versions + 2);
+        // With the generated environment's users, applications and versions.
+        std::printf("lists: %.2f s (users %lld, applications %lld, versions %lld)\n", seconds(timer),
+                    users + content.counts.users, apps + (content.updateTarget ? 2 : 0),
+                    versions + qint64(content.versions.size()) + (content.updateTarget ? 1 : 0));
 
         if (rows > 0) {
             // Alternately without and with the window, into one version that
             // is emptied after each run; the best of each, so that neither
             // pays for the other's rows or for a busy moment.
             double best[2] = {1e9, 1e9};
+            qint64 copied = 0;
             for (int run = 0; run < 4; ++run) {
                 const bool windowed = run % 2 == 1;
                 bench::NoProgress none;
@@ -187,11 +166,13 @@ int main(int argc, char* argv[])
                 if (!engine.UpdateVersion(source, target, environment))
                     return 1;
                 best[windowed] = std::min(best[windowed], seconds(timer));
+                if (run == 0)
+                    copied = bench::CountRows(session.repository, bench::VersionContent(target));
                 session.repository.BeginTrans();
                 ClearVersionContent(target, session.repository);
                 session.repository.CommitTrans();
             }
-            std::printf("update without a window: %.2f s (%lld rows)\n", best[0], rows);
+            std::printf("update without a window: %.2f s (%lld rows)\n", best[0], copied);
             std::printf("update with the progress window: %.2f s\n", best[1]);
             std::printf("window/terminal: %.2f\n", best[1] / best[0]);
         }
