@@ -82,6 +82,35 @@ void DatabaseCopy::Insert(const QString& table, const QString& key, const QStrin
                           joins));
 }
 
+QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs)
+{
+    const QString table = (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;
+    m_db.Execute(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
+                     .arg(name));
+    m_db.Execute(QStringLiteral("DELETE FROM ") + table);
+    // The first pair of an old key wins, as in a lookup of the map.
+    const QString ignore = isSqlite(m_db) ? QStringLiteral("INSERT OR IGNORE INTO ") : QStringLiteral("INSERT INTO ");
+    const QString conflict = isSqlite(m_db) ? QString() : QStringLiteral(" ON CONFLICT (old) DO NOTHING");
+    constexpr std::size_t kRowsPerStatement = 500;
+    QStringList rows;
+    const auto send = [&] {
+        if (!rows.isEmpty())
+            m_db.Execute(ignore + table + QStringLiteral(" (old, new) VALUES ") + rows.join(u',') + conflict);
+        rows.clear();
+    };
+    for (const auto& [oldKey, newKey] : pairs) {
+        if (newKey <= 0)
+            continue;
+        rows << QStringLiteral("(%1,%2)").arg(oldKey).arg(newKey);
+        if (std::size_t(rows.size()) == kRowsPerStatement)
+            send();
+    }
+    send();
+    if (!isSqlite(m_db) && pairs.size() > 1000)
+        m_db.Execute(QStringLiteral("ANALYZE ") + table);
+    return table;
+}
+
 std::vector<std::pair<qint32, qint32>> DatabaseCopy::Pairs(const QString& table)
 {
     const QString sql = QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table));

@@ -42,6 +42,12 @@ public:
     void Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                 const QString& joins = QString());
 
+    // Puts `pairs` (old key, new key, in map order) into the temporary map
+    // table `name` ("temp.dv_map_window"), which it returns: a lookup joins
+    // it on old and finds the first pair's new key. Pairs with no new key
+    // yet are left out.
+    QString Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs);
+
     // The batch's old and new keys in position order.
     std::vector<std::pair<qint32, qint32>> Pairs(const QString& table);
 

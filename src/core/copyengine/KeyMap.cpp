@@ -50,6 +50,15 @@ void KeyMap::Replace(qint32 n)
     m_index = 0;
 }
 
+std::vector<std::pair<qint32, qint32>> KeyMap::Pairs() const
+{
+    std::vector<std::pair<qint32, qint32>> pairs;
+    pairs.reserve(std::size_t(m_length));
+    for (qint32 position = 1; position <= m_length; ++position)
+        pairs.emplace_back(OldKey(position), NewKey(position));
+    return pairs;
+}
+
 void KeyMap::StoreNext(qint32 oldKey, qint32 newKey)
 {
     ++m_index;

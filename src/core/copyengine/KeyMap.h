@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QtGlobal>
 
+#include <utility>
 #include <vector>
 
 namespace dorvane {
@@ -48,6 +49,9 @@ public:
     // Row 1 and row 2 at a position (0 outside the storage).
     qint32 OldKey(qint32 position) const;
     qint32 NewKey(qint32 position) const;
+
+    // The pairs of positions 1 to Length(), in order.
+    std::vector<std::pair<qint32, qint32>> Pairs() const;
 
     // The new key of the first position from 1 to `length` that holds
     // `oldKey`; 0 when there is none or the length is below 1.

@@ -505,6 +505,8 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
                                   qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
                                   Connection& destination)
 {
+    if (&source == &destination)
+        return copyProcessesInDatabase(sourceVersionKey, destinationVersionKey, destinationEnvironmentKey, destination);
     const QString* stage = &kProcessesFailed;
     try {
         Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + num(sourceVersionKey),
@@ -599,6 +601,77 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
                                  {"tStep", &kStepsFailed},
                                  {"tKeywordRel", &kProcessKeywordsFailed}}),
                     e.description());
+    }
+}
+
+bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey,
+                                            qint32 destinationEnvironmentKey, Connection& db)
+{
+    const QString* stage = &kProcessesFailed;
+    try {
+        DatabaseCopy copy(db);
+        const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
+                      step = QStringLiteral("tStep"), relation = QStringLiteral("tKeywordRel");
+        const qint32 count = qint32(copy.Choose(process, kProcessKey,
+                                                QStringLiteral("tProcess s WHERE s.iProcessVerKey = ") + num(sourceVersionKey),
+                                                QStringLiteral("s.iProcessKey")));
+        ProcessMap.Grow(count);
+        if (count == 0)
+            return true;
+        startProgress(QStringLiteral("Processes in "), count);
+        // iProcessRequirementKey and iProcessDependencyKey keep the source keys.
+        copy.Insert(process, kProcessKey, QStringList{kProcessVerKey} + kProcessColumns,
+                    QStringList{num(destinationVersionKey)} + sourceValues(kProcessColumns));
+        storeBatch(ProcessMap, copy, process);
+        const QString processes = copy.Batch(process);
+
+        // A process's step windows in sequence, but not a lone step window
+        // without a window (a placeholder). A step window's window goes
+        // through WindowMap and keeps its key where the map has none.
+        stage = &kStepWindowsFailed;
+        const QString windows = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
+        copy.Choose(stepWindow, kStepWindowKey,
+                    QStringLiteral("tStepWindow s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE NOT "
+                                   "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM tStepWindow c "
+                                   "WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
+                        .arg(processes),
+                    QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
+        copy.Insert(stepWindow, kStepWindowKey,
+                    {kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowSequenceNum, kStepWindowVerKey,
+                     kStepWindowEnvironmentKey},
+                    {QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
+                     QStringLiteral("s.iStepWindowSequenceNum"), num(destinationVersionKey), num(destinationEnvironmentKey)},
+                    QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = s.iStepWindowWindowKey")
+                        .arg(processes, windows));
+
+        // Their steps in sequence; a step's object goes through ObjectMap.
+        stage = &kStepsFailed;
+        const QString stepWindows = copy.Batch(stepWindow);
+        const QString objects = copy.Map(QStringLiteral("object"), ObjectMap.Pairs());
+        copy.Choose(step, QStringLiteral("iStepKey"),
+                    QStringLiteral("tStep s JOIN %1 w ON s.iStepWindowKey = w.old").arg(stepWindows),
+                    QStringLiteral("w.pos, s.iStepSequenceNum, s.iStepKey"));
+        copy.Insert(step, QStringLiteral("iStepKey"), QStringList{kStepWindowKey, kStepObjectKey} + kStepColumns,
+                    QStringList{QStringLiteral("w.new"), QStringLiteral("COALESCE(m.new, s.iStepObjectKey)")} +
+                        sourceValues(kStepColumns),
+                    QStringLiteral("JOIN %1 w ON w.old = s.iStepWindowKey LEFT JOIN %2 m ON m.old = s.iStepObjectKey")
+                        .arg(stepWindows, objects));
+
+        // The processes' keyword relations; a keyword goes through KeywordMap.
+        stage = &kProcessKeywordsFailed;
+        const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
+        copy.Choose(relation, QStringLiteral("iKeywordRelKey"),
+                    QStringLiteral("tKeywordRel s JOIN %1 p ON s.iKeywordRelProcessKey = p.old").arg(processes),
+                    QStringLiteral("p.pos, s.iKeywordRelKey"));
+        copy.Insert(relation, QStringLiteral("iKeywordRelKey"), {kKeywordRelProcessKey, kKeywordRelKeywordKey},
+                    {QStringLiteral("p.new"), QStringLiteral("COALESCE(m.new, s.iKeywordRelKeywordKey)")},
+                    QStringLiteral("JOIN %1 p ON p.old = s.iKeywordRelProcessKey LEFT JOIN %2 m ON m.old = s.iKeywordRelKeywordKey")
+                        .arg(processes, keywords));
+        finishProgress(count);
+        m_progress.Yield();
+        return true;
+    } catch (const DbError& e) {
+        return fail(*stage, e.description());
     }
 }
 

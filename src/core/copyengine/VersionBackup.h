@@ -168,6 +168,8 @@ private:
     // The copies within one database, run by the database itself.
     bool copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                                bool includeSystemScreen);
+    bool copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
+                                 Connection& db);
     bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                             KeyMap& map);
     // Stores the pairs of a table's last batch in `map`, in position order.
