@@ -678,6 +678,8 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
 bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
                                Connection& destination)
 {
+    if (&source == &destination)
+        return copyCyclesInDatabase(sourceVersionKey, destinationVersionKey, destination);
     const QString* stage = &kCyclesFailed;
     try {
         Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey =") + num(sourceVersionKey), source);
@@ -735,6 +737,62 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
                                  {"tCycleProcess", &kCycleProcessesFailed},
                                  {"tKeywordRel", &kCycleKeywordsFailed}}),
                     e.description());
+    }
+}
+
+bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
+{
+    const QString* stage = &kCyclesFailed;
+    try {
+        DatabaseCopy copy(db);
+        const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess"),
+                      relation = QStringLiteral("tKeywordRel");
+        const qint32 count = qint32(copy.Choose(cycle, kCycleKey,
+                                                QStringLiteral("tCycle s WHERE s.iCycleVerKey = ") + num(sourceVersionKey),
+                                                QStringLiteral("s.iCycleKey")));
+        CycleMap.Grow(count);
+        if (count == 0)
+            return true;
+        // The dependency and the start state: 0 stays 0; any other key goes
+        // through ProcessMap and becomes 0 when the process was not copied.
+        const QString processes = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+        const auto unlessZero = [&](const QString& column) {
+            return QStringLiteral("CASE WHEN COALESCE(s.%1, 0) = 0 THEN s.%1 ELSE COALESCE((SELECT m.new FROM %2 m "
+                                  "WHERE m.old = s.%1), 0) END")
+                .arg(column, processes);
+        };
+        copy.Insert(cycle, kCycleKey,
+                    QStringList{kCycleVerKey} + kCycleColumnsBeforeDependency + QStringList{kCycleDependencyKey} +
+                        kCycleColumnsAfterDependency + QStringList{kCycleStartStateKey, kCycleExecStatus},
+                    QStringList{num(destinationVersionKey)} + sourceValues(kCycleColumnsBeforeDependency) +
+                        QStringList{unlessZero(kCycleDependencyKey)} + sourceValues(kCycleColumnsAfterDependency) +
+                        QStringList{unlessZero(kCycleStartStateKey), QStringLiteral("s.") + kCycleExecStatus});
+        storeBatch(CycleMap, copy, cycle);
+        const QString cycles = copy.Batch(cycle);
+
+        // A cycle process keeps a process outside the copy.
+        stage = &kCycleProcessesFailed;
+        copy.Choose(cycleProcess, QStringLiteral("iCycleProcessKey"),
+                    QStringLiteral("tCycleProcess s JOIN %1 c ON s.iCycleKey = c.old").arg(cycles),
+                    QStringLiteral("c.pos, s.iCycleProcessKey"));
+        copy.Insert(cycleProcess, QStringLiteral("iCycleProcessKey"), QStringList{kCycleKey, kProcessKey} + kCycleProcessColumns,
+                    QStringList{QStringLiteral("c.new"), QStringLiteral("COALESCE(m.new, s.iProcessKey)")} +
+                        sourceValues(kCycleProcessColumns),
+                    QStringLiteral("JOIN %1 c ON c.old = s.iCycleKey LEFT JOIN %2 m ON m.old = s.iProcessKey")
+                        .arg(cycles, processes));
+
+        stage = &kCycleKeywordsFailed;
+        const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
+        copy.Choose(relation, QStringLiteral("iKeywordRelKey"),
+                    QStringLiteral("tKeywordRel s JOIN %1 c ON s.iKeywordRelCycleKey = c.old").arg(cycles),
+                    QStringLiteral("c.pos, s.iKeywordRelKey"));
+        copy.Insert(relation, QStringLiteral("iKeywordRelKey"), {kKeywordRelCycleKey, kKeywordRelKeywordKey},
+                    {QStringLiteral("c.new"), QStringLiteral("COALESCE(m.new, s.iKeywordRelKeywordKey)")},
+                    QStringLiteral("JOIN %1 c ON c.old = s.iKeywordRelCycleKey LEFT JOIN %2 m ON m.old = s.iKeywordRelKeywordKey")
+                        .arg(cycles, keywords));
+        return true;
+    } catch (const DbError& e) {
+        return fail(*stage, e.description());
     }
 }
 

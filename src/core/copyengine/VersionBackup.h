@@ -170,6 +170,7 @@ private:
                                bool includeSystemScreen);
     bool copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
                                  Connection& db);
+    bool copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
     bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                             KeyMap& map);
     // Stores the pairs of a table's last batch in `map`, in position order.
