@@ -82,6 +82,20 @@ void DatabaseCopy::Insert(const QString& table, const QString& key, const QStrin
                           joins));
 }
 
+void DatabaseCopy::CopyChildren(const Children& c)
+{
+    QString order = QStringLiteral("h.pos");
+    if (!c.order.isEmpty())
+        order += QStringLiteral(", s.") + c.order;
+    Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(c.table, c.parents, c.parentColumn),
+           order + QStringLiteral(", s.") + c.key);
+    QStringList values{QStringLiteral("h.new"), QStringLiteral("COALESCE(m.new, s.%1)").arg(c.mapped)};
+    for (const QString& column : c.kept)
+        values << QStringLiteral("s.") + column;
+    Insert(c.table, c.key, QStringList{c.parentColumn, c.mapped} + c.kept, values,
+           QStringLiteral("JOIN %1 h ON h.old = s.%2 LEFT JOIN %3 m ON m.old = s.%4").arg(c.parents, c.parentColumn, c.map, c.mapped));
+}
+
 QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs)
 {
     const QString table = (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;

@@ -42,6 +42,18 @@ public:
     void Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                 const QString& joins = QString());
 
+    // The rows of `table` whose `parentColumn` holds an old key of the
+    // batch `parents`, copied in their parents' order and then by `order`
+    // (and their own key): the parent column takes the parent's new key,
+    // the column `mapped` goes through the map table `map` and keeps its
+    // value where the map has none, and `kept` are copied as they are.
+    struct Children {
+        QString table, key, parentColumn, parents, order;
+        QString mapped, map;
+        QStringList kept;
+    };
+    void CopyChildren(const Children& children);
+
     // Puts `pairs` (old key, new key, in map order) into the temporary map
     // table `name` ("temp.dv_map_window"), which it returns: a lookup joins
     // it on old and finds the first pair's new key. Pairs with no new key

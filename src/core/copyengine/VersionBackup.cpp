@@ -604,6 +604,15 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
     }
 }
 
+void VersionBackup::copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders)
+{
+    // The holder column takes the new holder key; the keyword goes through
+    // KeywordMap and keeps its key where the map has none.
+    const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
+    copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), holderColumn, holders, QString(),
+                       kKeywordRelKeywordKey, keywords, {}});
+}
+
 bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey,
                                             qint32 destinationEnvironmentKey, Connection& db)
 {
@@ -611,7 +620,7 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
     try {
         DatabaseCopy copy(db);
         const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
-                      step = QStringLiteral("tStep"), relation = QStringLiteral("tKeywordRel");
+                      step = QStringLiteral("tStep");
         const qint32 count = qint32(copy.Choose(process, kProcessKey,
                                                 QStringLiteral("tProcess s WHERE s.iProcessVerKey = ") + num(sourceVersionKey),
                                                 QStringLiteral("s.iProcessKey")));
@@ -648,25 +657,12 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
         stage = &kStepsFailed;
         const QString stepWindows = copy.Batch(stepWindow);
         const QString objects = copy.Map(QStringLiteral("object"), ObjectMap.Pairs());
-        copy.Choose(step, QStringLiteral("iStepKey"),
-                    QStringLiteral("tStep s JOIN %1 w ON s.iStepWindowKey = w.old").arg(stepWindows),
-                    QStringLiteral("w.pos, s.iStepSequenceNum, s.iStepKey"));
-        copy.Insert(step, QStringLiteral("iStepKey"), QStringList{kStepWindowKey, kStepObjectKey} + kStepColumns,
-                    QStringList{QStringLiteral("w.new"), QStringLiteral("COALESCE(m.new, s.iStepObjectKey)")} +
-                        sourceValues(kStepColumns),
-                    QStringLiteral("JOIN %1 w ON w.old = s.iStepWindowKey LEFT JOIN %2 m ON m.old = s.iStepObjectKey")
-                        .arg(stepWindows, objects));
+        copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, stepWindows, QStringLiteral("iStepSequenceNum"),
+                           kStepObjectKey, objects, kStepColumns});
 
         // The processes' keyword relations; a keyword goes through KeywordMap.
         stage = &kProcessKeywordsFailed;
-        const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
-        copy.Choose(relation, QStringLiteral("iKeywordRelKey"),
-                    QStringLiteral("tKeywordRel s JOIN %1 p ON s.iKeywordRelProcessKey = p.old").arg(processes),
-                    QStringLiteral("p.pos, s.iKeywordRelKey"));
-        copy.Insert(relation, QStringLiteral("iKeywordRelKey"), {kKeywordRelProcessKey, kKeywordRelKeywordKey},
-                    {QStringLiteral("p.new"), QStringLiteral("COALESCE(m.new, s.iKeywordRelKeywordKey)")},
-                    QStringLiteral("JOIN %1 p ON p.old = s.iKeywordRelProcessKey LEFT JOIN %2 m ON m.old = s.iKeywordRelKeywordKey")
-                        .arg(processes, keywords));
+        copyKeywordRelations(copy, kKeywordRelProcessKey, processes);
         finishProgress(count);
         m_progress.Yield();
         return true;
@@ -745,8 +741,7 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
     const QString* stage = &kCyclesFailed;
     try {
         DatabaseCopy copy(db);
-        const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess"),
-                      relation = QStringLiteral("tKeywordRel");
+        const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess");
         const qint32 count = qint32(copy.Choose(cycle, kCycleKey,
                                                 QStringLiteral("tCycle s WHERE s.iCycleVerKey = ") + num(sourceVersionKey),
                                                 QStringLiteral("s.iCycleKey")));
@@ -772,24 +767,11 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
 
         // A cycle process keeps a process outside the copy.
         stage = &kCycleProcessesFailed;
-        copy.Choose(cycleProcess, QStringLiteral("iCycleProcessKey"),
-                    QStringLiteral("tCycleProcess s JOIN %1 c ON s.iCycleKey = c.old").arg(cycles),
-                    QStringLiteral("c.pos, s.iCycleProcessKey"));
-        copy.Insert(cycleProcess, QStringLiteral("iCycleProcessKey"), QStringList{kCycleKey, kProcessKey} + kCycleProcessColumns,
-                    QStringList{QStringLiteral("c.new"), QStringLiteral("COALESCE(m.new, s.iProcessKey)")} +
-                        sourceValues(kCycleProcessColumns),
-                    QStringLiteral("JOIN %1 c ON c.old = s.iCycleKey LEFT JOIN %2 m ON m.old = s.iProcessKey")
-                        .arg(cycles, processes));
+        copy.CopyChildren({cycleProcess, QStringLiteral("iCycleProcessKey"), kCycleKey, cycles, QString(), kProcessKey,
+                           processes, kCycleProcessColumns});
 
         stage = &kCycleKeywordsFailed;
-        const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
-        copy.Choose(relation, QStringLiteral("iKeywordRelKey"),
-                    QStringLiteral("tKeywordRel s JOIN %1 c ON s.iKeywordRelCycleKey = c.old").arg(cycles),
-                    QStringLiteral("c.pos, s.iKeywordRelKey"));
-        copy.Insert(relation, QStringLiteral("iKeywordRelKey"), {kKeywordRelCycleKey, kKeywordRelKeywordKey},
-                    {QStringLiteral("c.new"), QStringLiteral("COALESCE(m.new, s.iKeywordRelKeywordKey)")},
-                    QStringLiteral("JOIN %1 c ON c.old = s.iKeywordRelCycleKey LEFT JOIN %2 m ON m.old = s.iKeywordRelKeywordKey")
-                        .arg(cycles, keywords));
+        copyKeywordRelations(copy, kKeywordRelCycleKey, cycles);
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());

@@ -170,6 +170,9 @@ private:
                                bool includeSystemScreen);
     bool copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
                                  Connection& db);
+    // The keyword relations of the holders in the batch table `holders`
+    // (processes or cycles), held by `holderColumn`.
+    void copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders);
     bool copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
     bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                             KeyMap& map);
