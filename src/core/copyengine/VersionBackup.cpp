@@ -834,28 +834,35 @@ bool VersionBackup::CopyReserved(qint32, Connection&, qint32, Connection&) { ret
 bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destination)
 {
     try {
-        Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") +
-                                  num(destinationVersionKey),
-                              destination);
+        // Only a text that holds a process call or a variable token can
+        // change (LIKE finds more, in any letter case: the rules decide).
+        const QString candidates = QStringLiteral(
+            "SELECT s.iStepKey FROM tStep s JOIN tStepWindow w ON s.iStepWindowKey = w.iStepWindowKey "
+            "WHERE w.iStepWindowVerKey = %1 AND (s.sStepArguments LIKE '%ProcessKey=%' OR s.sStepArguments LIKE '%=@%')")
+                                       .arg(destinationVersionKey);
+        const QString function = QStringLiteral("dv_fixed_step_arguments");
+        const bool defined = destination.DefineTextFunction(function, [&](const QString& text) {
+            return FixUpStepArguments(text, destinationVersionKey, ProcessMap, VariableMap).value_or(text);
+        });
+        if (defined) {
+            m_progress.SetAction(QStringLiteral("Fixing up steps...."));
+            const auto removeFunction = qScopeGuard([&] { destination.DefineTextFunction(function, nullptr); });
+            destination.Execute(QStringLiteral("UPDATE tStep SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
+                                               "AND %1(sStepArguments) IS NOT sStepArguments")
+                                    .arg(function, candidates));
+            return true;
+        }
+
+        // Elsewhere just those steps travel, and are rewritten here.
         m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-        Recordset steps;
-        ChildReads stepReads(destination, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey="), QString(),
-                             QStringLiteral("tStep"), kStepWindowKey);
-        if (stepReads.ReadsInBlocks())
-            stepReads.SetParents(ColumnKeys(stepWindows, kStepWindowKey));
-        while (!stepWindows.Eof()) {
-            stepReads.Open(steps, stepWindows.Int(kStepWindowKey));
-            while (!steps.Eof()) {
-                const std::optional<QString> rewritten =
-                    FixUpStepArguments(steps.Text(kStepArguments), destinationVersionKey, ProcessMap, VariableMap);
-                if (rewritten) {
-                    steps.SetValue(kStepArguments, *rewritten);
-                    steps.Update();
-                }
-                steps.MoveNext();
-                m_progress.Yield();
+        Recordset steps(QStringLiteral("SELECT * FROM tStep WHERE iStepKey IN (%1)").arg(candidates), destination);
+        for (; !steps.Eof(); steps.MoveNext()) {
+            const std::optional<QString> rewritten =
+                FixUpStepArguments(steps.Text(kStepArguments), destinationVersionKey, ProcessMap, VariableMap);
+            if (rewritten) {
+                steps.SetValue(kStepArguments, *rewritten);
+                steps.Update();
             }
-            stepWindows.MoveNext();
         }
         destination.SendHeldWrites();
         return true;

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 
 namespace dorvane {
 
@@ -338,6 +339,19 @@ void Connection::UseForReading()
     // Only a hint: a connection that keeps its larger cache works as well.
     if (sqlite3* handle = IsOpen() ? sqlite::Handle(d->db) : nullptr)
         sqlite::SetPageCache(handle, kSqliteReadingPageCacheKiB);
+}
+
+bool Connection::DefineTextFunction(const QString& name, std::function<QString(const QString&)> function)
+{
+    d->requireOpen();
+    sqlite3* handle = sqlite::Handle(d->db);
+    if (!handle)
+        return false;
+    // A statement kept prepared may name the function: it is prepared again.
+    if (d->sqliteStatements)
+        d->sqliteStatements->Clear();
+    sqlite::DefineTextFunction(handle, name, std::move(function));
+    return true;
 }
 
 void Connection::ReleaseMemory()

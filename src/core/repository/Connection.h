@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 namespace dorvane {
@@ -125,6 +126,13 @@ public:
     // failing row is reported by the step that wrote it. Throws
     // DbError naming the table of the rows (DbError::table()).
     void SendHeldWrites();
+
+    // Makes `function` the SQL function `name` of one text argument on this
+    // connection, for its statements to call (null for a null argument; a
+    // DbError it throws fails the statement); an empty function removes
+    // it. False, and nothing defined, on a backend whose functions live in
+    // the server (PostgreSQL).
+    bool DefineTextFunction(const QString& name, std::function<QString(const QString&)> function);
 
     // Column names of a table as the database reports them, cached per
     // connection; no rows are read.

@@ -324,6 +324,16 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
     step(5, u"ProcessKey=17"_s);
     EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
     expectFailure(u"Error while fixing up steps: "_s);
+
+    // A key past 32 bits fails the fix-up, whichever side of the database
+    // the rules run on, and writes nothing.
+    dropAbort(u"tStep"_s, u"UPDATE"_s);
+    const qint32 later = step(6, u"Run ProcessKey=17"_s);
+    step(7, u"ProcessKey=99999999999"_s);
+    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
+    ASSERT_EQ(messages.shown.size(), 1);
+    EXPECT_EQ(messages.shown.first(), u"Error while fixing up steps: Overflow"_s);
+    EXPECT_EQ(value(u"tStep"_s, later, u"sStepArguments"_s).toString(), u"Run ProcessKey=17"_s);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -13,6 +13,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace dorvane::sqlite {
 
@@ -40,7 +41,43 @@ int waitForLock(void* data, int attempt)
 int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
 constexpr int kInterruptCheckInstructions = 10000;
 
+using TextFunction = std::function<QString(const QString&)>;
+
+void callTextFunction(sqlite3_context* context, int, sqlite3_value** arguments)
+{
+    if (sqlite3_value_type(arguments[0]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(arguments[0]));
+    const int bytes = sqlite3_value_bytes(arguments[0]);
+    try {
+        const QByteArray result =
+            (*static_cast<TextFunction*>(sqlite3_user_data(context)))(QString::fromUtf8(text, bytes)).toUtf8();
+        sqlite3_result_text(context, result.constData(), int(result.size()), SQLITE_TRANSIENT);
+    } catch (const DbError& e) {
+        const QByteArray message = e.description().toUtf8();
+        sqlite3_result_error(context, message.constData(), int(message.size()));
+    }
+}
+
+void deleteTextFunction(void* function) { delete static_cast<TextFunction*>(function); }
+
 } // namespace
+
+void DefineTextFunction(sqlite3* handle, const QString& name, std::function<QString(const QString&)> function)
+{
+    const QByteArray utf8 = name.toUtf8();
+    if (!function) {
+        sqlite3_create_function_v2(handle, utf8.constData(), 1, SQLITE_UTF8, nullptr, nullptr, nullptr, nullptr, nullptr);
+        return;
+    }
+    auto* held = new TextFunction(std::move(function));
+    // On failure SQLite has called the destructor itself.
+    if (sqlite3_create_function_v2(handle, utf8.constData(), 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, held,
+                                   callTextFunction, nullptr, nullptr, deleteTextFunction) != SQLITE_OK)
+        throw DbError(QString::fromUtf8(sqlite3_errmsg(handle)));
+}
 
 sqlite3* Handle(const QSqlDatabase& db)
 {

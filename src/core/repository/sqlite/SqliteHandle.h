@@ -3,6 +3,8 @@
 #include <QElapsedTimer>
 #include <QString>
 
+#include <functional>
+
 struct sqlite3;
 class QSqlDatabase;
 
@@ -31,6 +33,11 @@ struct LockWait {
 // it waited, and the progress handler, which stops a long statement when an
 // interruption is requested. `wait` must outlive the handle.
 void InstallHandlers(sqlite3* handle, LockWait& wait);
+
+// Makes `function` the SQL function `name` of one text argument on the
+// handle (null for a null argument); a DbError it throws fails the
+// statement with its description. An empty function removes it.
+void DefineTextFunction(sqlite3* handle, const QString& name, std::function<QString(const QString&)> function);
 
 // Sets the page cache; only a hint.
 void SetPageCache(sqlite3* handle, int kibibytes);
