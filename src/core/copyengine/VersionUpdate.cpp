@@ -1,5 +1,7 @@
 #include "core/copyengine/VersionBackup.h"
 
+#include "core/copyengine/DatabaseCopy.h"
+
 #include "core/repository/Connection.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/OperationLocks.h"
@@ -16,15 +18,6 @@ QString num(qint32 key) { return QString::number(key); }
 
 const QString kFailed = QStringLiteral("Error while creating new version:");
 const QString kNotFullyCreated = QStringLiteral("! New version not fully created.");
-
-// Rewrites a key column through a map where the lookup finds it; a key not
-// in the map keeps its value.
-void remap(Recordset& rs, const QString& column, const KeyMap& map, qint32 length)
-{
-    const qint32 mapped = LookupNewKey(map, rs.Int(column), length);
-    if (mapped > 0)
-        rs.SetValue(column, mapped);
-}
 
 } // namespace
 
@@ -75,92 +68,51 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             const qint32 processes = ProcessMap.BatchCount();
 
             // The environment's other versions: their step windows that
-            // visit the source version now visit the destination version.
-            Recordset others(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(environmentKey) +
-                                 QStringLiteral(" AND iEnvironVerKey<>") + num(sourceVersionKey),
-                             db);
-            Recordset otherProcesses;
-            Recordset stepWindows;
-            Recordset steps;
-            while (!others.Eof()) {
-                otherProcesses.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") +
-                                        num(others.Int(QStringLiteral("iEnvironVerKey"))),
-                                    db);
-                while (!otherProcesses.Eof()) {
-                    stepWindows.Open(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=") +
-                                         num(otherProcesses.Int(QStringLiteral("iProcessKey"))) +
-                                         QStringLiteral(" AND iStepWindowVerKey=") + num(sourceVersionKey) +
-                                         QStringLiteral(" ORDER BY iStepWindowSequenceNum"),
-                                     db);
-                    while (!stepWindows.Eof()) {
-                        steps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=") +
-                                       num(stepWindows.Int(QStringLiteral("iStepWindowKey"))) +
-                                       QStringLiteral(" ORDER BY iStepSequenceNum"),
-                                   db);
-                        while (!steps.Eof()) {
-                            remap(steps, QStringLiteral("iStepObjectKey"), ObjectMap, ObjectMap.Length());
-                            steps.Update();
-                            steps.MoveNext();
-                        }
-                        remap(stepWindows, QStringLiteral("iStepWindowWindowKey"), WindowMap, windows);
-                        stepWindows.SetValue(QStringLiteral("iStepWindowVerKey"), destinationVersionKey);
-                        stepWindows.Update();
-                        stepWindows.MoveNext();
-                    }
-                    otherProcesses.MoveNext();
-                }
-                others.MoveNext();
-            }
+            // visit the source version now visit the destination version,
+            // their steps' objects and windows the copies. A key not in its
+            // map keeps its value.
+            DatabaseCopy copy(db);
+            const QString objectMap = copy.Map(QStringLiteral("object"), ObjectMap.Pairs());
+            const QString windowMap = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
+            const QString processMap = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+            const QString otherVersions =
+                QStringLiteral("SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironVerKey<>%2")
+                    .arg(environmentKey)
+                    .arg(sourceVersionKey);
+            const QString visiting =
+                QStringLiteral("SELECT sw.iStepWindowKey FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = "
+                               "sw.iStepWindowProcessKey WHERE p.iProcessVerKey IN (%1) AND sw.iStepWindowVerKey = %2")
+                    .arg(otherVersions)
+                    .arg(sourceVersionKey);
+            const auto remapped = [](const QString& column, const QString& table, const QString& map) {
+                return QStringLiteral("%1 = COALESCE((SELECT m.new FROM %3 m WHERE m.old = %2.%1), %1)").arg(column, table, map);
+            };
+            db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2)")
+                           .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting));
+            db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey IN (%3)")
+                           .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
+                           .arg(destinationVersionKey)
+                           .arg(visiting));
 
             // Their cycles run the destination version's copies of the
             // source version's processes.
             m_progress.SetAction(QStringLiteral("Fixing up cycles..."));
-            Recordset cycles;
-            Recordset cycleProcesses;
-            others.MoveFirst();
-            while (!others.Eof()) {
-                cycles.Open(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") +
-                                num(others.Int(QStringLiteral("iEnvironVerKey"))),
-                            db);
-                while (!cycles.Eof()) {
-                    cycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey=") +
-                                            num(cycles.Int(QStringLiteral("iCycleKey"))),
-                                        db);
-                    while (!cycleProcesses.Eof()) {
-                        const qint32 mapped =
-                            LookupNewKey(ProcessMap, cycleProcesses.Int(QStringLiteral("iProcessKey")), processes);
-                        if (mapped > 0) {
-                            cycleProcesses.SetValue(QStringLiteral("iProcessKey"), mapped);
-                            cycleProcesses.Update();
-                        }
-                        cycleProcesses.MoveNext();
-                    }
-                    cycles.MoveNext();
-                }
-                others.MoveNext();
-            }
+            db.Execute(QStringLiteral("UPDATE tCycleProcess SET %1 WHERE iCycleKey IN (SELECT iCycleKey FROM tCycle WHERE "
+                                      "iCycleVerKey IN (%2)) AND iProcessKey IN (SELECT old FROM %3)")
+                           .arg(remapped(QStringLiteral("iProcessKey"), QStringLiteral("tCycleProcess"), processMap),
+                                otherVersions, processMap));
 
             // The environment's record layouts: fields that take a variable
             // of the source version take its copy.
             m_progress.SetAction(QStringLiteral("Fixing up layouts..."));
-            Recordset layouts(QStringLiteral("SELECT * FROM tRecord WHERE iRecordEnvironmentKey=") + num(environmentKey),
-                              db);
-            Recordset fields;
-            while (!layouts.Eof()) {
-                fields.Open(QStringLiteral("SELECT  * FROM tField WHERE iFieldRecordKey=") +
-                                num(layouts.Int(QStringLiteral("iRecordKey"))),
-                            db);
-                while (!fields.Eof()) {
-                    if (fields.Int(QStringLiteral("iFieldVarAppVerKey")) == sourceVersionKey) {
-                        fields.SetValue(QStringLiteral("iFieldVarAppVerKey"), destinationVersionKey);
-                        remap(fields, QStringLiteral("iFieldVarKey"), VariableMap, VariableMap.Length());
-                        fields.Update();
-                    }
-                    fields.MoveNext();
-                }
-                m_progress.Yield();
-                layouts.MoveNext();
-            }
+            const QString variableMap = copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
+            db.Execute(QStringLiteral("UPDATE tField SET iFieldVarAppVerKey = %1, %2 WHERE iFieldVarAppVerKey = %3 AND "
+                                      "iFieldRecordKey IN (SELECT iRecordKey FROM tRecord WHERE iRecordEnvironmentKey = %4)")
+                           .arg(destinationVersionKey)
+                           .arg(remapped(QStringLiteral("iFieldVarKey"), QStringLiteral("tField"), variableMap))
+                           .arg(sourceVersionKey)
+                           .arg(environmentKey));
+            m_progress.Yield();
 
             // The destination version's own process and window pointers.
             Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(destinationVersionKey),
