@@ -336,13 +336,16 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         detailRow.Write(details, newDetails, {destinationEnvironmentKey, newVersionKey});
         m_main.SendHeldWrites();
 
+        // A version's content is copied by the database within the main
+        // connection's transaction, which reads the source as it was when
+        // the copy began: nothing it writes belongs to the source.
         const bool copied =
-            m_engine.CopyWindows(sourceVersionKey, reading, newVersionKey, m_main, includeSystemScreen) &&
-            m_engine.CopyProcesses(sourceVersionKey, sourceEnvironmentKey, reading, newVersionKey,
+            m_engine.CopyWindows(sourceVersionKey, m_main, newVersionKey, m_main, includeSystemScreen) &&
+            m_engine.CopyProcesses(sourceVersionKey, sourceEnvironmentKey, m_main, newVersionKey,
                                    destinationEnvironmentKey, m_main) &&
-            m_engine.CopyCycles(sourceVersionKey, reading, newVersionKey, m_main) &&
-            m_engine.CopyVariables(sourceVersionKey, reading, newVersionKey, m_main) &&
-            m_engine.CopyRequirements(sourceVersionKey, reading, newVersionKey, m_main) &&
+            m_engine.CopyCycles(sourceVersionKey, m_main, newVersionKey, m_main) &&
+            m_engine.CopyVariables(sourceVersionKey, m_main, newVersionKey, m_main) &&
+            m_engine.CopyRequirements(sourceVersionKey, m_main, newVersionKey, m_main) &&
             m_engine.FixUpSteps(newVersionKey, m_main);
         if (!copied)
             return false;
