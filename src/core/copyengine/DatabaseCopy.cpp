@@ -125,6 +125,14 @@ QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint3
     return table;
 }
 
+void DatabaseCopy::Run(const QString& sql)
+{
+    m_db.SendHeldWrites();
+    QSqlQuery q(m_db.database());
+    if (!q.exec(sql))
+        throw m_db.StatementFailure(q.lastError()).WithStatement(sql);
+}
+
 std::vector<std::pair<qint32, qint32>> DatabaseCopy::Pairs(const QString& table)
 {
     const QString sql = QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table));

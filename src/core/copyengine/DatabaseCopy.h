@@ -60,6 +60,10 @@ public:
     // yet are left out.
     QString Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs);
 
+    // Runs a statement of the copy's own (a function's definition) as it
+    // stands, without the data layer's translation.
+    void Run(const QString& sql);
+
     // The batch's old and new keys in position order.
     std::vector<std::pair<qint32, qint32>> Pairs(const QString& table);
 

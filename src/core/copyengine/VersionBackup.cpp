@@ -198,6 +198,58 @@ private:
     ChildReads m_reads;
 };
 
+// The rules of FixUpStepArguments as session functions of a PostgreSQL
+// connection, over the temporary maps dv_map_process and dv_map_variable:
+// numbers read as ReadArgumentNumber reads them ("Overflow" past 32 bits),
+// written as FormatArgumentNumber writes them. Positions count from 1.
+const char* const kPostgresFixUpFunctions[] = {
+    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_read_number(t text) RETURNS integer LANGUAGE plpgsql IMMUTABLE AS $f$
+DECLARE i integer := 1; n integer := length(t); negative boolean := false; v bigint := 0;
+BEGIN
+  WHILE i <= n AND substr(t, i, 1) IN (' ', chr(9)) LOOP i := i + 1; END LOOP;
+  IF i <= n AND substr(t, i, 1) IN ('-', '+') THEN negative := substr(t, i, 1) = '-'; i := i + 1; END IF;
+  WHILE i <= n AND ascii(substr(t, i, 1)) BETWEEN 48 AND 57 LOOP
+    v := v * 10 + ascii(substr(t, i, 1)) - 48;
+    IF v > 2147483648 THEN RAISE EXCEPTION 'Overflow'; END IF;
+    i := i + 1;
+  END LOOP;
+  IF negative THEN v := -v; END IF;
+  IF v > 2147483647 OR v < -2147483648 THEN RAISE EXCEPTION 'Overflow'; END IF;
+  RETURN v;
+END $f$)",
+    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_format_number(k integer) RETURNS text LANGUAGE sql IMMUTABLE AS
+$f$ SELECT CASE WHEN k >= 0 THEN ' ' || k::text ELSE k::text END $f$)",
+    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_step_arguments(arg text, destination integer) RETURNS text
+LANGUAGE plpgsql AS $f$
+DECLARE t text := arg; p integer; k integer; m integer; scan integer := 1;
+        s integer; o integer; b integer; c integer; changed boolean := false;
+BEGIN
+  IF t IS NULL THEN RETURN NULL; END IF;
+  p := strpos(t, 'ProcessKey=');
+  IF p > 0 THEN
+    k := pg_temp.dv_read_number(substr(t, p + 11));
+    SELECT new INTO m FROM dv_map_process WHERE old = k;
+    IF m > 0 THEN k := m; END IF;
+    RETURN 'ProcessKey=' || pg_temp.dv_format_number(k);
+  END IF;
+  LOOP
+    s := strpos(substr(t, scan), '=@'); EXIT WHEN s = 0; s := s + scan - 1;
+    o := strpos(substr(t, s), chr(91)); EXIT WHEN o = 0; o := o + s - 1;
+    b := strpos(substr(t, o + 1), '|'); EXIT WHEN b = 0; b := b + o;
+    c := strpos(substr(t, b + 1), chr(93)); EXIT WHEN c = 0; c := c + b;
+    k := pg_temp.dv_read_number(substr(t, b + 1, c - b - 1));
+    m := NULL;
+    SELECT new INTO m FROM dv_map_variable WHERE old = k;
+    IF m IS NOT NULL AND m <> 0 THEN k := m; END IF;
+    t := substr(t, 1, o) || pg_temp.dv_format_number(destination) || '|' || pg_temp.dv_format_number(k) || substr(t, c);
+    changed := true;
+    scan := o;
+  END LOOP;
+  IF changed THEN RETURN t; END IF;
+  RETURN arg;
+END $f$)",
+};
+
 // "s.a, s.b": the source row's own values of `columns`.
 QStringList sourceValues(const QStringList& columns)
 {
@@ -853,17 +905,18 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
             return true;
         }
 
-        // Elsewhere just those steps travel, and are rewritten here.
+        // On PostgreSQL the same rules run as session functions.
         m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-        Recordset steps(QStringLiteral("SELECT * FROM tStep WHERE iStepKey IN (%1)").arg(candidates), destination);
-        for (; !steps.Eof(); steps.MoveNext()) {
-            const std::optional<QString> rewritten =
-                FixUpStepArguments(steps.Text(kStepArguments), destinationVersionKey, ProcessMap, VariableMap);
-            if (rewritten) {
-                steps.SetValue(kStepArguments, *rewritten);
-                steps.Update();
-            }
-        }
+        DatabaseCopy copy(destination);
+        copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+        copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
+        for (const char* definition : kPostgresFixUpFunctions)
+            copy.Run(QString::fromUtf8(definition));
+        copy.Run(QStringLiteral("UPDATE tStep SET sStepArguments = pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) "
+                                "WHERE iStepKey IN (%2) AND pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) "
+                                "IS DISTINCT FROM sStepArguments::text")
+                     .arg(destinationVersionKey)
+                     .arg(candidates));
         destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {

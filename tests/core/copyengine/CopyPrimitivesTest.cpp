@@ -3,6 +3,7 @@
 // of each failing stage.
 
 #include "core/copyengine/CopyEngineFixture.h"
+#include "core/copyengine/StepArguments.h"
 
 using namespace dorvane;
 using namespace dorvane::test;
@@ -332,8 +333,38 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
     step(7, u"ProcessKey=99999999999"_s);
     EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
     ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_EQ(messages.shown.first(), u"Error while fixing up steps: Overflow"_s);
+    EXPECT_TRUE(messages.shown.first().startsWith(u"Error while fixing up steps: "_s));
+    EXPECT_TRUE(messages.shown.first().contains(u"Overflow"_s)) << shown();
     EXPECT_EQ(value(u"tStep"_s, later, u"sStepArguments"_s).toString(), u"Run ProcessKey=17"_s);
+}
+
+// The fix-up runs in the database, but by the rules of FixUpStepArguments:
+// every text comes out as that function makes it.
+TEST_P(CopyPrimitivesTest, TheDatabasesFixUpFollowsTheRulesToTheLetter)
+{
+    backup->ProcessMap.Grow(2);
+    backup->ProcessMap.StoreNext(17, 230);
+    backup->ProcessMap.StoreNext(-5, 6);
+    backup->VariableMap.Replace(2);
+    backup->VariableMap.StoreNext(12, 40);
+    backup->VariableMap.StoreNext(13, 41);
+    const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
+    const QString texts[] = {u"ProcessKey=17"_s, u"Run ProcessKey=17 now"_s, u"ProcessKey=99"_s, u"ProcessKey= \t-5x"_s,
+                             u"ProcessKey="_s, u"ProcessKey=+17"_s, u"processkey=17"_s, u"ProcessKey=17 =@[1|12]"_s,
+                             u"Value=@[5|12]"_s, u"=@[5|12] and =@x[6| 13]"_s, u"=@[5|12"_s, u"=@[5 12]"_s, u"a=@b[|]"_s,
+                             u"=@[[1|2]]"_s, u"x=@[1|12]y=@[2|99]z"_s, u"=@"_s, u"[1|12]"_s, u"Wert=@[ 7| 13] ünd"_s};
+    std::vector<std::pair<qint32, QString>> steps;
+    int sequence = 0;
+    for (const QString& text : texts)
+        steps.emplace_back(add(u"tStep"_s, {{u"iStepWindowKey"_s, copied[u"Copied/w"_s]}, {u"iStepSequenceNum"_s, ++sequence},
+                                            {u"sStepArguments"_s, text}}),
+                           text);
+    ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    for (const auto& [key, text] : steps) {
+        const QString expected =
+            FixUpStepArguments(text, copied.version, backup->ProcessMap, backup->VariableMap).value_or(text);
+        EXPECT_EQ(value(u"tStep"_s, key, u"sStepArguments"_s).toString(), expected) << text.toStdString();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
