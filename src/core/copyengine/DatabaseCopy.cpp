@@ -55,21 +55,15 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
                          .arg(batch, key, order, highest, from));
         return scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
     }
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, 0 "
-                                "FROM %4 ORDER BY %3")
-                     .arg(batch, key, order, from));
+    // The sequence is read after the rows are sorted (a volatile function
+    // of the select list is evaluated after ORDER BY), so that keys ascend
+    // with the position.
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
+                                "nextval(pg_get_serial_sequence('%5', '%6')) FROM %4 ORDER BY %3")
+                     .arg(batch, key, order, from, table.toLower(), key.toLower()));
     const qint64 count = scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
-    if (count > 0) {
-        // Taken from the sequence in one statement, then given out in
-        // ascending order by position.
-        m_db.Execute(QStringLiteral("UPDATE %1 SET new = k.key FROM (SELECT ROW_NUMBER() OVER (ORDER BY g.key) AS r, g.key "
-                                    "FROM (SELECT nextval(pg_get_serial_sequence('%2', '%3')) AS key "
-                                    "FROM generate_series(1, %4)) g) k WHERE %1.pos = k.r")
-                         .arg(batch, table.toLower(), key.toLower())
-                         .arg(count));
-        if (count > 1000)
-            m_db.Execute(QStringLiteral("ANALYZE ") + batch);
-    }
+    if (count > 1000)
+        m_db.Execute(QStringLiteral("ANALYZE ") + batch);
     return count;
 }
 

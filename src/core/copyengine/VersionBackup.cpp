@@ -912,9 +912,9 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
         copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
         for (const char* definition : kPostgresFixUpFunctions)
             copy.Run(QString::fromUtf8(definition));
-        copy.Run(QStringLiteral("UPDATE tStep SET sStepArguments = pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) "
-                                "WHERE iStepKey IN (%2) AND pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) "
-                                "IS DISTINCT FROM sStepArguments::text")
+        copy.Run(QStringLiteral("UPDATE tStep SET sStepArguments = f.fixed FROM (SELECT iStepKey AS k, sStepArguments::text "
+                                "AS old, pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) AS fixed FROM tStep "
+                                "WHERE iStepKey IN (%2)) f WHERE tStep.iStepKey = f.k AND f.fixed IS DISTINCT FROM f.old")
                      .arg(destinationVersionKey)
                      .arg(candidates));
         destination.SendHeldWrites();
