@@ -1,5 +1,7 @@
 #include "desktop/mainwindow/frmMainForm.h"
 
+#include "core/repository/SchemaDdl.h"
+
 #include "core/repository/FilePaths.h"
 #include "core/repository/Interaction.h"
 #include "core/startup/Startup.h"
@@ -79,6 +81,9 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
     repository->setObjectName(QStringLiteral("lblRepository"));
     repository->setTextInteractionFlags(Qt::TextSelectableByMouse);
     statusBar()->addWidget(repository, 1);
+    // Said once a run, where it does not stand in the way.
+    if (const QString note = UpgradeNote(m_session.repository); !note.isEmpty())
+        statusBar()->showMessage(note);
     KeepInsideScreen(*this);
 }
 

@@ -3,7 +3,6 @@
 #include "desktop/mainwindow/QtInteraction.h"
 #include "desktop/mainwindow/frmMainForm.h"
 #include "core/repository/DbError.h"
-#include "core/repository/SchemaDdl.h"
 #include "desktop/startup/SingleInstance.h"
 #include "core/startup/Startup.h"
 #include "Version.h"
@@ -11,7 +10,6 @@
 #include <QApplication>
 #include <QIcon>
 #include <QSettings>
-#include <QStatusBar>
 
 #include <cstdio>
 #include <cstring>
@@ -111,9 +109,6 @@ int main(int argc, char* argv[])
     window.restoreGeometry(settings.value(QStringLiteral("MainWindow/geometry")).toByteArray());
     dorvane::KeepInsideScreen(window);
     window.show();
-    // Said once a run, where it does not stand in the way.
-    if (const QString note = dorvane::UpgradeNote(session.repository); !note.isEmpty())
-        window.statusBar()->showMessage(note);
     const int status = app.exec();
     settings.setValue(QStringLiteral("MainWindow/geometry"), window.saveGeometry());
     return status;

@@ -6,6 +6,7 @@
 #include "desktop/mainwindow/QtInteraction.h"
 
 #include <QLabel>
+#include <QStatusBar>
 #include <QPushButton>
 
 namespace dorvane::test {
@@ -40,6 +41,19 @@ TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerR
     Retype(applications().txtAppName, u"changed"_s);
     window->close();
     EXPECT_TRUE(window->IsUnloaded() && messages.shown.isEmpty() && !session.repository.IsOpen());
+}
+
+// A repository with all its indexes needs no word on the status bar; one
+// without them (made by the suite) says that it can be upgraded.
+TEST_P(MainWindowTest, ARepositoryWithoutItsIndexesSaysItCanBeUpgraded)
+{
+    OpenWindow();
+    EXPECT_EQ(window->statusBar()->currentMessage(), QString());
+    DB_ASSERT(session.repository.Execute(u"DROP INDEX ix_tVersion_iVersionAppKey"_s));
+    // The new window is made while the first still holds the session open.
+    window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
+    EXPECT_TRUE(window->statusBar()->currentMessage().contains(u"\"dorvanectl upgrade-repository\" adds them"_s))
+        << window->statusBar()->currentMessage().toStdString();
 }
 
 // Every list is loaded, each entry with its row's key; a loader whose query
