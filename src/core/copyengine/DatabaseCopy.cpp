@@ -32,9 +32,11 @@ QString DatabaseCopy::Batch(const QString& table) const
 void DatabaseCopy::prepareBatch(const QString& table)
 {
     // Made again after a rollback, which takes a temporary table made in
-    // its transaction with it on PostgreSQL.
+    // its transaction with it on PostgreSQL. Not through Execute: a
+    // temporary table changes nothing the data layer knows of the
+    // repository's tables, and the rows it holds back stay held.
     const QString batch = Batch(table);
-    m_db.Execute(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 "
+    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 "
                                 "(pos integer PRIMARY KEY, old integer NOT NULL, new integer NOT NULL)")
                      .arg(table));
     m_db.Execute(QStringLiteral("DELETE FROM ") + batch);
@@ -63,7 +65,7 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
                      .arg(batch, key, order, from, table.toLower(), key.toLower()));
     const qint64 count = scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
     if (count > 1000)
-        m_db.Execute(QStringLiteral("ANALYZE ") + batch);
+        Run(QStringLiteral("ANALYZE ") + batch);
     return count;
 }
 
@@ -83,7 +85,8 @@ void DatabaseCopy::CopyChildren(const Children& c)
         order += QStringLiteral(", s.") + c.order;
     Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(c.table, c.parents, c.parentColumn),
            order + QStringLiteral(", s.") + c.key);
-    QStringList values{QStringLiteral("h.new"), QStringLiteral("COALESCE(m.new, s.%1)").arg(c.mapped)};
+    QStringList values{QStringLiteral("h.new"),
+                       QStringLiteral("COALESCE(m.new, %1)").arg(c.zeroWhenUnmapped ? QStringLiteral("0") : QStringLiteral("s.") + c.mapped)};
     for (const QString& column : c.kept)
         values << QStringLiteral("s.") + column;
     Insert(c.table, c.key, QStringList{c.parentColumn, c.mapped} + c.kept, values,
@@ -93,7 +96,7 @@ void DatabaseCopy::CopyChildren(const Children& c)
 QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs)
 {
     const QString table = (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;
-    m_db.Execute(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
+    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
                      .arg(name));
     m_db.Execute(QStringLiteral("DELETE FROM ") + table);
     // The first pair of an old key wins, as in a lookup of the map.
@@ -115,7 +118,7 @@ QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint3
     }
     send();
     if (!isSqlite(m_db) && pairs.size() > 1000)
-        m_db.Execute(QStringLiteral("ANALYZE ") + table);
+        Run(QStringLiteral("ANALYZE ") + table);
     return table;
 }
 

@@ -46,11 +46,13 @@ public:
     // batch `parents`, copied in their parents' order and then by `order`
     // (and their own key): the parent column takes the parent's new key,
     // the column `mapped` goes through the map table `map` and keeps its
-    // value where the map has none, and `kept` are copied as they are.
+    // value where the map has none (0 with `zeroWhenUnmapped`), and `kept`
+    // are copied as they are.
     struct Children {
         QString table, key, parentColumn, parents, order;
         QString mapped, map;
         QStringList kept;
+        bool zeroWhenUnmapped = false;
     };
     void CopyChildren(const Children& children);
 

@@ -254,7 +254,7 @@ bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& dest
     try {
         const Transaction snapshot(reading, Transaction::Kind::Snapshot);
         return copyVersions(sourceEnvironmentKey, destinationEnvironmentKey) &&
-               m_engine.CopySchedules(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
+               m_engine.CopySchedules(sourceEnvironmentKey, m_main, destinationEnvironmentKey, m_main) &&
                CopyRecordLayouts(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
                FixUpRecordsetPointers(destinationEnvironmentKey, m_main);
     } catch (const DbError& e) {

@@ -416,6 +416,36 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
     }
 }
 
+bool VersionBackup::copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db)
+{
+    const QString* stage = &kSchedulesFailed;
+    try {
+        DatabaseCopy copy(db);
+        const QString schedule = QStringLiteral("tSchedule");
+        const qint64 count = copy.Choose(schedule, kScheduleKey,
+                                         QStringLiteral("tSchedule s WHERE s.iScheduleEnvironKey = ") + num(sourceEnvironmentKey),
+                                         QStringLiteral("s.iScheduleKey"));
+        if (count == 0)
+            return true;
+        copy.Insert(schedule, kScheduleKey, QStringList{kScheduleEnvironKey} + kScheduleColumns,
+                    QStringList{num(destinationEnvironmentKey)} + sourceValues(kScheduleColumns));
+        const QString schedules = copy.Batch(schedule);
+
+        // The cycle written as the lookup gives it: 0 for a cycle not copied
+        // in this run.
+        stage = &kScheduleCyclesFailed;
+        copy.CopyChildren({QStringLiteral("tScheduleCycles"), QStringLiteral("iScheduleCyclesKey"), kScheduleKey, schedules,
+                           QString(), kCycleKey, copy.Map(QStringLiteral("cycle"), CycleMap.Pairs()), {kCycleSequenceNum},
+                           true});
+
+        stage = &kScheduleKeywordsFailed;
+        copyKeywordRelations(copy, kKeywordRelScheduleKey, schedules);
+        return true;
+    } catch (const DbError& e) {
+        return fail(*stage, e.description());
+    }
+}
+
 bool VersionBackup::copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey,
                                        Connection& db, KeyMap& map)
 {
@@ -833,6 +863,8 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
 bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
                                   Connection& destination)
 {
+    if (&source == &destination)
+        return copySchedulesInDatabase(sourceEnvironmentKey, destinationEnvironmentKey, destination);
     const QString* stage = &kSchedulesFailed;
     try {
         Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey =") +

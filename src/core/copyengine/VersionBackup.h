@@ -173,6 +173,7 @@ private:
     // The keyword relations of the holders in the batch table `holders`
     // (processes or cycles), held by `holderColumn`.
     void copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders);
+    bool copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db);
     bool copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
     bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                             KeyMap& map);
