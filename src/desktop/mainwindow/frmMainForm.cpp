@@ -81,9 +81,14 @@ frmMainForm::frmMainForm(Session& session, MessageSink& messages, ProgramLaunche
     repository->setObjectName(QStringLiteral("lblRepository"));
     repository->setTextInteractionFlags(Qt::TextSelectableByMouse);
     statusBar()->addWidget(repository, 1);
-    // Said once a run, where it does not stand in the way.
-    if (const QString note = UpgradeNote(m_session.repository); !note.isEmpty())
-        statusBar()->showMessage(note);
+    // Said once a run, beside the repository's name, where it does not
+    // stand in the way.
+    if (const QString note = UpgradeNote(m_session.repository); !note.isEmpty()) {
+        auto* upgrade = new QLabel(note);
+        upgrade->setObjectName(QStringLiteral("lblUpgradeNote"));
+        upgrade->setWordWrap(true);
+        statusBar()->addPermanentWidget(upgrade, 1);
+    }
     KeepInsideScreen(*this);
 }
 

@@ -6,7 +6,6 @@
 #include "desktop/mainwindow/QtInteraction.h"
 
 #include <QLabel>
-#include <QStatusBar>
 #include <QPushButton>
 
 namespace dorvane::test {
@@ -48,12 +47,13 @@ TEST_P(MainWindowTest, AnEmptyRepositoryShowsTheFourPagesAndStartsLumenoOncePerR
 TEST_P(MainWindowTest, ARepositoryWithoutItsIndexesSaysItCanBeUpgraded)
 {
     OpenWindow();
-    EXPECT_EQ(window->statusBar()->currentMessage(), QString());
+    EXPECT_EQ(window->findChild<QLabel*>(u"lblUpgradeNote"_s), nullptr);
     DB_ASSERT(session.repository.Execute(u"DROP INDEX ix_tVersion_iVersionAppKey"_s));
     // The new window is made while the first still holds the session open.
     window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
-    EXPECT_TRUE(window->statusBar()->currentMessage().contains(u"\"dorvanectl upgrade-repository\" adds them"_s))
-        << window->statusBar()->currentMessage().toStdString();
+    const auto* note = window->findChild<QLabel*>(u"lblUpgradeNote"_s);
+    ASSERT_NE(note, nullptr);
+    EXPECT_TRUE(note->text().contains(u"\"dorvanectl upgrade-repository\" adds them"_s)) << note->text().toStdString();
 }
 
 // Every list is loaded, each entry with its row's key; a loader whose query
