@@ -158,7 +158,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 
 TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 {
-    PointSettingsAtRepository();
+    MakeBackupTemplate();
     OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     // Copy fills the chosen empty version from the listed one and leaves the
     // environment's versions as they were.

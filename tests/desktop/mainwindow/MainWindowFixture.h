@@ -4,7 +4,6 @@
 // an administrator does.
 
 #include "desktop/mainwindow/frmMainForm.h"
-#include "core/startup/Registry.h"
 #include "core/startup/Startup.h"
 #include "support/TestSupport.h"
 #include "support/WidgetDriving.h"
@@ -35,16 +34,13 @@ struct RecordingPrinter : ReportPrinter {
 class MainWindowFixture : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override { m_db = std::make_unique<TestDatabase>(GetParam()); }
-    void TearDown() override { window.reset(); session.Close(); SetSettingsFileOverride(QString()); }
+    void TearDown() override { window.reset(); session.Close(); }
 
-    // Points the settings at the test repository, so that the copy runs'
-    // second connection reaches it; the installation folder (ExePath) is
-    // the test's folder, with the backup template.
-    void PointSettingsAtRepository()
+    // The backup template in the installation folder (the test's folder),
+    // for the window's backups.
+    void MakeBackupTemplate()
     {
-        const QString dir = m_db->tempPath();
-        MakeDatabaseFile(dir + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
-        UseSettings(dir, uR"("ExePath"="%1"|)"_s.arg(dir) + m_db->settings());
+        MakeDatabaseFile(m_db->tempPath() + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
     }
 
     // Builds the repository and opens the window on it; the window is shown
