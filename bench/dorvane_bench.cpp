@@ -34,7 +34,7 @@
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
 #include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"

@@ -12,7 +12,7 @@
 // before the next copy starts, so both copies see the same table.
 
 #include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Recordset.h"
 
 #include <QCoreApplication>

@@ -20,7 +20,7 @@
 #include "core/environments/EnvironmentBackup.h"
 #include "desktop/mainwindow/frmMainForm.h"
 #include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Interaction.h"
 #include "core/startup/Startup.h"
 #include "core/users/UserRecords.h"

@@ -1,6 +1,6 @@
 #include "cli/Cli.h"
 
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/SchemaDdl.h"
 #include "core/startup/Startup.h"
 

@@ -3,7 +3,7 @@
 // Running the built dorvanectl from a test. DORVANECTL_PATH is set by the
 // build for each test program that includes this.
 
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "support/TestSupport.h"
 
 #include <QProcess>

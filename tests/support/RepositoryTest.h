@@ -3,7 +3,7 @@
 // A fresh repository per test, and the builders of its rows.
 
 #include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Recordset.h"
 #include "support/TestSupport.h"
 

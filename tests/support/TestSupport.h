@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/repository/Connection.h"
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Interaction.h"
 
 #include <gtest/gtest.h>

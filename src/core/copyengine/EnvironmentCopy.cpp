@@ -2,7 +2,7 @@
 
 #include "core/applications/AppFolders.h"
 #include "core/copyengine/CopyStep.h"
-#include "core/environments/EnvironmentUsers.h"
+#include "core/users/ModuleRights.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"

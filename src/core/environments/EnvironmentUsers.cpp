@@ -27,31 +27,6 @@ QString registrationSql(qint32 userKey, qint32 environKey)
 
 } // namespace
 
-QString RightColumn(ModuleRight right)
-{
-    switch (right) {
-    case ModuleRight::Dorvane: return QStringLiteral("bDorvane");
-    case ModuleRight::Omrik: return QStringLiteral("bOmrik");
-    case ModuleRight::Zulane: return QStringLiteral("bZulane");
-    case ModuleRight::Vantrel: return QStringLiteral("bVantrel");
-    case ModuleRight::Krestin: return QStringLiteral("bKrestin");
-    }
-    return QString();
-}
-
-QStringList RightColumns()
-{
-    QStringList columns;
-    for (const ModuleRight right : kModuleRights)
-        columns << RightColumn(right);
-    return columns;
-}
-
-QString RightCheckBox(ModuleRight right)
-{
-    return QStringLiteral("ck") + RightColumn(right).mid(1);
-}
-
 void MoveUserEntry(ListEntries& from, int& fromSelection, ListEntries& to, int& toSelection, int index)
 {
     if (index < 0 || index >= from.size())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/lists/ListQueries.h"
+#include "core/users/ModuleRights.h"
 #include "core/users/UserRecords.h"
 
 #include <QString>
@@ -16,20 +17,6 @@ class Connection;
 class CurrentUserKey;
 class EnvironmentRecords;
 class MessageSink;
-
-// The suite's modules a registration carries a right for, in the order
-// the check boxes are cleared: ckDorvane, ckOmrik, ckZulane, ckVantrel,
-// ckKrestin.
-enum class ModuleRight { Dorvane, Omrik, Zulane, Vantrel, Krestin };
-inline constexpr std::array<ModuleRight, 5> kModuleRights = {ModuleRight::Dorvane, ModuleRight::Omrik,
-                                                             ModuleRight::Zulane, ModuleRight::Vantrel,
-                                                             ModuleRight::Krestin};
-// "bDorvane" ... "bKrestin".
-QString RightColumn(ModuleRight right);
-// The five columns of a registration's rights, in kModuleRights order.
-QStringList RightColumns();
-// "ckDorvane" ... "ckKrestin".
-QString RightCheckBox(ModuleRight right);
 
 // The five boxes, indexed by ModuleRight.
 using ModuleRights = std::array<bool, 5>;

@@ -1,4 +1,4 @@
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Schema.h"
 #include "core/repository/RepositoryFixture.h"
 

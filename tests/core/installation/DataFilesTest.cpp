@@ -1,7 +1,7 @@
 #include "core/applications/ApplicationRecords.h"
 #include "core/applications/SystemScreen.h"
-#include "core/repository/DataFiles.h"
-#include "core/repository/Installation.h"
+#include "core/installation/DataFiles.h"
+#include "core/installation/Installation.h"
 #include "core/repository/Schema.h"
 #include "core/repository/RepositoryFixture.h"
 

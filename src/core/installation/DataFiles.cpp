@@ -1,4 +1,4 @@
-#include "core/repository/DataFiles.h"
+#include "core/installation/DataFiles.h"
 
 #include "core/applications/ApplicationRecords.h"
 #include "core/applications/SystemScreen.h"

@@ -1,6 +1,6 @@
-#include "core/repository/Installation.h"
+#include "core/installation/Installation.h"
 
-#include "core/repository/DataFiles.h"
+#include "core/installation/DataFiles.h"
 #include "core/repository/FilePaths.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Transaction.h"
