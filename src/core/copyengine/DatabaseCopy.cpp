@@ -23,6 +23,19 @@ qint64 scalar(Connection& db, const QString& sql)
 
 } // namespace
 
+QStringList DatabaseCopy::Kept(const QStringList& columns)
+{
+    QStringList values;
+    for (const QString& column : columns)
+        values << QStringLiteral("s.") + column;
+    return values;
+}
+
+QString DatabaseCopy::Lookup(const QString& map, const QString& column)
+{
+    return QStringLiteral("(SELECT m.new FROM %1 m WHERE m.old = %2)").arg(map, column);
+}
+
 QString DatabaseCopy::Batch(const QString& table) const
 {
     // PostgreSQL finds temporary tables first by the unqualified name.
@@ -85,10 +98,10 @@ void DatabaseCopy::CopyChildren(const Children& c)
         order += QStringLiteral(", s.") + c.order;
     Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(c.table, c.parents, c.parentColumn),
            order + QStringLiteral(", s.") + c.key);
-    QStringList values{QStringLiteral("h.new"),
-                       QStringLiteral("COALESCE(m.new, %1)").arg(c.zeroWhenUnmapped ? QStringLiteral("0") : QStringLiteral("s.") + c.mapped)};
-    for (const QString& column : c.kept)
-        values << QStringLiteral("s.") + column;
+    const QStringList values = QStringList{QStringLiteral("h.new"), QStringLiteral("COALESCE(m.new, %1)")
+                                                                        .arg(c.zeroWhenUnmapped ? QStringLiteral("0")
+                                                                                                : QStringLiteral("s.") + c.mapped)} +
+                               Kept(c.kept);
     Insert(c.table, c.key, QStringList{c.parentColumn, c.mapped} + c.kept, values,
            QStringLiteral("JOIN %1 h ON h.old = s.%2 LEFT JOIN %3 m ON m.old = s.%4").arg(c.parents, c.parentColumn, c.map, c.mapped));
 }

@@ -27,6 +27,12 @@ class DatabaseCopy {
 public:
     explicit DatabaseCopy(Connection& connection) : m_db(connection) {}
 
+    // "s.a, s.b": the source row's own values of `columns`, for Insert.
+    static QStringList Kept(const QStringList& columns);
+    // The new key of `column`'s value in the map table `map`, null where
+    // the map has none: "(SELECT m.new FROM map m WHERE m.old = column)".
+    static QString Lookup(const QString& map, const QString& column);
+
     // The batch table of `table`, for joins ("temp.dv_batch_tWindow").
     QString Batch(const QString& table) const;
 

@@ -250,15 +250,6 @@ BEGIN
 END $f$)",
 };
 
-// "s.a, s.b": the source row's own values of `columns`.
-QStringList sourceValues(const QStringList& columns)
-{
-    QStringList values;
-    for (const QString& column : columns)
-        values << QStringLiteral("s.") + column;
-    return values;
-}
-
 } // namespace
 
 void VersionBackup::storeBatch(KeyMap& map, DatabaseCopy& copy, const QString& table)
@@ -394,7 +385,7 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
         startProgress(QStringLiteral("Windows in "), count);
         // A window's parent window key is copied as it stands.
         copy.Insert(QStringLiteral("tWindow"), kWindowKey, QStringList{kWindowVerKey} + kWindowColumns,
-                    QStringList{num(destinationVersionKey)} + sourceValues(kWindowColumns));
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kWindowColumns));
         storeBatch(WindowMap, copy, QStringLiteral("tWindow"));
 
         // The objects of each window, window by window.
@@ -405,7 +396,7 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
         if (objects > 0) {
             ObjectMap.Grow(objects);
             copy.Insert(QStringLiteral("tObject"), kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
-                        QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + sourceValues(kObjectColumns),
+                        QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + DatabaseCopy::Kept(kObjectColumns),
                         QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey").arg(windowBatch));
             storeBatch(ObjectMap, copy, QStringLiteral("tObject"));
         }
@@ -428,7 +419,7 @@ bool VersionBackup::copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 
         if (count == 0)
             return true;
         copy.Insert(schedule, kScheduleKey, QStringList{kScheduleEnvironKey} + kScheduleColumns,
-                    QStringList{num(destinationEnvironmentKey)} + sourceValues(kScheduleColumns));
+                    QStringList{num(destinationEnvironmentKey)} + DatabaseCopy::Kept(kScheduleColumns));
         const QString schedules = copy.Batch(schedule);
 
         // The cycle written as the lookup gives it: 0 for a cycle not copied
@@ -461,7 +452,7 @@ bool VersionBackup::copyListInDatabase(const ListCopy& list, qint32 sourceVersio
         startProgress(list.label, count);
         map.Replace(count);
         copy.Insert(list.table, list.key, QStringList{list.parent} + list.columns,
-                    QStringList{num(destinationVersionKey)} + sourceValues(list.columns));
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns));
         storeBatch(map, copy, list.table);
         finishProgress(count);
         m_progress.Yield();
@@ -712,7 +703,7 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
         startProgress(QStringLiteral("Processes in "), count);
         // iProcessRequirementKey and iProcessDependencyKey keep the source keys.
         copy.Insert(process, kProcessKey, QStringList{kProcessVerKey} + kProcessColumns,
-                    QStringList{num(destinationVersionKey)} + sourceValues(kProcessColumns));
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kProcessColumns));
         storeBatch(ProcessMap, copy, process);
         const QString processes = copy.Batch(process);
 
@@ -834,15 +825,14 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
         // through ProcessMap and becomes 0 when the process was not copied.
         const QString processes = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
         const auto unlessZero = [&](const QString& column) {
-            return QStringLiteral("CASE WHEN COALESCE(s.%1, 0) = 0 THEN s.%1 ELSE COALESCE((SELECT m.new FROM %2 m "
-                                  "WHERE m.old = s.%1), 0) END")
-                .arg(column, processes);
+            return QStringLiteral("CASE WHEN COALESCE(s.%1, 0) = 0 THEN s.%1 ELSE COALESCE(%2, 0) END")
+                .arg(column, DatabaseCopy::Lookup(processes, QStringLiteral("s.") + column));
         };
         copy.Insert(cycle, kCycleKey,
                     QStringList{kCycleVerKey} + kCycleColumnsBeforeDependency + QStringList{kCycleDependencyKey} +
                         kCycleColumnsAfterDependency + QStringList{kCycleStartStateKey, kCycleExecStatus},
-                    QStringList{num(destinationVersionKey)} + sourceValues(kCycleColumnsBeforeDependency) +
-                        QStringList{unlessZero(kCycleDependencyKey)} + sourceValues(kCycleColumnsAfterDependency) +
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kCycleColumnsBeforeDependency) +
+                        QStringList{unlessZero(kCycleDependencyKey)} + DatabaseCopy::Kept(kCycleColumnsAfterDependency) +
                         QStringList{unlessZero(kCycleStartStateKey), QStringLiteral("s.") + kCycleExecStatus});
         storeBatch(CycleMap, copy, cycle);
         const QString cycles = copy.Batch(cycle);

@@ -85,7 +85,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                     .arg(otherVersions)
                     .arg(sourceVersionKey);
             const auto remapped = [](const QString& column, const QString& table, const QString& map) {
-                return QStringLiteral("%1 = COALESCE((SELECT m.new FROM %3 m WHERE m.old = %2.%1), %1)").arg(column, table, map);
+                return QStringLiteral("%1 = COALESCE(%2, %1)").arg(column, DatabaseCopy::Lookup(map, table + u'.' + column));
             };
             db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2)")
                            .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting));
