@@ -12,16 +12,31 @@ namespace {
 
 bool isSqlite(Connection& db) { return db.backend() == BackendKind::Sqlite; }
 
-qint64 scalar(Connection& db, const QString& sql)
+} // namespace
+
+QString DatabaseCopy::TableOn(const Connection& connection, Side side, const QString& table)
 {
-    QSqlQuery q(db.database());
-    q.setForwardOnly(true);
-    if (!q.exec(sql) || !q.next())
-        throw db.StatementFailure(q.lastError()).WithStatement(sql);
-    return q.value(0).toLongLong();
+    if (connection.backend() == BackendKind::Sqlite)
+        return (side == Side::File ? QStringLiteral("dv_file.") : QStringLiteral("main.")) + table;
+    // PostgreSQL finds temporary tables first by the unqualified name.
+    return side == Side::File ? QStringLiteral("dv_file_") + table : table;
 }
 
-} // namespace
+QString DatabaseCopy::ExactlyEqual(const QString& a, const QString& b) const
+{
+    return isSqlite(m_db) ? QStringLiteral("%1 = %2 COLLATE BINARY").arg(a, b)
+                          : QStringLiteral("%1::text = %2::text").arg(a, b);
+}
+
+qint64 DatabaseCopy::Scalar(const QString& sql)
+{
+    m_db.SendHeldWrites();
+    QSqlQuery q(m_db.database());
+    q.setForwardOnly(true);
+    if (!q.exec(sql))
+        throw m_db.StatementFailure(q.lastError()).WithStatement(sql);
+    return q.next() ? q.value(0).toLongLong() : 0;
+}
 
 QStringList DatabaseCopy::Kept(const QStringList& columns)
 {
@@ -59,16 +74,18 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
 {
     prepareBatch(table);
     const QString batch = Batch(table);
-    if (isSqlite(m_db)) {
+    if (isSqlite(m_db) || m_destination == Side::File) {
         // The highest key ever handed out: AUTOINCREMENT goes on from there.
-        const QString highest = QStringLiteral(
-            "(SELECT MAX(k) FROM (SELECT MAX(%2) AS k FROM main.%1 UNION ALL "
-            "SELECT seq FROM main.sqlite_sequence WHERE name = '%1' COLLATE NOCASE))")
-                                    .arg(table, key);
+        const QString destination = Destination(table);
+        QString highest = QStringLiteral("SELECT MAX(%1) AS k FROM %2").arg(key, destination);
+        if (isSqlite(m_db))
+            highest += QStringLiteral(" UNION ALL SELECT seq FROM %1sqlite_sequence WHERE name = '%2' COLLATE NOCASE")
+                           .arg(destination.section(QLatin1Char('.'), 0, 0) + QLatin1Char('.'), table);
         m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
-                                    "COALESCE(%4, 0) + ROW_NUMBER() OVER (ORDER BY %3) FROM %5 ORDER BY %3")
+                                    "COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER (ORDER BY %3) "
+                                    "FROM %5 ORDER BY %3")
                          .arg(batch, key, order, highest, from));
-        return scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+        return Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
     }
     // The sequence is read after the rows are sorted (a volatile function
     // of the select list is evaluated after ORDER BY), so that keys ascend
@@ -76,7 +93,7 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
     m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
                                 "nextval(pg_get_serial_sequence('%5', '%6')) FROM %4 ORDER BY %3")
                      .arg(batch, key, order, from, table.toLower(), key.toLower()));
-    const qint64 count = scalar(m_db, QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+    const qint64 count = Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
     if (count > 1000)
         Run(QStringLiteral("ANALYZE ") + batch);
     return count;
@@ -85,10 +102,10 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                      const QString& joins)
 {
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 b JOIN %1 s ON s.%2 = b.old %6 "
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 b JOIN %6 s ON s.%2 = b.old %7 "
                                 "ORDER BY b.pos")
-                     .arg(table, key, columns.join(QStringLiteral(", ")), values.join(QStringLiteral(", ")), Batch(table),
-                          joins));
+                     .arg(Destination(table), key, columns.join(QStringLiteral(", ")), values.join(QStringLiteral(", ")),
+                          Batch(table), Source(table), joins));
 }
 
 void DatabaseCopy::CopyChildren(const Children& c)
@@ -96,7 +113,7 @@ void DatabaseCopy::CopyChildren(const Children& c)
     QString order = QStringLiteral("h.pos");
     if (!c.order.isEmpty())
         order += QStringLiteral(", s.") + c.order;
-    Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(c.table, c.parents, c.parentColumn),
+    Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(Source(c.table), c.parents, c.parentColumn),
            order + QStringLiteral(", s.") + c.key);
     const QStringList values = QStringList{QStringLiteral("h.new"), QStringLiteral("COALESCE(m.new, %1)")
                                                                         .arg(c.zeroWhenUnmapped ? QStringLiteral("0")
@@ -145,7 +162,12 @@ void DatabaseCopy::Run(const QString& sql)
 
 std::vector<std::pair<qint32, qint32>> DatabaseCopy::Pairs(const QString& table)
 {
-    const QString sql = QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table));
+    return Rows(QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table)));
+}
+
+std::vector<std::pair<qint32, qint32>> DatabaseCopy::Rows(const QString& sql)
+{
+    m_db.SendHeldWrites();
     QSqlQuery q(m_db.database());
     q.setForwardOnly(true);
     if (!q.exec(sql))

@@ -23,9 +23,28 @@ class Connection;
 // have given them. On SQLite the new keys follow the table's highest key
 // (the connection holds the write lock); on PostgreSQL they come from the
 // key column's identity sequence, as another program's would.
+//
+// The rows may also cross between the repository and a backup file opened
+// on the same connection (Side::File): on SQLite the file is attached as
+// the schema dv_file; on PostgreSQL its tables are staged in temporary
+// tables dv_file_<table>. A file's new keys follow its table's highest key.
 class DatabaseCopy {
 public:
-    explicit DatabaseCopy(Connection& connection) : m_db(connection) {}
+    enum class Side { Repository, File };
+
+    explicit DatabaseCopy(Connection& connection, Side source = Side::Repository, Side destination = Side::Repository)
+        : m_db(connection), m_source(source), m_destination(destination)
+    {
+    }
+
+    // The name of `table` on a side of `connection`, for SQL text.
+    static QString TableOn(const Connection& connection, Side side, const QString& table);
+    QString Source(const QString& table) const { return TableOn(m_db, m_source, table); }
+    QString Destination(const QString& table) const { return TableOn(m_db, m_destination, table); }
+
+    // "a = b" comparing two texts exactly, letter case included (the
+    // repository's own comparison of texts ignores it).
+    QString ExactlyEqual(const QString& a, const QString& b) const;
 
     // "s.a, s.b": the source row's own values of `columns`, for Insert.
     static QStringList Kept(const QStringList& columns);
@@ -37,8 +56,9 @@ public:
     QString Batch(const QString& table) const;
 
     // Chooses the rows of `table` that `from` names (a FROM clause's body
-    // naming the table as s, with any joins and a WHERE condition) into the
-    // table's batch, in `order`, each with a new key. Returns how many.
+    // naming the source table as s, with any joins and a WHERE condition)
+    // into the table's batch, in `order`, each with a new key in the
+    // destination. Returns how many.
     qint64 Choose(const QString& table, const QString& key, const QString& from, const QString& order);
 
     // Writes a copy of every row of the table's batch, in position order:
@@ -74,11 +94,17 @@ public:
 
     // The batch's old and new keys in position order.
     std::vector<std::pair<qint32, qint32>> Pairs(const QString& table);
+    // The two numbers of each row the statement returns.
+    std::vector<std::pair<qint32, qint32>> Rows(const QString& sql);
+    // The first number the statement returns (0 when it returns no row).
+    qint64 Scalar(const QString& sql);
 
 private:
     void prepareBatch(const QString& table);
 
     Connection& m_db;
+    Side m_source;
+    Side m_destination;
 };
 
 } // namespace dorvane

@@ -374,8 +374,8 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
                                           bool includeSystemScreen)
 {
     try {
-        DatabaseCopy copy(db);
-        QString windows = QStringLiteral("tWindow s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
+        DatabaseCopy copy = databaseCopy(db);
+        QString windows = copy.Source(QStringLiteral("tWindow")) + QStringLiteral(" s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
         if (!includeSystemScreen)
             windows += QStringLiteral(" AND s.sWindowPhysicalName <> '[System Screen]'");
         const qint32 count = qint32(copy.Choose(QStringLiteral("tWindow"), kWindowKey, windows, QStringLiteral("s.iWindowKey")));
@@ -391,7 +391,7 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
         // The objects of each window, window by window.
         const QString windowBatch = copy.Batch(QStringLiteral("tWindow"));
         const qint32 objects = qint32(copy.Choose(QStringLiteral("tObject"), kObjectKey,
-                                                  QStringLiteral("tObject s JOIN %1 w ON s.iObjectWindowKey = w.old").arg(windowBatch),
+                                                  QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old").arg(copy.Source(QStringLiteral("tObject")), windowBatch),
                                                   QStringLiteral("w.pos, s.iObjectKey")));
         if (objects > 0) {
             ObjectMap.Grow(objects);
@@ -411,10 +411,10 @@ bool VersionBackup::copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 
 {
     const QString* stage = &kSchedulesFailed;
     try {
-        DatabaseCopy copy(db);
+        DatabaseCopy copy = databaseCopy(db);
         const QString schedule = QStringLiteral("tSchedule");
         const qint64 count = copy.Choose(schedule, kScheduleKey,
-                                         QStringLiteral("tSchedule s WHERE s.iScheduleEnvironKey = ") + num(sourceEnvironmentKey),
+                                         copy.Source(schedule) + QStringLiteral(" s WHERE s.iScheduleEnvironKey = ") + num(sourceEnvironmentKey),
                                          QStringLiteral("s.iScheduleKey"));
         if (count == 0)
             return true;
@@ -441,9 +441,9 @@ bool VersionBackup::copyListInDatabase(const ListCopy& list, qint32 sourceVersio
                                        Connection& db, KeyMap& map)
 {
     try {
-        DatabaseCopy copy(db);
+        DatabaseCopy copy = databaseCopy(db);
         const qint32 count = qint32(copy.Choose(list.table, list.key,
-                                                QStringLiteral("%1 s WHERE s.%2 = %3").arg(list.table, list.parent, num(sourceVersionKey)),
+                                                QStringLiteral("%1 s WHERE s.%2 = %3").arg(copy.Source(list.table), list.parent, num(sourceVersionKey)),
                                                 QStringLiteral("s.") + list.key));
         if (count == 0) {
             map.Replace(0);
@@ -521,9 +521,64 @@ bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source
     }
 }
 
+bool VersionBackup::copyKeywordsInDatabase(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db,
+                                           bool matchByName)
+{
+    try {
+        DatabaseCopy copy = databaseCopy(db);
+        const QString keyword = QStringLiteral("tKeyword");
+        const QString source = copy.Source(keyword), destination = copy.Destination(keyword);
+        const QString ofSourceApp = QStringLiteral(" s WHERE s.iKeywordAppKey = ") + num(sourceAppKey);
+        const qint32 count = qint32(copy.Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + source + ofSourceApp));
+        KeywordMap.Grow(count);
+        if (count == 0)
+            return true;
+        startProgress(QStringLiteral("Keywords in "), count);
+        // With matchByName a keyword whose exact name (letter case counts)
+        // the destination application has already maps to the first such
+        // keyword, and of the others only the first of each exact name is
+        // added, the later ones mapping to it.
+        const auto namedIn = [&](const QString& table, const QString& alias, const QString& condition) {
+            return QStringLiteral("EXISTS (SELECT 1 FROM %1 %2 WHERE %3 AND %4)")
+                .arg(table, alias, condition, copy.ExactlyEqual(alias + QStringLiteral(".sKeywordName"),
+                                                                QStringLiteral("s.sKeywordName")));
+        };
+        QString added = source + ofSourceApp;
+        if (matchByName) {
+            added += QStringLiteral(" AND NOT ") +
+                     namedIn(destination, QStringLiteral("d"), QStringLiteral("d.iKeywordAppKey = ") + num(destinationAppKey)) +
+                     QStringLiteral(" AND NOT ") +
+                     namedIn(source, QStringLiteral("e"),
+                             QStringLiteral("e.iKeywordAppKey = s.iKeywordAppKey AND e.iKeywordKey < s.iKeywordKey"));
+        }
+        copy.Choose(keyword, kKeywordKey, added, QStringLiteral("s.iKeywordKey"));
+        copy.Insert(keyword, kKeywordKey, {kKeywordAppKey, kKeywordName, kKeywordDesc},
+                    {num(destinationAppKey), QStringLiteral("s.sKeywordName"), QStringLiteral("s.sKeywordDesc")});
+        if (!matchByName) {
+            storeBatch(KeywordMap, copy, keyword);
+        } else {
+            const QString pairs =
+                QStringLiteral("SELECT s.iKeywordKey, (SELECT MIN(d.iKeywordKey) FROM %1 d WHERE d.iKeywordAppKey = %2 AND %3) "
+                               "FROM %4%5 ORDER BY s.iKeywordKey")
+                    .arg(destination, num(destinationAppKey),
+                         copy.ExactlyEqual(QStringLiteral("d.sKeywordName"), QStringLiteral("s.sKeywordName")), source,
+                         ofSourceApp);
+            for (const auto& [oldKey, newKey] : copy.Rows(pairs))
+                KeywordMap.StoreNext(oldKey, newKey);
+        }
+        finishProgress(count);
+        m_progress.Yield();
+        return true;
+    } catch (const DbError& e) {
+        return fail(kKeywordsFailed, e.description());
+    }
+}
+
 bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey,
                                  Connection& destination, bool matchByName)
 {
+    if (&source == &destination)
+        return copyKeywordsInDatabase(sourceAppKey, destinationAppKey, destination, matchByName);
     try {
         Recordset keywords(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey = ") + num(sourceAppKey), source);
         const qint32 count = CountRecords(&keywords);
@@ -691,11 +746,11 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
 {
     const QString* stage = &kProcessesFailed;
     try {
-        DatabaseCopy copy(db);
+        DatabaseCopy copy = databaseCopy(db);
         const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
                       step = QStringLiteral("tStep");
         const qint32 count = qint32(copy.Choose(process, kProcessKey,
-                                                QStringLiteral("tProcess s WHERE s.iProcessVerKey = ") + num(sourceVersionKey),
+                                                copy.Source(process) + QStringLiteral(" s WHERE s.iProcessVerKey = ") + num(sourceVersionKey),
                                                 QStringLiteral("s.iProcessKey")));
         ProcessMap.Grow(count);
         if (count == 0)
@@ -713,10 +768,10 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
         stage = &kStepWindowsFailed;
         const QString windows = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
         copy.Choose(stepWindow, kStepWindowKey,
-                    QStringLiteral("tStepWindow s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE NOT "
-                                   "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM tStepWindow c "
+                    QStringLiteral("%2 s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE NOT "
+                                   "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM %2 c "
                                    "WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
-                        .arg(processes),
+                        .arg(processes, copy.Source(stepWindow)),
                     QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
         copy.Insert(stepWindow, kStepWindowKey,
                     {kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowSequenceNum, kStepWindowVerKey,
@@ -813,10 +868,10 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
 {
     const QString* stage = &kCyclesFailed;
     try {
-        DatabaseCopy copy(db);
+        DatabaseCopy copy = databaseCopy(db);
         const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess");
         const qint32 count = qint32(copy.Choose(cycle, kCycleKey,
-                                                QStringLiteral("tCycle s WHERE s.iCycleVerKey = ") + num(sourceVersionKey),
+                                                copy.Source(cycle) + QStringLiteral(" s WHERE s.iCycleVerKey = ") + num(sourceVersionKey),
                                                 QStringLiteral("s.iCycleKey")));
         CycleMap.Grow(count);
         if (count == 0)
@@ -910,10 +965,12 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
     try {
         // Only a text that holds a process call or a variable token can
         // change (LIKE finds more, in any letter case: the rules decide).
+        DatabaseCopy copy = databaseCopy(destination);
+        const QString steps = copy.Destination(QStringLiteral("tStep"));
         const QString candidates = QStringLiteral(
-            "SELECT s.iStepKey FROM tStep s JOIN tStepWindow w ON s.iStepWindowKey = w.iStepWindowKey "
+            "SELECT s.iStepKey FROM %2 s JOIN %3 w ON s.iStepWindowKey = w.iStepWindowKey "
             "WHERE w.iStepWindowVerKey = %1 AND (s.sStepArguments LIKE '%ProcessKey=%' OR s.sStepArguments LIKE '%=@%')")
-                                       .arg(destinationVersionKey);
+                                       .arg(num(destinationVersionKey), steps, copy.Destination(QStringLiteral("tStepWindow")));
         const QString function = QStringLiteral("dv_fixed_step_arguments");
         const bool defined = destination.DefineTextFunction(function, [&](const QString& text) {
             return FixUpStepArguments(text, destinationVersionKey, ProcessMap, VariableMap).value_or(text);
@@ -921,24 +978,22 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destina
         if (defined) {
             m_progress.SetAction(QStringLiteral("Fixing up steps...."));
             const auto removeFunction = qScopeGuard([&] { destination.DefineTextFunction(function, nullptr); });
-            destination.Execute(QStringLiteral("UPDATE tStep SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
+            destination.Execute(QStringLiteral("UPDATE %3 SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
                                                "AND %1(sStepArguments) IS NOT sStepArguments")
-                                    .arg(function, candidates));
+                                    .arg(function, candidates, steps));
             return true;
         }
 
         // On PostgreSQL the same rules run as session functions.
         m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-        DatabaseCopy copy(destination);
         copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
         copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
         for (const char* definition : kPostgresFixUpFunctions)
             copy.Run(QString::fromUtf8(definition));
-        copy.Run(QStringLiteral("UPDATE tStep SET sStepArguments = f.fixed FROM (SELECT iStepKey AS k, sStepArguments::text "
-                                "AS old, pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) AS fixed FROM tStep "
-                                "WHERE iStepKey IN (%2)) f WHERE tStep.iStepKey = f.k AND f.fixed IS DISTINCT FROM f.old")
-                     .arg(destinationVersionKey)
-                     .arg(candidates));
+        copy.Run(QStringLiteral("UPDATE %3 t SET sStepArguments = f.fixed FROM (SELECT iStepKey AS k, sStepArguments::text "
+                                "AS old, pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) AS fixed FROM %3 "
+                                "WHERE iStepKey IN (%2)) f WHERE t.iStepKey = f.k AND f.fixed IS DISTINCT FROM f.old")
+                     .arg(num(destinationVersionKey), candidates, steps));
         destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
@@ -960,6 +1015,22 @@ const QStringList& VersionWindowPointers()
 {
     static const QStringList columns = {QStringLiteral("iVersionInitialWindow"), QStringLiteral("iVersionMainWindow")};
     return columns;
+}
+
+void VersionBackup::RemapVersionPointers(qint32 versionKey, Connection& db)
+{
+    DatabaseCopy copy = databaseCopy(db);
+    const QString processes = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+    const QString windows = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
+    QStringList sets;
+    const auto remap = [&](const QStringList& columns, const QString& map) {
+        for (const QString& column : columns)
+            sets << QStringLiteral("%1 = COALESCE(%2, %1)").arg(column, DatabaseCopy::Lookup(map, column));
+    };
+    remap(VersionProcessPointers(), processes);
+    remap(VersionWindowPointers(), windows);
+    db.Execute(QStringLiteral("UPDATE %1 SET %2 WHERE iVersionKey = %3")
+                   .arg(copy.Destination(QStringLiteral("tVersion")), sets.join(QStringLiteral(", ")), num(versionKey)));
 }
 
 void VersionBackup::RemapVersionPointers(Recordset& version) const

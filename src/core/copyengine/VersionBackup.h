@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/copyengine/DatabaseCopy.h"
 #include "core/copyengine/KeyMap.h"
 
 #include <QScopeGuard>
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace dorvane {
-
-class DatabaseCopy;
 
 class BusyIndicator;
 class Connection;
@@ -80,6 +79,17 @@ public:
     ProgressSink& Progress() const { return m_progress; }
     BusyIndicator* Busy() const { return m_busy; }
 
+    // Where the primitives find their rows and put their copies when source
+    // and destination are one connection (see DatabaseCopy): the
+    // repository on both sides, unless a backup or a restore says
+    // otherwise for as long as the returned value lives.
+    [[nodiscard]] auto CopyBetween(DatabaseCopy::Side source, DatabaseCopy::Side destination)
+    {
+        m_sourceSide = source;
+        m_destinationSide = destination;
+        return qScopeGuard([this] { m_sourceSide = m_destinationSide = DatabaseCopy::Side::Repository; });
+    }
+
     // The start of a copy run: the lengths of the cumulative maps to 0
     // (KeywordMap only when asked: a version update copies no keywords).
     void ResetCopyRunMaps(bool includeKeywordMap);
@@ -131,6 +141,9 @@ public:
     // it; a pointer the maps do not hold (a row outside the copy) keeps its
     // value.
     void RemapVersionPointers(Recordset& version) const;
+    // The same for the version row `versionKey` of the destination side, by
+    // one statement on `db`.
+    void RemapVersionPointers(qint32 versionKey, Connection& db);
 
     // What the caller of UpdateVersion does inside its transaction, through
     // its connection: `check` first, once the environment and the
@@ -166,6 +179,8 @@ private:
     };
 
     // The copies within one database, run by the database itself.
+    DatabaseCopy databaseCopy(Connection& db) const { return DatabaseCopy(db, m_sourceSide, m_destinationSide); }
+    bool copyKeywordsInDatabase(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db, bool matchByName);
     bool copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
                                bool includeSystemScreen);
     bool copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
@@ -190,6 +205,8 @@ private:
     ProgressSink& m_progress;
     BusyIndicator* m_busy;
     QString m_repository;
+    DatabaseCopy::Side m_sourceSide = DatabaseCopy::Side::Repository;
+    DatabaseCopy::Side m_destinationSide = DatabaseCopy::Side::Repository;
 };
 
 // The five process pointers and the two window pointers of a version row.

@@ -28,6 +28,7 @@
 #include <QScopeGuard>
 #include <QStringList>
 #include <QSysInfo>
+#include <QUrl>
 
 #include <algorithm>
 #include <cerrno>
@@ -76,15 +77,33 @@ const QStringList kVersionColumns = {
 
 // The columns of `columns` that `table` has on `connection`: a backup file
 // made from an older template may lack some.
-QStringList columnsOf(Connection& connection, const QString& table, const QStringList& columns)
+QStringList presentColumns(const QStringList& present, const QStringList& columns)
 {
-    const QStringList present = connection.TableColumns(table);
     QStringList result;
     for (const QString& column : columns) {
         if (present.contains(column, Qt::CaseInsensitive))
             result << column;
     }
     return result;
+}
+
+QStringList columnsOf(Connection& connection, const QString& table, const QStringList& columns)
+{
+    return presentColumns(connection.TableColumns(table), columns);
+}
+
+// The same for the backup file attached to a SQLite connection.
+QStringList fileColumns(Connection& connection, const QString& table, const QStringList& columns)
+{
+    QSqlQuery query(connection.database());
+    query.setForwardOnly(true);
+    // Table names are the schema's own, never user text.
+    if (!query.exec(QStringLiteral("SELECT name FROM pragma_table_info('%1', 'dv_file')").arg(table)))
+        throw connection.StatementFailure(query.lastError());
+    QStringList present;
+    while (query.next())
+        present << query.value(0).toString();
+    return presentColumns(present, columns);
 }
 
 
@@ -236,6 +255,25 @@ QString where(const TableDef& table, const QVariant& key, const QString& column)
 // the limit refuses texts no program writes (a megabyte in a name) without
 // refusing a backup of such a value.
 constexpr int kTextColumnLength = 65535;
+
+// Opens a backup file (a native path) on a SQLite repository connection
+// as the schema dv_file, for statements that cross between the two (see
+// DatabaseCopy); read only for a restore. Outside any transaction.
+void attachFile(Connection& connection, const QString& nativePath, bool readOnly)
+{
+    QString uri = QString::fromLatin1(QUrl::toPercentEncoding(nativePath, "/"));
+    uri = QStringLiteral("file:") + uri + (readOnly ? QStringLiteral("?mode=ro") : QString());
+    connection.Execute(QStringLiteral("ATTACH DATABASE '%1' AS dv_file").arg(QuoteSql(uri)));
+}
+
+// Never throws: it also runs as a failed or interrupted run ends.
+void detachFile(Connection& connection)
+{
+    if (!connection.IsOpen() || connection.InTransaction())
+        return;
+    QSqlQuery query(connection.database());
+    query.exec(QStringLiteral("DETACH DATABASE dv_file"));
+}
 
 } // namespace
 
@@ -444,6 +482,10 @@ BackupFileContents CountBackupFile(const QString& path)
 struct EnvironmentBackup::BackupRun {
     QString fileName;  // the day's file
     QString workName;  // where it is written until it commits
+    // On SQLite the work file is attached to the reading connection and
+    // written through it; on a server it is written through its own
+    // connection, in its own transaction.
+    Connection* attachedTo = nullptr;
     std::unique_ptr<Connection> file;
     std::optional<Transaction> writing;  // on `file`
     bool inPlace = false;
@@ -457,6 +499,9 @@ struct EnvironmentBackup::BackupRun {
             return;
         writing.reset();
         file.reset();
+        // The read transaction has ended with its guard.
+        if (attachedTo)
+            detachFile(*attachedTo);
         if (!workName.isEmpty())
             Connection::RemoveDatabaseFile(NativePath(workName));
     }
@@ -585,17 +630,30 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
     reading.UseForReading();
     BackupRun run;
     try {
+        const QString name = startBackupFile(environmentKey, run);
         // Everything is read from one state of the repository: what
         // another program commits meanwhile is wholly in the file or wholly
         // absent.
-        const Transaction snapshot(reading, Transaction::Kind::Snapshot);
-        if (!backupContent(environmentKey, run))
-            return false;
-        run.writing->Commit();
-        // One self-contained file, without a write-ahead journal beside
-        // it, before it takes the day's name.
-        run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
-        run.file->Close();
+        Transaction snapshot(reading, Transaction::Kind::Snapshot);
+        if (storedName(reading, environmentKey) != name)
+            throw DbError(QStringLiteral("The environment \"%1\" was renamed or deleted as its backup began; nothing "
+                                         "was written. Back it up again.")
+                              .arg(name));
+        if (run.attachedTo) {
+            if (!backupContent(environmentKey, reading))
+                return false;
+            snapshot.Commit();
+            detachFile(reading);
+            run.attachedTo = nullptr;
+        } else {
+            if (!backupContentRowByRow(environmentKey, run))
+                return false;
+            run.writing->Commit();
+            // One self-contained file, without a write-ahead journal beside
+            // it, before it takes the day's name.
+            run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
+            run.file->Close();
+        }
         checkDayFileIsOwn(run.fileName, environmentKey);
         replaceFile(run.workName, run.fileName);
         run.inPlace = true;
@@ -607,16 +665,17 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
     }
 }
 
-// Steps 1 to 8 of the backup, up to the commit. Throws DbError for its own
-// statements; a primitive's failure (already reported) returns false.
-bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
+// The work file of a backup: the environment's backup folder made where
+// missing, the template copied to the work name and opened for writing.
+// Before the backup's read transaction (a file is attached outside any).
+// Returns the environment's name.
+QString EnvironmentBackup::startBackupFile(qint32 environmentKey, BackupRun& run)
 {
     Connection& reading = *m_engine.DestinationConnection;
-    ProgressSink& progress = m_engine.Progress();
-
     Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
                           reading);
     const QString name = environment.Text(QStringLiteral("sEnvironmentName"));
+    environment.Close();
     checkFolderIsItsOwn(reading, environmentKey);
 
     const QString folder = BackupFolder(name);
@@ -634,10 +693,104 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, BackupRun& run)
     run.workName = run.fileName + QStringLiteral(".%1-%2.tmp").arg(hostTag()).arg(QCoreApplication::applicationPid());
     copyTemplate(m_installationPath + kTemplateName, run.workName, folderError);
 
-    run.file = std::make_unique<Connection>();
-    run.file->Open(FileConnectionString(run.workName));
+    if (reading.backend() == BackendKind::Sqlite) {
+        attachFile(reading, NativePath(run.workName), false);
+        run.attachedTo = &reading;
+        // One self-contained file, without a write-ahead journal beside it.
+        reading.Execute(QStringLiteral("PRAGMA dv_file.journal_mode=DELETE"));
+    } else {
+        run.file = std::make_unique<Connection>();
+        run.file->Open(FileConnectionString(run.workName));
+        run.writing.emplace(*run.file);
+    }
+    return name;
+}
+
+// Steps 1 to 8 of the backup, up to the commit, as statements that cross
+// from the repository to the file attached to the same connection. Throws
+// DbError for its own statements; a primitive's failure (already reported)
+// returns false.
+bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db)
+{
+    ProgressSink& progress = m_engine.Progress();
+    const auto sides = m_engine.CopyBetween(DatabaseCopy::Side::Repository, DatabaseCopy::Side::File);
+    DatabaseCopy copy(db, DatabaseCopy::Side::Repository, DatabaseCopy::Side::File);
+    // One row of the repository, written into the file under a new key;
+    // returns that key.
+    const auto copyRow = [&](const QString& table, const QString& key, qint32 sourceKey, const QStringList& columns,
+                             const QStringList& values) {
+        copy.Choose(table, key, QStringLiteral("%1 s WHERE s.%2 = %3").arg(copy.Source(table), key, num(sourceKey)),
+                    QStringLiteral("s.") + key);
+        copy.Insert(table, key, columns, values);
+        const auto pairs = copy.Pairs(table);
+        return pairs.empty() ? 0 : pairs.front().second;
+    };
+
+    const qint32 backupEnvironmentKey =
+        copyRow(QStringLiteral("tEnvironment"), QStringLiteral("iEnvironmentKey"), environmentKey,
+                {QStringLiteral("iOriginalEnvironmentKey"), QStringLiteral("sEnvironmentName"),
+                 QStringLiteral("sEnvironmentDesc")},
+                {QStringLiteral("s.iEnvironmentKey"), QStringLiteral("s.sEnvironmentName"),
+                 QStringLiteral("s.sEnvironmentDesc")});
+
+    progress.SetTitle(QStringLiteral("Environment backup progress..."));
+    progress.ShowWindow();
+
+    const QString users = QStringLiteral("tEnvironmentUser"), userKey = QStringLiteral("iEnvironmentUserKey");
+    copy.Choose(users, userKey, copy.Source(users) + QStringLiteral(" s WHERE s.iEnvironKey = ") + num(environmentKey),
+                QStringLiteral("s.") + userKey);
+    copy.Insert(users, userKey, QStringList{QStringLiteral("iUserKey"), QStringLiteral("iEnvironKey")} + RightColumns(),
+                QStringList{QStringLiteral("s.iUserKey"), num(backupEnvironmentKey)} + DatabaseCopy::Kept(RightColumns()));
+
+    const QStringList versionColumns = fileColumns(db, QStringLiteral("tVersion"), kVersionColumns);
+    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey), db);
+    for (; !details.Eof(); details.MoveNext()) {
+        const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
+        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(versionKey), db);
+        const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
+        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), db);
+        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
+
+        // Every version brings its own copy of its application.
+        const qint32 newAppKey = copyRow(QStringLiteral("tApp"), QStringLiteral("iAppKey"), appKey,
+                                         QStringList{QStringLiteral("iOriginalAppKey")} + kAppColumns,
+                                         QStringList{QStringLiteral("s.iAppKey")} + DatabaseCopy::Kept(kAppColumns));
+        const qint32 newVersionKey =
+            copyRow(QStringLiteral("tVersion"), QStringLiteral("iVersionKey"), versionKey,
+                    QStringList{QStringLiteral("iOriginalVersionKey")} + versionColumns + QStringList{QStringLiteral("iVersionAppKey")},
+                    QStringList{QStringLiteral("s.iVersionKey")} + DatabaseCopy::Kept(versionColumns) + QStringList{num(newAppKey)});
+
+        if (!m_engine.CopyWindows(versionKey, db, newVersionKey, db, true) ||
+            !m_engine.CopyKeywords(appKey, db, newAppKey, db, false))
+            return false;
+        copyRow(QStringLiteral("tEnvironmentDetail"), QStringLiteral("iEnvironmentDetailKey"),
+                details.Int(QStringLiteral("iEnvironmentDetailKey")),
+                {QStringLiteral("iEnvironKey"), QStringLiteral("iEnvironVerKey"), QStringLiteral("iEnvironTestToolKey"),
+                 QStringLiteral("iEnviron3270Key")},
+                {num(backupEnvironmentKey), num(newVersionKey), QStringLiteral("s.iEnvironTestToolKey"),
+                 QStringLiteral("s.iEnviron3270Key")});
+        if (!m_engine.CopyProcesses(versionKey, environmentKey, db, newVersionKey, backupEnvironmentKey, db) ||
+            !m_engine.CopyCycles(versionKey, db, newVersionKey, db) ||
+            !m_engine.CopyVariables(versionKey, db, newVersionKey, db) ||
+            !m_engine.CopyRequirements(versionKey, db, newVersionKey, db) || !m_engine.FixUpSteps(newVersionKey, db))
+            return false;
+        m_engine.RemapVersionPointers(newVersionKey, db);
+    }
+    return m_engine.CopySchedules(environmentKey, db, backupEnvironmentKey, db) &&
+           m_engine.CopyReserved(environmentKey, db, backupEnvironmentKey, db);
+}
+
+// Steps 1 to 8 of the backup, up to the commit, row by row into the file's
+// own connection. Throws DbError for its own statements; a primitive's
+// failure (already reported) returns false.
+bool EnvironmentBackup::backupContentRowByRow(qint32 environmentKey, BackupRun& run)
+{
+    Connection& reading = *m_engine.DestinationConnection;
+    ProgressSink& progress = m_engine.Progress();
+
+    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
+                          reading);
     Connection& backup = *run.file;
-    run.writing.emplace(backup);
 
     Recordset newEnvironment(QStringLiteral("SELECT * FROM tEnvironment"), backup);
     newEnvironment.AddNew();
@@ -715,10 +868,18 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         CheckBackupFile(backup);
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
+        // On SQLite the file's rows cross by statements of the repository's
+        // connection.
+        if (repository.backend() == BackendKind::Sqlite)
+            attachFile(repository, NativePath(backupFilePath), true);
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kRestoreFailed + e.description());
         return false;
     }
+    const auto detach = qScopeGuard([&] {
+        if (repository.backend() == BackendKind::Sqlite)
+            detachFile(repository);
+    });
     return RetryOnConcurrentChange(m_engine.Messages(), [&](MessageSink& held) {
         const auto redirect = m_engine.MessagesTo(held);
         try {
@@ -783,6 +944,12 @@ bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& 
 // statements; a primitive's failure (already reported) returns false.
 bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup, Connection& repository)
 {
+    // The content's rows come through the repository's connection where the
+    // file is attached to it.
+    const bool attached = repository.backend() == BackendKind::Sqlite;
+    Connection& source = attached ? repository : backup;
+    const auto sides = m_engine.CopyBetween(attached ? DatabaseCopy::Side::File : DatabaseCopy::Side::Repository,
+                                            DatabaseCopy::Side::Repository);
     ProgressSink& progress = m_engine.Progress();
     progress.SetTitle(QStringLiteral("Environment restore progress..."));
     progress.ShowWindow();
@@ -845,7 +1012,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         repository.SendHeldWrites();
         // The application kept its keywords: the backup's are matched to
         // them by name, and only those missing are added.
-        if (!m_engine.CopyKeywords(backupAppKey, backup, appKey, repository, true))
+        if (!m_engine.CopyKeywords(backupAppKey, source, appKey, repository, true))
             return false;
 
         Recordset repositoryVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") +
@@ -866,20 +1033,20 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         addDetail(newDetails, details, environmentKey, versionKey);
         repository.SendHeldWrites();
 
-        if (!m_engine.CopyWindows(backupVersionKey, backup, versionKey, repository, true) ||
-            !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, backup, versionKey, environmentKey,
+        if (!m_engine.CopyWindows(backupVersionKey, source, versionKey, repository, true) ||
+            !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, source, versionKey, environmentKey,
                                     repository) ||
-            !m_engine.CopyCycles(backupVersionKey, backup, versionKey, repository) ||
-            !m_engine.CopyVariables(backupVersionKey, backup, versionKey, repository) ||
-            !m_engine.CopyRequirements(backupVersionKey, backup, versionKey, repository) ||
+            !m_engine.CopyCycles(backupVersionKey, source, versionKey, repository) ||
+            !m_engine.CopyVariables(backupVersionKey, source, versionKey, repository) ||
+            !m_engine.CopyRequirements(backupVersionKey, source, versionKey, repository) ||
             !m_engine.FixUpSteps(versionKey, repository))
             return false;
         m_engine.RemapVersionPointers(repositoryVersion);
         repository.SendHeldWrites();
     }
     repository.SendHeldWrites();
-    return m_engine.CopySchedules(backupEnvironmentKey, backup, environmentKey, repository) &&
-           m_engine.CopyReserved(backupEnvironmentKey, backup, environmentKey, repository);
+    return m_engine.CopySchedules(backupEnvironmentKey, source, environmentKey, repository) &&
+           m_engine.CopyReserved(backupEnvironmentKey, source, environmentKey, repository);
 }
 
 bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& repository)

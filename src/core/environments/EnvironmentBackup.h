@@ -169,7 +169,9 @@ private:
     static void CheckFolderName(const QString& environmentName);
     bool BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
                            Connection& repository);
-    bool backupContent(qint32 environmentKey, BackupRun& run);
+    QString startBackupFile(qint32 environmentKey, BackupRun& run);
+    bool backupContent(qint32 environmentKey, Connection& db);
+    bool backupContentRowByRow(qint32 environmentKey, BackupRun& run);
     bool restoreContent(qint32 environmentKey, Connection& backup, Connection& repository);
     // The start of a backup or restore run: its own connection to the
     // repository (nullptr when it could not be opened) and empty key maps.
