@@ -145,6 +145,28 @@ const QString kScheduleCyclesFailed = QStringLiteral("Error while copying Schedu
 const QString kScheduleKeywordsFailed = QStringLiteral("Error while copying Schedule Keywords:");
 const QString kFixUpFailed = QStringLiteral("Error while fixing up steps: ");
 
+} // namespace
+
+const QString* CopyFailurePrefix(const QString& table)
+{
+    static const std::initializer_list<std::pair<const char*, const QString*>> writers = {
+        {"tWindow", &kWindowsFailed},         {"tObject", &kWindowsFailed},
+        {"tUserVar", &kVariablesFailed},      {"tRequirement", &kRequirementsFailed},
+        {"tKeyword", &kKeywordsFailed},       {"tProcess", &kProcessesFailed},
+        {"tStepWindow", &kStepWindowsFailed}, {"tStep", &kStepsFailed},
+        {"tKeywordRel", &kProcessKeywordsFailed}, {"tCycle", &kCyclesFailed},
+        {"tCycleProcess", &kCycleProcessesFailed}, {"tSchedule", &kSchedulesFailed},
+        {"tScheduleCycles", &kScheduleCyclesFailed},
+    };
+    for (const auto& [name, prefix] : writers) {
+        if (table.compare(QLatin1String(name), Qt::CaseInsensitive) == 0)
+            return prefix;
+    }
+    return nullptr;
+}
+
+namespace {
+
 // Rows held for sending many to a statement are sent by the end of the step
 // that wrote them, maybe after later rows of other tables: a failure names
 // the stage that wrote the rows its statement carried.

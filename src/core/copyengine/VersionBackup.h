@@ -209,6 +209,11 @@ private:
     DatabaseCopy::Side m_destinationSide = DatabaseCopy::Side::Repository;
 };
 
+// The prefix of the failure message of the primitive that writes `table`
+// ("Error while copying Windows:" for tWindow and tObject), or null for a
+// table no primitive writes.
+const QString* CopyFailurePrefix(const QString& table);
+
 // The five process pointers and the two window pointers of a version row.
 const QStringList& VersionProcessPointers();
 const QStringList& VersionWindowPointers();

@@ -2,6 +2,7 @@
 
 #include "core/applications/AppFolders.h"
 #include "core/copyengine/CopyStep.h"
+#include "core/copyengine/FileStaging.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentRecords.h"
 #include "core/environments/EnvironmentUsers.h"
@@ -487,6 +488,7 @@ struct EnvironmentBackup::BackupRun {
     // connection, in its own transaction.
     Connection* attachedTo = nullptr;
     std::unique_ptr<Connection> file;
+    std::optional<FileStaging> staging;  // the file's tables on the server
     std::optional<Transaction> writing;  // on `file`
     bool inPlace = false;
 
@@ -498,6 +500,7 @@ struct EnvironmentBackup::BackupRun {
         if (inPlace)
             return;
         writing.reset();
+        staging.reset();
         file.reset();
         // The read transaction has ended with its guard.
         if (attachedTo)
@@ -631,28 +634,43 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
     BackupRun run;
     try {
         const QString name = startBackupFile(environmentKey, run);
+        const QStringList versionColumns = run.attachedTo
+                                               ? fileColumns(reading, QStringLiteral("tVersion"), kVersionColumns)
+                                               : columnsOf(*run.file, QStringLiteral("tVersion"), kVersionColumns);
         // Everything is read from one state of the repository: what
         // another program commits meanwhile is wholly in the file or wholly
-        // absent.
-        Transaction snapshot(reading, Transaction::Kind::Snapshot);
+        // absent. On a server the transaction writes its staging tables
+        // (a read-only one could not); it writes nothing else.
+        Transaction snapshot(reading, run.attachedTo ? Transaction::Kind::Snapshot : Transaction::Kind::Write);
         if (storedName(reading, environmentKey) != name)
             throw DbError(QStringLiteral("The environment \"%1\" was renamed or deleted as its backup began; nothing "
                                          "was written. Back it up again.")
                               .arg(name));
+        if (!backupContent(environmentKey, reading, versionColumns))
+            return false;
         if (run.attachedTo) {
-            if (!backupContent(environmentKey, reading))
-                return false;
             snapshot.Commit();
             detachFile(reading);
             run.attachedTo = nullptr;
         } else {
-            if (!backupContentRowByRow(environmentKey, run))
+            m_engine.Progress().SetAction(QStringLiteral("Writing the backup file..."));
+            m_engine.Progress().Refresh();
+            try {
+                run.staging->Save();
+            } catch (const DbError& e) {
+                // A content row the file refuses fails as its copy would.
+                const QString* prefix = CopyFailurePrefix(e.table());
+                if (!prefix)
+                    throw;
+                m_engine.Messages().Show(*prefix + e.description(), Buttons::Ok);
                 return false;
+            }
             run.writing->Commit();
             // One self-contained file, without a write-ahead journal beside
             // it, before it takes the day's name.
             run.file->Execute(QStringLiteral("PRAGMA journal_mode=DELETE"));
             run.file->Close();
+            snapshot.Commit();
         }
         checkDayFileIsOwn(run.fileName, environmentKey);
         replaceFile(run.workName, run.fileName);
@@ -701,16 +719,19 @@ QString EnvironmentBackup::startBackupFile(qint32 environmentKey, BackupRun& run
     } else {
         run.file = std::make_unique<Connection>();
         run.file->Open(FileConnectionString(run.workName));
+        run.staging.emplace(reading, *run.file);
+        run.staging->Create();
         run.writing.emplace(*run.file);
     }
     return name;
 }
 
 // Steps 1 to 8 of the backup, up to the commit, as statements that cross
-// from the repository to the file attached to the same connection. Throws
+// from the repository to the file on the same connection (attached, or
+// staged on a server). Throws
 // DbError for its own statements; a primitive's failure (already reported)
 // returns false.
-bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db)
+bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, const QStringList& versionColumns)
 {
     ProgressSink& progress = m_engine.Progress();
     const auto sides = m_engine.CopyBetween(DatabaseCopy::Side::Repository, DatabaseCopy::Side::File);
@@ -742,7 +763,6 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db)
     copy.Insert(users, userKey, QStringList{QStringLiteral("iUserKey"), QStringLiteral("iEnvironKey")} + RightColumns(),
                 QStringList{QStringLiteral("s.iUserKey"), num(backupEnvironmentKey)} + DatabaseCopy::Kept(RightColumns()));
 
-    const QStringList versionColumns = fileColumns(db, QStringLiteral("tVersion"), kVersionColumns);
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey), db);
     for (; !details.Eof(); details.MoveNext()) {
         const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
@@ -780,76 +800,6 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db)
            m_engine.CopyReserved(environmentKey, db, backupEnvironmentKey, db);
 }
 
-// Steps 1 to 8 of the backup, up to the commit, row by row into the file's
-// own connection. Throws DbError for its own statements; a primitive's
-// failure (already reported) returns false.
-bool EnvironmentBackup::backupContentRowByRow(qint32 environmentKey, BackupRun& run)
-{
-    Connection& reading = *m_engine.DestinationConnection;
-    ProgressSink& progress = m_engine.Progress();
-
-    Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + num(environmentKey),
-                          reading);
-    Connection& backup = *run.file;
-
-    Recordset newEnvironment(QStringLiteral("SELECT * FROM tEnvironment"), backup);
-    newEnvironment.AddNew();
-    newEnvironment.SetValue(QStringLiteral("iOriginalEnvironmentKey"), environmentKey);
-    newEnvironment.SetValue(QStringLiteral("sEnvironmentName"), environment.Value(QStringLiteral("sEnvironmentName")));
-    newEnvironment.SetValue(QStringLiteral("sEnvironmentDesc"), environment.Value(QStringLiteral("sEnvironmentDesc")));
-    newEnvironment.Update();
-    const qint32 backupEnvironmentKey = newEnvironment.Int(QStringLiteral("iEnvironmentKey"));
-
-    progress.SetTitle(QStringLiteral("Environment backup progress..."));
-    progress.ShowWindow();
-
-    Recordset users(QStringLiteral("SELECT * FROM tEnvironmentUser WHERE iEnvironKey=") + num(environmentKey), reading);
-    Recordset newUsers(QStringLiteral("SELECT * FROM tEnvironmentUser"), backup);
-    addUsers(users, newUsers, backupEnvironmentKey);
-
-    Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey),
-                      reading);
-    Recordset newDetails(QStringLiteral("SELECT * FROM tEnvironmentDetail"), backup);
-    const QStringList versionColumns = columnsOf(backup, QStringLiteral("tVersion"), kVersionColumns);
-    for (; !details.Eof(); details.MoveNext()) {
-        const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
-        Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(versionKey), reading);
-        const qint32 appKey = version.Int(QStringLiteral("iVersionAppKey"));
-        Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(appKey), reading);
-        m_engine.CurrentVersionLabel = app.Text(QStringLiteral("sAppName"));
-
-        // Every version brings its own copy of its application.
-        Recordset newApp(QStringLiteral("SELECT * FROM tApp"), backup);
-        newApp.AddNew();
-        newApp.SetValue(QStringLiteral("iOriginalAppKey"), app.Value(QStringLiteral("iAppKey")));
-        CopyColumns(app, newApp, kAppColumns);
-        newApp.Update();
-        const qint32 newAppKey = newApp.Int(QStringLiteral("iAppKey"));
-
-        Recordset newVersion(QStringLiteral("SELECT * FROM tVersion"), backup);
-        newVersion.AddNew();
-        newVersion.SetValue(QStringLiteral("iOriginalVersionKey"), versionKey);
-        CopyColumns(version, newVersion, versionColumns);
-        newVersion.SetValue(QStringLiteral("iVersionAppKey"), newAppKey);
-        newVersion.Update();
-        const qint32 newVersionKey = newVersion.Int(QStringLiteral("iVersionKey"));
-
-        if (!m_engine.CopyWindows(versionKey, reading, newVersionKey, backup, true) ||
-            !m_engine.CopyKeywords(appKey, reading, newAppKey, backup, false))
-            return false;
-        addDetail(newDetails, details, backupEnvironmentKey, newVersionKey);
-        if (!m_engine.CopyProcesses(versionKey, environmentKey, reading, newVersionKey, backupEnvironmentKey, backup) ||
-            !m_engine.CopyCycles(versionKey, reading, newVersionKey, backup) ||
-            !m_engine.CopyVariables(versionKey, reading, newVersionKey, backup) ||
-            !m_engine.CopyRequirements(versionKey, reading, newVersionKey, backup) ||
-            !m_engine.FixUpSteps(newVersionKey, backup))
-            return false;
-        m_engine.RemapVersionPointers(newVersion);
-    }
-    return m_engine.CopySchedules(environmentKey, reading, backupEnvironmentKey, backup) &&
-           m_engine.CopyReserved(environmentKey, reading, backupEnvironmentKey, backup);
-}
-
 bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
 {
     const auto finish = qScopeGuard([this] { finishRun(); });
@@ -868,10 +818,12 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         CheckBackupFile(backup);
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
-        // On SQLite the file's rows cross by statements of the repository's
-        // connection.
+        // The file's rows cross by statements of the repository's
+        // connection: attached on SQLite, staged on a server.
         if (repository.backend() == BackendKind::Sqlite)
             attachFile(repository, NativePath(backupFilePath), true);
+        else
+            FileStaging(repository, backup).Load();
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kRestoreFailed + e.description());
         return false;
@@ -944,12 +896,11 @@ bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& 
 // statements; a primitive's failure (already reported) returns false.
 bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup, Connection& repository)
 {
-    // The content's rows come through the repository's connection where the
-    // file is attached to it.
-    const bool attached = repository.backend() == BackendKind::Sqlite;
-    Connection& source = attached ? repository : backup;
-    const auto sides = m_engine.CopyBetween(attached ? DatabaseCopy::Side::File : DatabaseCopy::Side::Repository,
-                                            DatabaseCopy::Side::Repository);
+    // The content's rows come through the repository's connection, which
+    // has the file attached or staged; the few rows read here come from
+    // the file itself.
+    Connection& source = repository;
+    const auto sides = m_engine.CopyBetween(DatabaseCopy::Side::File, DatabaseCopy::Side::Repository);
     ProgressSink& progress = m_engine.Progress();
     progress.SetTitle(QStringLiteral("Environment restore progress..."));
     progress.ShowWindow();

@@ -170,8 +170,7 @@ private:
     bool BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
                            Connection& repository);
     QString startBackupFile(qint32 environmentKey, BackupRun& run);
-    bool backupContent(qint32 environmentKey, Connection& db);
-    bool backupContentRowByRow(qint32 environmentKey, BackupRun& run);
+    bool backupContent(qint32 environmentKey, Connection& db, const QStringList& versionColumns);
     bool restoreContent(qint32 environmentKey, Connection& backup, Connection& repository);
     // The start of a backup or restore run: its own connection to the
     // repository (nullptr when it could not be opened) and empty key maps.

@@ -68,6 +68,12 @@ QString ColumnDdl(const DdlDialect& dialect, const QString& column)
     return dialect.text;
 }
 
+} // namespace
+
+QString ColumnTypeSql(BackendKind backend, const QString& column) { return ColumnDdl(DialectFor(backend), column); }
+
+namespace {
+
 QString IndexName(const char* table, std::initializer_list<const char*> columns)
 {
     return QStringLiteral("ix_%1_%2").arg(QLatin1String(table), QLatin1String(*columns.begin()));

@@ -19,6 +19,10 @@ enum class SchemaVariant { Repository, BackupTemplate };
 // selects by. Generated from the table list of Schema.h.
 QStringList SchemaStatements(BackendKind backend, SchemaVariant variant);
 
+// The type (with its default) of a repository column on a backend, as
+// the schema creates it; not the key's.
+QString ColumnTypeSql(BackendKind backend, const QString& column);
+
 // An index Dorvane keeps on a repository's table, for the lookups its
 // long operations repeat.
 struct RepositoryIndex {

@@ -1,0 +1,165 @@
+#include "core/copyengine/FileStaging.h"
+
+#include "core/copyengine/DatabaseCopy.h"
+#include "core/repository/Connection.h"
+#include "core/repository/Interruption.h"
+#include "core/repository/Schema.h"
+#include "core/repository/SchemaDdl.h"
+
+#include <QRegularExpression>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <limits>
+
+namespace dorvane {
+
+namespace {
+
+// Rows per statement that fills a staging table, and per block read back.
+constexpr int kRowsPerInsert = 1000;
+constexpr int kRowsPerBlock = 20000;
+
+// A value of the file as SQL text. Texts (dates among them) are quoted by
+// doubling their quotes; the server's strings conform to the standard, so
+// nothing else in them is special.
+QString literal(const QVariant& value, ColumnType type)
+{
+    if (value.isNull())
+        return QStringLiteral("NULL");
+    if (type == ColumnType::Integer || type == ColumnType::Boolean)
+        return QString::number(value.toLongLong());
+    QString text = value.toString();
+    text.replace(QLatin1Char('\''), QStringLiteral("''"));
+    return QLatin1Char('\'') + text + QLatin1Char('\'');
+}
+
+void run(Connection& connection, const QString& sql)
+{
+    CheckInterruption();
+    QSqlQuery query(connection.database());
+    if (!query.exec(sql))
+        throw connection.StatementFailure(query.lastError()).WithStatement(sql.left(300));
+}
+
+} // namespace
+
+FileStaging::FileStaging(Connection& repository, Connection& file) : m_repository(repository), m_file(file)
+{
+    for (const TableDef& table : RepositoryTables()) {
+        const QStringList columns = m_file.TableColumns(table.name);
+        if (!columns.isEmpty())
+            m_tables.push_back({table.name, table.key, columns});
+    }
+}
+
+void FileStaging::Create()
+{
+    m_repository.SendHeldWrites();
+    for (const Table& table : m_tables) {
+        const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
+        QStringList columns;
+        for (const QString& column : table.columns) {
+            columns << column + u' ' +
+                           (column.compare(table.key, Qt::CaseInsensitive) == 0
+                                ? QStringLiteral("integer PRIMARY KEY")
+                                : ColumnTypeSql(m_repository.backend(), column));
+        }
+        run(m_repository, QStringLiteral("DROP TABLE IF EXISTS ") + staged);
+        run(m_repository, QStringLiteral("CREATE TEMP TABLE %1 (%2)").arg(staged, columns.join(QStringLiteral(", "))));
+        for (const RepositoryIndex& index : RepositoryIndexes()) {
+            if (index.table.compare(table.name, Qt::CaseInsensitive) != 0)
+                continue;
+            bool present = true;
+            for (const QString& column : index.columns)
+                present = present && table.columns.contains(column, Qt::CaseInsensitive);
+            if (present)
+                run(m_repository, QStringLiteral("CREATE INDEX dv_file_%1 ON %2 (%3)")
+                                      .arg(index.name, staged, index.columns.join(QStringLiteral(", "))));
+        }
+    }
+}
+
+void FileStaging::Load()
+{
+    Create();
+    for (const Table& table : m_tables) {
+        const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
+        std::vector<ColumnType> types;
+        for (const QString& column : table.columns)
+            types.push_back(ColumnTypeOf(column));
+        const QString head =
+            QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(staged, table.columns.join(QStringLiteral(", ")));
+
+        QSqlQuery rows(m_file.database());
+        rows.setForwardOnly(true);
+        // Names are the schema's own, never user text.
+        const QString select =
+            QStringLiteral("SELECT %1 FROM %2 ORDER BY %3").arg(table.columns.join(QStringLiteral(", ")), table.name, table.key);
+        if (!rows.exec(select))
+            throw m_file.StatementFailure(rows.lastError()).WithStatement(select);
+        QString values;
+        int held = 0;
+        const auto send = [&] {
+            if (held > 0)
+                run(m_repository, head + values);
+            values.clear();
+            held = 0;
+        };
+        while (rows.next()) {
+            values += held == 0 ? QStringLiteral("(") : QStringLiteral(",(");
+            for (int i = 0; i < int(types.size()); ++i) {
+                if (i > 0)
+                    values += u',';
+                values += literal(rows.value(i), types[size_t(i)]);
+            }
+            values += u')';
+            if (++held == kRowsPerInsert)
+                send();
+        }
+        send();
+        run(m_repository, QStringLiteral("ANALYZE ") + staged);
+    }
+}
+
+void FileStaging::Save()
+{
+    m_repository.SendHeldWrites();
+    for (const Table& table : m_tables) {
+        const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
+        const QString columns = table.columns.join(QStringLiteral(", "));
+        QSqlQuery insert(m_file.database());
+        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                                      .arg(table.name, columns,
+                                           QStringList(table.columns.size(), QStringLiteral("?")).join(u','));
+        if (!insert.prepare(insertSql))
+            throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql);
+        qint64 last = std::numeric_limits<qint64>::min();
+        for (;;) {
+            CheckInterruption();
+            const QString select = QStringLiteral("SELECT %1 FROM %2 WHERE %3 > %4 ORDER BY %3 LIMIT %5")
+                                       .arg(columns, staged, table.key, QString::number(last))
+                                       .arg(kRowsPerBlock);
+            QSqlQuery block(m_repository.database());
+            block.setForwardOnly(true);
+            if (!block.exec(select))
+                throw m_repository.StatementFailure(block.lastError()).WithStatement(select);
+            const int keyColumn = int(table.columns.indexOf(QRegularExpression(
+                QRegularExpression::escape(table.key), QRegularExpression::CaseInsensitiveOption)));
+            int read = 0;
+            while (block.next()) {
+                for (int i = 0; i < int(table.columns.size()); ++i)
+                    insert.bindValue(i, block.value(i));
+                if (!insert.exec())
+                    throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql).WithTable(table.name);
+                last = block.value(keyColumn).toLongLong();
+                ++read;
+            }
+            if (read < kRowsPerBlock)
+                break;
+        }
+    }
+}
+
+} // namespace dorvane
