@@ -123,11 +123,35 @@ void DatabaseCopy::CopyChildren(const Children& c)
            QStringLiteral("JOIN %1 h ON h.old = s.%2 LEFT JOIN %3 m ON m.old = s.%4").arg(c.parents, c.parentColumn, c.map, c.mapped));
 }
 
+QString DatabaseCopy::MapTable(const QString& name)
+{
+    // Made again after a rollback, which takes a temporary table made in
+    // its transaction with it on PostgreSQL.
+    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
+            .arg(name));
+    return (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;
+}
+
+void DatabaseCopy::ClearMap(const QString& name) { m_db.Execute(QStringLiteral("DELETE FROM ") + MapTable(name)); }
+
+void DatabaseCopy::Remember(const QString& map, const QString& table)
+{
+    RememberPairs(map, QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table)));
+}
+
+void DatabaseCopy::RememberPairs(const QString& map, const QString& select)
+{
+    if (isSqlite(m_db)) {
+        m_db.Execute(QStringLiteral("INSERT OR IGNORE INTO %1 (old, new) %2").arg(map, select));
+        return;
+    }
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (old, new) %2 ON CONFLICT (old) DO NOTHING").arg(map, select));
+    Run(QStringLiteral("ANALYZE ") + map);
+}
+
 QString DatabaseCopy::Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs)
 {
-    const QString table = (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;
-    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
-                     .arg(name));
+    const QString table = MapTable(name);
     m_db.Execute(QStringLiteral("DELETE FROM ") + table);
     // The first pair of an old key wins, as in a lookup of the map.
     const QString ignore = isSqlite(m_db) ? QStringLiteral("INSERT OR IGNORE INTO ") : QStringLiteral("INSERT INTO ");

@@ -82,10 +82,19 @@ public:
     };
     void CopyChildren(const Children& children);
 
-    // Puts `pairs` (old key, new key, in map order) into the temporary map
-    // table `name` ("temp.dv_map_window"), which it returns: a lookup joins
-    // it on old and finds the first pair's new key. Pairs with no new key
-    // yet are left out.
+    // The key map `name`: a temporary table (old key, new key) of the
+    // connection ("temp.dv_map_window"), made where missing. A lookup joins
+    // it on old.
+    QString MapTable(const QString& name);
+    void ClearMap(const QString& name);
+    // Adds the pairs of `table`'s last batch to the map table `map`, or the
+    // (old, new) rows a statement selects; an old key the map holds
+    // already keeps its first new key.
+    void Remember(const QString& map, const QString& table);
+    void RememberPairs(const QString& map, const QString& select);
+    // Replaces the map's contents with `pairs` (old key, new key, in map
+    // order; the first pair of an old key wins), and returns its table.
+    // Pairs with no new key yet are left out.
     QString Map(const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs);
 
     // Runs a statement of the copy's own (a function's definition) as it

@@ -254,7 +254,7 @@ bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& dest
     try {
         const Transaction snapshot(reading, Transaction::Kind::Snapshot);
         return copyVersions(sourceEnvironmentKey, destinationEnvironmentKey) &&
-               m_engine.CopySchedules(sourceEnvironmentKey, m_main, destinationEnvironmentKey, m_main) &&
+               m_engine.CopySchedules(sourceEnvironmentKey, destinationEnvironmentKey, m_main) &&
                CopyRecordLayouts(sourceEnvironmentKey, reading, destinationEnvironmentKey, m_main) &&
                FixUpRecordsetPointers(destinationEnvironmentKey, m_main);
     } catch (const DbError& e) {
@@ -340,12 +340,11 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // connection's transaction, which reads the source as it was when
         // the copy began: nothing it writes belongs to the source.
         const bool copied =
-            m_engine.CopyWindows(sourceVersionKey, m_main, newVersionKey, m_main, includeSystemScreen) &&
-            m_engine.CopyProcesses(sourceVersionKey, sourceEnvironmentKey, m_main, newVersionKey,
-                                   destinationEnvironmentKey, m_main) &&
-            m_engine.CopyCycles(sourceVersionKey, m_main, newVersionKey, m_main) &&
-            m_engine.CopyVariables(sourceVersionKey, m_main, newVersionKey, m_main) &&
-            m_engine.CopyRequirements(sourceVersionKey, m_main, newVersionKey, m_main) &&
+            m_engine.CopyWindows(sourceVersionKey, newVersionKey, m_main, includeSystemScreen) &&
+            m_engine.CopyProcesses(sourceVersionKey, newVersionKey, destinationEnvironmentKey, m_main) &&
+            m_engine.CopyCycles(sourceVersionKey, newVersionKey, m_main) &&
+            m_engine.CopyVariables(sourceVersionKey, newVersionKey, m_main) &&
+            m_engine.CopyRequirements(sourceVersionKey, newVersionKey, m_main) &&
             m_engine.FixUpSteps(newVersionKey, m_main);
         if (!copied)
             return false;
@@ -353,7 +352,7 @@ bool EnvironmentCopy::copyVersions(qint32 sourceEnvironmentKey, qint32 destinati
         // The maps are cumulative over the run: a pointer at another
         // version's process or window finds that one's copy when its
         // version was copied before.
-        m_engine.RemapVersionPointers(newVersion);
+        m_engine.RemapVersionPointers(newVersionKey, m_main);
         m_main.SendHeldWrites();
     }
     if (planned != m_plan.cend())

@@ -1,6 +1,5 @@
 #include "core/copyengine/StepArguments.h"
 
-#include "core/copyengine/KeyMap.h"
 #include "core/repository/DbError.h"
 
 #include <limits>
@@ -42,13 +41,13 @@ QString FormatArgumentNumber(qint32 number)
     return number >= 0 ? QLatin1Char(' ') + QString::number(number) : QString::number(number);
 }
 
-std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinationVersionKey, const KeyMap& processMap,
-                                          const KeyMap& variableMap)
+std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinationVersionKey, const KeyLookup& processMap,
+                                          const KeyLookup& variableMap)
 {
     const qsizetype call = text.indexOf(kProcessKey);
     if (call >= 0) {
         qint32 processKey = ReadArgumentNumber(QStringView(text).mid(call + kProcessKey.size()));
-        const qint32 mapped = LookupNewKey(processMap, processKey, processMap.Length());
+        const qint32 mapped = processMap(processKey);
         if (mapped > 0)
             processKey = mapped;
         return kProcessKey + FormatArgumentNumber(processKey);
@@ -71,7 +70,7 @@ std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinatio
         if (close < 0)
             break;
         qint32 variableKey = ReadArgumentNumber(QStringView(result).mid(bar + 1, close - bar - 1));
-        const qint32 mapped = LookupNewKey(variableMap, variableKey, variableMap.Length());
+        const qint32 mapped = variableMap(variableKey);
         if (mapped != 0)
             variableKey = mapped;
         // The version key that stood between "[" and "|" is replaced by the

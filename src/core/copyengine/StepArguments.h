@@ -3,11 +3,13 @@
 #include <QString>
 #include <QStringView>
 
+#include <functional>
 #include <optional>
 
 namespace dorvane {
 
-class KeyMap;
+// The new key a map gives an old key, 0 when it has none.
+using KeyLookup = std::function<qint32(qint32)>;
 
 // The keys inside a step's argument text (sStepArguments):
 //   a process call   "ProcessKey=" followed by a process key (the first
@@ -34,7 +36,7 @@ QString FormatArgumentNumber(qint32 number);
 //  - Otherwise every complete variable token gets the destination version
 //    key and its variable key mapped through variableMap when found there;
 //    an incomplete token ends the scan and is left as it stands.
-std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinationVersionKey, const KeyMap& processMap,
-                                          const KeyMap& variableMap);
+std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinationVersionKey, const KeyLookup& processMap,
+                                          const KeyLookup& variableMap);
 
 } // namespace dorvane

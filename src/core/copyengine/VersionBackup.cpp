@@ -1,13 +1,10 @@
 #include "core/copyengine/VersionBackup.h"
 
-#include "core/copyengine/CopyStep.h"
 #include "core/copyengine/DatabaseCopy.h"
 #include "core/copyengine/StepArguments.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
-#include "core/repository/HeldWrites.h"
 #include "core/repository/Interaction.h"
-#include "core/repository/Recordset.h"
 
 #include <QStringList>
 
@@ -167,59 +164,6 @@ const QString* CopyFailurePrefix(const QString& table)
 
 namespace {
 
-// Rows held for sending many to a statement are sent by the end of the step
-// that wrote them, maybe after later rows of other tables: a failure names
-// the stage that wrote the rows its statement carried.
-struct TableStage {
-    const char* table;
-    const QString* stage;
-};
-const QString& failedStage(const DbError& error, const QString& running, std::initializer_list<TableStage> writers)
-{
-    const QString table = error.table();
-    for (const TableStage& writer : writers) {
-        if (table.compare(QLatin1String(writer.table), Qt::CaseInsensitive) == 0)
-            return *writer.stage;
-    }
-    return running;
-}
-
-// The keyword relations of one holder (a process, cycle or schedule): the
-// holder column takes the new holder key, the keyword goes through
-// KeywordMap and keeps its key where the map has none. The other holder
-// columns keep their defaults.
-class KeywordRelationCopy {
-public:
-    KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations, Connection& source)
-        : m_holder(std::move(holderColumn)),
-          m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap)),
-          m_copy(m_row, relations),
-          m_reads(source, QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder), QString(),
-                  QStringLiteral("tKeywordRel"), m_holder)
-    {
-    }
-
-    // The holders whose relations Run will copy, in order.
-    void SetHolders(const std::vector<qint32>& keys)
-    {
-        if (m_reads.ReadsInBlocks())
-            m_reads.SetParents(keys);
-    }
-
-    void Run(qint32 oldHolder, qint32 newHolder)
-    {
-        Recordset rs;
-        m_reads.Open(rs, oldHolder);
-        m_copy.Run(rs, {newHolder});
-    }
-
-private:
-    QString m_holder;
-    RowCopy m_row;
-    TableCopy m_copy;
-    ChildReads m_reads;
-};
-
 // The rules of FixUpStepArguments as session functions of a PostgreSQL
 // connection, over the temporary maps dv_map_process and dv_map_variable:
 // numbers read as ReadArgumentNumber reads them ("Overflow" past 32 bits),
@@ -272,13 +216,16 @@ BEGIN
 END $f$)",
 };
 
-} // namespace
+// The key maps of a copy run, by name (DatabaseCopy::MapTable).
+const QString kWindowMap = QStringLiteral("window");
+const QString kObjectMap = QStringLiteral("object");
+const QString kProcessMap = QStringLiteral("process");
+const QString kCycleMap = QStringLiteral("cycle");
+const QString kKeywordMap = QStringLiteral("keyword");
+const QString kVariableMap = QStringLiteral("variable");
+const QString kRequirementMap = QStringLiteral("requirement");
 
-void VersionBackup::storeBatch(KeyMap& map, DatabaseCopy& copy, const QString& table)
-{
-    for (const auto& [oldKey, newKey] : copy.Pairs(table))
-        map.StoreNext(oldKey, newKey);
-}
+} // namespace
 
 VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, QString repository, BusyIndicator* busy)
     : m_messages(&messages), m_progress(progress), m_busy(busy), m_repository(std::move(repository))
@@ -289,12 +236,33 @@ VersionBackup::~VersionBackup() = default;
 
 void VersionBackup::ResetCopyRunMaps(bool includeKeywordMap)
 {
-    WindowMap.ResetLength();
-    ObjectMap.ResetLength();
-    ProcessMap.ResetLength();
-    CycleMap.ResetLength();
-    if (includeKeywordMap)
-        KeywordMap.ResetLength();
+    for (const QString& name : {kWindowMap, kObjectMap, kProcessMap, kCycleMap}) {
+        if (!m_mapsToClear.contains(name))
+            m_mapsToClear << name;
+    }
+    if (includeKeywordMap && !m_mapsToClear.contains(kKeywordMap))
+        m_mapsToClear << kKeywordMap;
+}
+
+QString VersionBackup::map(DatabaseCopy& copy, const QString& name)
+{
+    const QString table = copy.MapTable(name);
+    if (m_mapsToClear.removeAll(name) > 0)
+        copy.ClearMap(name);
+    return table;
+}
+
+std::vector<std::pair<qint32, qint32>> VersionBackup::MapPairs(Connection& db, const QString& name)
+{
+    DatabaseCopy copy = databaseCopy(db);
+    return copy.Rows(QStringLiteral("SELECT old, new FROM %1 ORDER BY new, old").arg(map(copy, name)));
+}
+
+void VersionBackup::SetMap(Connection& db, const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs)
+{
+    DatabaseCopy copy = databaseCopy(db);
+    map(copy, name);
+    copy.Map(name, pairs);
 }
 
 bool VersionBackup::fail(const QString& prefix, const QString& description)
@@ -316,14 +284,7 @@ void VersionBackup::finishProgress(qint32 rows)
     // The bar never passes its maximum.
     m_progress.SetValue(std::min(m_progress.Maximum(), m_progress.Value() + float(rows)));
     m_progress.Refresh();
-}
-
-void VersionBackup::advanceProgress()
-{
-    // The bar never passes its maximum.
-    if (m_progress.Maximum() > m_progress.Value())
-        m_progress.SetValue(m_progress.Value() + 1);
-    m_progress.Refresh();
+    m_progress.Yield();
 }
 
 std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
@@ -339,88 +300,35 @@ std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
     }
 }
 
-bool VersionBackup::CopyWindows(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                                Connection& destination, bool includeSystemScreen)
-{
-    if (&source == &destination)
-        return copyWindowsInDatabase(sourceVersionKey, destinationVersionKey, destination, includeSystemScreen);
-    try {
-        QString sql = QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(sourceVersionKey);
-        if (!includeSystemScreen)
-            sql += QStringLiteral(" AND sWindowPhysicalName <> '[System Screen]'");
-        Recordset windows(sql, source);
-        // Only added to: its rows are never read.
-        Recordset newWindows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + num(destinationVersionKey),
-                             destination);
-
-        // A window's parent window key is copied as it stands.
-        const RowCopy windowRow = RowCopy(kWindowKey).Parent(kWindowVerKey).Keep(kWindowColumns);
-        const RowCopy objectRow =
-            RowCopy(kObjectKey).Parent(kObjectWindowKey, 0).Parent(kObjectVersionKey, 1).Keep(kObjectColumns);
-
-        Recordset objects;
-        ChildReads objectReads(source, QStringLiteral("SELECT * FROM tObject WHERE iObjectWindowKey = "), QString(),
-                               QStringLiteral("tObject"), kObjectWindowKey);
-        Recordset newObject;
-        TableCopy objectCopy(objectRow, newObject);
-        objectCopy.reopen = QStringLiteral("SELECT * FROM tObject WHERE iObjectKey=0");
-        objectCopy.reopenOn = &destination;
-        objectCopy.map = &ObjectMap;
-        objectCopy.growth = MapGrowth::GrowUnlessEmpty;
-
-        TableCopy windowCopy(windowRow, newWindows);
-        windowCopy.map = &WindowMap;
-        windowCopy.growth = MapGrowth::Grow;
-        windowCopy.started = [&](qint32 count) {
-            startProgress(QStringLiteral("Windows in "), count);
-            if (objectReads.ReadsInBlocks())
-                objectReads.SetParents(ColumnKeys(windows, kWindowKey));
-        };
-        windowCopy.afterRow = [&](Recordset&, qint32 oldWindowKey, qint32 newWindowKey) {
-            m_progress.Yield();
-            objectReads.Open(objects, oldWindowKey);
-            objectCopy.Run(objects, {newWindowKey, destinationVersionKey});
-            advanceProgress();
-            m_progress.Yield();
-            objects.Close();
-        };
-        windowCopy.Run(windows, {destinationVersionKey});
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(kWindowsFailed, e.description());
-    }
-}
-
-bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
-                                          bool includeSystemScreen)
+bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
+                                bool includeSystemScreen)
 {
     try {
         DatabaseCopy copy = databaseCopy(db);
-        QString windows = copy.Source(QStringLiteral("tWindow")) + QStringLiteral(" s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
+        const QString window = QStringLiteral("tWindow"), object = QStringLiteral("tObject");
+        QString windows = copy.Source(window) + QStringLiteral(" s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
         if (!includeSystemScreen)
             windows += QStringLiteral(" AND s.sWindowPhysicalName <> '[System Screen]'");
-        const qint32 count = qint32(copy.Choose(QStringLiteral("tWindow"), kWindowKey, windows, QStringLiteral("s.iWindowKey")));
-        WindowMap.Grow(count);
+        const qint32 count = qint32(copy.Choose(window, kWindowKey, windows, QStringLiteral("s.iWindowKey")));
         if (count == 0)
             return true;
         startProgress(QStringLiteral("Windows in "), count);
         // A window's parent window key is copied as it stands.
-        copy.Insert(QStringLiteral("tWindow"), kWindowKey, QStringList{kWindowVerKey} + kWindowColumns,
+        copy.Insert(window, kWindowKey, QStringList{kWindowVerKey} + kWindowColumns,
                     QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kWindowColumns));
-        storeBatch(WindowMap, copy, QStringLiteral("tWindow"));
+        copy.Remember(map(copy, kWindowMap), window);
 
         // The objects of each window, window by window.
-        const QString windowBatch = copy.Batch(QStringLiteral("tWindow"));
-        const qint32 objects = qint32(copy.Choose(QStringLiteral("tObject"), kObjectKey,
-                                                  QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old").arg(copy.Source(QStringLiteral("tObject")), windowBatch),
+        const QString windowBatch = copy.Batch(window);
+        const qint32 objects = qint32(copy.Choose(object, kObjectKey,
+                                                  QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old")
+                                                      .arg(copy.Source(object), windowBatch),
                                                   QStringLiteral("w.pos, s.iObjectKey")));
         if (objects > 0) {
-            ObjectMap.Grow(objects);
-            copy.Insert(QStringLiteral("tObject"), kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
+            copy.Insert(object, kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
                         QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + DatabaseCopy::Kept(kObjectColumns),
                         QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey").arg(windowBatch));
-            storeBatch(ObjectMap, copy, QStringLiteral("tObject"));
+            copy.Remember(map(copy, kObjectMap), object);
         }
         finishProgress(count);
         return true;
@@ -429,122 +337,46 @@ bool VersionBackup::copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destin
     }
 }
 
-bool VersionBackup::copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db)
-{
-    const QString* stage = &kSchedulesFailed;
-    try {
-        DatabaseCopy copy = databaseCopy(db);
-        const QString schedule = QStringLiteral("tSchedule");
-        const qint64 count = copy.Choose(schedule, kScheduleKey,
-                                         copy.Source(schedule) + QStringLiteral(" s WHERE s.iScheduleEnvironKey = ") + num(sourceEnvironmentKey),
-                                         QStringLiteral("s.iScheduleKey"));
-        if (count == 0)
-            return true;
-        copy.Insert(schedule, kScheduleKey, QStringList{kScheduleEnvironKey} + kScheduleColumns,
-                    QStringList{num(destinationEnvironmentKey)} + DatabaseCopy::Kept(kScheduleColumns));
-        const QString schedules = copy.Batch(schedule);
-
-        // The cycle written as the lookup gives it: 0 for a cycle not copied
-        // in this run.
-        stage = &kScheduleCyclesFailed;
-        copy.CopyChildren({QStringLiteral("tScheduleCycles"), QStringLiteral("iScheduleCyclesKey"), kScheduleKey, schedules,
-                           QString(), kCycleKey, copy.Map(QStringLiteral("cycle"), CycleMap.Pairs()), {kCycleSequenceNum},
-                           true});
-
-        stage = &kScheduleKeywordsFailed;
-        copyKeywordRelations(copy, kKeywordRelScheduleKey, schedules);
-        return true;
-    } catch (const DbError& e) {
-        return fail(*stage, e.description());
-    }
-}
-
-bool VersionBackup::copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey,
-                                       Connection& db, KeyMap& map)
+bool VersionBackup::copyList(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
 {
     try {
         DatabaseCopy copy = databaseCopy(db);
         const qint32 count = qint32(copy.Choose(list.table, list.key,
-                                                QStringLiteral("%1 s WHERE s.%2 = %3").arg(copy.Source(list.table), list.parent, num(sourceVersionKey)),
+                                                QStringLiteral("%1 s WHERE s.%2 = %3")
+                                                    .arg(copy.Source(list.table), list.parent, num(sourceVersionKey)),
                                                 QStringLiteral("s.") + list.key));
-        if (count == 0) {
-            map.Replace(0);
+        // A version without rows leaves the map of the last one that had
+        // some.
+        if (count == 0)
             return true;
-        }
         startProgress(list.label, count);
-        map.Replace(count);
         copy.Insert(list.table, list.key, QStringList{list.parent} + list.columns,
                     QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns));
-        storeBatch(map, copy, list.table);
+        const QString mapTable = map(copy, list.map);
+        copy.ClearMap(list.map);
+        copy.Remember(mapTable, list.table);
         finishProgress(count);
-        m_progress.Yield();
         return true;
     } catch (const DbError& e) {
         return fail(list.failure, e.description());
     }
 }
 
-bool VersionBackup::CopyVariables(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                                  Connection& destination)
+bool VersionBackup::CopyVariables(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
 {
-    if (&source == &destination) {
-        return copyListInDatabase({QStringLiteral("tUserVar"), kVarKey, kVarAppVerKey, kVarColumns,
-                                   QStringLiteral("Variables in "), kVariablesFailed},
-                                  sourceVersionKey, destinationVersionKey, destination, VariableMap);
-    }
-    try {
-        Recordset variables(QStringLiteral("SELECT * FROM tUserVar WHERE iVarAppVerKey = ") + num(sourceVersionKey),
-                            source);
-        const RowCopy variableRow = RowCopy(kVarKey).Parent(kVarAppVerKey).Keep(kVarColumns);
-        Recordset newVariable;
-        TableCopy copy(variableRow, newVariable);
-        copy.reopen = QStringLiteral("SELECT * FROM tUserVar");
-        copy.reopenOn = &destination;
-        copy.map = &VariableMap;
-        copy.growth = MapGrowth::Replace;
-        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Variables in "), count); };
-        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
-        if (copy.Run(variables, {destinationVersionKey}) > 0)
-            m_progress.Yield();
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(kVariablesFailed, e.description());
-    }
+    return copyList({QStringLiteral("tUserVar"), kVarKey, kVarAppVerKey, kVarColumns, QStringLiteral("Variables in "),
+                     kVariablesFailed, kVariableMap},
+                    sourceVersionKey, destinationVersionKey, db);
 }
 
-bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                                     Connection& destination)
+bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
 {
-    if (&source == &destination) {
-        return copyListInDatabase({QStringLiteral("tRequirement"), kRequirementKey, kRequirementAppVerKey,
-                                   kRequirementColumns, QStringLiteral("Requirements in "), kRequirementsFailed},
-                                  sourceVersionKey, destinationVersionKey, destination, RequirementMap);
-    }
-    try {
-        Recordset requirements(
-            QStringLiteral("SELECT * FROM tRequirement WHERE iRequirementAppVerKey = ") + num(sourceVersionKey), source);
-        const RowCopy requirementRow =
-            RowCopy(kRequirementKey).Parent(kRequirementAppVerKey).Keep(kRequirementColumns);
-        Recordset newRequirement;
-        TableCopy copy(requirementRow, newRequirement);
-        copy.reopen = QStringLiteral("SELECT * FROM tRequirement");
-        copy.reopenOn = &destination;
-        copy.map = &RequirementMap;
-        copy.growth = MapGrowth::Replace;
-        copy.started = [this](qint32 count) { startProgress(QStringLiteral("Requirements in "), count); };
-        copy.afterRow = [this](Recordset&, qint32, qint32) { advanceProgress(); };
-        if (copy.Run(requirements, {destinationVersionKey}) > 0)
-            m_progress.Yield();
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(kRequirementsFailed, e.description());
-    }
+    return copyList({QStringLiteral("tRequirement"), kRequirementKey, kRequirementAppVerKey, kRequirementColumns,
+                     QStringLiteral("Requirements in "), kRequirementsFailed, kRequirementMap},
+                    sourceVersionKey, destinationVersionKey, db);
 }
 
-bool VersionBackup::copyKeywordsInDatabase(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db,
-                                           bool matchByName)
+bool VersionBackup::CopyKeywords(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db, bool matchByName)
 {
     try {
         DatabaseCopy copy = databaseCopy(db);
@@ -552,219 +384,57 @@ bool VersionBackup::copyKeywordsInDatabase(qint32 sourceAppKey, qint32 destinati
         const QString source = copy.Source(keyword), destination = copy.Destination(keyword);
         const QString ofSourceApp = QStringLiteral(" s WHERE s.iKeywordAppKey = ") + num(sourceAppKey);
         const qint32 count = qint32(copy.Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + source + ofSourceApp));
-        KeywordMap.Grow(count);
         if (count == 0)
             return true;
         startProgress(QStringLiteral("Keywords in "), count);
+        const QString keywords = map(copy, kKeywordMap);
         // With matchByName a keyword whose exact name (letter case counts)
         // the destination application has already maps to the first such
         // keyword, and of the others only the first of each exact name is
         // added, the later ones mapping to it.
-        const auto namedIn = [&](const QString& table, const QString& alias, const QString& condition) {
+        const auto named = [&](const QString& table, const QString& alias, const QString& condition) {
             return QStringLiteral("EXISTS (SELECT 1 FROM %1 %2 WHERE %3 AND %4)")
-                .arg(table, alias, condition, copy.ExactlyEqual(alias + QStringLiteral(".sKeywordName"),
-                                                                QStringLiteral("s.sKeywordName")));
+                .arg(table, alias, condition,
+                     copy.ExactlyEqual(alias + QStringLiteral(".sKeywordName"), QStringLiteral("s.sKeywordName")));
         };
         QString added = source + ofSourceApp;
         if (matchByName) {
             added += QStringLiteral(" AND NOT ") +
-                     namedIn(destination, QStringLiteral("d"), QStringLiteral("d.iKeywordAppKey = ") + num(destinationAppKey)) +
+                     named(destination, QStringLiteral("d"), QStringLiteral("d.iKeywordAppKey = ") + num(destinationAppKey)) +
                      QStringLiteral(" AND NOT ") +
-                     namedIn(source, QStringLiteral("e"),
-                             QStringLiteral("e.iKeywordAppKey = s.iKeywordAppKey AND e.iKeywordKey < s.iKeywordKey"));
+                     named(source, QStringLiteral("e"),
+                           QStringLiteral("e.iKeywordAppKey = s.iKeywordAppKey AND e.iKeywordKey < s.iKeywordKey"));
         }
         copy.Choose(keyword, kKeywordKey, added, QStringLiteral("s.iKeywordKey"));
         copy.Insert(keyword, kKeywordKey, {kKeywordAppKey, kKeywordName, kKeywordDesc},
                     {num(destinationAppKey), QStringLiteral("s.sKeywordName"), QStringLiteral("s.sKeywordDesc")});
         if (!matchByName) {
-            storeBatch(KeywordMap, copy, keyword);
+            copy.Remember(keywords, keyword);
         } else {
-            const QString pairs =
-                QStringLiteral("SELECT s.iKeywordKey, (SELECT MIN(d.iKeywordKey) FROM %1 d WHERE d.iKeywordAppKey = %2 AND %3) "
-                               "FROM %4%5 ORDER BY s.iKeywordKey")
-                    .arg(destination, num(destinationAppKey),
-                         copy.ExactlyEqual(QStringLiteral("d.sKeywordName"), QStringLiteral("s.sKeywordName")), source,
-                         ofSourceApp);
-            for (const auto& [oldKey, newKey] : copy.Rows(pairs))
-                KeywordMap.StoreNext(oldKey, newKey);
+            copy.RememberPairs(keywords,
+                               QStringLiteral("SELECT s.iKeywordKey, (SELECT MIN(d.iKeywordKey) FROM %1 d WHERE "
+                                              "d.iKeywordAppKey = %2 AND %3) FROM %4%5 ORDER BY s.iKeywordKey")
+                                   .arg(destination, num(destinationAppKey),
+                                        copy.ExactlyEqual(QStringLiteral("d.sKeywordName"), QStringLiteral("s.sKeywordName")),
+                                        source, ofSourceApp));
         }
         finishProgress(count);
-        m_progress.Yield();
         return true;
     } catch (const DbError& e) {
         return fail(kKeywordsFailed, e.description());
-    }
-}
-
-bool VersionBackup::CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey,
-                                 Connection& destination, bool matchByName)
-{
-    if (&source == &destination)
-        return copyKeywordsInDatabase(sourceAppKey, destinationAppKey, destination, matchByName);
-    try {
-        Recordset keywords(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey = ") + num(sourceAppKey), source);
-        const qint32 count = CountRecords(&keywords);
-        KeywordMap.Grow(count);
-        if (count == 0)
-            return true;
-        startProgress(QStringLiteral("Keywords in "), count);
-
-        Recordset target;
-        while (!keywords.Eof()) {
-            const qint32 oldKey = keywords.Int(kKeywordKey);
-            bool matched = false;
-            if (matchByName) {
-                // The name is quoted: a keyword such as "Don't save" finds
-                // its match like any other. The repository compares names
-                // without regard to case, but keywords are told apart by
-                // their exact names (SMOKE is not smoke): of the rows the
-                // database finds, only one with exactly this name matches.
-                const QString name = keywords.Text(kKeywordName);
-                target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE sKeywordName='") + QuoteSql(name) +
-                                QStringLiteral("' and iKeywordAppKey=") + num(destinationAppKey) +
-                                QStringLiteral(" ORDER BY iKeywordKey"),
-                            destination);
-                while (!target.Eof() && target.Text(kKeywordName) != name)
-                    target.MoveNext();
-                matched = !target.Eof();
-            } else {
-                target.Open(QStringLiteral("SELECT * FROM tKeyword WHERE iKeywordAppKey=") + num(destinationAppKey),
-                            destination);
-            }
-            if (!matched) {
-                target.AddNew();
-                target.SetValue(kKeywordAppKey, destinationAppKey);
-                target.SetValue(kKeywordName, keywords.Value(kKeywordName));
-                target.SetValue(kKeywordDesc, keywords.Value(kKeywordDesc));
-                target.Update();
-            }
-            KeywordMap.StoreNext(oldKey, target.Int(kKeywordKey));
-            target.Close();
-            keywords.MoveNext();
-            advanceProgress();
-        }
-        m_progress.Yield();
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(kKeywordsFailed, e.description());
-    }
-}
-
-bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnvironmentKey*/, Connection& source,
-                                  qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
-                                  Connection& destination)
-{
-    if (&source == &destination)
-        return copyProcessesInDatabase(sourceVersionKey, destinationVersionKey, destinationEnvironmentKey, destination);
-    const QString* stage = &kProcessesFailed;
-    try {
-        Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + num(sourceVersionKey),
-                            source);
-
-        // iProcessRequirementKey and iProcessDependencyKey keep the source
-        // keys. A step window's process, version and environment are the
-        // destination's; its window and a step's object go through the maps.
-        const RowCopy processRow = RowCopy(kProcessKey).Parent(kProcessVerKey).Keep(kProcessColumns);
-        const RowCopy stepWindowRow = RowCopy(kStepWindowKey)
-                                          .MappedOrKept(kStepWindowWindowKey, WindowMap)
-                                          .Parent(kStepWindowProcessKey, 0)
-                                          .Keep({kStepWindowSequenceNum})
-                                          .Parent(kStepWindowVerKey, 1)
-                                          .Parent(kStepWindowEnvironmentKey, 2);
-        const RowCopy stepRow = RowCopy().Parent(kStepWindowKey).MappedOrKept(kStepObjectKey, ObjectMap).Keep(kStepColumns);
-
-        // Only added to for the whole call: their rows are never read.
-        Recordset newProcesses;
-        Recordset newSteps;
-        Recordset newStepWindows;
-        Recordset newRelations;
-        KeywordRelationCopy relationCopy(kKeywordRelProcessKey, KeywordMap, newRelations, source);
-
-        ChildReads stepReads(source, QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey = "),
-                             QStringLiteral(" ORDER BY iStepSequenceNum"), QStringLiteral("tStep"), kStepWindowKey,
-                             QStringLiteral("iStepSequenceNum"));
-        ChildReads stepWindowReads(source, QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowProcessKey = "),
-                                   QStringLiteral(" ORDER BY iStepWindowSequenceNum"), QStringLiteral("tStepWindow"),
-                                   kStepWindowProcessKey, kStepWindowSequenceNum);
-        stepWindowReads.FeedChildren(stepReads);
-
-        Recordset steps;
-        TableCopy stepCopy(stepRow, newSteps);
-        stepCopy.beforeRow = [&] { stage = &kStepsFailed; };
-        stepCopy.afterRow = [this](Recordset&, qint32, qint32) { m_progress.Yield(); };
-
-        Recordset stepWindows;
-        TableCopy stepWindowCopy(stepWindowRow, newStepWindows);
-        // The process key of the step window copied last, for the rule that
-        // skips a lone placeholder step window or a process met twice.
-        qint32 lastStepWindowProcessKey = 0;
-        stepWindowCopy.beforeRow = [&] { lastStepWindowProcessKey = stepWindows.Int(kStepWindowProcessKey); };
-        stepWindowCopy.afterRow = [&](Recordset&, qint32 oldStepWindowKey, qint32 newStepWindowKey) {
-            stepReads.Open(steps, oldStepWindowKey);
-            stepCopy.Run(steps, {newStepWindowKey});
-            // The stage stays where the steps left it.
-            m_progress.Yield();
-        };
-
-        TableCopy processCopy(processRow, newProcesses);
-        processCopy.map = &ProcessMap;
-        processCopy.growth = MapGrowth::Grow;
-        processCopy.started = [&](qint32 count) {
-            newProcesses.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(destinationVersionKey),
-                              destination);
-            newSteps.Open(QStringLiteral("SELECT * FROM tStep WHERE iStepWindowKey=0"), destination);
-            newStepWindows.Open(
-                QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowVerKey=") + num(destinationVersionKey),
-                destination);
-            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel WHERE iKeywordRelKeywordKey=0"), destination);
-            startProgress(QStringLiteral("Processes in "), count);
-            if (stepWindowReads.ReadsInBlocks()) {
-                const std::vector<qint32> keys = ColumnKeys(processes, kProcessKey);
-                stepWindowReads.SetParents(keys);
-                relationCopy.SetHolders(keys);
-            }
-        };
-        processCopy.beforeRow = [&] { stage = &kProcessesFailed; };
-        processCopy.afterRow = [&](Recordset&, qint32 oldProcessKey, qint32 newProcessKey) {
-            stage = &kStepWindowsFailed;
-            stepWindowReads.Open(stepWindows, oldProcessKey);
-            const qint32 stepWindowCount = CountRecords(&stepWindows);
-            const bool skipped = stepWindowCount == 1 && (stepWindows.Int(kStepWindowWindowKey) == 0 ||
-                                                          stepWindows.Int(kStepWindowProcessKey) == lastStepWindowProcessKey);
-            if (!skipped)
-                stepWindowCopy.Run(stepWindows, {newProcessKey, destinationVersionKey, destinationEnvironmentKey});
-
-            stage = &kProcessKeywordsFailed;
-            relationCopy.Run(oldProcessKey, newProcessKey);
-
-            m_progress.Yield();
-            advanceProgress();
-        };
-        processCopy.Run(processes, {destinationVersionKey});
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(failedStage(e, *stage,
-                                {{"tProcess", &kProcessesFailed},
-                                 {"tStepWindow", &kStepWindowsFailed},
-                                 {"tStep", &kStepsFailed},
-                                 {"tKeywordRel", &kProcessKeywordsFailed}}),
-                    e.description());
     }
 }
 
 void VersionBackup::copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders)
 {
     // The holder column takes the new holder key; the keyword goes through
-    // KeywordMap and keeps its key where the map has none.
-    const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
+    // the keyword map and keeps its key where the map has none.
     copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), holderColumn, holders, QString(),
-                       kKeywordRelKeywordKey, keywords, {}});
+                       kKeywordRelKeywordKey, map(copy, kKeywordMap), {}});
 }
 
-bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey,
-                                            qint32 destinationEnvironmentKey, Connection& db)
+bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
+                                  Connection& db)
 {
     const QString* stage = &kProcessesFailed;
     try {
@@ -772,23 +442,23 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
         const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
                       step = QStringLiteral("tStep");
         const qint32 count = qint32(copy.Choose(process, kProcessKey,
-                                                copy.Source(process) + QStringLiteral(" s WHERE s.iProcessVerKey = ") + num(sourceVersionKey),
+                                                copy.Source(process) + QStringLiteral(" s WHERE s.iProcessVerKey = ") +
+                                                    num(sourceVersionKey),
                                                 QStringLiteral("s.iProcessKey")));
-        ProcessMap.Grow(count);
         if (count == 0)
             return true;
         startProgress(QStringLiteral("Processes in "), count);
         // iProcessRequirementKey and iProcessDependencyKey keep the source keys.
         copy.Insert(process, kProcessKey, QStringList{kProcessVerKey} + kProcessColumns,
                     QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kProcessColumns));
-        storeBatch(ProcessMap, copy, process);
+        copy.Remember(map(copy, kProcessMap), process);
         const QString processes = copy.Batch(process);
 
         // A process's step windows in sequence, but not a lone step window
         // without a window (a placeholder). A step window's window goes
-        // through WindowMap and keeps its key where the map has none.
+        // through the window map and keeps its key where the map has none.
         stage = &kStepWindowsFailed;
-        const QString windows = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
+        const QString windows = map(copy, kWindowMap);
         copy.Choose(stepWindow, kStepWindowKey,
                     QStringLiteral("%2 s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE NOT "
                                    "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM %2 c "
@@ -803,104 +473,37 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
                     QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = s.iStepWindowWindowKey")
                         .arg(processes, windows));
 
-        // Their steps in sequence; a step's object goes through ObjectMap.
+        // Their steps in sequence; a step's object goes through the object map.
         stage = &kStepsFailed;
-        const QString stepWindows = copy.Batch(stepWindow);
-        const QString objects = copy.Map(QStringLiteral("object"), ObjectMap.Pairs());
-        copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, stepWindows, QStringLiteral("iStepSequenceNum"),
-                           kStepObjectKey, objects, kStepColumns});
+        copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
+                           QStringLiteral("iStepSequenceNum"), kStepObjectKey, map(copy, kObjectMap), kStepColumns});
 
-        // The processes' keyword relations; a keyword goes through KeywordMap.
+        // The processes' keyword relations.
         stage = &kProcessKeywordsFailed;
         copyKeywordRelations(copy, kKeywordRelProcessKey, processes);
         finishProgress(count);
-        m_progress.Yield();
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());
     }
 }
 
-bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                               Connection& destination)
-{
-    if (&source == &destination)
-        return copyCyclesInDatabase(sourceVersionKey, destinationVersionKey, destination);
-    const QString* stage = &kCyclesFailed;
-    try {
-        Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey =") + num(sourceVersionKey), source);
-
-        // The dependency and the start state: 0 stays 0; any other key goes
-        // through ProcessMap and becomes 0 when the process was not copied.
-        // A cycle process keeps a process outside the copy.
-        const RowCopy cycleRow = RowCopy(kCycleKey)
-                                     .Parent(kCycleVerKey)
-                                     .Keep(kCycleColumnsBeforeDependency)
-                                     .MappedUnlessZero(kCycleDependencyKey, ProcessMap)
-                                     .Keep(kCycleColumnsAfterDependency)
-                                     .MappedUnlessZero(kCycleStartStateKey, ProcessMap)
-                                     .Keep({kCycleExecStatus});
-        const RowCopy cycleProcessRow =
-            RowCopy().Parent(kCycleKey).MappedOrKept(kProcessKey, ProcessMap).Keep(kCycleProcessColumns);
-
-        Recordset newCycles;
-        Recordset newCycleProcesses;
-        Recordset newRelations;
-        KeywordRelationCopy relationCopy(kKeywordRelCycleKey, KeywordMap, newRelations, source);
-        Recordset cycleProcesses;
-        ChildReads cycleProcessReads(source, QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey = "), QString(),
-                                     QStringLiteral("tCycleProcess"), kCycleKey);
-        TableCopy cycleProcessCopy(cycleProcessRow, newCycleProcesses);
-
-        TableCopy cycleCopy(cycleRow, newCycles);
-        cycleCopy.map = &CycleMap;
-        cycleCopy.growth = MapGrowth::Grow;
-        cycleCopy.started = [&](qint32) {
-            newCycles.Open(QStringLiteral("SELECT * FROM tCycle"), destination);
-            newCycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess"), destination);
-            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
-            if (cycleProcessReads.ReadsInBlocks()) {
-                const std::vector<qint32> keys = ColumnKeys(cycles, kCycleKey);
-                cycleProcessReads.SetParents(keys);
-                relationCopy.SetHolders(keys);
-            }
-        };
-        cycleCopy.beforeRow = [&] { stage = &kCyclesFailed; };
-        cycleCopy.afterRow = [&](Recordset&, qint32 oldCycleKey, qint32 newCycleKey) {
-            stage = &kCycleProcessesFailed;
-            cycleProcessReads.Open(cycleProcesses, oldCycleKey);
-            cycleProcessCopy.Run(cycleProcesses, {newCycleKey});
-
-            stage = &kCycleKeywordsFailed;
-            relationCopy.Run(oldCycleKey, newCycleKey);
-        };
-        cycleCopy.Run(cycles, {destinationVersionKey});
-        destination.SendHeldWrites();
-        return true;
-    } catch (const DbError& e) {
-        return fail(failedStage(e, *stage,
-                                {{"tCycle", &kCyclesFailed},
-                                 {"tCycleProcess", &kCycleProcessesFailed},
-                                 {"tKeywordRel", &kCycleKeywordsFailed}}),
-                    e.description());
-    }
-}
-
-bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
+bool VersionBackup::CopyCycles(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
 {
     const QString* stage = &kCyclesFailed;
     try {
         DatabaseCopy copy = databaseCopy(db);
         const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess");
         const qint32 count = qint32(copy.Choose(cycle, kCycleKey,
-                                                copy.Source(cycle) + QStringLiteral(" s WHERE s.iCycleVerKey = ") + num(sourceVersionKey),
+                                                copy.Source(cycle) + QStringLiteral(" s WHERE s.iCycleVerKey = ") +
+                                                    num(sourceVersionKey),
                                                 QStringLiteral("s.iCycleKey")));
-        CycleMap.Grow(count);
         if (count == 0)
             return true;
         // The dependency and the start state: 0 stays 0; any other key goes
-        // through ProcessMap and becomes 0 when the process was not copied.
-        const QString processes = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+        // through the process map and becomes 0 when the process was not
+        // copied.
+        const QString processes = map(copy, kProcessMap);
         const auto unlessZero = [&](const QString& column) {
             return QStringLiteral("CASE WHEN COALESCE(s.%1, 0) = 0 THEN s.%1 ELSE COALESCE(%2, 0) END")
                 .arg(column, DatabaseCopy::Lookup(processes, QStringLiteral("s.") + column));
@@ -911,7 +514,7 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
                     QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kCycleColumnsBeforeDependency) +
                         QStringList{unlessZero(kCycleDependencyKey)} + DatabaseCopy::Kept(kCycleColumnsAfterDependency) +
                         QStringList{unlessZero(kCycleStartStateKey), QStringLiteral("s.") + kCycleExecStatus});
-        storeBatch(CycleMap, copy, cycle);
+        copy.Remember(map(copy, kCycleMap), cycle);
         const QString cycles = copy.Batch(cycle);
 
         // A cycle process keeps a process outside the copy.
@@ -927,96 +530,77 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
     }
 }
 
-bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
-                                  Connection& destination)
+bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db)
 {
-    if (&source == &destination)
-        return copySchedulesInDatabase(sourceEnvironmentKey, destinationEnvironmentKey, destination);
     const QString* stage = &kSchedulesFailed;
     try {
-        Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey =") +
-                                num(sourceEnvironmentKey),
-                            source);
+        DatabaseCopy copy = databaseCopy(db);
+        const QString schedule = QStringLiteral("tSchedule");
+        const qint64 count = copy.Choose(schedule, kScheduleKey,
+                                         copy.Source(schedule) + QStringLiteral(" s WHERE s.iScheduleEnvironKey = ") +
+                                             num(sourceEnvironmentKey),
+                                         QStringLiteral("s.iScheduleKey"));
+        if (count == 0)
+            return true;
+        copy.Insert(schedule, kScheduleKey, QStringList{kScheduleEnvironKey} + kScheduleColumns,
+                    QStringList{num(destinationEnvironmentKey)} + DatabaseCopy::Kept(kScheduleColumns));
+        const QString schedules = copy.Batch(schedule);
 
-        const RowCopy scheduleRow = RowCopy(kScheduleKey).Parent(kScheduleEnvironKey).Keep(kScheduleColumns);
         // The cycle written as the lookup gives it: 0 for a cycle not copied
         // in this run.
-        const RowCopy scheduleCycleRow =
-            RowCopy().Parent(kScheduleKey).Mapped(kCycleKey, CycleMap).Keep({kCycleSequenceNum});
+        stage = &kScheduleCyclesFailed;
+        copy.CopyChildren({QStringLiteral("tScheduleCycles"), QStringLiteral("iScheduleCyclesKey"), kScheduleKey, schedules,
+                           QString(), kCycleKey, map(copy, kCycleMap), {kCycleSequenceNum}, true});
 
-        Recordset newSchedules;
-        Recordset newScheduleCycles;
-        Recordset newRelations;
-        KeywordRelationCopy relationCopy(kKeywordRelScheduleKey, KeywordMap, newRelations, source);
-        Recordset scheduleCycles;
-        TableCopy scheduleCycleCopy(scheduleCycleRow, newScheduleCycles);
-
-        TableCopy scheduleCopy(scheduleRow, newSchedules);
-        scheduleCopy.started = [&](qint32) {
-            newSchedules.Open(QStringLiteral("SELECT * FROM tSchedule"), destination);
-            newScheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles"), destination);
-            newRelations.Open(QStringLiteral("SELECT * FROM tKeywordRel"), destination);
-        };
-        scheduleCopy.beforeRow = [&] { stage = &kSchedulesFailed; };
-        scheduleCopy.afterRow = [&](Recordset&, qint32 oldScheduleKey, qint32 newScheduleKey) {
-            stage = &kScheduleCyclesFailed;
-            scheduleCycles.Open(QStringLiteral("SELECT * FROM tScheduleCycles WHERE iScheduleKey = ") +
-                                    num(oldScheduleKey),
-                                source);
-            scheduleCycleCopy.Run(scheduleCycles, {newScheduleKey});
-
-            stage = &kScheduleKeywordsFailed;
-            relationCopy.Run(oldScheduleKey, newScheduleKey);
-        };
-        scheduleCopy.Run(schedules, {destinationEnvironmentKey});
-        destination.SendHeldWrites();
+        stage = &kScheduleKeywordsFailed;
+        copyKeywordRelations(copy, kKeywordRelScheduleKey, schedules);
         return true;
     } catch (const DbError& e) {
-        return fail(failedStage(e, *stage,
-                                {{"tSchedule", &kSchedulesFailed},
-                                 {"tScheduleCycles", &kScheduleCyclesFailed},
-                                 {"tKeywordRel", &kScheduleKeywordsFailed}}),
-                    e.description());
+        return fail(*stage, e.description());
     }
 }
 
-bool VersionBackup::CopyReserved(qint32, Connection&, qint32, Connection&) { return true; }
-
-bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& destination)
+bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& db)
 {
     try {
+        DatabaseCopy copy = databaseCopy(db);
+        const QString processes = map(copy, kProcessMap), variables = map(copy, kVariableMap);
+        const QString steps = copy.Destination(QStringLiteral("tStep"));
         // Only a text that holds a process call or a variable token can
         // change (LIKE finds more, in any letter case: the rules decide).
-        DatabaseCopy copy = databaseCopy(destination);
-        const QString steps = copy.Destination(QStringLiteral("tStep"));
         const QString candidates = QStringLiteral(
             "SELECT s.iStepKey FROM %2 s JOIN %3 w ON s.iStepWindowKey = w.iStepWindowKey "
             "WHERE w.iStepWindowVerKey = %1 AND (s.sStepArguments LIKE '%ProcessKey=%' OR s.sStepArguments LIKE '%=@%')")
                                        .arg(num(destinationVersionKey), steps, copy.Destination(QStringLiteral("tStepWindow")));
+        m_progress.SetAction(QStringLiteral("Fixing up steps...."));
         const QString function = QStringLiteral("dv_fixed_step_arguments");
-        const bool defined = destination.DefineTextFunction(function, [&](const QString& text) {
-            return FixUpStepArguments(text, destinationVersionKey, ProcessMap, VariableMap).value_or(text);
-        });
-        if (defined) {
-            m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-            const auto removeFunction = qScopeGuard([&] { destination.DefineTextFunction(function, nullptr); });
-            destination.Execute(QStringLiteral("UPDATE %3 SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
-                                               "AND %1(sStepArguments) IS NOT sStepArguments")
-                                    .arg(function, candidates, steps));
+        if (db.backend() == BackendKind::Sqlite) {
+            // The maps the rules read, from their tables.
+            QHash<qint32, qint32> processKeys, variableKeys;
+            for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + processes))
+                processKeys.insert(oldKey, newKey);
+            for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + variables))
+                variableKeys.insert(oldKey, newKey);
+            db.DefineTextFunction(function, [&](const QString& text) {
+                return FixUpStepArguments(
+                           text, destinationVersionKey, [&](qint32 key) { return processKeys.value(key); },
+                           [&](qint32 key) { return variableKeys.value(key); })
+                    .value_or(text);
+            });
+            const auto removeFunction = qScopeGuard([&] { db.DefineTextFunction(function, nullptr); });
+            db.Execute(QStringLiteral("UPDATE %3 SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
+                                      "AND %1(sStepArguments) IS NOT sStepArguments")
+                           .arg(function, candidates, steps));
             return true;
         }
 
         // On PostgreSQL the same rules run as session functions.
-        m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-        copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
-        copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
         for (const char* definition : kPostgresFixUpFunctions)
             copy.Run(QString::fromUtf8(definition));
         copy.Run(QStringLiteral("UPDATE %3 t SET sStepArguments = f.fixed FROM (SELECT iStepKey AS k, sStepArguments::text "
                                 "AS old, pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) AS fixed FROM %3 "
                                 "WHERE iStepKey IN (%2)) f WHERE t.iStepKey = f.k AND f.fixed IS DISTINCT FROM f.old")
                      .arg(num(destinationVersionKey), candidates, steps));
-        destination.SendHeldWrites();
         return true;
     } catch (const DbError& e) {
         return fail(kFixUpFailed, e.description());
@@ -1042,33 +626,16 @@ const QStringList& VersionWindowPointers()
 void VersionBackup::RemapVersionPointers(qint32 versionKey, Connection& db)
 {
     DatabaseCopy copy = databaseCopy(db);
-    const QString processes = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
-    const QString windows = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
+    const QString processes = map(copy, kProcessMap), windows = map(copy, kWindowMap);
     QStringList sets;
-    const auto remap = [&](const QStringList& columns, const QString& map) {
+    const auto remap = [&](const QStringList& columns, const QString& mapTable) {
         for (const QString& column : columns)
-            sets << QStringLiteral("%1 = COALESCE(%2, %1)").arg(column, DatabaseCopy::Lookup(map, column));
+            sets << QStringLiteral("%1 = COALESCE(%2, %1)").arg(column, DatabaseCopy::Lookup(mapTable, column));
     };
     remap(VersionProcessPointers(), processes);
     remap(VersionWindowPointers(), windows);
     db.Execute(QStringLiteral("UPDATE %1 SET %2 WHERE iVersionKey = %3")
                    .arg(copy.Destination(QStringLiteral("tVersion")), sets.join(QStringLiteral(", ")), num(versionKey)));
-}
-
-void VersionBackup::RemapVersionPointers(Recordset& version) const
-{
-    const QStringList& processPointers = VersionProcessPointers();
-    const QStringList& windowPointers = VersionWindowPointers();
-    auto remap = [&](const QString& column, const KeyMap& map) {
-        const qint32 mapped = LookupNewKey(map, version.Int(column), map.Length());
-        if (mapped != 0)
-            version.SetValue(column, mapped);
-    };
-    for (const QString& column : processPointers)
-        remap(column, ProcessMap);
-    for (const QString& column : windowPointers)
-        remap(column, WindowMap);
-    version.Update();
 }
 
 } // namespace dorvane

@@ -17,21 +17,28 @@ class BusyIndicator;
 class Connection;
 class MessageSink;
 class ProgressSink;
-class Recordset;
 
 // The copy engine: the state of one copy run (the key maps, the label of
 // the version being copied, the destination connection) and the
 // primitives that copy a version's content table by table, rewriting
 // foreign keys through the maps.
 //
-// Every primitive reads its rows from `source` and adds the copies through
-// `destination` (both may be the same connection), begins no transaction,
-// shows its own failure message ("Error while copying Windows:" followed
-// directly by the database's description) and returns false after one,
-// true otherwise (also when there was nothing to copy). Rows saved before a
-// failure stay; the caller's transaction removes them where there is one.
-// Long primitives report through the ProgressSink and let the event loop
-// run through its Yield.
+// Every primitive copies within the database of its connection `db`, by
+// statements the database runs (DatabaseCopy): from and to the
+// repository's own tables, or across to a backup file opened on the same
+// connection (CopyBetween). It begins no transaction, shows its own
+// failure message ("Error while copying Windows:" followed directly by the
+// database's description) and returns false after one, true otherwise
+// (also when there was nothing to copy). Rows saved before a failure stay;
+// the caller's transaction removes them. Long primitives report through
+// the ProgressSink and let the event loop run through its Yield.
+//
+// The key maps (old key, new key) live in the database too, as temporary
+// tables of the run's connection: "window", "object", "process", "cycle"
+// and "keyword" grow within a copy run (ResetCopyRunMaps empties them; an
+// old key keeps the first new key it was given); "variable" and
+// "requirement" are replaced by every call that copies rows and hold the
+// last version copied that had any.
 //
 // Dependency order within one version: CopyWindows and CopyKeywords before
 // CopyProcesses; CopyProcesses before CopyCycles and FixUpSteps; CopyCycles
@@ -45,18 +52,7 @@ public:
     VersionBackup(const VersionBackup&) = delete;
     VersionBackup& operator=(const VersionBackup&) = delete;
 
-    // The key maps. WindowMap, ObjectMap, ProcessMap, CycleMap and
-    // KeywordMap grow cumulatively within a copy run (ResetCopyRunMaps sets
-    // their lengths to 0); VariableMap and RequirementMap are replaced by
-    // every call that copies rows and hold the last version copied only;
-    // RecordMap belongs to the copy of an environment's record layouts.
-    KeyMap WindowMap;
-    KeyMap ObjectMap;
-    KeyMap ProcessMap;
-    KeyMap CycleMap;
-    KeyMap KeywordMap;
-    KeyMap VariableMap;
-    KeyMap RequirementMap;
+    // The map of an environment copy's record layouts, kept by the client.
     KeyMap RecordMap;
 
     // Shown after each primitive's label words ("Windows in " ...): the
@@ -79,10 +75,9 @@ public:
     ProgressSink& Progress() const { return m_progress; }
     BusyIndicator* Busy() const { return m_busy; }
 
-    // Where the primitives find their rows and put their copies when source
-    // and destination are one connection (see DatabaseCopy): the
-    // repository on both sides, unless a backup or a restore says
-    // otherwise for as long as the returned value lives.
+    // Where the primitives find their rows and put their copies (see
+    // DatabaseCopy): the repository on both sides, unless a backup or a
+    // restore says otherwise for as long as the returned value lives.
     [[nodiscard]] auto CopyBetween(DatabaseCopy::Side source, DatabaseCopy::Side destination)
     {
         m_sourceSide = source;
@@ -90,9 +85,15 @@ public:
         return qScopeGuard([this] { m_sourceSide = m_destinationSide = DatabaseCopy::Side::Repository; });
     }
 
-    // The start of a copy run: the lengths of the cumulative maps to 0
-    // (KeywordMap only when asked: a version update copies no keywords).
+    // The start of a copy run: the growing maps emptied (the keyword map
+    // only when asked: a version update copies no keywords) before the
+    // run's first use of them.
     void ResetCopyRunMaps(bool includeKeywordMap);
+    // A key map of the run on `db` by name ("window", "process", ...): its
+    // pairs by new key. SetMap puts pairs into one (first pair of an old
+    // key wins).
+    std::vector<std::pair<qint32, qint32>> MapPairs(Connection& db, const QString& name);
+    void SetMap(Connection& db, const QString& name, const std::vector<std::pair<qint32, qint32>>& pairs);
 
     // A new connection to the engine's repository. On failure shows "Error
     // while opening destination database for version copy: " and the
@@ -100,49 +101,36 @@ public:
     std::unique_ptr<Connection> OpenDestinationDatabase();
 
     // The windows of a version (without its "[System Screen]" window unless
-    // includeSystemScreen) and the objects of each; fills WindowMap and
-    // ObjectMap. A window's parent key is copied as it stands.
-    bool CopyWindows(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey, Connection& destination,
-                     bool includeSystemScreen);
-    // The variables, or the requirements, of a version; replaces
-    // VariableMap / RequirementMap.
-    bool CopyVariables(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                       Connection& destination);
-    bool CopyRequirements(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                          Connection& destination);
-    // The keywords of an application; grows KeywordMap. With matchByName a
-    // keyword whose exact name (letter case counts) the destination
-    // application has already is mapped to that one instead of being added.
-    bool CopyKeywords(qint32 sourceAppKey, Connection& source, qint32 destinationAppKey, Connection& destination,
-                      bool matchByName);
+    // includeSystemScreen) and the objects of each; fills the window and
+    // object maps. A window's parent key is copied as it stands.
+    bool CopyWindows(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db, bool includeSystemScreen);
+    // The variables, or the requirements, of a version; replace their map.
+    bool CopyVariables(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
+    bool CopyRequirements(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
+    // The keywords of an application; grows the keyword map. With
+    // matchByName a keyword whose exact name (letter case counts) the
+    // destination application has already is mapped to that one instead of
+    // being added.
+    bool CopyKeywords(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db, bool matchByName);
     // The processes of a version with their step windows, steps and keyword
-    // relations; grows ProcessMap. Reads WindowMap, ObjectMap, KeywordMap.
-    // The source environment key is not used.
-    bool CopyProcesses(qint32 sourceVersionKey, qint32 sourceEnvironmentKey, Connection& source,
-                       qint32 destinationVersionKey, qint32 destinationEnvironmentKey, Connection& destination);
+    // relations; grows the process map. Reads the window, object and
+    // keyword maps.
+    bool CopyProcesses(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
+                       Connection& db);
     // The cycles of a version with their processes and keyword relations;
-    // grows CycleMap. Reads ProcessMap and KeywordMap.
-    bool CopyCycles(qint32 sourceVersionKey, Connection& source, qint32 destinationVersionKey,
-                    Connection& destination);
+    // grows the cycle map. Reads the process and keyword maps.
+    bool CopyCycles(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
     // The schedules of an environment with their cycles and keyword
-    // relations. Reads CycleMap and KeywordMap.
-    bool CopySchedules(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
-                       Connection& destination);
-    // A step of the backup and restore runs that copies nothing.
-    bool CopyReserved(qint32 sourceEnvironmentKey, Connection& source, qint32 destinationEnvironmentKey,
-                      Connection& destination);
+    // relations. Reads the cycle and keyword maps.
+    bool CopySchedules(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db);
     // Rewrites the process calls and variable references in the argument
-    // texts of the destination version's steps through ProcessMap and
-    // VariableMap (see StepArguments.h).
-    bool FixUpSteps(qint32 destinationVersionKey, Connection& destination);
+    // texts of the destination version's steps through the process and
+    // variable maps (see StepArguments.h).
+    bool FixUpSteps(qint32 destinationVersionKey, Connection& db);
 
-    // Rewrites a copied version row's five process pointers through
-    // ProcessMap and its two window pointers through WindowMap, and saves
-    // it; a pointer the maps do not hold (a row outside the copy) keeps its
-    // value.
-    void RemapVersionPointers(Recordset& version) const;
-    // The same for the version row `versionKey` of the destination side, by
-    // one statement on `db`.
+    // Rewrites a copied version row's five process pointers and two window
+    // pointers through the maps, by one statement; a pointer the maps do
+    // not hold (a row outside the copy) keeps its value.
     void RemapVersionPointers(qint32 versionKey, Connection& db);
 
     // What the caller of UpdateVersion does inside its transaction, through
@@ -169,34 +157,26 @@ public:
 
 private:
     // A version's flat list (variables, requirements): its table, own key,
-    // version column, the columns copied, the progress words and the
-    // failure's prefix.
+    // version column, the columns copied, the progress words, the
+    // failure's prefix and its map.
     struct ListCopy {
         QString table, key, parent;
         QStringList columns;
         QString label;
         const QString& failure;
+        const QString& map;
     };
 
-    // The copies within one database, run by the database itself.
     DatabaseCopy databaseCopy(Connection& db) const { return DatabaseCopy(db, m_sourceSide, m_destinationSide); }
-    bool copyKeywordsInDatabase(qint32 sourceAppKey, qint32 destinationAppKey, Connection& db, bool matchByName);
-    bool copyWindowsInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
-                               bool includeSystemScreen);
-    bool copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
-                                 Connection& db);
+    // The map table of `name` on the copy's connection, emptied first when
+    // the run's start asked for it.
+    QString map(DatabaseCopy& copy, const QString& name);
+    bool copyList(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
     // The keyword relations of the holders in the batch table `holders`
-    // (processes or cycles), held by `holderColumn`.
+    // (processes, cycles or schedules), held by `holderColumn`.
     void copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders);
-    bool copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 destinationEnvironmentKey, Connection& db);
-    bool copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
-    bool copyListInDatabase(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db,
-                            KeyMap& map);
-    // Stores the pairs of a table's last batch in `map`, in position order.
-    static void storeBatch(KeyMap& map, DatabaseCopy& copy, const QString& table);
 
     void startProgress(const QString& labelWords, qint32 count);
-    void advanceProgress();
     // Moves the bar on by `rows` at once.
     void finishProgress(qint32 rows);
     bool fail(const QString& prefix, const QString& description);
@@ -207,6 +187,7 @@ private:
     QString m_repository;
     DatabaseCopy::Side m_sourceSide = DatabaseCopy::Side::Repository;
     DatabaseCopy::Side m_destinationSide = DatabaseCopy::Side::Repository;
+    QStringList m_mapsToClear;
 };
 
 // The prefix of the failure message of the primitive that writes `table`

@@ -5,7 +5,6 @@
 #include "core/repository/Connection.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/OperationLocks.h"
-#include "core/repository/Recordset.h"
 #include "core/repository/Transaction.h"
 
 #include <optional>
@@ -29,10 +28,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
     std::optional<Transaction> transaction;
     try {
         DestinationConnection = OpenDestinationDatabase();
-        ObjectMap.ResetLength();
-        WindowMap.ResetLength();
-        ProcessMap.ResetLength();
-        CycleMap.ResetLength();
+        ResetCopyRunMaps(false);
         busy.emplace(m_busy);
         m_progress.SetTitle(QStringLiteral("Version update progress..."));
         m_progress.ShowWindow();
@@ -53,28 +49,24 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
         }
 
         // Within one database: the destination connection reads and writes.
-        bool ok = CopyWindows(sourceVersionKey, db, destinationVersionKey, db, false) &&
-                  CopyProcesses(sourceVersionKey, environmentKey, db, destinationVersionKey, environmentKey, db) &&
-                  CopyCycles(sourceVersionKey, db, destinationVersionKey, db) &&
-                  CopyVariables(sourceVersionKey, db, destinationVersionKey, db) &&
-                  CopyRequirements(sourceVersionKey, db, destinationVersionKey, db);
+        bool ok = CopyWindows(sourceVersionKey, destinationVersionKey, db, false) &&
+                  CopyProcesses(sourceVersionKey, destinationVersionKey, environmentKey, db) &&
+                  CopyCycles(sourceVersionKey, destinationVersionKey, db) &&
+                  CopyVariables(sourceVersionKey, destinationVersionKey, db) &&
+                  CopyRequirements(sourceVersionKey, destinationVersionKey, db);
         if (ok) {
             // A failed fix-up fails the update but the re-pointing still runs.
             ok = FixUpSteps(destinationVersionKey, db);
-
-            // The maps hold this one version: their batch counts are their
-            // lengths.
-            const qint32 windows = WindowMap.BatchCount();
-            const qint32 processes = ProcessMap.BatchCount();
 
             // The environment's other versions: their step windows that
             // visit the source version now visit the destination version,
             // their steps' objects and windows the copies. A key not in its
             // map keeps its value.
+            // The maps hold this one version.
             DatabaseCopy copy(db);
-            const QString objectMap = copy.Map(QStringLiteral("object"), ObjectMap.Pairs());
-            const QString windowMap = copy.Map(QStringLiteral("window"), WindowMap.Pairs());
-            const QString processMap = copy.Map(QStringLiteral("process"), ProcessMap.Pairs());
+            const QString objectMap = map(copy, QStringLiteral("object"));
+            const QString windowMap = map(copy, QStringLiteral("window"));
+            const QString processMap = map(copy, QStringLiteral("process"));
             const QString otherVersions =
                 QStringLiteral("SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironVerKey<>%2")
                     .arg(environmentKey)
@@ -105,7 +97,7 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             // The environment's record layouts: fields that take a variable
             // of the source version take its copy.
             m_progress.SetAction(QStringLiteral("Fixing up layouts..."));
-            const QString variableMap = copy.Map(QStringLiteral("variable"), VariableMap.Pairs());
+            const QString variableMap = map(copy, QStringLiteral("variable"));
             db.Execute(QStringLiteral("UPDATE tField SET iFieldVarAppVerKey = %1, %2 WHERE iFieldVarAppVerKey = %3 AND "
                                       "iFieldRecordKey IN (SELECT iRecordKey FROM tRecord WHERE iRecordEnvironmentKey = %4)")
                            .arg(destinationVersionKey)
@@ -114,24 +106,18 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                            .arg(environmentKey));
             m_progress.Yield();
 
-            // The destination version's own process and window pointers.
-            Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey =") + num(destinationVersionKey),
-                              db);
-            for (const char* column : {"iVersionLoadProcess", "iVersionLoginProcess", "iVersionLogoutProcess",
-                                       "iVersionTerminateProcess", "iVersionRecoverProcess"}) {
-                const QString name = QString::fromLatin1(column);
-                const qint32 key = version.Int(name);
-                if (key > 0)
-                    version.SetValue(name, LookupNewKey(ProcessMap, key, processes));
-            }
-            for (const char* column : {"iVersionInitialWindow", "iVersionMainWindow"}) {
-                const QString name = QString::fromLatin1(column);
-                const qint32 key = version.Int(name);
-                if (key > 0)
-                    version.SetValue(name, LookupNewKey(WindowMap, key, windows));
-            }
-            version.SetValue(QStringLiteral("iVersionSourceVersion"), sourceVersionKey);
-            version.Update();
+            // The destination version's own process and window pointers: a
+            // pointer to a row the copy did not make becomes 0.
+            QStringList pointers;
+            const auto repoint = [&](const QStringList& columns, const QString& mapTable) {
+                for (const QString& column : columns)
+                    pointers << QStringLiteral("%1 = CASE WHEN %1 > 0 THEN COALESCE(%2, 0) ELSE %1 END")
+                                    .arg(column, DatabaseCopy::Lookup(mapTable, column));
+            };
+            repoint(VersionProcessPointers(), processMap);
+            repoint(VersionWindowPointers(), windowMap);
+            db.Execute(QStringLiteral("UPDATE tVersion SET %1, iVersionSourceVersion = %2 WHERE iVersionKey = %3")
+                           .arg(pointers.join(QStringLiteral(", ")), num(sourceVersionKey), num(destinationVersionKey)));
             if (ok && parts.finish)
                 parts.finish(db);
         }

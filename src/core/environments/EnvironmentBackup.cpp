@@ -780,8 +780,8 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, con
                     QStringList{QStringLiteral("iOriginalVersionKey")} + versionColumns + QStringList{QStringLiteral("iVersionAppKey")},
                     QStringList{QStringLiteral("s.iVersionKey")} + DatabaseCopy::Kept(versionColumns) + QStringList{num(newAppKey)});
 
-        if (!m_engine.CopyWindows(versionKey, db, newVersionKey, db, true) ||
-            !m_engine.CopyKeywords(appKey, db, newAppKey, db, false))
+        if (!m_engine.CopyWindows(versionKey, newVersionKey, db, true) ||
+            !m_engine.CopyKeywords(appKey, newAppKey, db, false))
             return false;
         copyRow(QStringLiteral("tEnvironmentDetail"), QStringLiteral("iEnvironmentDetailKey"),
                 details.Int(QStringLiteral("iEnvironmentDetailKey")),
@@ -789,15 +789,13 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, con
                  QStringLiteral("iEnviron3270Key")},
                 {num(backupEnvironmentKey), num(newVersionKey), QStringLiteral("s.iEnvironTestToolKey"),
                  QStringLiteral("s.iEnviron3270Key")});
-        if (!m_engine.CopyProcesses(versionKey, environmentKey, db, newVersionKey, backupEnvironmentKey, db) ||
-            !m_engine.CopyCycles(versionKey, db, newVersionKey, db) ||
-            !m_engine.CopyVariables(versionKey, db, newVersionKey, db) ||
-            !m_engine.CopyRequirements(versionKey, db, newVersionKey, db) || !m_engine.FixUpSteps(newVersionKey, db))
+        if (!m_engine.CopyProcesses(versionKey, newVersionKey, backupEnvironmentKey, db) ||
+            !m_engine.CopyCycles(versionKey, newVersionKey, db) || !m_engine.CopyVariables(versionKey, newVersionKey, db) ||
+            !m_engine.CopyRequirements(versionKey, newVersionKey, db) || !m_engine.FixUpSteps(newVersionKey, db))
             return false;
         m_engine.RemapVersionPointers(newVersionKey, db);
     }
-    return m_engine.CopySchedules(environmentKey, db, backupEnvironmentKey, db) &&
-           m_engine.CopyReserved(environmentKey, db, backupEnvironmentKey, db);
+    return m_engine.CopySchedules(environmentKey, backupEnvironmentKey, db);
 }
 
 bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
@@ -899,7 +897,6 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
     // The content's rows come through the repository's connection, which
     // has the file attached or staged; the few rows read here come from
     // the file itself.
-    Connection& source = repository;
     const auto sides = m_engine.CopyBetween(DatabaseCopy::Side::File, DatabaseCopy::Side::Repository);
     ProgressSink& progress = m_engine.Progress();
     progress.SetTitle(QStringLiteral("Environment restore progress..."));
@@ -963,7 +960,7 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         repository.SendHeldWrites();
         // The application kept its keywords: the backup's are matched to
         // them by name, and only those missing are added.
-        if (!m_engine.CopyKeywords(backupAppKey, source, appKey, repository, true))
+        if (!m_engine.CopyKeywords(backupAppKey, appKey, repository, true))
             return false;
 
         Recordset repositoryVersion(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") +
@@ -984,20 +981,18 @@ bool EnvironmentBackup::restoreContent(qint32 environmentKey, Connection& backup
         addDetail(newDetails, details, environmentKey, versionKey);
         repository.SendHeldWrites();
 
-        if (!m_engine.CopyWindows(backupVersionKey, source, versionKey, repository, true) ||
-            !m_engine.CopyProcesses(backupVersionKey, backupEnvironmentKey, source, versionKey, environmentKey,
-                                    repository) ||
-            !m_engine.CopyCycles(backupVersionKey, source, versionKey, repository) ||
-            !m_engine.CopyVariables(backupVersionKey, source, versionKey, repository) ||
-            !m_engine.CopyRequirements(backupVersionKey, source, versionKey, repository) ||
+        if (!m_engine.CopyWindows(backupVersionKey, versionKey, repository, true) ||
+            !m_engine.CopyProcesses(backupVersionKey, versionKey, environmentKey, repository) ||
+            !m_engine.CopyCycles(backupVersionKey, versionKey, repository) ||
+            !m_engine.CopyVariables(backupVersionKey, versionKey, repository) ||
+            !m_engine.CopyRequirements(backupVersionKey, versionKey, repository) ||
             !m_engine.FixUpSteps(versionKey, repository))
             return false;
-        m_engine.RemapVersionPointers(repositoryVersion);
+        m_engine.RemapVersionPointers(versionKey, repository);
         repository.SendHeldWrites();
     }
     repository.SendHeldWrites();
-    return m_engine.CopySchedules(backupEnvironmentKey, source, environmentKey, repository) &&
-           m_engine.CopyReserved(backupEnvironmentKey, source, environmentKey, repository);
+    return m_engine.CopySchedules(backupEnvironmentKey, environmentKey, repository);
 }
 
 bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& repository)

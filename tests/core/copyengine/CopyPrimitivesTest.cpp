@@ -32,7 +32,17 @@ protected:
     {
         return ints(u"SELECT * FROM tKeywordRel WHERE %1=%2"_s.arg(holderColumn).arg(holder), u"iKeywordRelKeywordKey"_s);
     }
-    bool copyProcesses(qint32 target) { return backup->CopyProcesses(source, 0, conn, target, environment, conn); }
+    bool copyProcesses(qint32 target) { return backup->CopyProcesses(source, target, environment, conn); }
+    // A key map of the run, its pairs in the order of their new keys.
+    std::vector<std::pair<qint32, qint32>> pairs(const QString& name) { return backup->MapPairs(conn, name); }
+    qint32 newKey(const QString& name, qint32 oldKey)
+    {
+        for (const auto& [from, to] : pairs(name)) {
+            if (from == oldKey)
+                return to;
+        }
+        return 0;
+    }
 
     qint32 app = 0, source = 0, destination = 0, environment = 0;
 };
@@ -48,20 +58,20 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     const qint32 full = addFull(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});
     const qint32 sparse = add(u"tObject"_s, {{u"iObjectWindowKey"_s, child}});  // nulls stay null
 
-    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false)) << shown();
-    const KeyMap& windows = backup->WindowMap;
-    ASSERT_EQ(windows.Length(), 3);
-    EXPECT_EQ(std::pair(windows.OldKey(1), windows.OldKey(2)), std::pair(top, child));
-    expectCopy(u"tWindow"_s, top, windows.NewKey(1), {{u"iWindowVerKey"_s, destination}});
-    expectCopy(u"tWindow"_s, child, windows.NewKey(2), {{u"iWindowVerKey"_s, destination}});
-    EXPECT_EQ(intValue(u"tWindow"_s, windows.NewKey(2), u"iWindowParentKey"_s), top);
+    ASSERT_TRUE(backup->CopyWindows(source, destination, conn, false)) << shown();
+    const auto windows = pairs(u"window"_s);
+    ASSERT_EQ(windows.size(), 3u);
+    EXPECT_EQ(std::pair(windows[0].first, windows[1].first), std::pair(top, child));
+    expectCopy(u"tWindow"_s, top, windows[0].second, {{u"iWindowVerKey"_s, destination}});
+    expectCopy(u"tWindow"_s, child, windows[1].second, {{u"iWindowVerKey"_s, destination}});
+    EXPECT_EQ(intValue(u"tWindow"_s, windows[1].second, u"iWindowParentKey"_s), top);
 
-    // Windows without objects leave ObjectMap alone.
-    const KeyMap& objects = backup->ObjectMap;
-    ASSERT_EQ(std::tuple(objects.Length(), objects.BatchCount(), objects.OldKey(2)), std::tuple(2, 2, sparse));
-    const std::map<QString, QVariant> objectColumns = {{u"iObjectWindowKey"_s, windows.NewKey(2)}, {u"iObjectVersionKey"_s, destination}};
-    expectCopy(u"tObject"_s, full, objects.NewKey(1), objectColumns);
-    expectCopy(u"tObject"_s, sparse, objects.NewKey(2), objectColumns);
+    // Windows without objects leave the object map alone.
+    const auto objects = pairs(u"object"_s);
+    ASSERT_EQ(std::pair(objects.size(), objects[1].first), std::pair(size_t(2), sparse));
+    const std::map<QString, QVariant> objectColumns = {{u"iObjectWindowKey"_s, windows[1].second}, {u"iObjectVersionKey"_s, destination}};
+    expectCopy(u"tObject"_s, full, objects[0].second, objectColumns);
+    expectCopy(u"tObject"_s, sparse, objects[1].second, objectColumns);
 
     // The bar counts windows.
     EXPECT_EQ(progress.events.mid(0, 2), (QStringList{"action:Windows in Order Entry", "range:0-3"}));
@@ -70,19 +80,19 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     // the window alone; asked for, the system screen is copied.
     const qint32 lone = addVersion(app, {u"1.1"_s, {u"[System Screen]"_s}});
     progress.events.clear();
-    ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, false));
-    EXPECT_TRUE(progress.events.isEmpty() && windows.Length() == 3);
-    ASSERT_TRUE(backup->CopyWindows(lone, conn, destination, conn, true));
-    EXPECT_EQ(windows.Length(), 4);
+    ASSERT_TRUE(backup->CopyWindows(lone, destination, conn, false));
+    EXPECT_TRUE(progress.events.isEmpty() && pairs(u"window"_s).size() == 3);
+    ASSERT_TRUE(backup->CopyWindows(lone, destination, conn, true));
+    EXPECT_EQ(pairs(u"window"_s).size(), 4u);
 
     // A failed object leaves the windows of its call, written before the
-    // objects, for the caller's transaction to remove; the positions of
-    // the objects' batch hold 0.
+    // objects, for the caller's transaction to remove; the object map
+    // gains nothing.
     abortOn(u"tObject"_s, u"INSERT"_s);
-    EXPECT_FALSE(backup->CopyWindows(source, conn, destination, conn, true));
+    EXPECT_FALSE(backup->CopyWindows(source, destination, conn, true));
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 8);
-    EXPECT_EQ(std::tuple(objects.Length(), objects.NewKey(3), objects.NewKey(4)), std::tuple(4, 0, 0));
+    EXPECT_EQ(pairs(u"object"_s), objects);
 }
 
 // Variables and requirements replace their maps on every call; keywords
@@ -93,27 +103,27 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
     const qint32 v2 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, source}});
     const qint32 r1 = addFull(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
 
-    ASSERT_TRUE(backup->CopyVariables(source, conn, destination, conn));
-    const KeyMap& variables = backup->VariableMap;
-    ASSERT_EQ(variables.Length(), 2);
-    expectCopy(u"tUserVar"_s, v1, variables.NewKey(1), {{u"iVarAppVerKey"_s, destination}});
-    expectCopy(u"tUserVar"_s, v2, variables.NewKey(2), {{u"iVarAppVerKey"_s, destination}});
+    ASSERT_TRUE(backup->CopyVariables(source, destination, conn));
+    const auto variables = pairs(u"variable"_s);
+    ASSERT_EQ(variables.size(), 2u);
+    expectCopy(u"tUserVar"_s, v1, variables[0].second, {{u"iVarAppVerKey"_s, destination}});
+    expectCopy(u"tUserVar"_s, v2, variables[1].second, {{u"iVarAppVerKey"_s, destination}});
     EXPECT_EQ(progress.events.mid(0, 2), (QStringList{"action:Variables in Order Entry", "range:0-2"}));
 
-    ASSERT_TRUE(backup->CopyRequirements(source, conn, destination, conn));
-    ASSERT_EQ(backup->RequirementMap.Length(), 1);
-    expectCopy(u"tRequirement"_s, r1, backup->RequirementMap.NewKey(1), {{u"iRequirementAppVerKey"_s, destination}});
+    ASSERT_TRUE(backup->CopyRequirements(source, destination, conn));
+    ASSERT_EQ(pairs(u"requirement"_s).size(), 1u);
+    expectCopy(u"tRequirement"_s, r1, newKey(u"requirement"_s, r1), {{u"iRequirementAppVerKey"_s, destination}});
     EXPECT_EQ(progress.action, u"Requirements in Order Entry"_s);
 
     // The next version's variables replace the first's; a version without
     // any leaves the map and the window alone.
     const qint32 other = addVersion(app, u"1.1"_s);
     const qint32 v3 = add(u"tUserVar"_s, {{u"iVarAppVerKey"_s, other}});
-    ASSERT_TRUE(backup->CopyVariables(other, conn, destination, conn));
-    EXPECT_EQ(LookupNewKey(variables, v1, 2), 0);
+    ASSERT_TRUE(backup->CopyVariables(other, destination, conn));
+    EXPECT_EQ(newKey(u"variable"_s, v1), 0);
     const QStringList before = progress.events;
-    ASSERT_TRUE(backup->CopyVariables(addVersion(app, u"1.2"_s), conn, destination, conn));
-    EXPECT_TRUE(variables.Length() == 1 && LookupNewKey(variables, v3, 1) != 0);
+    ASSERT_TRUE(backup->CopyVariables(addVersion(app, u"1.2"_s), destination, conn));
+    EXPECT_TRUE(pairs(u"variable"_s).size() == 1 && newKey(u"variable"_s, v3) != 0);
     EXPECT_EQ(progress.events, before);
 
     // Keywords match by their exact name, though the database finds names
@@ -125,10 +135,9 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
     const qint32 existing = keyword(target, u"Smoke"_s, u"kept"_s);
     const qint32 lower = keyword(target, u"regression"_s);
 
-    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, true)) << shown();
-    const KeyMap& keywords = backup->KeywordMap;
-    EXPECT_EQ(LookupNewKey(keywords, smoke, 2), existing);
-    const qint32 added = LookupNewKey(keywords, regression, 2);
+    ASSERT_TRUE(backup->CopyKeywords(app, target, conn, true)) << shown();
+    EXPECT_EQ(newKey(u"keyword"_s, smoke), existing);
+    const qint32 added = newKey(u"keyword"_s, regression);
     EXPECT_TRUE(added > lower && added != upper) << added;
     EXPECT_EQ(Rows(conn, u"SELECT iKeywordAppKey, sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordKey IN (%1, %2) ORDER BY iKeywordKey"_s
                              .arg(existing).arg(added)),
@@ -136,15 +145,15 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 
     // Without matching a second "Smoke" is added; the map keeps growing and
     // the first entry still wins.
-    ASSERT_TRUE(backup->CopyKeywords(app, conn, target, conn, false));
-    EXPECT_EQ(std::tuple(keywords.Length(), count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)),
-                         LookupNewKey(keywords, smoke, keywords.Length())), std::tuple(4, 6, existing));
+    ASSERT_TRUE(backup->CopyKeywords(app, target, conn, false));
+    EXPECT_EQ(std::tuple(pairs(u"keyword"_s).size(), count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(target)),
+                         newKey(u"keyword"_s, smoke)), std::tuple(size_t(2), 6, existing));
 
     // A name with an apostrophe is matched like any other, twice over.
     const qint32 quoted = add(u"tApp"_s, {{u"sAppName"_s, u"Quoted"_s}});
     keyword(quoted, u"O'Neil"_s);
-    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
-    ASSERT_TRUE(backup->CopyKeywords(quoted, conn, target, conn, true)) << shown();
+    ASSERT_TRUE(backup->CopyKeywords(quoted, target, conn, true)) << shown();
+    ASSERT_TRUE(backup->CopyKeywords(quoted, target, conn, true)) << shown();
     EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 AND sKeywordName='O''Neil'"_s.arg(target)), 1);
 }
 
@@ -176,13 +185,12 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
     step(visit, 987654, 3);
     step(stepWindow(placeholder, 0, 1), 0, 1);
 
-    ASSERT_TRUE(backup->CopyWindows(source, conn, destination, conn, false));
+    ASSERT_TRUE(backup->CopyWindows(source, destination, conn, false));
     progress.events.clear();
     ASSERT_TRUE(copyProcesses(destination)) << shown();
 
-    const KeyMap& processes = backup->ProcessMap;
-    ASSERT_EQ(processes.Length(), 4);
-    const qint32 newMain = LookupNewKey(processes, main, 4);
+    ASSERT_EQ(pairs(u"process"_s).size(), 4u);
+    const qint32 newMain = newKey(u"process"_s, main);
     // The requirement and the dependency keep the source keys; the
     // sequence number is not copied.
     expectCopy(u"tProcess"_s, main, newMain, {{u"iProcessVerKey"_s, destination}}, {u"iProcessSequenceNum"_s});
@@ -191,24 +199,24 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
     // its step window keeps the source window key.
     const QString mainWindows = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1 ORDER BY iStepWindowSequenceNum"_s.arg(newMain);
     EXPECT_EQ(ints(mainWindows, u"iStepWindowWindowKey"_s),
-              (std::vector<qint32>{system, LookupNewKey(backup->WindowMap, mapped, backup->WindowMap.Length())}));
+              (std::vector<qint32>{system, newKey(u"window"_s, mapped)}));
     EXPECT_EQ(ints(mainWindows, u"iStepWindowVerKey"_s), (std::vector<qint32>{destination, destination}));
     EXPECT_EQ(ints(mainWindows, u"iStepWindowEnvironmentKey"_s), (std::vector<qint32>{environment, environment}));
     const qint32 newVisit = ints(mainWindows, u"iStepWindowKey"_s).back();
 
     // Steps: the object through ObjectMap, 0 and unknown keys kept.
-    const qint32 newObject = LookupNewKey(backup->ObjectMap, object, backup->ObjectMap.Length());
+    const qint32 newObject = newKey(u"object"_s, object);
     const QString visitSteps = u"SELECT * FROM tStep WHERE iStepWindowKey=%1 ORDER BY iStepSequenceNum"_s.arg(newVisit);
     EXPECT_EQ(ints(visitSteps, u"iStepObjectKey"_s), (std::vector<qint32>{0, newObject, 987654}));
     expectCopy(u"tStep"_s, full, ints(visitSteps, u"iStepKey"_s).at(1),
                {{u"iStepWindowKey"_s, newVisit}, {u"iStepObjectKey"_s, newObject}});
 
     const QString windowsOf = u"SELECT * FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s;
-    EXPECT_EQ(std::pair(count(windowsOf.arg(LookupNewKey(processes, placeholder, 4))),
-                        count(windowsOf.arg(LookupNewKey(processes, v[u"Lone"_s], 4)))), std::pair(0, 1));
+    EXPECT_EQ(std::pair(count(windowsOf.arg(newKey(u"process"_s, placeholder))),
+                        count(windowsOf.arg(newKey(u"process"_s, v[u"Lone"_s])))), std::pair(0, 1));
 
-    // KeywordMap is empty: the relation keeps its keyword.
-    EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, LookupNewKey(processes, first, 4)), (std::vector<qint32>{kw}));
+    // The keyword map is empty: the relation keeps its keyword.
+    EXPECT_EQ(relationKeywords(u"iKeywordRelProcessKey"_s, newKey(u"process"_s, first)), (std::vector<qint32>{kw}));
 
     // The bar counts processes, from none to all of them.
     EXPECT_EQ(progress.events.first(), u"action:Processes in Order Entry"_s);
@@ -250,15 +258,14 @@ TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
     const qint32 cp1 = addFull(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, pb}});
     add(u"tCycleProcess"_s, {{u"iCycleKey"_s, c1}, {u"iProcessKey"_s, outside}});
 
-    ASSERT_TRUE(backup->CopyCycles(source, conn, destination, conn)) << shown();
-    const KeyMap& cycles = backup->CycleMap;
-    ASSERT_EQ(cycles.Length(), 2);
-    const qint32 newC1 = LookupNewKey(cycles, c1, 2), newC2 = LookupNewKey(cycles, c2, 2);
-    const qint32 newPb = LookupNewKey(backup->ProcessMap, pb, 2);
+    ASSERT_TRUE(backup->CopyCycles(source, destination, conn)) << shown();
+    ASSERT_EQ(pairs(u"cycle"_s).size(), 2u);
+    const qint32 newC1 = newKey(u"cycle"_s, c1), newC2 = newKey(u"cycle"_s, c2);
+    const qint32 newPb = newKey(u"process"_s, pb);
     // The dependency through the map; a start state outside the copy
     // becomes 0; the sequence number is not copied.
     expectCopy(u"tCycle"_s, c1, newC1,
-               {{u"iCycleVerKey"_s, destination}, {u"iCycleDependencyKey"_s, LookupNewKey(backup->ProcessMap, pa, 2)}, {u"iCycleStartStateKey"_s, 0}},
+               {{u"iCycleVerKey"_s, destination}, {u"iCycleDependencyKey"_s, newKey(u"process"_s, pa)}, {u"iCycleStartStateKey"_s, 0}},
                {u"iCycleSequenceNum"_s});
     EXPECT_EQ(std::pair(intValue(u"tCycle"_s, newC2, u"iCycleDependencyKey"_s), intValue(u"tCycle"_s, newC2, u"iCycleStartStateKey"_s)), std::pair(0, 0));
 
@@ -276,31 +283,29 @@ TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
         add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == c1 ? 1 : 2}});
     relation(kw, u"iKeywordRelScheduleKey"_s, schedule);
     const qint32 target = add(u"tEnvironment"_s, {{u"sEnvironmentName"_s, u"QA copy"_s}});
-    ASSERT_TRUE(backup->CopyKeywords(app, conn, add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}}), conn, false));
+    ASSERT_TRUE(backup->CopyKeywords(app, add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}}), conn, false));
     progress.events.clear();
-    ASSERT_TRUE(backup->CopySchedules(environment, conn, target, conn)) << shown();
+    ASSERT_TRUE(backup->CopySchedules(environment, target, conn)) << shown();
     const std::vector<qint32> schedules = ints(u"SELECT * FROM tSchedule WHERE iScheduleEnvironKey=%1"_s.arg(target), u"iScheduleKey"_s);
     ASSERT_EQ(schedules.size(), 1u);
     expectCopy(u"tSchedule"_s, schedule, schedules[0], {{u"iScheduleEnvironKey"_s, target}});
     EXPECT_EQ(ints(u"SELECT * FROM tScheduleCycles WHERE iScheduleKey=%1 ORDER BY iCycleSequenceNum"_s.arg(schedules[0]), u"iCycleKey"_s),
               (std::vector<qint32>{newC1, 0}));
-    EXPECT_EQ(relationKeywords(u"iKeywordRelScheduleKey"_s, schedules[0]), (std::vector<qint32>{LookupNewKey(backup->KeywordMap, kw, 1)}));
+    EXPECT_EQ(relationKeywords(u"iKeywordRelScheduleKey"_s, schedules[0]), (std::vector<qint32>{newKey(u"keyword"_s, kw)}));
     EXPECT_TRUE(progress.events.isEmpty());
 
     abortOn(u"tCycleProcess"_s, u"INSERT"_s);
-    EXPECT_FALSE(backup->CopyCycles(source, conn, destination, conn));
+    EXPECT_FALSE(backup->CopyCycles(source, destination, conn));
     expectFailure(u"Error while copying Cycle Processes:"_s);
     abortOn(u"tScheduleCycles"_s, u"INSERT"_s);
-    EXPECT_FALSE(backup->CopySchedules(environment, conn, target, conn));
+    EXPECT_FALSE(backup->CopySchedules(environment, target, conn));
     expectFailure(u"Error while copying Schedule Cycles:"_s);
 }
 
 TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
 {
-    backup->ProcessMap.Grow(1);
-    backup->ProcessMap.StoreNext(17, 230);
-    backup->VariableMap.Replace(1);
-    backup->VariableMap.StoreNext(12, 40);
+    backup->SetMap(conn, u"process"_s, {{17, 230}});
+    backup->SetMap(conn, u"variable"_s, {{12, 40}});
     const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
     const qint32 elsewhere = build(app, {{u"1.1"_s, {u"w"_s}, {{u"Original"_s, {u"w"_s}}}}})[u"Original/w"_s];
     const qint32 sw = copied[u"Copied/w"_s];
@@ -342,12 +347,18 @@ TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
 // every text comes out as that function makes it.
 TEST_P(CopyPrimitivesTest, TheDatabasesFixUpFollowsTheRulesToTheLetter)
 {
-    backup->ProcessMap.Grow(2);
-    backup->ProcessMap.StoreNext(17, 230);
-    backup->ProcessMap.StoreNext(-5, 6);
-    backup->VariableMap.Replace(2);
-    backup->VariableMap.StoreNext(12, 40);
-    backup->VariableMap.StoreNext(13, 41);
+    const std::vector<std::pair<qint32, qint32>> processes = {{17, 230}, {-5, 6}}, variables = {{12, 40}, {13, 41}};
+    backup->SetMap(conn, u"process"_s, processes);
+    backup->SetMap(conn, u"variable"_s, variables);
+    const auto lookup = [](const std::vector<std::pair<qint32, qint32>>& map) {
+        return [map](qint32 key) {
+            for (const auto& [from, to] : map) {
+                if (from == key)
+                    return to;
+            }
+            return 0;
+        };
+    };
     const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
     const QString texts[] = {u"ProcessKey=17"_s, u"Run ProcessKey=17 now"_s, u"ProcessKey=99"_s, u"ProcessKey= \t-5x"_s,
                              u"ProcessKey="_s, u"ProcessKey=+17"_s, u"processkey=17"_s, u"ProcessKey=17 =@[1|12]"_s,
@@ -362,7 +373,7 @@ TEST_P(CopyPrimitivesTest, TheDatabasesFixUpFollowsTheRulesToTheLetter)
     ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
     for (const auto& [key, text] : steps) {
         const QString expected =
-            FixUpStepArguments(text, copied.version, backup->ProcessMap, backup->VariableMap).value_or(text);
+            FixUpStepArguments(text, copied.version, lookup(processes), lookup(variables)).value_or(text);
         EXPECT_EQ(value(u"tStep"_s, key, u"sStepArguments"_s).toString(), expected) << text.toStdString();
     }
 }

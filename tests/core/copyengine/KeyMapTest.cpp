@@ -98,9 +98,10 @@ TEST(StepArgumentsTest, ProcessCallsAndVariableTokensTakeTheNewKeys)
         {QString(), std::nullopt},
     };
     KeyMap processes, variables;
+    const auto lookup = [](const KeyMap& map) { return [&map](qint32 key) { return map.Lookup(key, map.Length()); }; };
     batch(processes, {{17, 230}, {18, 231}});
     batch(variables, {{12, 40}, {13, 41}});
     for (const auto& [text, expected] : cases)
-        EXPECT_EQ(FixUpStepArguments(text, 8, processes, variables), expected) << text.toStdString();
-    EXPECT_THROW(FixUpStepArguments(u"ProcessKey=99999999999"_s, 8, processes, variables), DbError);
+        EXPECT_EQ(FixUpStepArguments(text, 8, lookup(processes), lookup(variables)), expected) << text.toStdString();
+    EXPECT_THROW(FixUpStepArguments(u"ProcessKey=99999999999"_s, 8, lookup(processes), lookup(variables)), DbError);
 }
