@@ -113,14 +113,29 @@ void DatabaseCopy::CopyChildren(const Children& c)
     QString order = QStringLiteral("h.pos");
     if (!c.order.isEmpty())
         order += QStringLiteral(", s.") + c.order;
-    Choose(c.table, c.key, QStringLiteral("%1 s JOIN %2 h ON s.%3 = h.old").arg(Source(c.table), c.parents, c.parentColumn),
-           order + QStringLiteral(", s.") + c.key);
-    const QStringList values = QStringList{QStringLiteral("h.new"), QStringLiteral("COALESCE(m.new, %1)")
-                                                                        .arg(c.zeroWhenUnmapped ? QStringLiteral("0")
-                                                                                                : QStringLiteral("s.") + c.mapped)} +
-                               Kept(c.kept);
-    Insert(c.table, c.key, QStringList{c.parentColumn, c.mapped} + c.kept, values,
-           QStringLiteral("JOIN %1 h ON h.old = s.%2 LEFT JOIN %3 m ON m.old = s.%4").arg(c.parents, c.parentColumn, c.map, c.mapped));
+    order += QStringLiteral(", s.") + c.key;
+    // Nothing joins the children's own keys: they are written straight
+    // from the source rows, without a batch, their keys given in the
+    // order of the rows as a batch would give them. On SQLite the table's
+    // AUTOINCREMENT hands them out in insertion order; on PostgreSQL a
+    // sequence (or a file's highest key) is read after the rows are sorted.
+    QStringList columns{c.parentColumn, c.mapped};
+    QStringList values{QStringLiteral("h.new"),
+                       QStringLiteral("COALESCE(m.new, %1)")
+                           .arg(c.zeroWhenUnmapped ? QStringLiteral("0") : QStringLiteral("s.") + c.mapped)};
+    if (!isSqlite(m_db)) {
+        columns.prepend(c.key);
+        values.prepend(m_destination == Side::File
+                           ? QStringLiteral("COALESCE((SELECT MAX(%1) FROM %2), 0) + ROW_NUMBER() OVER (ORDER BY %3)")
+                                 .arg(c.key, Destination(c.table), order)
+                           : QStringLiteral("nextval(pg_get_serial_sequence('%1', '%2'))")
+                                 .arg(c.table.toLower(), c.key.toLower()));
+    }
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
+                                "ON m.old = s.%8 ORDER BY %9")
+                     .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
+                          (values + Kept(c.kept)).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
+                          c.map, c.mapped, order));
 }
 
 QString DatabaseCopy::MapTable(const QString& name)

@@ -73,7 +73,8 @@ public:
     // (and their own key): the parent column takes the parent's new key,
     // the column `mapped` goes through the map table `map` and keeps its
     // value where the map has none (0 with `zeroWhenUnmapped`), and `kept`
-    // are copied as they are.
+    // are copied as they are. The children get no batch: nothing may join
+    // theirs.
     struct Children {
         QString table, key, parentColumn, parents, order;
         QString mapped, map;
