@@ -594,13 +594,30 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& db)
             return true;
         }
 
-        // On PostgreSQL the same rules run as session functions.
+        // On PostgreSQL the same rules run as session functions; a process
+        // call, the commoner case, by plain statements: its number read by
+        // a pattern (or, past nine digits, by the function that knows the
+        // overflow) and looked up by a join.
         for (const char* definition : kPostgresFixUpFunctions)
             copy.Run(QString::fromUtf8(definition));
-        copy.Run(QStringLiteral("UPDATE %3 t SET sStepArguments = f.fixed FROM (SELECT iStepKey AS k, sStepArguments::text "
-                                "AS old, pg_temp.dv_fixed_step_arguments(sStepArguments::text, %1) AS fixed FROM %3 "
-                                "WHERE iStepKey IN (%2)) f WHERE t.iStepKey = f.k AND f.fixed IS DISTINCT FROM f.old")
-                     .arg(num(destinationVersionKey), candidates, steps));
+        const QString stepsOfVersion =
+            QStringLiteral("SELECT s.iStepKey AS id, s.sStepArguments::text AS t FROM %1 s JOIN %2 w ON s.iStepWindowKey = "
+                           "w.iStepWindowKey WHERE w.iStepWindowVerKey = %3 AND ")
+                .arg(steps, copy.Destination(QStringLiteral("tStepWindow")), num(destinationVersionKey));
+        copy.Run(QStringLiteral(
+                     "UPDATE %1 t SET sStepArguments = f.fixed FROM (SELECT n.id, n.t, 'ProcessKey=' || "
+                     "pg_temp.dv_format_number(CASE WHEN m.new > 0 THEN m.new ELSE n.k END) AS fixed FROM (SELECT c.id, c.t, "
+                     "CASE WHEN r[2] = '' THEN 0 WHEN length(ltrim(r[2], '0')) <= 9 THEN (r[1] || r[2])::integer "
+                     "ELSE pg_temp.dv_read_number(c.rest) END AS k FROM (SELECT id, t, substr(t, strpos(t, 'ProcessKey=') + 11) "
+                     "AS rest FROM (%2 s.sStepArguments::text LIKE '%ProcessKey=%') a) c, LATERAL (SELECT "
+                     "regexp_match(c.rest, '^[ \t]*([+-]?)([0-9]*)') AS r) x) n LEFT JOIN %3 m ON m.old = n.k) f "
+                     "WHERE t.iStepKey = f.id AND f.fixed IS DISTINCT FROM f.t")
+                     .arg(steps, stepsOfVersion, processes));
+        copy.Run(QStringLiteral("UPDATE %2 t SET sStepArguments = f.fixed FROM (SELECT id, t, "
+                                "pg_temp.dv_fixed_step_arguments(t, %1) AS fixed FROM (%3 s.sStepArguments::text LIKE '%=@%' "
+                                "AND s.sStepArguments::text NOT LIKE '%ProcessKey=%') a) f "
+                                "WHERE t.iStepKey = f.id AND f.fixed IS DISTINCT FROM f.t")
+                     .arg(num(destinationVersionKey), steps, stepsOfVersion));
         return true;
     } catch (const DbError& e) {
         return fail(kFixUpFailed, e.description());
