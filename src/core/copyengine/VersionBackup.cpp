@@ -3,6 +3,7 @@
 #include "core/copyengine/CopyStep.h"
 #include "core/copyengine/DatabaseCopy.h"
 #include "core/copyengine/StepArguments.h"
+#include "core/copyengine/VersionContent.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
 #include "core/repository/HeldWrites.h"
@@ -20,42 +21,24 @@ namespace {
 
 QString num(qint32 key) { return QString::number(key); }
 
-// Column names, in the order the copies write them.
+// Column names. What each copy takes over from the source row as it stands
+// is declared with the content's tree (VersionContent).
 const QString kWindowKey = QStringLiteral("iWindowKey");
 const QString kWindowVerKey = QStringLiteral("iWindowVerKey");
-const QStringList kWindowColumns = {
-    QStringLiteral("sWindowLogicalName"),     QStringLiteral("sWindowOverrideName"),
-    QStringLiteral("sWindowRawLogicalName"),  QStringLiteral("sWindowPhysicalName"),
-    QStringLiteral("iWindowClassKey"),        QStringLiteral("iWindowParentClassKey"),
-    QStringLiteral("iWindowParentKey"),       QStringLiteral("sWindowNameLocation"),
-    QStringLiteral("dWindowLastUpdate"),      QStringLiteral("sWindowExecutable"),
-    QStringLiteral("iWindowUpdateStatusKey"), QStringLiteral("bWindowUserCreated"),
-    QStringLiteral("iWindowSubAppKey"),       QStringLiteral("bWindowVisible"),
-};
+const QStringList kWindowColumns = KeptColumns(QStringLiteral("tWindow"));
 
 const QString kObjectKey = QStringLiteral("iObjectKey");
 const QString kObjectWindowKey = QStringLiteral("iObjectWindowKey");
 const QString kObjectVersionKey = QStringLiteral("iObjectVersionKey");
-const QStringList kObjectColumns = {
-    QStringLiteral("sObjectLogicalName"),     QStringLiteral("sObjectOverrideName"),
-    QStringLiteral("sObjectRawLogicalName"),  QStringLiteral("sObjectPhysicalname"),
-    QStringLiteral("iObjectClassKey"),        QStringLiteral("iObjectDataTypeKey"),
-    QStringLiteral("sObjectAttributes"),      QStringLiteral("dObjectLastUpdate"),
-    QStringLiteral("iObjectUpdateStatusKey"), QStringLiteral("bObjectUserCreated"),
-    QStringLiteral("bObjectVisible"),
-};
+const QStringList kObjectColumns = KeptColumns(QStringLiteral("tObject"));
 
 const QString kVarKey = QStringLiteral("iVarKey");
 const QString kVarAppVerKey = QStringLiteral("iVarAppVerKey");
-const QStringList kVarColumns = {
-    QStringLiteral("sVarName"),    QStringLiteral("sVarDesc"),   QStringLiteral("iVarType"),
-    QStringLiteral("iVarLen"),     QStringLiteral("iVarInMask"), QStringLiteral("iVarOutMask"),
-    QStringLiteral("sVarValue"),   QStringLiteral("sVarDefValue"),
-};
+const QStringList kVarColumns = KeptColumns(QStringLiteral("tUserVar"));
 
 const QString kRequirementKey = QStringLiteral("iRequirementKey");
 const QString kRequirementAppVerKey = QStringLiteral("iRequirementAppVerKey");
-const QStringList kRequirementColumns = {QStringLiteral("sRequirementName"), QStringLiteral("sRequirementDesc")};
+const QStringList kRequirementColumns = KeptColumns(QStringLiteral("tRequirement"));
 
 const QString kKeywordKey = QStringLiteral("iKeywordKey");
 const QString kKeywordAppKey = QStringLiteral("iKeywordAppKey");
@@ -64,19 +47,8 @@ const QString kKeywordDesc = QStringLiteral("sKeywordDesc");
 
 const QString kProcessKey = QStringLiteral("iProcessKey");
 const QString kProcessVerKey = QStringLiteral("iProcessVerKey");
-// iProcessRequirementKey and iProcessDependencyKey keep the source keys;
-// iProcessSequenceNum is not among the columns copied.
-const QStringList kProcessColumns = {
-    QStringLiteral("sProcessName"),           QStringLiteral("mProcessDesc"),
-    QStringLiteral("iProcessCreatorKey"),     QStringLiteral("dProcessCreateDate"),
-    QStringLiteral("iProcessLastModifierKey"), QStringLiteral("dProcessLastModifyDate"),
-    QStringLiteral("iProcessStartStateKey"),  QStringLiteral("iProcessRoleKey"),
-    QStringLiteral("iProcessStatusKey"),      QStringLiteral("iProcessRequirementKey"),
-    QStringLiteral("iProcessDependencyKey"),  QStringLiteral("bProcessIsAutomated"),
-    QStringLiteral("iProcessOwnerKey"),       QStringLiteral("iProcessType"),
-    QStringLiteral("iProcessRecordKey"),      QStringLiteral("sProcessData"),
-    QStringLiteral("bProcessCompiled"),       QStringLiteral("iProcessExecStatus"),
-};
+// iProcessRequirementKey and iProcessDependencyKey keep the source keys.
+const QStringList kProcessColumns = KeptColumns(QStringLiteral("tProcess"));
 
 const QString kStepWindowKey = QStringLiteral("iStepWindowKey");
 const QString kStepWindowWindowKey = QStringLiteral("iStepWindowWindowKey");
@@ -84,49 +56,30 @@ const QString kStepWindowProcessKey = QStringLiteral("iStepWindowProcessKey");
 const QString kStepWindowSequenceNum = QStringLiteral("iStepWindowSequenceNum");
 const QString kStepWindowVerKey = QStringLiteral("iStepWindowVerKey");
 const QString kStepWindowEnvironmentKey = QStringLiteral("iStepWindowEnvironmentKey");
+const QStringList kStepWindowColumns = KeptColumns(QStringLiteral("tStepWindow"));
 
 const QString kStepObjectKey = QStringLiteral("iStepObjectKey");
 const QString kStepArguments = QStringLiteral("sStepArguments");
-const QStringList kStepColumns = {
-    QStringLiteral("iStepActionKey"),   QStringLiteral("sStepNarrative"),   QStringLiteral("iStepRecoveryKey"),
-    QStringLiteral("sStepArguments"),   QStringLiteral("iStepSequenceNum"), QStringLiteral("iStepUpdateStatusKey"),
-};
+const QStringList kStepColumns = KeptColumns(QStringLiteral("tStep"));
 
 const QString kKeywordRelKeywordKey = QStringLiteral("iKeywordRelKeywordKey");
 const QString kKeywordRelProcessKey = QStringLiteral("iKeywordRelProcessKey");
 const QString kKeywordRelCycleKey = QStringLiteral("iKeywordRelCycleKey");
 const QString kKeywordRelScheduleKey = QStringLiteral("iKeywordRelScheduleKey");
+const QStringList kKeywordRelColumns = KeptColumns(QStringLiteral("tKeywordRel"));
 
 const QString kCycleKey = QStringLiteral("iCycleKey");
 const QString kCycleVerKey = QStringLiteral("iCycleVerKey");
 const QString kCycleDependencyKey = QStringLiteral("iCycleDependencyKey");
 const QString kCycleStartStateKey = QStringLiteral("iCycleStartStateKey");
-const QStringList kCycleColumnsBeforeDependency = {
-    QStringLiteral("sCycleName"), QStringLiteral("mCycleDesc"), QStringLiteral("iCycleStatusKey"),
-    QStringLiteral("iCycleRoleKey"),
-};
-const QStringList kCycleColumnsAfterDependency = {
-    QStringLiteral("bCycleIsAutomated"),     QStringLiteral("iCycleCreatorKey"),
-    QStringLiteral("dCycleCreateDate"),      QStringLiteral("iCycleLastModifierKey"),
-    QStringLiteral("dCycleLastModifiedDate"), QStringLiteral("iCycleRecordKey"),
-    QStringLiteral("sCycleData"),
-};
-const QString kCycleExecStatus = QStringLiteral("iCycleExecStatus");
+const QStringList kCycleColumns = KeptColumns(QStringLiteral("tCycle"));
 
-const QStringList kCycleProcessColumns = {
-    QStringLiteral("iProcessSequenceNum"), QStringLiteral("sCycleProcessData"),
-    QStringLiteral("iCycleProcessRecordKey"),
-};
+const QStringList kCycleProcessColumns = KeptColumns(QStringLiteral("tCycleProcess"));
 
 const QString kScheduleKey = QStringLiteral("iScheduleKey");
 const QString kScheduleEnvironKey = QStringLiteral("iScheduleEnvironKey");
-const QStringList kScheduleColumns = {
-    QStringLiteral("sScheduleName"),       QStringLiteral("sScheduleDesc"),
-    QStringLiteral("iScheduleStatus"),     QStringLiteral("iScheduleCreatorKey"),
-    QStringLiteral("dScheduleCreateDate"), QStringLiteral("iScheduleLastModifierKey"),
-    QStringLiteral("dScheduleLastModifiedDate"),
-};
-const QString kCycleSequenceNum = QStringLiteral("iCycleSequenceNum");
+const QStringList kScheduleColumns = KeptColumns(QStringLiteral("tSchedule"));
+const QStringList kScheduleCycleColumns = KeptColumns(QStringLiteral("tScheduleCycles"));
 
 // The prefixes of the failure messages, by stage.
 const QString kWindowsFailed = QStringLiteral("Error while copying Windows:");
@@ -170,7 +123,7 @@ class KeywordRelationCopy {
 public:
     KeywordRelationCopy(QString holderColumn, const KeyMap& keywordMap, Recordset& relations, Connection& source)
         : m_holder(std::move(holderColumn)),
-          m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap)),
+          m_row(RowCopy().Parent(m_holder).MappedOrKept(kKeywordRelKeywordKey, keywordMap).Keep(kKeywordRelColumns)),
           m_copy(m_row, relations),
           m_reads(source, QStringLiteral("SELECT * FROM tKeywordRel WHERE %1 = ").arg(m_holder), QString(),
                   QStringLiteral("tKeywordRel"), m_holder)
@@ -426,7 +379,7 @@ bool VersionBackup::copySchedulesInDatabase(qint32 sourceEnvironmentKey, qint32 
         // in this run.
         stage = &kScheduleCyclesFailed;
         copy.CopyChildren({QStringLiteral("tScheduleCycles"), QStringLiteral("iScheduleCyclesKey"), kScheduleKey, schedules,
-                           QString(), kCycleKey, copy.Map(QStringLiteral("cycle"), CycleMap.Pairs()), {kCycleSequenceNum},
+                           QString(), kCycleKey, copy.Map(QStringLiteral("cycle"), CycleMap.Pairs()), kScheduleCycleColumns,
                            true});
 
         stage = &kScheduleKeywordsFailed;
@@ -592,7 +545,7 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 /*sourceEnviro
         const RowCopy stepWindowRow = RowCopy(kStepWindowKey)
                                           .MappedOrKept(kStepWindowWindowKey, WindowMap)
                                           .Parent(kStepWindowProcessKey, 0)
-                                          .Keep({kStepWindowSequenceNum})
+                                          .Keep(kStepWindowColumns)
                                           .Parent(kStepWindowVerKey, 1)
                                           .Parent(kStepWindowEnvironmentKey, 2);
         const RowCopy stepRow = RowCopy().Parent(kStepWindowKey).MappedOrKept(kStepObjectKey, ObjectMap).Keep(kStepColumns);
@@ -683,7 +636,7 @@ void VersionBackup::copyKeywordRelations(DatabaseCopy& copy, const QString& hold
     // KeywordMap and keeps its key where the map has none.
     const QString keywords = copy.Map(QStringLiteral("keyword"), KeywordMap.Pairs());
     copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), holderColumn, holders, QString(),
-                       kKeywordRelKeywordKey, keywords, {}});
+                       kKeywordRelKeywordKey, keywords, kKeywordRelColumns});
 }
 
 bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 destinationVersionKey,
@@ -719,10 +672,11 @@ bool VersionBackup::copyProcessesInDatabase(qint32 sourceVersionKey, qint32 dest
                         .arg(processes),
                     QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
         copy.Insert(stepWindow, kStepWindowKey,
-                    {kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowSequenceNum, kStepWindowVerKey,
-                     kStepWindowEnvironmentKey},
-                    {QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
-                     QStringLiteral("s.iStepWindowSequenceNum"), num(destinationVersionKey), num(destinationEnvironmentKey)},
+                    QStringList{kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowVerKey, kStepWindowEnvironmentKey} +
+                        kStepWindowColumns,
+                    QStringList{QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
+                                num(destinationVersionKey), num(destinationEnvironmentKey)} +
+                        DatabaseCopy::Kept(kStepWindowColumns),
                     QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = s.iStepWindowWindowKey")
                         .arg(processes, windows));
 
@@ -758,11 +712,9 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, Connection& source, qint
         // A cycle process keeps a process outside the copy.
         const RowCopy cycleRow = RowCopy(kCycleKey)
                                      .Parent(kCycleVerKey)
-                                     .Keep(kCycleColumnsBeforeDependency)
+                                     .Keep(kCycleColumns)
                                      .MappedUnlessZero(kCycleDependencyKey, ProcessMap)
-                                     .Keep(kCycleColumnsAfterDependency)
-                                     .MappedUnlessZero(kCycleStartStateKey, ProcessMap)
-                                     .Keep({kCycleExecStatus});
+                                     .MappedUnlessZero(kCycleStartStateKey, ProcessMap);
         const RowCopy cycleProcessRow =
             RowCopy().Parent(kCycleKey).MappedOrKept(kProcessKey, ProcessMap).Keep(kCycleProcessColumns);
 
@@ -829,11 +781,9 @@ bool VersionBackup::copyCyclesInDatabase(qint32 sourceVersionKey, qint32 destina
                 .arg(column, DatabaseCopy::Lookup(processes, QStringLiteral("s.") + column));
         };
         copy.Insert(cycle, kCycleKey,
-                    QStringList{kCycleVerKey} + kCycleColumnsBeforeDependency + QStringList{kCycleDependencyKey} +
-                        kCycleColumnsAfterDependency + QStringList{kCycleStartStateKey, kCycleExecStatus},
-                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kCycleColumnsBeforeDependency) +
-                        QStringList{unlessZero(kCycleDependencyKey)} + DatabaseCopy::Kept(kCycleColumnsAfterDependency) +
-                        QStringList{unlessZero(kCycleStartStateKey), QStringLiteral("s.") + kCycleExecStatus});
+                    QStringList{kCycleVerKey} + kCycleColumns + QStringList{kCycleDependencyKey, kCycleStartStateKey},
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kCycleColumns) +
+                        QStringList{unlessZero(kCycleDependencyKey), unlessZero(kCycleStartStateKey)});
         storeBatch(CycleMap, copy, cycle);
         const QString cycles = copy.Batch(cycle);
 
@@ -865,7 +815,7 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, Connection& sourc
         // The cycle written as the lookup gives it: 0 for a cycle not copied
         // in this run.
         const RowCopy scheduleCycleRow =
-            RowCopy().Parent(kScheduleKey).Mapped(kCycleKey, CycleMap).Keep({kCycleSequenceNum});
+            RowCopy().Parent(kScheduleKey).Mapped(kCycleKey, CycleMap).Keep(kScheduleCycleColumns);
 
         Recordset newSchedules;
         Recordset newScheduleCycles;

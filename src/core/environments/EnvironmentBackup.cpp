@@ -3,6 +3,7 @@
 #include "core/applications/AppFolders.h"
 #include "core/copyengine/CopyStep.h"
 #include "core/copyengine/VersionBackup.h"
+#include "core/copyengine/VersionContent.h"
 #include "core/environments/EnvironmentRecords.h"
 #include "core/environments/EnvironmentUsers.h"
 #include "core/repository/Connection.h"
@@ -57,22 +58,10 @@ const QString kPreparingFailed = QStringLiteral("Error while preparing for versi
 const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
 const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
 
-// tApp without its key and iOriginalAppKey.
-const QStringList kAppColumns = {
-    QStringLiteral("sAppName"),    QStringLiteral("sAppID"),      QStringLiteral("iAppPlatform"),
-    QStringLiteral("iApp3270Key"), QStringLiteral("sAppDesc"),    QStringLiteral("mAppEnviron"),
-    QStringLiteral("sAppMapPath"), QStringLiteral("sAppEnginePath"), QStringLiteral("mAppAttributes"),
-};
-// tVersion without its key, iOriginalVersionKey and iVersionAppKey.
-const QStringList kVersionColumns = {
-    QStringLiteral("sVersionID"),             QStringLiteral("sVersionDesc"),
-    QStringLiteral("iMapType"),               QStringLiteral("iVersionSourceVersion"),
-    QStringLiteral("bVersionActive"),         QStringLiteral("iVersionLoadProcess"),
-    QStringLiteral("iVersionLoginProcess"),   QStringLiteral("iVersionLogoutProcess"),
-    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
-    QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
-    QStringLiteral("iVersionUpdateStatusKey"), QStringLiteral("sVersionAttributes"),
-};
+// tApp without its key (iOriginalAppKey is the backup file's own).
+const QStringList kAppColumns = KeptColumns(QStringLiteral("tApp"));
+// tVersion without its key and iVersionAppKey (nor iOriginalVersionKey).
+const QStringList kVersionColumns = KeptColumns(QStringLiteral("tVersion"));
 
 // The columns of `columns` that `table` has on `connection`: a backup file
 // made from an older template may lack some.
