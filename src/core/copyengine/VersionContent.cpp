@@ -41,6 +41,27 @@ const ContentTable* find(const std::vector<ContentTable>& tables, const QString&
     return nullptr;
 }
 
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
+                      const QStringList& left);
+
+// The rows of `t` where `condition` holds: those below them first.
+void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, const QString& condition,
+                 const QStringList& left)
+{
+    addDeletionBelow(deletions, t.table, QStringLiteral("IN (SELECT %1 FROM %2 WHERE %3)").arg(t.key, t.table, condition),
+                     left);
+    deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition)});
+}
+
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
+                      const QStringList& left)
+{
+    for (const ContentTable& child : VersionContentTables()) {
+        if (child.parent.compare(parent, Qt::CaseInsensitive) == 0 && !left.contains(child.table, Qt::CaseInsensitive))
+            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, left);
+    }
+}
+
 } // namespace
 
 const std::vector<ContentTable>& VersionContentTables()
@@ -103,6 +124,38 @@ QStringList KeptColumns(const QString& table, const QStringList& setApart)
             kept << column;
     }
     return kept;
+}
+
+std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey)
+{
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey),
+                     {QStringLiteral("tRequirement")});
+    return deletions;
+}
+
+std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey)
+{
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {});
+    return deletions;
+}
+
+std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions)
+{
+    const QString environment = QString::number(environmentKey);
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tEnvironment"), QStringLiteral("= ") + environment, {});
+    if (!listsVersions)
+        return deletions;
+    addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
+                QStringLiteral("iStepWindowEnvironmentKey = ") + environment, {});
+    // An entry of the list without a version stands for version 0.
+    addDeletionBelow(deletions, QStringLiteral("tVersion"),
+                     QStringLiteral("IN (SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
+                         environment + QLatin1Char(')'),
+                     {QStringLiteral("tStepWindow")});
+    return deletions;
 }
 
 } // namespace dorvane

@@ -41,4 +41,29 @@ const std::vector<ContentTable>& ContentOwnerTables();
 // the schema's order.
 QStringList KeptColumns(const QString& table, const QStringList& setApart = {});
 
+// One statement of a content deletion: it deletes rows of `table` and
+// failures are named by `stage`.
+struct ContentDeletion {
+    QString table;
+    QString stage;
+    QString sql;
+};
+
+// The statements of the deletions of content, in the order they run: one
+// DELETE a table, children before their parents, each finding its parents
+// by a subquery over the tree
+// ("DELETE FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM
+// tStepWindow WHERE iStepWindowProcessKey IN (SELECT ...))").
+//
+// DeleteVersionContents: everything below the version but its requirements,
+// which stay (the version row is its own).
+std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey);
+// ClearVersionContent: everything below the version.
+std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey);
+// PrepareForRestore: the environment's schedules; and, when it lists a
+// version (`listsVersions`), the content of the versions it lists but their
+// step windows, and instead the step windows of the environment as a whole
+// (whichever version's processes they belong to) with their steps.
+std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions);
+
 } // namespace dorvane
