@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 
 namespace dorvane::test {
 
@@ -122,6 +123,34 @@ QStringList FileTables(Connection& conn)
     tables.removeIf([](const QString& table) { return table.startsWith(u"sqlite_"_s); });
     tables.sort();
     return tables;
+}
+
+QString QueryPlan(Connection& conn, const QString& sql)
+{
+    const bool sqlite = conn.backend() == BackendKind::Sqlite;
+    QSqlQuery explain(conn.database());
+    if (!explain.exec((sqlite ? u"EXPLAIN QUERY PLAN "_s : u"EXPLAIN "_s) + sql))
+        throw conn.StatementFailure(explain.lastError());
+    QString plan;
+    while (explain.next())
+        plan += explain.value(sqlite ? 3 : 0).toString() + u'\n';
+    return plan;
+}
+
+bool ReadsATableWhole(Connection& conn, const QString& plan)
+{
+    return plan.contains(conn.backend() == BackendKind::Sqlite ? u"SCAN "_s : u"Seq Scan"_s);
+}
+
+QString IndexSearches(Connection& conn, const QString& plan, const QString& table)
+{
+    const bool sqlite = conn.backend() == BackendKind::Sqlite;
+    const QRegularExpression search(sqlite ? u"SEARCH %1 USING (?:COVERING )?INDEX \\w+ \\(([^)]*)\\)"_s.arg(table) : u"Index Cond: (.*)"_s,
+                                    QRegularExpression::CaseInsensitiveOption);
+    QString conditions;
+    for (auto match = search.globalMatch(plan); match.hasNext();)
+        conditions += match.next().captured(1);
+    return conditions;
 }
 
 Answer ScriptedMessages::Show(const QString& text, Buttons buttons)

@@ -97,6 +97,17 @@ QStringList TableRows(Connection& conn, const QStringList& tables = {}, const QS
 // Every table of a database file, such as a test data database, by name.
 QStringList FileTables(Connection& conn);
 
+// The plan the database makes for a statement, one line a step: SQLite's
+// EXPLAIN QUERY PLAN ("SEARCH tStep USING INDEX ix_tStep_iStepWindowKey
+// (iStepWindowKey=?)"), PostgreSQL's EXPLAIN ("Index Cond: (istepwindowkey
+// = 1)"). Throws DbError.
+QString QueryPlan(Connection& conn, const QString& sql);
+// Whether a plan reads a table from end to end.
+bool ReadsATableWhole(Connection& conn, const QString& plan);
+// What the plan's index searches compare, run together: on SQLite those of
+// `table` ("iStepWindowKey=?"), on PostgreSQL every index condition.
+QString IndexSearches(Connection& conn, const QString& plan, const QString& table);
+
 // The description of the error an action throws, or "<no error>".
 inline QString descriptionOf(const std::function<void()>& action)
 {

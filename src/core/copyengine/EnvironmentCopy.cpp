@@ -4,6 +4,7 @@
 #include "core/copyengine/CopyStep.h"
 #include "core/users/ModuleRights.h"
 #include "core/copyengine/VersionBackup.h"
+#include "core/copyengine/VersionContent.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Interaction.h"
@@ -27,33 +28,12 @@ const QString kRecordsetsFailed = QStringLiteral("Error while copying environmen
 const QString kPointersFailed = QStringLiteral("Error while fixing up recordset pointers: ");
 
 
-// Taken from the source version by the new one; sVersionID and
-// iVersionAppKey are set apart.
-const QStringList kVersionColumns = {
-    QStringLiteral("sVersionDesc"),           QStringLiteral("iMapType"),
-    QStringLiteral("iVersionSourceVersion"),  QStringLiteral("bVersionActive"),
-    QStringLiteral("iVersionLoadProcess"),    QStringLiteral("iVersionLoginProcess"),
-    QStringLiteral("iVersionLogoutProcess"),  QStringLiteral("iVersionTerminateProcess"),
-    QStringLiteral("iVersionRecoverProcess"), QStringLiteral("iVersionInitialWindow"),
-    QStringLiteral("iVersionMainWindow"),     QStringLiteral("iVersionUpdateStatusKey"),
-    QStringLiteral("sVersionAttributes"),
-};
-const QStringList kRecordColumns = {
-    QStringLiteral("iRecordFileKey"),    QStringLiteral("sRecordName"),       QStringLiteral("sRecordDesc"),
-    QStringLiteral("iRecordKeyType"),    QStringLiteral("iRecordSourceType"), QStringLiteral("iRecordSourceKey"),
-};
-const QStringList kFieldColumns = {
-    QStringLiteral("iFieldFileKey"), QStringLiteral("sFieldName"),         QStringLiteral("sFieldDesc"),
-    QStringLiteral("iFieldLen"),     QStringLiteral("iFieldFormat"),       QStringLiteral("sFieldID"),
-    QStringLiteral("iFieldVarKey"),  QStringLiteral("iFieldVarAppVerKey"), QStringLiteral("iFieldKeyType"),
-    QStringLiteral("iFieldSequenceNum"),
-};
-const QStringList kFileInstanceColumns = {
-    QStringLiteral("iFileInstanceFileKey"),   QStringLiteral("iFileInstanceParentFileKey"),
-    QStringLiteral("sFileInstanceName"),      QStringLiteral("sFileInstanceDesc"),
-    QStringLiteral("dFileInstanceCreated"),   QStringLiteral("dFileInstanceCreatedBy"),
-    QStringLiteral("dFileInstanceModified"),  QStringLiteral("dFileInstanceModifiedBy"),
-};
+// Taken from the source version by the new one; its ID is the one asked
+// for, its application set apart.
+const QStringList kVersionColumns = KeptColumns(QStringLiteral("tVersion"), {QStringLiteral("sVersionID")});
+const QStringList kRecordColumns = KeptColumns(QStringLiteral("tRecord"));
+const QStringList kFieldColumns = KeptColumns(QStringLiteral("tField"));
+const QStringList kFileInstanceColumns = KeptColumns(QStringLiteral("tFileInstance"));
 
 const QString kDataInstanceColumn = QStringLiteral("iRecordFileInstanceKey");
 

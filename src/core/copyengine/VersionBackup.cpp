@@ -2,6 +2,7 @@
 
 #include "core/copyengine/DatabaseCopy.h"
 #include "core/copyengine/StepArguments.h"
+#include "core/copyengine/VersionContent.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Interaction.h"
@@ -17,42 +18,24 @@ namespace {
 
 QString num(qint32 key) { return QString::number(key); }
 
-// Column names, in the order the copies write them.
+// Column names. What each copy takes over from the source row as it stands
+// is declared with the content's tree (VersionContent).
 const QString kWindowKey = QStringLiteral("iWindowKey");
 const QString kWindowVerKey = QStringLiteral("iWindowVerKey");
-const QStringList kWindowColumns = {
-    QStringLiteral("sWindowLogicalName"),     QStringLiteral("sWindowOverrideName"),
-    QStringLiteral("sWindowRawLogicalName"),  QStringLiteral("sWindowPhysicalName"),
-    QStringLiteral("iWindowClassKey"),        QStringLiteral("iWindowParentClassKey"),
-    QStringLiteral("iWindowParentKey"),       QStringLiteral("sWindowNameLocation"),
-    QStringLiteral("dWindowLastUpdate"),      QStringLiteral("sWindowExecutable"),
-    QStringLiteral("iWindowUpdateStatusKey"), QStringLiteral("bWindowUserCreated"),
-    QStringLiteral("iWindowSubAppKey"),       QStringLiteral("bWindowVisible"),
-};
+const QStringList kWindowColumns = KeptColumns(QStringLiteral("tWindow"));
 
 const QString kObjectKey = QStringLiteral("iObjectKey");
 const QString kObjectWindowKey = QStringLiteral("iObjectWindowKey");
 const QString kObjectVersionKey = QStringLiteral("iObjectVersionKey");
-const QStringList kObjectColumns = {
-    QStringLiteral("sObjectLogicalName"),     QStringLiteral("sObjectOverrideName"),
-    QStringLiteral("sObjectRawLogicalName"),  QStringLiteral("sObjectPhysicalname"),
-    QStringLiteral("iObjectClassKey"),        QStringLiteral("iObjectDataTypeKey"),
-    QStringLiteral("sObjectAttributes"),      QStringLiteral("dObjectLastUpdate"),
-    QStringLiteral("iObjectUpdateStatusKey"), QStringLiteral("bObjectUserCreated"),
-    QStringLiteral("bObjectVisible"),
-};
+const QStringList kObjectColumns = KeptColumns(QStringLiteral("tObject"));
 
 const QString kVarKey = QStringLiteral("iVarKey");
 const QString kVarAppVerKey = QStringLiteral("iVarAppVerKey");
-const QStringList kVarColumns = {
-    QStringLiteral("sVarName"),    QStringLiteral("sVarDesc"),   QStringLiteral("iVarType"),
-    QStringLiteral("iVarLen"),     QStringLiteral("iVarInMask"), QStringLiteral("iVarOutMask"),
-    QStringLiteral("sVarValue"),   QStringLiteral("sVarDefValue"),
-};
+const QStringList kVarColumns = KeptColumns(QStringLiteral("tUserVar"));
 
 const QString kRequirementKey = QStringLiteral("iRequirementKey");
 const QString kRequirementAppVerKey = QStringLiteral("iRequirementAppVerKey");
-const QStringList kRequirementColumns = {QStringLiteral("sRequirementName"), QStringLiteral("sRequirementDesc")};
+const QStringList kRequirementColumns = KeptColumns(QStringLiteral("tRequirement"));
 
 const QString kKeywordKey = QStringLiteral("iKeywordKey");
 const QString kKeywordAppKey = QStringLiteral("iKeywordAppKey");
@@ -61,19 +44,8 @@ const QString kKeywordDesc = QStringLiteral("sKeywordDesc");
 
 const QString kProcessKey = QStringLiteral("iProcessKey");
 const QString kProcessVerKey = QStringLiteral("iProcessVerKey");
-// iProcessRequirementKey and iProcessDependencyKey keep the source keys;
-// iProcessSequenceNum is not among the columns copied.
-const QStringList kProcessColumns = {
-    QStringLiteral("sProcessName"),           QStringLiteral("mProcessDesc"),
-    QStringLiteral("iProcessCreatorKey"),     QStringLiteral("dProcessCreateDate"),
-    QStringLiteral("iProcessLastModifierKey"), QStringLiteral("dProcessLastModifyDate"),
-    QStringLiteral("iProcessStartStateKey"),  QStringLiteral("iProcessRoleKey"),
-    QStringLiteral("iProcessStatusKey"),      QStringLiteral("iProcessRequirementKey"),
-    QStringLiteral("iProcessDependencyKey"),  QStringLiteral("bProcessIsAutomated"),
-    QStringLiteral("iProcessOwnerKey"),       QStringLiteral("iProcessType"),
-    QStringLiteral("iProcessRecordKey"),      QStringLiteral("sProcessData"),
-    QStringLiteral("bProcessCompiled"),       QStringLiteral("iProcessExecStatus"),
-};
+// iProcessRequirementKey and iProcessDependencyKey keep the source keys.
+const QStringList kProcessColumns = KeptColumns(QStringLiteral("tProcess"));
 
 const QString kStepWindowKey = QStringLiteral("iStepWindowKey");
 const QString kStepWindowWindowKey = QStringLiteral("iStepWindowWindowKey");
@@ -81,49 +53,30 @@ const QString kStepWindowProcessKey = QStringLiteral("iStepWindowProcessKey");
 const QString kStepWindowSequenceNum = QStringLiteral("iStepWindowSequenceNum");
 const QString kStepWindowVerKey = QStringLiteral("iStepWindowVerKey");
 const QString kStepWindowEnvironmentKey = QStringLiteral("iStepWindowEnvironmentKey");
+const QStringList kStepWindowColumns = KeptColumns(QStringLiteral("tStepWindow"));
 
 const QString kStepObjectKey = QStringLiteral("iStepObjectKey");
 const QString kStepArguments = QStringLiteral("sStepArguments");
-const QStringList kStepColumns = {
-    QStringLiteral("iStepActionKey"),   QStringLiteral("sStepNarrative"),   QStringLiteral("iStepRecoveryKey"),
-    QStringLiteral("sStepArguments"),   QStringLiteral("iStepSequenceNum"), QStringLiteral("iStepUpdateStatusKey"),
-};
+const QStringList kStepColumns = KeptColumns(QStringLiteral("tStep"));
 
 const QString kKeywordRelKeywordKey = QStringLiteral("iKeywordRelKeywordKey");
 const QString kKeywordRelProcessKey = QStringLiteral("iKeywordRelProcessKey");
 const QString kKeywordRelCycleKey = QStringLiteral("iKeywordRelCycleKey");
 const QString kKeywordRelScheduleKey = QStringLiteral("iKeywordRelScheduleKey");
+const QStringList kKeywordRelColumns = KeptColumns(QStringLiteral("tKeywordRel"));
 
 const QString kCycleKey = QStringLiteral("iCycleKey");
 const QString kCycleVerKey = QStringLiteral("iCycleVerKey");
 const QString kCycleDependencyKey = QStringLiteral("iCycleDependencyKey");
 const QString kCycleStartStateKey = QStringLiteral("iCycleStartStateKey");
-const QStringList kCycleColumnsBeforeDependency = {
-    QStringLiteral("sCycleName"), QStringLiteral("mCycleDesc"), QStringLiteral("iCycleStatusKey"),
-    QStringLiteral("iCycleRoleKey"),
-};
-const QStringList kCycleColumnsAfterDependency = {
-    QStringLiteral("bCycleIsAutomated"),     QStringLiteral("iCycleCreatorKey"),
-    QStringLiteral("dCycleCreateDate"),      QStringLiteral("iCycleLastModifierKey"),
-    QStringLiteral("dCycleLastModifiedDate"), QStringLiteral("iCycleRecordKey"),
-    QStringLiteral("sCycleData"),
-};
-const QString kCycleExecStatus = QStringLiteral("iCycleExecStatus");
+const QStringList kCycleColumns = KeptColumns(QStringLiteral("tCycle"));
 
-const QStringList kCycleProcessColumns = {
-    QStringLiteral("iProcessSequenceNum"), QStringLiteral("sCycleProcessData"),
-    QStringLiteral("iCycleProcessRecordKey"),
-};
+const QStringList kCycleProcessColumns = KeptColumns(QStringLiteral("tCycleProcess"));
 
 const QString kScheduleKey = QStringLiteral("iScheduleKey");
 const QString kScheduleEnvironKey = QStringLiteral("iScheduleEnvironKey");
-const QStringList kScheduleColumns = {
-    QStringLiteral("sScheduleName"),       QStringLiteral("sScheduleDesc"),
-    QStringLiteral("iScheduleStatus"),     QStringLiteral("iScheduleCreatorKey"),
-    QStringLiteral("dScheduleCreateDate"), QStringLiteral("iScheduleLastModifierKey"),
-    QStringLiteral("dScheduleLastModifiedDate"),
-};
-const QString kCycleSequenceNum = QStringLiteral("iCycleSequenceNum");
+const QStringList kScheduleColumns = KeptColumns(QStringLiteral("tSchedule"));
+const QStringList kScheduleCycleColumns = KeptColumns(QStringLiteral("tScheduleCycles"));
 
 // The prefixes of the failure messages, by stage.
 const QString kWindowsFailed = QStringLiteral("Error while copying Windows:");
@@ -430,7 +383,7 @@ void VersionBackup::copyKeywordRelations(DatabaseCopy& copy, const QString& hold
     // The holder column takes the new holder key; the keyword goes through
     // the keyword map and keeps its key where the map has none.
     copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), holderColumn, holders, QString(),
-                       kKeywordRelKeywordKey, map(copy, kKeywordMap), {}});
+                       kKeywordRelKeywordKey, map(copy, kKeywordMap), kKeywordRelColumns});
 }
 
 bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVersionKey, qint32 destinationEnvironmentKey,
@@ -466,10 +419,11 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                         .arg(processes, copy.Source(stepWindow)),
                     QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
         copy.Insert(stepWindow, kStepWindowKey,
-                    {kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowSequenceNum, kStepWindowVerKey,
-                     kStepWindowEnvironmentKey},
-                    {QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
-                     QStringLiteral("s.iStepWindowSequenceNum"), num(destinationVersionKey), num(destinationEnvironmentKey)},
+                    QStringList{kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowVerKey, kStepWindowEnvironmentKey} +
+                        kStepWindowColumns,
+                    QStringList{QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
+                                num(destinationVersionKey), num(destinationEnvironmentKey)} +
+                        DatabaseCopy::Kept(kStepWindowColumns),
                     QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = s.iStepWindowWindowKey")
                         .arg(processes, windows));
 
@@ -509,11 +463,9 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, qint32 destinationVersio
                 .arg(column, DatabaseCopy::Lookup(processes, QStringLiteral("s.") + column));
         };
         copy.Insert(cycle, kCycleKey,
-                    QStringList{kCycleVerKey} + kCycleColumnsBeforeDependency + QStringList{kCycleDependencyKey} +
-                        kCycleColumnsAfterDependency + QStringList{kCycleStartStateKey, kCycleExecStatus},
-                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kCycleColumnsBeforeDependency) +
-                        QStringList{unlessZero(kCycleDependencyKey)} + DatabaseCopy::Kept(kCycleColumnsAfterDependency) +
-                        QStringList{unlessZero(kCycleStartStateKey), QStringLiteral("s.") + kCycleExecStatus});
+                    QStringList{kCycleVerKey, kCycleDependencyKey, kCycleStartStateKey} + kCycleColumns,
+                    QStringList{num(destinationVersionKey), unlessZero(kCycleDependencyKey), unlessZero(kCycleStartStateKey)} +
+                        DatabaseCopy::Kept(kCycleColumns));
         copy.Remember(map(copy, kCycleMap), cycle);
         const QString cycles = copy.Batch(cycle);
 
@@ -550,7 +502,7 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, qint32 destinatio
         // in this run.
         stage = &kScheduleCyclesFailed;
         copy.CopyChildren({QStringLiteral("tScheduleCycles"), QStringLiteral("iScheduleCyclesKey"), kScheduleKey, schedules,
-                           QString(), kCycleKey, map(copy, kCycleMap), {kCycleSequenceNum}, true});
+                           QString(), kCycleKey, map(copy, kCycleMap), kScheduleCycleColumns, true});
 
         stage = &kScheduleKeywordsFailed;
         copyKeywordRelations(copy, kKeywordRelScheduleKey, schedules);

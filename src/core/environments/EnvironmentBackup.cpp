@@ -4,6 +4,7 @@
 #include "core/copyengine/CopyStep.h"
 #include "core/copyengine/FileStaging.h"
 #include "core/copyengine/VersionBackup.h"
+#include "core/copyengine/VersionContent.h"
 #include "core/environments/EnvironmentRecords.h"
 #include "core/environments/EnvironmentUsers.h"
 #include "core/repository/Connection.h"
@@ -59,22 +60,10 @@ const QString kPreparingFailed = QStringLiteral("Error while preparing for versi
 const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
 const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
 
-// tApp without its key and iOriginalAppKey.
-const QStringList kAppColumns = {
-    QStringLiteral("sAppName"),    QStringLiteral("sAppID"),      QStringLiteral("iAppPlatform"),
-    QStringLiteral("iApp3270Key"), QStringLiteral("sAppDesc"),    QStringLiteral("mAppEnviron"),
-    QStringLiteral("sAppMapPath"), QStringLiteral("sAppEnginePath"), QStringLiteral("mAppAttributes"),
-};
-// tVersion without its key, iOriginalVersionKey and iVersionAppKey.
-const QStringList kVersionColumns = {
-    QStringLiteral("sVersionID"),             QStringLiteral("sVersionDesc"),
-    QStringLiteral("iMapType"),               QStringLiteral("iVersionSourceVersion"),
-    QStringLiteral("bVersionActive"),         QStringLiteral("iVersionLoadProcess"),
-    QStringLiteral("iVersionLoginProcess"),   QStringLiteral("iVersionLogoutProcess"),
-    QStringLiteral("iVersionTerminateProcess"), QStringLiteral("iVersionRecoverProcess"),
-    QStringLiteral("iVersionInitialWindow"),  QStringLiteral("iVersionMainWindow"),
-    QStringLiteral("iVersionUpdateStatusKey"), QStringLiteral("sVersionAttributes"),
-};
+// tApp without its key (iOriginalAppKey is the backup file's own).
+const QStringList kAppColumns = KeptColumns(QStringLiteral("tApp"));
+// tVersion without its key and iVersionAppKey (nor iOriginalVersionKey).
+const QStringList kVersionColumns = KeptColumns(QStringLiteral("tVersion"));
 
 // The columns of `columns` that `table` has on `connection`: a backup file
 // made from an older template may lack some.
@@ -1002,60 +991,13 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
     progress.ShowWindow();
     progress.Refresh();
     try {
-        const QString environment = num(environmentKey);
-        // The schedules' own rows below them go with them.
-        const QString schedulesOfEnvironment =
-            QStringLiteral(" IN (SELECT iScheduleKey FROM tSchedule WHERE iScheduleEnvironKey=") + environment +
-            QStringLiteral(")");
-        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tScheduleCycles WHERE iScheduleKey") + schedulesOfEnvironment);
-        repository.ExecuteDeletion(QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelScheduleKey") +
-                           schedulesOfEnvironment);
-        Recordset schedules(QStringLiteral("SELECT * FROM tSchedule WHERE iScheduleEnvironKey=") + environment,
-                            repository);
-        deleteAll(schedules);
-
-        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + environment,
+        // The content of the versions the environment lists goes only when
+        // it lists one; its schedules go in any case.
+        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(environmentKey),
                           repository);
-        for (; !details.Eof(); details.MoveNext()) {
-            const QString version = num(details.Int(QStringLiteral("iEnvironVerKey")));
-
-            Recordset cycles(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + version, repository);
-            for (; !cycles.Eof(); cycles.MoveNext()) {
-                const QString cycle = num(cycles.Int(QStringLiteral("iCycleKey")));
-                repository.ExecuteDeletion(QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey=") + cycle);
-                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelCycleKey=") + cycle);
-                cycles.Delete();
-            }
-
-            // The step windows of the environment as a whole, looked for
-            // again under every version (the later looks find none left).
-            Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow WHERE iStepWindowEnvironmentKey = ") +
-                                      environment,
-                                  repository);
-            for (; !stepWindows.Eof(); stepWindows.MoveNext()) {
-                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tStep WHERE iStepWindowKey = ") +
-                                   num(stepWindows.Int(QStringLiteral("iStepWindowKey"))));
-                stepWindows.Delete();
-            }
-
-            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tUserVar WHERE iVarAppVerKey = ") + version);
-            repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tRequirement WHERE iRequirementAppVerKey = ") + version);
-
-            Recordset windows(QStringLiteral("SELECT * FROM tWindow WHERE iWindowVerKey = ") + version, repository);
-            for (; !windows.Eof(); windows.MoveNext()) {
-                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tObject WHERE iObjectWindowKey = ") +
-                                   num(windows.Int(QStringLiteral("iWindowKey"))));
-                windows.Delete();
-            }
-
-            Recordset processes(QStringLiteral("SELECT * from tProcess WHERE iProcessVerKey = ") + version, repository);
-            for (; !processes.Eof(); processes.MoveNext()) {
-                repository.ExecuteDeletion(QStringLiteral("DELETE * FROM tKeywordRel WHERE iKeywordRelProcessKey = ") +
-                                   num(processes.Int(QStringLiteral("iProcessKey"))));
-                processes.Delete();
-            }
-        }
-        repository.SendHeldWrites();
+        const std::vector<ContentDeletion> deletions = PrepareForRestoreStatements(environmentKey, !details.Eof());
+        for (const ContentDeletion& deletion : deletions)
+            repository.Execute(deletion.sql);
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kDeleteFailed + e.description());
@@ -1065,29 +1007,8 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
 
 void ClearVersionContent(qint32 versionKey, Connection& connection)
 {
-    const QString version = num(versionKey);
-    const QString cycles = QStringLiteral(" IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey=") + version +
-                           QStringLiteral(")");
-    const QString processes = QStringLiteral(" IN (SELECT iProcessKey FROM tProcess WHERE iProcessVerKey=") + version +
-                              QStringLiteral(")");
-    const QString windows = QStringLiteral(" IN (SELECT iWindowKey FROM tWindow WHERE iWindowVerKey=") + version +
-                            QStringLiteral(")");
-    // Children before their parents.
-    for (const QString& sql : {
-             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelCycleKey") + cycles,
-             QStringLiteral("DELETE FROM tCycleProcess WHERE iCycleKey") + cycles,
-             QStringLiteral("DELETE FROM tCycle WHERE iCycleVerKey=") + version,
-             QStringLiteral("DELETE FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM tStepWindow "
-                            "WHERE iStepWindowProcessKey") + processes + QStringLiteral(")"),
-             QStringLiteral("DELETE FROM tStepWindow WHERE iStepWindowProcessKey") + processes,
-             QStringLiteral("DELETE FROM tKeywordRel WHERE iKeywordRelProcessKey") + processes,
-             QStringLiteral("DELETE FROM tProcess WHERE iProcessVerKey=") + version,
-             QStringLiteral("DELETE FROM tObject WHERE iObjectWindowKey") + windows,
-             QStringLiteral("DELETE FROM tWindow WHERE iWindowVerKey=") + version,
-             QStringLiteral("DELETE FROM tUserVar WHERE iVarAppVerKey=") + version,
-             QStringLiteral("DELETE FROM tRequirement WHERE iRequirementAppVerKey=") + version,
-         })
-        connection.Execute(sql);
+    for (const ContentDeletion& deletion : ClearVersionContentStatements(versionKey))
+        connection.Execute(deletion.sql);
 }
 
 } // namespace dorvane

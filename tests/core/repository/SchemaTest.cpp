@@ -3,7 +3,6 @@
 #include "core/repository/RepositoryFixture.h"
 
 #include <QRegularExpression>
-#include <QSqlQuery>
 
 using namespace dorvane;
 using namespace dorvane::test;
@@ -151,20 +150,10 @@ TEST_P(SchemaTest, EveryRepeatedLookupIsAnIndexSearchOnItsColumns)
         DB_ASSERT(conn.Execute(u"SET enable_seqscan = off"_s));
     for (const auto& [lookup, columns] : lookups) {
         SCOPED_TRACE(lookup.toStdString());
-        QSqlQuery explain(conn.database());
-        ASSERT_TRUE(explain.exec((sqlite ? u"EXPLAIN QUERY PLAN SELECT * FROM "_s : u"EXPLAIN SELECT * FROM "_s) + lookup));
         QString plan;
-        while (explain.next())
-            plan += explain.value(sqlite ? 3 : 0).toString() + u'\n';
-        // SQLite: "SEARCH tStep USING INDEX ix_tStep_iStepWindowKey
-        // (iStepWindowKey=?)"; PostgreSQL: "Index Cond: (istepwindowkey = 1)".
-        const QString table = lookup.section(u' ', 0, 0);
-        const QRegularExpression search(sqlite ? u"SEARCH %1 USING INDEX \\w+ \\(([^)]*)\\)"_s.arg(table) : u"Index Cond: (.*)"_s,
-                                        QRegularExpression::CaseInsensitiveOption);
-        QString conditions;
-        for (auto match = search.globalMatch(plan); match.hasNext();)
-            conditions += match.next().captured(1);
-        EXPECT_FALSE(plan.contains(sqlite ? u"SCAN "_s : u"Seq Scan"_s)) << plan.toStdString();
+        DB_ASSERT(plan = QueryPlan(conn, u"SELECT * FROM "_s + lookup));
+        const QString conditions = IndexSearches(conn, plan, lookup.section(u' ', 0, 0));
+        EXPECT_FALSE(ReadsATableWhole(conn, plan)) << plan.toStdString();
         for (const QString& column : columns)
             EXPECT_TRUE(conditions.contains(column, Qt::CaseInsensitive)) << column.toStdString() << "\n" << plan.toStdString();
     }

@@ -1,0 +1,161 @@
+#include "core/copyengine/VersionContent.h"
+
+#include "core/repository/Schema.h"
+
+namespace dorvane {
+
+namespace {
+
+ContentTable below(const char* table, const char* parent, const char* parentColumn, const char* stage,
+                   std::initializer_list<const char*> notKept = {})
+{
+    ContentTable t;
+    t.table = QString::fromLatin1(table);
+    t.key = FindTable(t.table)->key;
+    t.parent = QString::fromLatin1(parent);
+    t.parentColumn = QString::fromLatin1(parentColumn);
+    t.stage = QString::fromLatin1(stage);
+    for (const char* column : notKept)
+        t.notKept << QString::fromLatin1(column);
+    return t;
+}
+
+// The keyword relations of one kind of holder: the keyword goes through
+// the keyword map, the other holders' columns keep their defaults.
+ContentTable keywordRelations(const char* holder, const char* holderColumn, const char* stage)
+{
+    ContentTable t = below("tKeywordRel", holder, holderColumn, stage, {"iKeywordRelKeywordKey"});
+    for (const char* column : {"iKeywordRelProcessKey", "iKeywordRelCycleKey", "iKeywordRelScheduleKey"}) {
+        if (t.parentColumn != QLatin1String(column))
+            t.notKept << QString::fromLatin1(column);
+    }
+    return t;
+}
+
+const ContentTable* find(const std::vector<ContentTable>& tables, const QString& table)
+{
+    for (const ContentTable& t : tables) {
+        if (t.table.compare(table, Qt::CaseInsensitive) == 0)
+            return &t;
+    }
+    return nullptr;
+}
+
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
+                      const QStringList& left);
+
+// The rows of `t` where `condition` holds: those below them first.
+void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, const QString& condition,
+                 const QStringList& left)
+{
+    addDeletionBelow(deletions, t.table, QStringLiteral("IN (SELECT %1 FROM %2 WHERE %3)").arg(t.key, t.table, condition),
+                     left);
+    deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition)});
+}
+
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
+                      const QStringList& left)
+{
+    for (const ContentTable& child : VersionContentTables()) {
+        if (child.parent.compare(parent, Qt::CaseInsensitive) == 0 && !left.contains(child.table, Qt::CaseInsensitive))
+            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, left);
+    }
+}
+
+} // namespace
+
+const std::vector<ContentTable>& VersionContentTables()
+{
+    static const std::vector<ContentTable> tables = {
+        below("tUserVar", "tVersion", "iVarAppVerKey", "Variables"),
+        // The dependency and the start state go through the process map;
+        // the sequence number is left at its default.
+        below("tCycle", "tVersion", "iCycleVerKey", "Cycles",
+              {"iCycleDependencyKey", "iCycleStartStateKey", "iCycleSequenceNum"}),
+        keywordRelations("tCycle", "iKeywordRelCycleKey", "Cycle Keywords"),
+        // The process goes through the process map.
+        below("tCycleProcess", "tCycle", "iCycleKey", "Cycle Processes", {"iProcessKey"}),
+        // The sequence number is left at its default.
+        below("tProcess", "tVersion", "iProcessVerKey", "Processes", {"iProcessSequenceNum"}),
+        // The window goes through the window map; the version and the
+        // environment are the destination's.
+        below("tStepWindow", "tProcess", "iStepWindowProcessKey", "Step Windows",
+              {"iStepWindowWindowKey", "iStepWindowVerKey", "iStepWindowEnvironmentKey"}),
+        // The object goes through the object map.
+        below("tStep", "tStepWindow", "iStepWindowKey", "Steps", {"iStepObjectKey"}),
+        keywordRelations("tProcess", "iKeywordRelProcessKey", "Process Keywords"),
+        below("tWindow", "tVersion", "iWindowVerKey", "Windows"),
+        // The version is the destination's.
+        below("tObject", "tWindow", "iObjectWindowKey", "Objects", {"iObjectVersionKey"}),
+        below("tRequirement", "tVersion", "iRequirementAppVerKey", "Requirements"),
+        below("tSchedule", "tEnvironment", "iScheduleEnvironKey", "Schedules"),
+        // The cycle goes through the cycle map.
+        below("tScheduleCycles", "tSchedule", "iScheduleKey", "Schedule Cycles", {"iCycleKey"}),
+        keywordRelations("tSchedule", "iKeywordRelScheduleKey", "Schedule Keywords"),
+    };
+    return tables;
+}
+
+const std::vector<ContentTable>& ContentOwnerTables()
+{
+    static const std::vector<ContentTable> tables = {
+        below("tApp", "", "", ""),
+        below("tVersion", "tApp", "iVersionAppKey", ""),
+        // The file instance is left at its default.
+        below("tRecord", "tEnvironment", "iRecordEnvironmentKey", "", {"iRecordFileInstanceKey"}),
+        below("tField", "tRecord", "iFieldRecordKey", ""),
+        below("tFileInstance", "tRecord", "iFileInstanceRecordKey", ""),
+    };
+    return tables;
+}
+
+QStringList KeptColumns(const QString& table, const QStringList& setApart)
+{
+    const ContentTable* t = find(VersionContentTables(), table);
+    if (!t)
+        t = find(ContentOwnerTables(), table);
+    const TableDef* def = FindTable(table);
+    if (!t || !def)
+        return {};
+    QStringList kept;
+    for (const QString& column : def->columns) {
+        if (column.compare(t->key, Qt::CaseInsensitive) != 0 && column.compare(t->parentColumn, Qt::CaseInsensitive) != 0 &&
+            !t->notKept.contains(column, Qt::CaseInsensitive) && !setApart.contains(column, Qt::CaseInsensitive))
+            kept << column;
+    }
+    return kept;
+}
+
+std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey)
+{
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey),
+                     {QStringLiteral("tRequirement")});
+    return deletions;
+}
+
+std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey)
+{
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {});
+    return deletions;
+}
+
+std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions)
+{
+    const QString environment = QString::number(environmentKey);
+    std::vector<ContentDeletion> deletions;
+    addDeletionBelow(deletions, QStringLiteral("tEnvironment"), QStringLiteral("= ") + environment, {});
+    if (!listsVersions)
+        return deletions;
+    addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
+                QStringLiteral("iStepWindowEnvironmentKey = ") + environment, {});
+    // An entry of the list without a version stands for version 0.
+    addDeletionBelow(deletions, QStringLiteral("tVersion"),
+                     QStringLiteral("IN (SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
+                         environment + QLatin1Char(')'),
+                     {QStringLiteral("tStepWindow")});
+    return deletions;
+}
+
+} // namespace dorvane
