@@ -1,5 +1,7 @@
 #include "core/copyengine/EnvironmentCopy.h"
 
+#include "core/copyengine/DatabaseCopy.h"
+
 #include "core/applications/AppFolders.h"
 #include "core/copyengine/CopyStep.h"
 #include "core/users/ModuleRights.h"
@@ -40,16 +42,6 @@ const QString kDataInstanceColumn = QStringLiteral("iRecordFileInstanceKey");
 
 // Rewrites a key column through a map over its whole length; a key the map
 // does not hold keeps its value. True when the column changed.
-bool remap(Recordset& rs, const QString& column, const KeyMap& map)
-{
-    const qint32 old = rs.Int(column);
-    const qint32 mapped = LookupNewKey(map, old, map.Length());
-    if (mapped == 0 || mapped == old)
-        return false;
-    rs.SetValue(column, mapped);
-    return true;
-}
-
 // The data table a layout names, as the test data database spells it;
 // empty when there is none.
 QString existingTable(Connection& testData, const QString& name)
@@ -411,39 +403,23 @@ bool EnvironmentCopy::CopyRecordLayouts(qint32 sourceEnvironmentKey, Connection&
 
 bool EnvironmentCopy::FixUpRecordsetPointers(qint32 destinationEnvironmentKey, Connection& connection)
 {
-    const KeyMap& recordMap = m_engine.RecordMap;
     try {
-        Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
-                              num(destinationEnvironmentKey),
-                          connection);
-        Recordset processes;
-        Recordset cycles;
-        Recordset cycleProcesses;
-        while (!details.Eof()) {
-            const qint32 versionKey = details.Int(QStringLiteral("iEnvironVerKey"));
-            processes.Open(QStringLiteral("SELECT * FROM tProcess WHERE iProcessVerKey=") + num(versionKey), connection);
-            while (!processes.Eof()) {
-                if (remap(processes, QStringLiteral("iProcessRecordKey"), recordMap))
-                    processes.Update();
-                processes.MoveNext();
-            }
-            cycles.Open(QStringLiteral("SELECT * FROM tCycle WHERE iCycleVerKey=") + num(versionKey), connection);
-            while (!cycles.Eof()) {
-                if (remap(cycles, QStringLiteral("iCycleRecordKey"), recordMap))
-                    cycles.Update();
-                cycleProcesses.Open(QStringLiteral("SELECT * FROM tCycleProcess WHERE iCycleKey=") +
-                                        num(cycles.Int(QStringLiteral("iCycleKey"))),
-                                    connection);
-                while (!cycleProcesses.Eof()) {
-                    if (remap(cycleProcesses, QStringLiteral("iCycleProcessRecordKey"), recordMap))
-                        cycleProcesses.Update();
-                    cycleProcesses.MoveNext();
-                }
-                cycles.MoveNext();
-            }
-            details.MoveNext();
-        }
-        connection.SendHeldWrites();
+        // The processes, cycles and cycle processes of the environment's
+        // versions that name a copied layout name its copy; any other
+        // layout key stays.
+        DatabaseCopy copy(connection);
+        const QString records = copy.Map(QStringLiteral("record"), m_engine.RecordMap.Pairs());
+        const QString versions =
+            QStringLiteral("SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey = ") + num(destinationEnvironmentKey);
+        const auto repoint = [&](const QString& table, const QString& column, const QString& rows) {
+            connection.Execute(QStringLiteral("UPDATE %1 SET %2 = %3 WHERE %2 IN (SELECT old FROM %4) AND %5")
+                                   .arg(table, column, DatabaseCopy::Lookup(records, column), records, rows));
+        };
+        repoint(QStringLiteral("tProcess"), QStringLiteral("iProcessRecordKey"),
+                QStringLiteral("iProcessVerKey IN (%1)").arg(versions));
+        repoint(QStringLiteral("tCycle"), QStringLiteral("iCycleRecordKey"), QStringLiteral("iCycleVerKey IN (%1)").arg(versions));
+        repoint(QStringLiteral("tCycleProcess"), QStringLiteral("iCycleProcessRecordKey"),
+                QStringLiteral("iCycleKey IN (SELECT iCycleKey FROM tCycle WHERE iCycleVerKey IN (%1))").arg(versions));
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kPointersFailed + e.description());
