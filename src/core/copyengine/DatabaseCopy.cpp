@@ -132,10 +132,11 @@ void DatabaseCopy::CopyChildren(const Children& c)
                                  .arg(c.table.toLower(), c.key.toLower()));
     }
     m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
-                                "ON m.old = s.%8 ORDER BY %9")
+                                "ON m.old = s.%8 %9 ORDER BY %10")
                      .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
                           (values + Kept(c.kept)).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
-                          c.map, c.mapped, order));
+                          c.map, c.mapped, c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere,
+                          order));
 }
 
 QString DatabaseCopy::MapTable(const QString& name)

@@ -80,6 +80,8 @@ public:
         QString mapped, map;
         QStringList kept;
         bool zeroWhenUnmapped = false;
+        // Only the parents this condition on h (the parents' batch) keeps.
+        QString parentsWhere = QString();
     };
     void CopyChildren(const Children& children);
 

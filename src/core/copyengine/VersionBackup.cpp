@@ -7,6 +7,8 @@
 #include "core/repository/Globals.h"
 #include "core/repository/Interaction.h"
 
+#include <QElapsedTimer>
+#include <QHash>
 #include <QStringList>
 
 #include <algorithm>
@@ -240,6 +242,26 @@ void VersionBackup::finishProgress(qint32 rows)
     m_progress.Yield();
 }
 
+void VersionBackup::inBlocks(qint64 count, const std::function<void(qint64, qint64)>& block)
+{
+    // A fifth of a second a block: the window repaints between them and
+    // the bar moves with the work, however fast the database is.
+    constexpr qint64 kTargetMs = 200;
+    qint64 size = 256;
+    for (qint64 first = 1; first <= count;) {
+        const qint64 last = std::min(count, first + size - 1);
+        QElapsedTimer clock;
+        clock.start();
+        block(first, last);
+        m_progress.SetValue(std::min(m_progress.Maximum(), float(last)));
+        m_progress.Refresh();
+        m_progress.Yield();
+        const qint64 took = std::max<qint64>(1, clock.elapsed());
+        size = std::clamp(size * kTargetMs / took, std::max<qint64>(16, size / 2), size * 8);
+        first = last + 1;
+    }
+}
+
 std::unique_ptr<Connection> VersionBackup::OpenDestinationDatabase()
 {
     try {
@@ -271,19 +293,25 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersi
                     QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kWindowColumns));
         copy.Remember(map(copy, kWindowMap), window);
 
-        // The objects of each window, window by window.
+        // The objects of each window, window by window, in blocks of
+        // windows.
         const QString windowBatch = copy.Batch(window);
-        const qint32 objects = qint32(copy.Choose(object, kObjectKey,
-                                                  QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old")
-                                                      .arg(copy.Source(object), windowBatch),
-                                                  QStringLiteral("w.pos, s.iObjectKey")));
-        if (objects > 0) {
+        const QString objects = map(copy, kObjectMap);
+        inBlocks(count, [&](qint64 first, qint64 last) {
+            const qint64 chosen = copy.Choose(object, kObjectKey,
+                                              QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old WHERE w.pos "
+                                                             "BETWEEN %3 AND %4")
+                                                  .arg(copy.Source(object), windowBatch)
+                                                  .arg(first)
+                                                  .arg(last),
+                                              QStringLiteral("w.pos, s.iObjectKey"));
+            if (chosen == 0)
+                return;
             copy.Insert(object, kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
                         QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + DatabaseCopy::Kept(kObjectColumns),
                         QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey").arg(windowBatch));
-            copy.Remember(map(copy, kObjectMap), object);
-        }
-        finishProgress(count);
+            copy.Remember(objects, object);
+        });
         return true;
     } catch (const DbError& e) {
         return fail(kWindowsFailed, e.description());
@@ -407,35 +435,44 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
         copy.Remember(map(copy, kProcessMap), process);
         const QString processes = copy.Batch(process);
 
-        // A process's step windows in sequence, but not a lone step window
-        // without a window (a placeholder). A step window's window goes
-        // through the window map and keeps its key where the map has none.
-        stage = &kStepWindowsFailed;
-        const QString windows = map(copy, kWindowMap);
-        copy.Choose(stepWindow, kStepWindowKey,
-                    QStringLiteral("%2 s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE NOT "
-                                   "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM %2 c "
-                                   "WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
-                        .arg(processes, copy.Source(stepWindow)),
-                    QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
-        copy.Insert(stepWindow, kStepWindowKey,
-                    QStringList{kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowVerKey, kStepWindowEnvironmentKey} +
-                        kStepWindowColumns,
-                    QStringList{QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
-                                num(destinationVersionKey), num(destinationEnvironmentKey)} +
-                        DatabaseCopy::Kept(kStepWindowColumns),
-                    QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = s.iStepWindowWindowKey")
-                        .arg(processes, windows));
-
-        // Their steps in sequence; a step's object goes through the object map.
-        stage = &kStepsFailed;
-        copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
-                           QStringLiteral("iStepSequenceNum"), kStepObjectKey, map(copy, kObjectMap), kStepColumns});
-
-        // The processes' keyword relations.
-        stage = &kProcessKeywordsFailed;
-        copyKeywordRelations(copy, kKeywordRelProcessKey, processes);
-        finishProgress(count);
+        // Block by block of processes: their step windows in sequence, but
+        // not a lone step window without a window (a placeholder); a step
+        // window's window goes through the window map and keeps its key
+        // where the map has none. Then their steps in sequence, a step's
+        // object through the object map, and the processes' keyword
+        // relations. Keys come out as one statement per table would give
+        // them: each block continues where the last left off.
+        const QString windows = map(copy, kWindowMap), objects = map(copy, kObjectMap), keywords = map(copy, kKeywordMap);
+        inBlocks(count, [&](qint64 first, qint64 last) {
+            const QString block = QStringLiteral("p.pos BETWEEN %1 AND %2").arg(first).arg(last);
+            stage = &kStepWindowsFailed;
+            const qint64 chosen =
+                copy.Choose(stepWindow, kStepWindowKey,
+                            QStringLiteral("%2 s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE %3 AND NOT "
+                                           "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM %2 c "
+                                           "WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
+                                .arg(processes, copy.Source(stepWindow), block),
+                            QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
+            if (chosen > 0) {
+                copy.Insert(stepWindow, kStepWindowKey,
+                            QStringList{kStepWindowWindowKey, kStepWindowProcessKey, kStepWindowVerKey,
+                                        kStepWindowEnvironmentKey} +
+                                kStepWindowColumns,
+                            QStringList{QStringLiteral("COALESCE(m.new, s.iStepWindowWindowKey)"), QStringLiteral("p.new"),
+                                        num(destinationVersionKey), num(destinationEnvironmentKey)} +
+                                DatabaseCopy::Kept(kStepWindowColumns),
+                            QStringLiteral("JOIN %1 p ON p.old = s.iStepWindowProcessKey LEFT JOIN %2 m ON m.old = "
+                                           "s.iStepWindowWindowKey")
+                                .arg(processes, windows));
+                stage = &kStepsFailed;
+                copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
+                                   QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns});
+            }
+            stage = &kProcessKeywordsFailed;
+            copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), kKeywordRelProcessKey,
+                               processes, QString(), kKeywordRelKeywordKey, keywords, kKeywordRelColumns, false,
+                               QStringLiteral("h.pos BETWEEN %1 AND %2").arg(first).arg(last)});
+        });
         return true;
     } catch (const DbError& e) {
         return fail(*stage, e.description());
