@@ -71,20 +71,35 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                 QStringLiteral("SELECT iEnvironVerKey FROM tEnvironmentDetail WHERE iEnvironKey=%1 AND iEnvironVerKey<>%2")
                     .arg(environmentKey)
                     .arg(sourceVersionKey);
-            const QString visiting =
-                QStringLiteral("SELECT sw.iStepWindowKey FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = "
-                               "sw.iStepWindowProcessKey WHERE p.iProcessVerKey IN (%1) AND sw.iStepWindowVerKey = %2")
-                    .arg(otherVersions)
-                    .arg(sourceVersionKey);
             const auto remapped = [](const QString& column, const QString& table, const QString& map) {
                 return QStringLiteral("%1 = COALESCE(%2, %1)").arg(column, DatabaseCopy::Lookup(map, table + u'.' + column));
             };
-            db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2)")
-                           .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting));
-            db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey IN (%3)")
-                           .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
-                           .arg(destinationVersionKey)
-                           .arg(visiting));
+            // Version by version, the bar counting them.
+            const std::vector<std::pair<qint32, qint32>> others =
+                copy.Rows(QStringLiteral("SELECT DISTINCT iEnvironVerKey, 0 FROM tEnvironmentDetail WHERE iEnvironKey=%1 "
+                                         "AND iEnvironVerKey<>%2 ORDER BY iEnvironVerKey")
+                              .arg(environmentKey)
+                              .arg(sourceVersionKey));
+            m_progress.SetAction(QStringLiteral("Fixing up other versions..."));
+            m_progress.SetRange(0, float(others.size()));
+            m_progress.SetValue(0);
+            m_progress.Refresh();
+            for (std::size_t i = 0; i < others.size(); ++i) {
+                const QString visiting =
+                    QStringLiteral("SELECT sw.iStepWindowKey FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = "
+                                   "sw.iStepWindowProcessKey WHERE p.iProcessVerKey = %1 AND sw.iStepWindowVerKey = %2")
+                        .arg(others[i].first)
+                        .arg(sourceVersionKey);
+                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2)")
+                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting));
+                db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey IN (%3)")
+                               .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
+                               .arg(destinationVersionKey)
+                               .arg(visiting));
+                m_progress.SetValue(float(i + 1));
+                m_progress.Refresh();
+                m_progress.Yield();
+            }
 
             // Their cycles run the destination version's copies of the
             // source version's processes.

@@ -97,8 +97,13 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
                          versionValue(v12, "SourceVersion"), versionValue(oe11, "LoginProcess")),
               std::tuple(newLoginProcess, newLogin, 0, oe11, loginProcess));
 
+    // The other versions are re-pointed one by one, the bar counting them.
     EXPECT_EQ(progress.matching(u"action:Fixing"_s),
-              (QStringList {"action:Fixing up steps....", "action:Fixing up cycles...", "action:Fixing up layouts..."}));
+              (QStringList {"action:Fixing up steps....", "action:Fixing up other versions...", "action:Fixing up cycles...",
+                            "action:Fixing up layouts..."}));
+    const qsizetype others = progress.events.indexOf(u"action:Fixing up other versions..."_s);
+    ASSERT_GT(progress.events.size(), others + 1);
+    EXPECT_TRUE(progress.events[others + 1].startsWith(u"range:0-"_s)) << progress.events[others + 1].toStdString();
 }
 
 TEST_P(VersionUpdateTest, AnEmptySourceStillRepointsTheEnvironment)
