@@ -225,6 +225,37 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
     EXPECT_EQ(progress.matching(u"value:"_s).last(), u"value:4"_s);
 }
 
+// A version large enough to be copied in several blocks: the copies come
+// out keyed as one statement per table would key them, in the order of
+// their parents' keys and their own sequence numbers.
+TEST_P(CopyPrimitivesTest, ACopyInBlocksKeysItsRowsAsOneStatementWould)
+{
+    const QString numbers = u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 700) "_s;
+    const QString pair = u"(SELECT 0 AS j UNION ALL SELECT 1) x"_s;
+    // Keys shuffled against the order of insertion; sequence numbers
+    // against the order of the keys.
+    conn.Execute(numbers + u"INSERT INTO tProcess (iProcessKey, iProcessVerKey) SELECT 100000 + (i * 37) % 701, %1 FROM n"_s.arg(source));
+    conn.Execute(u"INSERT INTO tStepWindow (iStepWindowKey, iStepWindowProcessKey, iStepWindowVerKey, iStepWindowWindowKey, "
+                 "iStepWindowSequenceNum) SELECT 300000 + 2 * iProcessKey + j, iProcessKey, %1, 1, 2 - j FROM tProcess, %2 "
+                 "WHERE iProcessVerKey = %1"_s.arg(source).arg(pair));
+    conn.Execute(u"INSERT INTO tStep (iStepKey, iStepWindowKey, iStepSequenceNum) SELECT 900000 + 2 * iStepWindowKey + j, "
+                 "iStepWindowKey, 2 - j FROM tStepWindow, %1 WHERE iStepWindowVerKey = %2"_s.arg(pair).arg(source));
+    ASSERT_TRUE(copyProcesses(destination)) << shown();
+    const QString stepWindows = u"SELECT iStepWindowKey FROM tStepWindow WHERE iStepWindowVerKey = %1 ORDER BY "_s.arg(destination);
+    const QStringList byKey = Rows(conn, stepWindows + u"iStepWindowKey"_s);
+    EXPECT_EQ(byKey.size(), 1400);
+    EXPECT_EQ(byKey, Rows(conn, stepWindows + u"iStepWindowProcessKey, iStepWindowSequenceNum"_s));
+    const QString steps = u"SELECT s.iStepKey FROM tStep s JOIN tStepWindow w ON w.iStepWindowKey = s.iStepWindowKey WHERE "
+                          "w.iStepWindowVerKey = %1 ORDER BY "_s.arg(destination);
+    const QStringList stepsByKey = Rows(conn, steps + u"s.iStepKey"_s);
+    EXPECT_EQ(stepsByKey.size(), 2800);
+    EXPECT_EQ(stepsByKey, Rows(conn, steps + u"s.iStepWindowKey, s.iStepSequenceNum"_s));
+    // The bar moved block by block up to all the processes.
+    const QStringList values = progress.matching(u"value:"_s);
+    EXPECT_GE(values.size(), 3);
+    EXPECT_EQ(values.last(), u"value:700"_s);
+}
+
 TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
 {
     const Built v = build(app, {{u"1.5"_s, {u"frmLogin"_s}, {{u"Login"_s, {u"frmLogin"_s}}}}});
