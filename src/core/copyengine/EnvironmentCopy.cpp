@@ -222,7 +222,7 @@ bool EnvironmentCopy::CopyEnvironment(qint32& sourceEnvironmentKey, qint32& dest
     // The copy reads the source through this connection, from one state of
     // the repository, and writes through the main one.
     Connection& reading = *m_engine.DestinationConnection;
-    reading.UseForReading();
+    reading.UseSmallPageCache();
     try {
         const Transaction snapshot(reading, Transaction::Kind::Snapshot);
         return copyVersions(sourceEnvironmentKey, destinationEnvironmentKey) &&

@@ -619,7 +619,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
     if (!opened)
         return false;
     Connection& reading = *opened;
-    reading.UseForReading();
+    reading.UseSmallPageCache();
     BackupRun run;
     try {
         const QString name = startBackupFile(environmentKey, run);
@@ -795,13 +795,16 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
     if (!opened)
         return false;
     Connection& repository = *opened;
+    // Its writes are large statements: a small cache keeps the restore's
+    // memory flat at any size, at no cost in time.
+    repository.UseSmallPageCache();
     const WriteBatching batching(repository);
     // A restore touches no file but the one it reads, so nothing here can
     // fail with "Path/File access error" to be passed over.
     Connection backup;
     try {
         backup.Open(FileConnectionString(backupFilePath));
-        backup.UseForReading();
+        backup.UseSmallPageCache();
         CheckBackupFile(backup);
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;

@@ -334,7 +334,7 @@ void Connection::OpenFile(const QString& path)
     m_inTransaction = false;
 }
 
-void Connection::UseForReading()
+void Connection::UseSmallPageCache()
 {
     // Only a hint: a connection that keeps its larger cache works as well.
     if (sqlite3* handle = IsOpen() ? sqlite::Handle(d->db) : nullptr)

@@ -112,10 +112,12 @@ public:
     void BatchWrites(bool on) { m_batching = on; }
     bool BatchesWrites() const { return m_batching; }
 
-    // Marks a SQLite connection as one that a long operation only reads
-    // through: its page cache shrinks to kSqliteReadingPageCacheKiB.
-    // Never fails; nothing changes on a server connection.
-    void UseForReading();
+    // Shrinks a SQLite connection's page cache to
+    // kSqliteReadingPageCacheKiB: for a connection a long operation only
+    // reads through, or one it writes through with large statements only
+    // (a restore), whose own sorting keeps the memory it needs. Never
+    // fails; nothing changes on a server connection.
+    void UseSmallPageCache();
     // Gives back the memory of the SQLite page cache (the pages a long
     // operation wrote stay in it otherwise as long as the connection is
     // open). Nothing changes on a server connection.
