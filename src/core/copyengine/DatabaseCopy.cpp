@@ -70,6 +70,16 @@ void DatabaseCopy::prepareBatch(const QString& table)
     m_db.Execute(QStringLiteral("DELETE FROM ") + batch);
 }
 
+qint64 DatabaseCopy::counted(const QString& batch)
+{
+    // PostgreSQL plans the joins of a batch by what it knows of it: without
+    // its statistics a batch of a few rows may be read against a whole
+    // table, block after block.
+    if (!isSqlite(m_db))
+        Run(QStringLiteral("ANALYZE ") + batch);
+    return Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+}
+
 qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order)
 {
     prepareBatch(table);
@@ -85,7 +95,7 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
                                     "COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER (ORDER BY %3) "
                                     "FROM %5 ORDER BY %3")
                          .arg(batch, key, order, highest, from));
-        return Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+        return counted(batch);
     }
     // The sequence is read after the rows are sorted (a volatile function
     // of the select list is evaluated after ORDER BY), so that keys ascend
@@ -93,10 +103,7 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
     m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
                                 "nextval(pg_get_serial_sequence('%5', '%6')) FROM %4 ORDER BY %3")
                      .arg(batch, key, order, from, table.toLower(), key.toLower()));
-    const qint64 count = Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
-    if (count > 1000)
-        Run(QStringLiteral("ANALYZE ") + batch);
-    return count;
+    return counted(batch);
 }
 
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,

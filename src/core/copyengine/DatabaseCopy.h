@@ -113,6 +113,8 @@ public:
 
 private:
     void prepareBatch(const QString& table);
+    // The batch's row count, its statistics brought up to date.
+    qint64 counted(const QString& batch);
 
     Connection& m_db;
     Side m_source;

@@ -178,8 +178,9 @@ private:
 
     // Runs `block(first, last)` over the positions 1 to `count` of a batch,
     // in consecutive ranges sized to take about a fifth of a second each,
-    // the bar following the last position done.
-    void inBlocks(qint64 count, const std::function<void(qint64, qint64)>& block);
+    // the bar following the last position done (on SQLite; on PostgreSQL
+    // in one range).
+    void inBlocks(Connection& db, qint64 count, const std::function<void(qint64, qint64)>& block);
     void startProgress(const QString& labelWords, qint32 count);
     // Moves the bar on by `rows` at once.
     void finishProgress(qint32 rows);

@@ -76,8 +76,7 @@ struct Dialect {
     const char* rollbackSql;
     // Whether each statement is a round trip worth saving: rows written
     // inside a transaction are then held and sent many to a statement
-    // (HeldWrites), and the rows of many parents are read in blocks
-    // (ChildReads).
+    // (HeldWrites).
     bool batchesStatements = false;
 
     // Adapts Jet SQL text: "DELETE * FROM" -> "DELETE FROM" and [name]

@@ -60,58 +60,8 @@ public:
     QString TableName() const;
 
 private:
-    friend class ChildReads;
     struct Private;
     std::unique_ptr<Private> d;
 };
-
-// The rows of one parent after another (the objects of each window, the
-// steps of each step window): "SELECT * FROM <table> WHERE <parent> = key"
-// plus an optional " ORDER BY ..." of the table's own columns, opened once
-// per parent key. On a server, where each read is a round trip, the rows of
-// a block of the parents named by SetParents are selected by one statement
-// and each parent's record set is served from them, in the order its own
-// statement returns its rows; a parent outside the list is read alone. On
-// SQLite every parent's statement runs as written.
-class ChildReads {
-public:
-    // The statement of one parent's rows is `head` + key + `tail`, for
-    // example "SELECT * FROM tStep WHERE iStepWindowKey = " and
-    // " ORDER BY iStepSequenceNum". `table`, `parentColumn` and `orderBy`
-    // (a column list, may be empty) say the same for the block statement.
-    ChildReads(Connection& connection, QString head, QString tail, QString table, QString parentColumn,
-               QString orderBy = QString());
-    ~ChildReads();
-
-    // Whether this connection's reads are worth doing in blocks: whether
-    // SetParents is worth its keys.
-    bool ReadsInBlocks() const;
-    // The parent keys in the order Open will mostly ask for them.
-    void SetParents(std::vector<qint32> keys);
-    // Opens `rs` on the rows of one parent.
-    void Open(Recordset& rs, qint32 parentKey);
-    // Each block read names the keys of its rows, in order, as the parents
-    // of `children` (the steps of the step windows read).
-    void FeedChildren(ChildReads& children) { m_children = &children; }
-
-private:
-    void readBlock(size_t from);
-
-    Connection& m_connection;
-    QString m_head;
-    QString m_tail;
-    QString m_table;
-    QString m_parentColumn;
-    QString m_orderBy;
-    std::vector<qint32> m_parents;
-    size_t m_next = 0;  // the position in m_parents after the last block read
-    ChildReads* m_children = nullptr;
-    struct Block;
-    std::unique_ptr<Block> m_block;
-};
-
-// The values of one column over the rows of a record set, from its first
-// row; the record set is left on its first row.
-std::vector<qint32> ColumnKeys(Recordset& rs, const QString& column);
 
 } // namespace dorvane

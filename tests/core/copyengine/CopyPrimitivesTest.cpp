@@ -250,9 +250,10 @@ TEST_P(CopyPrimitivesTest, ACopyInBlocksKeysItsRowsAsOneStatementWould)
     const QStringList stepsByKey = Rows(conn, steps + u"s.iStepKey"_s);
     EXPECT_EQ(stepsByKey.size(), 2800);
     EXPECT_EQ(stepsByKey, Rows(conn, steps + u"s.iStepWindowKey, s.iStepSequenceNum"_s));
-    // The bar moved block by block up to all the processes.
+    // The bar moved up to all the processes, on SQLite block by block (on
+    // PostgreSQL the copy is one statement per table).
     const QStringList values = progress.matching(u"value:"_s);
-    EXPECT_GE(values.size(), 3);
+    EXPECT_GE(values.size(), conn.backend() == BackendKind::Sqlite ? 3 : 2);
     EXPECT_EQ(values.last(), u"value:700"_s);
 }
 
