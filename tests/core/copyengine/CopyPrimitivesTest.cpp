@@ -85,14 +85,20 @@ TEST_P(CopyPrimitivesTest, WindowsAndObjectsKeepEveryColumnAndTheParentWindowKey
     ASSERT_TRUE(backup->CopyWindows(lone, destination, conn, true));
     EXPECT_EQ(pairs(u"window"_s).size(), 4u);
 
+    // A second copy of the same version in the run: the first copies keep
+    // their place in the map.
+    ASSERT_TRUE(backup->CopyWindows(source, destination, conn, false));
+    EXPECT_EQ(std::pair(pairs(u"window"_s).size(), newKey(u"window"_s, top)), std::pair(size_t(4), windows[0].second));
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 7);
+
     // A failed object leaves the windows of its call, written before the
     // objects, for the caller's transaction to remove; the object map
     // gains nothing.
     abortOn(u"tObject"_s, u"INSERT"_s);
     EXPECT_FALSE(backup->CopyWindows(source, destination, conn, true));
     expectFailure(u"Error while copying Windows:"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 8);
-    EXPECT_EQ(pairs(u"object"_s), objects);
+    EXPECT_EQ(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(destination)), 11);
+    EXPECT_EQ(pairs(u"object"_s).size(), 2u);
 }
 
 // Variables and requirements replace their maps on every call; keywords
