@@ -46,6 +46,23 @@ protected:
     qint32 environment = 0, oe10 = 0, oe11 = 0, r5 = 0, orderEntry = 0;
 };
 
+// The keywords an earlier run of the same engine mapped (an environment
+// copy or a backup, of this application's keywords into another's) never
+// reach an update, which copies no keywords: its processes keep theirs.
+TEST_P(VersionUpdateTest, AnUpdateKeepsItsKeywordsWhateverAnEarlierRunMapped)
+{
+    const qint32 kw = add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, orderEntry}, {u"sKeywordName"_s, u"Smoke"_s}});
+    add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, kw}, {u"iKeywordRelProcessKey"_s, processOf(oe11, u"Login"_s)}});
+    backup->ResetCopyRunMaps(true);
+    ASSERT_TRUE(backup->CopyKeywords(orderEntry, add(u"tApp"_s, {{u"sAppName"_s, u"Other"_s}}), conn, false)) << shown();
+
+    const qint32 v12 = newVersion(u"1.2"_s);
+    ASSERT_TRUE(backup->UpdateVersion(oe11, v12, environment)) << shown();
+    EXPECT_EQ(ints(u"SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey=%1"_s.arg(processOf(v12, u"Login"_s)),
+                   u"iKeywordRelKeywordKey"_s),
+              std::vector<qint32>{kw});
+}
+
 TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersion)
 {
     const qint32 v12 = newVersion(u"1.2"_s);
