@@ -115,6 +115,18 @@ void DatabaseCopy::Insert(const QString& table, const QString& key, const QStrin
                           Batch(table), Source(table), joins));
 }
 
+qint64 DatabaseCopy::CopyRows(const QString& table, const QString& key, const QString& where, const QStringList& columns,
+                              const QStringList& values, const std::function<void(qint64)>& chosen)
+{
+    const qint64 count = Choose(table, key, QStringLiteral("%1 s WHERE %2").arg(Source(table), where), QStringLiteral("s.") + key);
+    if (count == 0)
+        return 0;
+    if (chosen)
+        chosen(count);
+    Insert(table, key, columns, values);
+    return count;
+}
+
 void DatabaseCopy::CopyChildren(const Children& c)
 {
     QString order = QStringLiteral("h.pos");

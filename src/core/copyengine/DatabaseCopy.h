@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,13 @@ public:
     // `joins` adds). Columns not named take their defaults.
     void Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                 const QString& joins = QString());
+
+    // Choose and Insert for the rows of `table` that `where` (a condition
+    // on the source row s) picks, in the order of their keys; `chosen`
+    // learns how many before they are written. Returns how many; none
+    // chosen, nothing is written.
+    qint64 CopyRows(const QString& table, const QString& key, const QString& where, const QStringList& columns,
+                    const QStringList& values, const std::function<void(qint64)>& chosen = {});
 
     // The rows of `table` whose `parentColumn` holds an old key of the
     // batch `parents`, copied in their parents' order and then by `order`

@@ -6,11 +6,11 @@
 #include "core/repository/Schema.h"
 #include "core/repository/SchemaDdl.h"
 
-#include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
 
+#include <algorithm>
 #include <limits>
 
 namespace dorvane {
@@ -145,8 +145,9 @@ void FileStaging::Save()
             block.setForwardOnly(true);
             if (!block.exec(select))
                 throw m_repository.StatementFailure(block.lastError()).WithStatement(select);
-            const int keyColumn = int(table.columns.indexOf(QRegularExpression(
-                QRegularExpression::escape(table.key), QRegularExpression::CaseInsensitiveOption)));
+            const int keyColumn = int(std::find_if(table.columns.cbegin(), table.columns.cend(),
+                                                   [&](const QString& c) { return c.compare(table.key, Qt::CaseInsensitive) == 0; }) -
+                                      table.columns.cbegin());
             int read = 0;
             while (block.next()) {
                 for (int i = 0; i < int(table.columns.size()); ++i)

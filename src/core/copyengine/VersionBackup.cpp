@@ -290,16 +290,15 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersi
     try {
         DatabaseCopy copy = databaseCopy(db);
         const QString window = QStringLiteral("tWindow"), object = QStringLiteral("tObject");
-        QString windows = copy.Source(window) + QStringLiteral(" s WHERE s.iWindowVerKey = ") + num(sourceVersionKey);
+        QString windows = QStringLiteral("s.iWindowVerKey = ") + num(sourceVersionKey);
         if (!includeSystemScreen)
             windows += QStringLiteral(" AND s.sWindowPhysicalName <> '[System Screen]'");
-        const qint32 count = qint32(copy.Choose(window, kWindowKey, windows, QStringLiteral("s.iWindowKey")));
+        // A window's parent window key is copied as it stands.
+        const qint32 count = qint32(copy.CopyRows(window, kWindowKey, windows, QStringList{kWindowVerKey} + kWindowColumns,
+                                                  QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kWindowColumns),
+                                                  [&](qint64 n) { startProgress(QStringLiteral("Windows in "), qint32(n)); }));
         if (count == 0)
             return true;
-        startProgress(QStringLiteral("Windows in "), count);
-        // A window's parent window key is copied as it stands.
-        copy.Insert(window, kWindowKey, QStringList{kWindowVerKey} + kWindowColumns,
-                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kWindowColumns));
         copy.Remember(map(copy, kWindowMap), window);
 
         // The objects of each window, window by window, in blocks of
@@ -331,17 +330,15 @@ bool VersionBackup::copyList(const ListCopy& list, qint32 sourceVersionKey, qint
 {
     try {
         DatabaseCopy copy = databaseCopy(db);
-        const qint32 count = qint32(copy.Choose(list.table, list.key,
-                                                QStringLiteral("%1 s WHERE s.%2 = %3")
-                                                    .arg(copy.Source(list.table), list.parent, num(sourceVersionKey)),
-                                                QStringLiteral("s.") + list.key));
+        const qint32 count = qint32(copy.CopyRows(list.table, list.key,
+                                                  QStringLiteral("s.%1 = %2").arg(list.parent, num(sourceVersionKey)),
+                                                  QStringList{list.parent} + list.columns,
+                                                  QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns),
+                                                  [&](qint64 n) { startProgress(list.label, qint32(n)); }));
         // A version without rows leaves the map of the last one that had
         // some.
         if (count == 0)
             return true;
-        startProgress(list.label, count);
-        copy.Insert(list.table, list.key, QStringList{list.parent} + list.columns,
-                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns));
         const QString mapTable = map(copy, list.map);
         copy.ClearMap(list.map);
         copy.Remember(mapTable, list.table);
@@ -387,7 +384,7 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, qint32 destinationAppKey, 
                 .arg(table, alias, condition,
                      copy.ExactlyEqual(alias + QStringLiteral(".sKeywordName"), QStringLiteral("s.sKeywordName")));
         };
-        QString added = source + ofSourceApp;
+        QString added = QStringLiteral("s.iKeywordAppKey = ") + num(sourceAppKey);
         if (matchByName) {
             added += QStringLiteral(" AND NOT ") +
                      named(destination, QStringLiteral("d"), QStringLiteral("d.iKeywordAppKey = ") + num(destinationAppKey)) +
@@ -395,9 +392,8 @@ bool VersionBackup::CopyKeywords(qint32 sourceAppKey, qint32 destinationAppKey, 
                      named(source, QStringLiteral("e"),
                            QStringLiteral("e.iKeywordAppKey = s.iKeywordAppKey AND e.iKeywordKey < s.iKeywordKey"));
         }
-        copy.Choose(keyword, kKeywordKey, added, QStringLiteral("s.iKeywordKey"));
-        copy.Insert(keyword, kKeywordKey, {kKeywordAppKey, kKeywordName, kKeywordDesc},
-                    {num(destinationAppKey), QStringLiteral("s.sKeywordName"), QStringLiteral("s.sKeywordDesc")});
+        copy.CopyRows(keyword, kKeywordKey, added, {kKeywordAppKey, kKeywordName, kKeywordDesc},
+                      {num(destinationAppKey), QStringLiteral("s.sKeywordName"), QStringLiteral("s.sKeywordDesc")});
         if (!matchByName) {
             copy.Remember(keywords, keyword);
         } else {
@@ -431,16 +427,13 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
         DatabaseCopy copy = databaseCopy(db);
         const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
                       step = QStringLiteral("tStep");
-        const qint32 count = qint32(copy.Choose(process, kProcessKey,
-                                                copy.Source(process) + QStringLiteral(" s WHERE s.iProcessVerKey = ") +
-                                                    num(sourceVersionKey),
-                                                QStringLiteral("s.iProcessKey")));
+        // iProcessRequirementKey and iProcessDependencyKey keep the source keys.
+        const qint32 count = qint32(copy.CopyRows(process, kProcessKey, QStringLiteral("s.iProcessVerKey = ") + num(sourceVersionKey),
+                                                  QStringList{kProcessVerKey} + kProcessColumns,
+                                                  QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kProcessColumns),
+                                                  [&](qint64 n) { startProgress(QStringLiteral("Processes in "), qint32(n)); }));
         if (count == 0)
             return true;
-        startProgress(QStringLiteral("Processes in "), count);
-        // iProcessRequirementKey and iProcessDependencyKey keep the source keys.
-        copy.Insert(process, kProcessKey, QStringList{kProcessVerKey} + kProcessColumns,
-                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(kProcessColumns));
         copy.Remember(map(copy, kProcessMap), process);
         const QString processes = copy.Batch(process);
 
@@ -494,12 +487,6 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, qint32 destinationVersio
     try {
         DatabaseCopy copy = databaseCopy(db);
         const QString cycle = QStringLiteral("tCycle"), cycleProcess = QStringLiteral("tCycleProcess");
-        const qint32 count = qint32(copy.Choose(cycle, kCycleKey,
-                                                copy.Source(cycle) + QStringLiteral(" s WHERE s.iCycleVerKey = ") +
-                                                    num(sourceVersionKey),
-                                                QStringLiteral("s.iCycleKey")));
-        if (count == 0)
-            return true;
         // The dependency and the start state: 0 stays 0; any other key goes
         // through the process map and becomes 0 when the process was not
         // copied.
@@ -508,10 +495,13 @@ bool VersionBackup::CopyCycles(qint32 sourceVersionKey, qint32 destinationVersio
             return QStringLiteral("CASE WHEN COALESCE(s.%1, 0) = 0 THEN s.%1 ELSE COALESCE(%2, 0) END")
                 .arg(column, DatabaseCopy::Lookup(processes, QStringLiteral("s.") + column));
         };
-        copy.Insert(cycle, kCycleKey,
-                    QStringList{kCycleVerKey, kCycleDependencyKey, kCycleStartStateKey} + kCycleColumns,
-                    QStringList{num(destinationVersionKey), unlessZero(kCycleDependencyKey), unlessZero(kCycleStartStateKey)} +
-                        DatabaseCopy::Kept(kCycleColumns));
+        const qint64 count =
+            copy.CopyRows(cycle, kCycleKey, QStringLiteral("s.iCycleVerKey = ") + num(sourceVersionKey),
+                          QStringList{kCycleVerKey, kCycleDependencyKey, kCycleStartStateKey} + kCycleColumns,
+                          QStringList{num(destinationVersionKey), unlessZero(kCycleDependencyKey), unlessZero(kCycleStartStateKey)} +
+                              DatabaseCopy::Kept(kCycleColumns));
+        if (count == 0)
+            return true;
         copy.Remember(map(copy, kCycleMap), cycle);
         const QString cycles = copy.Batch(cycle);
 
@@ -534,14 +524,12 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, qint32 destinatio
     try {
         DatabaseCopy copy = databaseCopy(db);
         const QString schedule = QStringLiteral("tSchedule");
-        const qint64 count = copy.Choose(schedule, kScheduleKey,
-                                         copy.Source(schedule) + QStringLiteral(" s WHERE s.iScheduleEnvironKey = ") +
-                                             num(sourceEnvironmentKey),
-                                         QStringLiteral("s.iScheduleKey"));
+        const qint64 count =
+            copy.CopyRows(schedule, kScheduleKey, QStringLiteral("s.iScheduleEnvironKey = ") + num(sourceEnvironmentKey),
+                          QStringList{kScheduleEnvironKey} + kScheduleColumns,
+                          QStringList{num(destinationEnvironmentKey)} + DatabaseCopy::Kept(kScheduleColumns));
         if (count == 0)
             return true;
-        copy.Insert(schedule, kScheduleKey, QStringList{kScheduleEnvironKey} + kScheduleColumns,
-                    QStringList{num(destinationEnvironmentKey)} + DatabaseCopy::Kept(kScheduleColumns));
         const QString schedules = copy.Batch(schedule);
 
         // The cycle written as the lookup gives it: 0 for a cycle not copied

@@ -729,9 +729,7 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, con
     // returns that key.
     const auto copyRow = [&](const QString& table, const QString& key, qint32 sourceKey, const QStringList& columns,
                              const QStringList& values) {
-        copy.Choose(table, key, QStringLiteral("%1 s WHERE s.%2 = %3").arg(copy.Source(table), key, num(sourceKey)),
-                    QStringLiteral("s.") + key);
-        copy.Insert(table, key, columns, values);
+        copy.CopyRows(table, key, QStringLiteral("s.%1 = %2").arg(key, num(sourceKey)), columns, values);
         const auto pairs = copy.Pairs(table);
         return pairs.empty() ? 0 : pairs.front().second;
     };
@@ -747,10 +745,9 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, con
     progress.ShowWindow();
 
     const QString users = QStringLiteral("tEnvironmentUser"), userKey = QStringLiteral("iEnvironmentUserKey");
-    copy.Choose(users, userKey, copy.Source(users) + QStringLiteral(" s WHERE s.iEnvironKey = ") + num(environmentKey),
-                QStringLiteral("s.") + userKey);
-    copy.Insert(users, userKey, QStringList{QStringLiteral("iUserKey"), QStringLiteral("iEnvironKey")} + RightColumns(),
-                QStringList{QStringLiteral("s.iUserKey"), num(backupEnvironmentKey)} + DatabaseCopy::Kept(RightColumns()));
+    copy.CopyRows(users, userKey, QStringLiteral("s.iEnvironKey = ") + num(environmentKey),
+                  QStringList{QStringLiteral("iUserKey"), QStringLiteral("iEnvironKey")} + RightColumns(),
+                  QStringList{QStringLiteral("s.iUserKey"), num(backupEnvironmentKey)} + DatabaseCopy::Kept(RightColumns()));
 
     Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey =") + num(environmentKey), db);
     for (; !details.Eof(); details.MoveNext()) {
