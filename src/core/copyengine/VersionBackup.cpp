@@ -143,7 +143,7 @@ $f$ SELECT CASE WHEN k >= 0 THEN ' ' || k::text ELSE k::text END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_step_arguments(arg text, destination integer) RETURNS text
 LANGUAGE plpgsql AS $f$
 DECLARE t text := arg; p integer; k integer; m integer; scan integer := 1;
-        s integer; o integer; b integer; c integer; changed boolean := false;
+        s integer; o integer; b integer; c integer; r text[]; changed boolean := false;
 BEGIN
   IF t IS NULL THEN RETURN NULL; END IF;
   p := strpos(t, 'ProcessKey=');
@@ -158,7 +158,11 @@ BEGIN
     o := strpos(substr(t, s), chr(91)); EXIT WHEN o = 0; o := o + s - 1;
     b := strpos(substr(t, o + 1), '|'); EXIT WHEN b = 0; b := b + o;
     c := strpos(substr(t, b + 1), chr(93)); EXIT WHEN c = 0; c := c + b;
-    k := pg_temp.dv_read_number(substr(t, b + 1, c - b - 1));
+    r := regexp_match(substr(t, b + 1, c - b - 1), '^[ \t]*([+-]?)([0-9]*)');
+    IF r[2] = '' THEN k := 0;
+    ELSIF length(ltrim(r[2], '0')) <= 9 THEN k := (r[1] || r[2])::integer;
+    ELSE k := pg_temp.dv_read_number(substr(t, b + 1, c - b - 1));
+    END IF;
     m := NULL;
     SELECT new INTO m FROM dv_map_variable WHERE old = k;
     IF m IS NOT NULL AND m <> 0 THEN k := m; END IF;
@@ -586,17 +590,20 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& db)
         // overflow) and looked up by a join.
         for (const char* definition : kPostgresFixUpFunctions)
             copy.Run(QString::fromUtf8(definition));
+        // The candidates are found through the version's step windows and
+        // the steps' index on them, so that the work follows the version's
+        // size, not the table's; the number is read once per step.
         const QString stepsOfVersion =
-            QStringLiteral("SELECT s.iStepKey AS id, s.sStepArguments::text AS t FROM %1 s JOIN %2 w ON s.iStepWindowKey = "
-                           "w.iStepWindowKey WHERE w.iStepWindowVerKey = %3 AND ")
+            QStringLiteral("SELECT s.iStepKey AS id, s.sStepArguments::text AS t FROM %1 s WHERE s.iStepWindowKey = "
+                           "ANY(ARRAY(SELECT iStepWindowKey FROM %2 WHERE iStepWindowVerKey = %3)) AND ")
                 .arg(steps, copy.Destination(QStringLiteral("tStepWindow")), num(destinationVersionKey));
         copy.Run(QStringLiteral(
                      "UPDATE %1 t SET sStepArguments = f.fixed FROM (SELECT n.id, n.t, 'ProcessKey=' || "
                      "pg_temp.dv_format_number(CASE WHEN m.new > 0 THEN m.new ELSE n.k END) AS fixed FROM (SELECT c.id, c.t, "
-                     "CASE WHEN r[2] = '' THEN 0 WHEN length(ltrim(r[2], '0')) <= 9 THEN (r[1] || r[2])::integer "
+                     "CASE WHEN r.m[2] = '' THEN 0 WHEN length(ltrim(r.m[2], '0')) <= 9 THEN (r.m[1] || r.m[2])::integer "
                      "ELSE pg_temp.dv_read_number(c.rest) END AS k FROM (SELECT id, t, substr(t, strpos(t, 'ProcessKey=') + 11) "
-                     "AS rest FROM (%2 s.sStepArguments::text LIKE '%ProcessKey=%') a) c, LATERAL (SELECT "
-                     "regexp_match(c.rest, '^[ \t]*([+-]?)([0-9]*)') AS r) x) n LEFT JOIN %3 m ON m.old = n.k) f "
+                     "AS rest FROM (%2 s.sStepArguments::text LIKE '%ProcessKey=%') a) c "
+                     "CROSS JOIN LATERAL regexp_match(c.rest, '^[ \t]*([+-]?)([0-9]*)') AS r(m)) n LEFT JOIN %3 m ON m.old = n.k) f "
                      "WHERE t.iStepKey = f.id AND f.fixed IS DISTINCT FROM f.t")
                      .arg(steps, stepsOfVersion, processes));
         copy.Run(QStringLiteral("UPDATE %2 t SET sStepArguments = f.fixed FROM (SELECT id, t, "
