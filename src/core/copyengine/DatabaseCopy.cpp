@@ -150,10 +150,13 @@ void DatabaseCopy::CopyChildren(const Children& c)
                            : QStringLiteral("nextval(pg_get_serial_sequence('%1', '%2'))")
                                  .arg(c.table.toLower(), c.key.toLower()));
     }
+    QStringList kept = Kept(c.kept);
+    for (const auto& [column, expression] : c.computed)
+        kept[c.kept.indexOf(column)] = expression;
     m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
                                 "ON m.old = s.%8 %9 ORDER BY %10")
                      .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
-                          (values + Kept(c.kept)).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
+                          (values + kept).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
                           c.map, c.mapped, c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere,
                           order));
 }

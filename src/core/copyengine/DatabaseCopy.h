@@ -90,6 +90,8 @@ public:
         bool zeroWhenUnmapped = false;
         // Only the parents this condition on h (the parents' batch) keeps.
         QString parentsWhere = QString();
+        // Kept columns written as an expression over s instead (column, expression).
+        std::vector<std::pair<QString, QString>> computed = {};
     };
     void CopyChildren(const Children& children);
 

@@ -138,17 +138,24 @@ BEGIN
   IF v > 2147483647 OR v < -2147483648 THEN RAISE EXCEPTION 'Overflow'; END IF;
   RETURN v;
 END $f$)",
+    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_argument_number(t text) RETURNS integer LANGUAGE plpgsql IMMUTABLE AS $f$
+DECLARE r text[] := regexp_match(t, '^[ \t]*([+-]?)([0-9]*)');
+BEGIN
+  IF r[2] = '' THEN RETURN 0; END IF;
+  IF length(ltrim(r[2], '0')) <= 9 THEN RETURN (r[1] || r[2])::integer; END IF;
+  RETURN pg_temp.dv_read_number(t);
+END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_format_number(k integer) RETURNS text LANGUAGE sql IMMUTABLE AS
 $f$ SELECT CASE WHEN k >= 0 THEN ' ' || k::text ELSE k::text END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_step_arguments(arg text, destination integer) RETURNS text
 LANGUAGE plpgsql AS $f$
 DECLARE t text := arg; p integer; k integer; m integer; scan integer := 1;
-        s integer; o integer; b integer; c integer; r text[]; changed boolean := false;
+        s integer; o integer; b integer; c integer; changed boolean := false;
 BEGIN
   IF t IS NULL THEN RETURN NULL; END IF;
   p := strpos(t, 'ProcessKey=');
   IF p > 0 THEN
-    k := pg_temp.dv_read_number(substr(t, p + 11));
+    k := pg_temp.dv_argument_number(substr(t, p + 11));
     SELECT new INTO m FROM dv_map_process WHERE old = k;
     IF m > 0 THEN k := m; END IF;
     RETURN 'ProcessKey=' || pg_temp.dv_format_number(k);
@@ -158,11 +165,7 @@ BEGIN
     o := strpos(substr(t, s), chr(91)); EXIT WHEN o = 0; o := o + s - 1;
     b := strpos(substr(t, o + 1), '|'); EXIT WHEN b = 0; b := b + o;
     c := strpos(substr(t, b + 1), chr(93)); EXIT WHEN c = 0; c := c + b;
-    r := regexp_match(substr(t, b + 1, c - b - 1), '^[ \t]*([+-]?)([0-9]*)');
-    IF r[2] = '' THEN k := 0;
-    ELSIF length(ltrim(r[2], '0')) <= 9 THEN k := (r[1] || r[2])::integer;
-    ELSE k := pg_temp.dv_read_number(substr(t, b + 1, c - b - 1));
-    END IF;
+    k := pg_temp.dv_argument_number(substr(t, b + 1, c - b - 1));
     m := NULL;
     SELECT new INTO m FROM dv_map_variable WHERE old = k;
     IF m IS NOT NULL AND m <> 0 THEN k := m; END IF;
@@ -184,6 +187,64 @@ const QString kKeywordMap = QStringLiteral("keyword");
 const QString kVariableMap = QStringLiteral("variable");
 const QString kRequirementMap = QStringLiteral("requirement");
 
+// The rewriting of a step's arguments for the destination version, by the
+// database: an application-defined function over the process and variable
+// maps read once on SQLite, session functions over the map tables on
+// PostgreSQL. Only a text that holds a process call or a variable token can
+// change (LIKE finds more, in any letter case: the rules decide).
+class ArgumentFixUp {
+public:
+    ArgumentFixUp(DatabaseCopy& copy, Connection& db, qint32 destinationVersionKey, const QString& processes,
+                  const QString& variables)
+        : m_db(db), m_destination(destinationVersionKey)
+    {
+        if (db.backend() != BackendKind::Sqlite) {
+            for (const char* definition : kPostgresFixUpFunctions)
+                copy.Run(QString::fromUtf8(definition));
+            return;
+        }
+        for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + processes))
+            m_processKeys.insert(oldKey, newKey);
+        for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + variables))
+            m_variableKeys.insert(oldKey, newKey);
+        db.DefineTextFunction(kFunction, [this](const QString& text) {
+            return FixUpStepArguments(
+                       text, m_destination, [this](qint32 key) { return m_processKeys.value(key); },
+                       [this](qint32 key) { return m_variableKeys.value(key); })
+                .value_or(text);
+        });
+    }
+    ~ArgumentFixUp()
+    {
+        if (m_db.backend() == BackendKind::Sqlite)
+            m_db.DefineTextFunction(kFunction, nullptr);
+    }
+    ArgumentFixUp(const ArgumentFixUp&) = delete;
+    ArgumentFixUp& operator=(const ArgumentFixUp&) = delete;
+
+    // Whether the text of `column` may change.
+    QString Candidate(const QString& column) const
+    {
+        const QString text = m_db.backend() == BackendKind::Sqlite ? column : column + QStringLiteral("::text");
+        return QStringLiteral("(%1 LIKE '%ProcessKey=%' OR %1 LIKE '%=@%')").arg(text);
+    }
+    // The fixed text of `column`: the text itself where nothing changes.
+    QString Fixed(const QString& column) const
+    {
+        if (m_db.backend() == BackendKind::Sqlite)
+            return QStringLiteral("CASE WHEN %1 THEN %2(%3) ELSE %3 END").arg(Candidate(column), kFunction, column);
+        const QString text = column + QStringLiteral("::text");
+        return QStringLiteral("CASE WHEN %1 THEN pg_temp.%2(%3, %4) ELSE %3 END")
+            .arg(Candidate(column), kFunction, text, num(m_destination));
+    }
+
+private:
+    inline static const QString kFunction = QStringLiteral("dv_fixed_step_arguments");
+    Connection& m_db;
+    qint32 m_destination;
+    QHash<qint32, qint32> m_processKeys, m_variableKeys;
+};
+
 } // namespace
 
 VersionBackup::VersionBackup(MessageSink& messages, ProgressSink& progress, QString repository, BusyIndicator* busy)
@@ -195,6 +256,8 @@ VersionBackup::~VersionBackup() = default;
 
 void VersionBackup::ResetCopyRunMaps(bool includeKeywordMap)
 {
+    m_chosenList = {};
+    m_fixedAsCopied = {};
     for (const QString& name : {kWindowMap, kObjectMap, kProcessMap, kCycleMap}) {
         if (!m_mapsToClear.contains(name))
             m_mapsToClear << name;
@@ -334,30 +397,50 @@ bool VersionBackup::copyList(const ListCopy& list, qint32 sourceVersionKey, qint
 {
     try {
         DatabaseCopy copy = databaseCopy(db);
-        const qint32 count = qint32(copy.CopyRows(list.table, list.key,
-                                                  QStringLiteral("s.%1 = %2").arg(list.parent, num(sourceVersionKey)),
-                                                  QStringList{list.parent} + list.columns,
-                                                  QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns),
-                                                  [&](qint64 n) { startProgress(list.label, qint32(n)); }));
-        // A version without rows leaves the map of the last one that had
-        // some.
+        qint64 count = 0;
+        // The rows may have been chosen, and their map filled, before the
+        // processes were copied (their steps' arguments take the new keys).
+        const ChosenList chosen = std::exchange(m_chosenList, {});
+        if (chosen.table == list.table && chosen.source == sourceVersionKey && chosen.destination == destinationVersionKey)
+            count = chosen.count;
+        else
+            count = chooseList(copy, list, sourceVersionKey);
         if (count == 0)
             return true;
-        const QString mapTable = map(copy, list.map);
-        copy.ClearMap(list.map);
-        copy.Remember(mapTable, list.table);
-        finishProgress(count);
+        startProgress(list.label, qint32(count));
+        copy.Insert(list.table, list.key, QStringList{list.parent} + list.columns,
+                    QStringList{num(destinationVersionKey)} + DatabaseCopy::Kept(list.columns));
+        finishProgress(qint32(count));
         return true;
     } catch (const DbError& e) {
         return fail(list.failure, e.description());
     }
 }
 
+qint64 VersionBackup::chooseList(DatabaseCopy& copy, const ListCopy& list, qint32 sourceVersionKey)
+{
+    const qint64 count = copy.Choose(list.table, list.key,
+                                     QStringLiteral("%1 s WHERE s.%2 = %3").arg(copy.Source(list.table), list.parent, num(sourceVersionKey)),
+                                     QStringLiteral("s.") + list.key);
+    // A version without rows leaves the map of the last one that had some.
+    if (count > 0) {
+        const QString mapTable = map(copy, list.map);
+        copy.ClearMap(list.map);
+        copy.Remember(mapTable, list.table);
+    }
+    return count;
+}
+
+const VersionBackup::ListCopy& VersionBackup::variables()
+{
+    static const ListCopy list{QStringLiteral("tUserVar"), kVarKey, kVarAppVerKey, kVarColumns, QStringLiteral("Variables in "),
+                               kVariablesFailed, kVariableMap};
+    return list;
+}
+
 bool VersionBackup::CopyVariables(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
 {
-    return copyList({QStringLiteral("tUserVar"), kVarKey, kVarAppVerKey, kVarColumns, QStringLiteral("Variables in "),
-                     kVariablesFailed, kVariableMap},
-                    sourceVersionKey, destinationVersionKey, db);
+    return copyList(variables(), sourceVersionKey, destinationVersionKey, db);
 }
 
 bool VersionBackup::CopyRequirements(qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db)
@@ -427,6 +510,8 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                                   Connection& db)
 {
     const QString* stage = &kProcessesFailed;
+    m_chosenList = {};
+    m_fixedAsCopied = {};
     try {
         DatabaseCopy copy = databaseCopy(db);
         const QString process = QStringLiteral("tProcess"), stepWindow = QStringLiteral("tStepWindow"),
@@ -440,6 +525,14 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
             return true;
         copy.Remember(map(copy, kProcessMap), process);
         const QString processes = copy.Batch(process);
+
+        // The variables' new keys are chosen now, so that the steps are
+        // written with their arguments fixed up for this version.
+        stage = &kVariablesFailed;
+        m_chosenList = {variables().table, sourceVersionKey, destinationVersionKey,
+                        chooseList(copy, variables(), sourceVersionKey)};
+        const ArgumentFixUp fixUp(copy, db, destinationVersionKey, map(copy, kProcessMap), map(copy, kVariableMap));
+        m_fixedAsCopied = {destinationVersionKey, processes};
 
         // Block by block of processes: their step windows in sequence, but
         // not a lone step window without a window (a placeholder); a step
@@ -472,7 +565,8 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                                 .arg(processes, windows));
                 stage = &kStepsFailed;
                 copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
-                                   QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns});
+                                   QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns, false, QString(),
+                                   {{kStepArguments, fixUp.Fixed(QStringLiteral("s.") + kStepArguments)}}});
             }
             stage = &kProcessKeywordsFailed;
             copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), kKeywordRelProcessKey,
@@ -552,65 +646,29 @@ bool VersionBackup::CopySchedules(qint32 sourceEnvironmentKey, qint32 destinatio
 
 bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& db)
 {
+    // The steps of the processes just copied into this version were fixed
+    // as they were written; the others of its step windows are fixed here.
+    const FixedAsCopied fixedAsCopied = std::exchange(m_fixedAsCopied, {});
     try {
         DatabaseCopy copy = databaseCopy(db);
-        const QString processes = map(copy, kProcessMap), variables = map(copy, kVariableMap);
-        const QString steps = copy.Destination(QStringLiteral("tStep"));
-        // Only a text that holds a process call or a variable token can
-        // change (LIKE finds more, in any letter case: the rules decide).
-        const QString candidates = QStringLiteral(
-            "SELECT s.iStepKey FROM %2 s JOIN %3 w ON s.iStepWindowKey = w.iStepWindowKey "
-            "WHERE w.iStepWindowVerKey = %1 AND (s.sStepArguments LIKE '%ProcessKey=%' OR s.sStepArguments LIKE '%=@%')")
-                                       .arg(num(destinationVersionKey), steps, copy.Destination(QStringLiteral("tStepWindow")));
         m_progress.SetAction(QStringLiteral("Fixing up steps...."));
-        const QString function = QStringLiteral("dv_fixed_step_arguments");
-        if (db.backend() == BackendKind::Sqlite) {
-            // The maps the rules read, from their tables.
-            QHash<qint32, qint32> processKeys, variableKeys;
-            for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + processes))
-                processKeys.insert(oldKey, newKey);
-            for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + variables))
-                variableKeys.insert(oldKey, newKey);
-            db.DefineTextFunction(function, [&](const QString& text) {
-                return FixUpStepArguments(
-                           text, destinationVersionKey, [&](qint32 key) { return processKeys.value(key); },
-                           [&](qint32 key) { return variableKeys.value(key); })
-                    .value_or(text);
-            });
-            const auto removeFunction = qScopeGuard([&] { db.DefineTextFunction(function, nullptr); });
-            db.Execute(QStringLiteral("UPDATE %3 SET sStepArguments = %1(sStepArguments) WHERE iStepKey IN (%2) "
-                                      "AND %1(sStepArguments) IS NOT sStepArguments")
-                           .arg(function, candidates, steps));
-            return true;
-        }
-
-        // On PostgreSQL the same rules run as session functions; a process
-        // call, the commoner case, by plain statements: its number read by
-        // a pattern (or, past nine digits, by the function that knows the
-        // overflow) and looked up by a join.
-        for (const char* definition : kPostgresFixUpFunctions)
-            copy.Run(QString::fromUtf8(definition));
-        // The candidates are found through the version's step windows and
-        // the steps' index on them, so that the work follows the version's
-        // size, not the table's; the number is read once per step.
-        const QString stepsOfVersion =
-            QStringLiteral("SELECT s.iStepKey AS id, s.sStepArguments::text AS t FROM %1 s WHERE s.iStepWindowKey = "
-                           "ANY(ARRAY(SELECT iStepWindowKey FROM %2 WHERE iStepWindowVerKey = %3)) AND ")
-                .arg(steps, copy.Destination(QStringLiteral("tStepWindow")), num(destinationVersionKey));
-        copy.Run(QStringLiteral(
-                     "UPDATE %1 t SET sStepArguments = f.fixed FROM (SELECT n.id, n.t, 'ProcessKey=' || "
-                     "pg_temp.dv_format_number(CASE WHEN m.new > 0 THEN m.new ELSE n.k END) AS fixed FROM (SELECT c.id, c.t, "
-                     "CASE WHEN r.m[2] = '' THEN 0 WHEN length(ltrim(r.m[2], '0')) <= 9 THEN (r.m[1] || r.m[2])::integer "
-                     "ELSE pg_temp.dv_read_number(c.rest) END AS k FROM (SELECT id, t, substr(t, strpos(t, 'ProcessKey=') + 11) "
-                     "AS rest FROM (%2 s.sStepArguments::text LIKE '%ProcessKey=%') a) c "
-                     "CROSS JOIN LATERAL regexp_match(c.rest, '^[ \t]*([+-]?)([0-9]*)') AS r(m)) n LEFT JOIN %3 m ON m.old = n.k) f "
-                     "WHERE t.iStepKey = f.id AND f.fixed IS DISTINCT FROM f.t")
-                     .arg(steps, stepsOfVersion, processes));
-        copy.Run(QStringLiteral("UPDATE %2 t SET sStepArguments = f.fixed FROM (SELECT id, t, "
-                                "pg_temp.dv_fixed_step_arguments(t, %1) AS fixed FROM (%3 s.sStepArguments::text LIKE '%=@%' "
-                                "AND s.sStepArguments::text NOT LIKE '%ProcessKey=%') a) f "
-                                "WHERE t.iStepKey = f.id AND f.fixed IS DISTINCT FROM f.t")
-                     .arg(num(destinationVersionKey), steps, stepsOfVersion));
+        QString stepWindows = QStringLiteral("SELECT iStepWindowKey FROM %1 WHERE iStepWindowVerKey = %2")
+                                  .arg(copy.Destination(QStringLiteral("tStepWindow")), num(destinationVersionKey));
+        if (fixedAsCopied.version == destinationVersionKey)
+            stepWindows += QStringLiteral(" AND iStepWindowProcessKey NOT IN (SELECT new FROM %1)").arg(fixedAsCopied.processes);
+        // On PostgreSQL the array keeps the planner on the steps' index of
+        // their step window: the work follows the version, not the table.
+        if (db.backend() != BackendKind::Sqlite)
+            stepWindows = QStringLiteral("= ANY(ARRAY(%1))").arg(stepWindows);
+        else
+            stepWindows = QStringLiteral("IN (%1)").arg(stepWindows);
+        const ArgumentFixUp fixUp(copy, db, destinationVersionKey, map(copy, kProcessMap), map(copy, kVariableMap));
+        const QString column = kStepArguments;
+        const QString changed = db.backend() == BackendKind::Sqlite ? QStringLiteral("(%1) IS NOT %2")
+                                                                     : QStringLiteral("(%1) IS DISTINCT FROM %2::text");
+        copy.Run(QStringLiteral("UPDATE %1 SET %2 = %3 WHERE iStepWindowKey %4 AND %5 AND %6")
+                     .arg(copy.Destination(QStringLiteral("tStep")), column, fixUp.Fixed(column), stepWindows,
+                          fixUp.Candidate(column), changed.arg(fixUp.Fixed(column), column)));
         return true;
     } catch (const DbError& e) {
         return fail(kFixUpFailed, e.description());

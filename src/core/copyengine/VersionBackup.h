@@ -172,6 +172,10 @@ private:
     // the run's start asked for it.
     QString map(DatabaseCopy& copy, const QString& name);
     bool copyList(const ListCopy& list, qint32 sourceVersionKey, qint32 destinationVersionKey, Connection& db);
+    // Chooses the list's rows into its batch and makes its map theirs.
+    // Returns how many.
+    qint64 chooseList(DatabaseCopy& copy, const ListCopy& list, qint32 sourceVersionKey);
+    static const ListCopy& variables();
     // The keyword relations of the holders in the batch table `holders`
     // (processes, cycles or schedules), held by `holderColumn`.
     void copyKeywordRelations(DatabaseCopy& copy, const QString& holderColumn, const QString& holders);
@@ -193,6 +197,18 @@ private:
     DatabaseCopy::Side m_sourceSide = DatabaseCopy::Side::Repository;
     DatabaseCopy::Side m_destinationSide = DatabaseCopy::Side::Repository;
     QStringList m_mapsToClear;
+    // The list whose rows were chosen last, for the copy that writes them.
+    struct ChosenList {
+        QString table;
+        qint32 source = 0, destination = 0;
+        qint64 count = 0;
+    } m_chosenList;
+    // The version whose copied processes' steps were fixed up as they were
+    // written, and the batch of those processes.
+    struct FixedAsCopied {
+        qint32 version = 0;
+        QString processes;
+    } m_fixedAsCopied;
 };
 
 // The prefix of the failure message of the primitive that writes `table`
