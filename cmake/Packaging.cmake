@@ -18,7 +18,8 @@ and their module rights, test environments, roles, projects and keywords.
 It runs the suite's maintenance operations: deep copies of versions and
 environments, version updates, environment backup and restore, and
 deletions that leave no orphans. The command-line tool dorvanectl runs
-them without a window, for scripts.
+them without a window, for scripts; a systemd timer, installed but not
+enabled, backs up every environment each night.
 
 The repository is an SQLite file, or a PostgreSQL database shared through
 an ODBC data source.")
@@ -27,7 +28,13 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${DORVANE_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite, libqt6sql6-odbc, libqt6svg6")
+# The postinst creates the backup's system user with systemd-sysusers.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS
+    "libqt6sql6-sqlite, libqt6sql6-odbc, libqt6svg6, systemd | systemd-standalone-sysusers | systemd-sysusers")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "odbc-postgresql, unixodbc")
+# The maintainer scripts debhelper would write for the backup's system user
+# and timer (CPack has no debhelper).
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_SOURCE_DIR}/data/debian/postinst;${PROJECT_SOURCE_DIR}/data/debian/prerm;${PROJECT_SOURCE_DIR}/data/debian/postrm")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

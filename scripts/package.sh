@@ -1,8 +1,9 @@
 #!/bin/sh
 # Builds the Debian package dorvane_<version>_amd64.deb into the checkout's
 # folder build/package (programs only, no tests, installed below /usr, with
-# Debian's hardening flags) and checks it with lintian, which must report
-# no errors. Prints the package's path.
+# Debian's hardening flags), checks it with lintian, which must report no
+# errors, and checks its backup units (tests/install/check-units.sh).
+# Prints the package's path.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -20,4 +21,10 @@ cmake --build --preset package -j "$(nproc)"
 deb=$(ls build/package/dorvane_*_*.deb)
 # Errors fail the build; warnings and notes are shown.
 lintian --fail-on error "$deb"
+# The backup units and maintainer scripts as the package holds them.
+unpacked=$(mktemp -d "${TMPDIR:-/tmp}/dorvane-deb.XXXXXX")
+trap 'rm -rf "$unpacked"' EXIT
+dpkg-deb -x "$deb" "$unpacked/root"
+dpkg-deb -e "$deb" "$unpacked/control"
+sh tests/install/check-units.sh "$unpacked/root" /usr "$unpacked/control"
 echo "$deb"

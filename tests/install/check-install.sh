@@ -1,19 +1,22 @@
 #!/bin/sh
 # check-install.sh BUILD_DIR VERSION
 #
-# Installs the build into a temporary prefix as the package does, and
+# Installs the build into a temporary root as the package does, and
 # checks the tree: exactly the expected files, the desktop entry, metainfo
 # and manual pages accepted by their validators (each check is skipped,
 # saying so, where its tool is not installed), both programs' --version,
-# and every command of dorvanectl in its manual page and its bash
-# completion.
+# every command of dorvanectl in its manual page and its bash completion,
+# and the nightly backup's units (check-units.sh).
 set -eu
 build=$1
 version=$2
 
 root=$(mktemp -d "${TMPDIR:-/tmp}/dorvane-install.XXXXXX")
 trap 'rm -rf "$root"' EXIT
-prefix=$root/usr
+# Below the prefix the build was configured for, which the backup
+# service's command names.
+install_prefix=$(sed -n 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")
+prefix=$root$install_prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
 failures=0
@@ -22,6 +25,9 @@ skip() { echo "SKIP: $*"; }
 
 expected="bin/dorvane
 bin/dorvanectl
+lib/systemd/system/dorvane-backup.service
+lib/systemd/system/dorvane-backup.timer
+lib/sysusers.d/dorvane.conf
 share/applications/org.dorvane.Dorvane.desktop
 share/bash-completion/completions/dorvanectl
 share/doc/dorvane/changelog.gz
@@ -83,6 +89,9 @@ for command in $commands; do
     printf '%s\n' "$manual" | grep -q "^\.B[IR]* $escaped\( \|$\)" || fail "dorvanectl.1 does not describe $command"
     printf '%s\n' "$completion" | grep -qw -- "$command" || fail "the bash completion does not offer $command"
 done
+
+sh "$(dirname "$0")/check-units.sh" "$root" "$install_prefix" "$(dirname "$0")/../../data/debian" ||
+    fail "the backup units"
 
 if [ "$failures" -ne 0 ]; then
     echo "$failures check(s) failed" >&2
