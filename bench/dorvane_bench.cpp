@@ -18,7 +18,9 @@
 //     into an empty version of its application, the environment copy
 //     (its new IDs asked before the transaction), the backup, the restore
 //     of that backup and the deletion of the contents of the copy's first
-//     version.
+//     version;
+//   - the previews of a restore, an environment copy and a version
+//     deletion, which count the rows those would write or delete.
 // Each line gives the rows the operation copied (or deleted), counted in
 // the database afterwards (before, for the deletion), its rows/s, its ratio
 // to the row-by-row baseline and to the set-based copy, and the peak
@@ -31,8 +33,10 @@
 #include "BenchContent.h"
 #include "BenchSinks.h"
 #include "core/copyengine/EnvironmentCopy.h"
+#include "core/copyengine/OperationPreview.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
+#include "core/environments/RestorePreview.h"
 #include "core/repository/Connection.h"
 #include "core/installation/Installation.h"
 #include "core/repository/Interaction.h"
@@ -458,6 +462,34 @@ int main(int argc, char* argv[])
         Timed restore = timed("restore", [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); });
         restore.rows = bench::CountRows(main, bench::EnvironmentContent(environment, bench::ListedVersions(main, environment)));
         report(restore, true);
+
+        // The previews before destroying read only: each line gives the
+        // rows it counted (a restore's: now and from the file).
+        {
+            Connection saved;
+            saved.Open(FileConnectionString(backups.LastBackupFile()));
+            RestorePreview restorePreview;
+            Timed previewed = timed("restore preview", [&] {
+                restorePreview = PreviewRestore(main, environment, saved);
+                return true;
+            });
+            for (const RestorePreview::Version& v : restorePreview.versions)
+                previewed.rows += v.rowsNow + v.rowsFromFile;
+            report(previewed, false);
+        }
+        OperationPreview operationPreview;
+        Timed copyPreview = timed("environment copy preview", [&] {
+            operationPreview = PreviewEnvironmentCopy(main, environment);
+            return true;
+        });
+        copyPreview.rows = TotalRows(operationPreview.rows);
+        report(copyPreview, false);
+        Timed deletionPreview = timed("version deletion preview", [&] {
+            operationPreview = PreviewVersionDeletion(main, copiedVersions.front());
+            return true;
+        });
+        deletionPreview.rows = TotalRows(operationPreview.rows);
+        report(deletionPreview, false);
 
         // The first version of the environment's copy: a whole version, its
         // steps included (a restore has removed the updated version's step

@@ -6,6 +6,7 @@
 
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
+#include "core/environments/RestorePreview.h"
 #include "core/repository/FilePaths.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Recordset.h"
@@ -72,11 +73,22 @@ int RunBackup(const CommandContext& context)
 int RunRestore(const CommandContext& context)
 {
     QStringList arguments = context.arguments;
+    const bool dryRun = DryRun::Take(arguments);
     AssumeYes messages(context.messages, AssumeYes::Take(arguments));
     if (arguments.size() != 2)
         return WrongArguments(context);
-    return WithEnvironment(context, arguments[0], messages,
+    // A dry run goes as far as the restore's checks of the file and prints
+    // what the restore would do instead of doing it.
+    bool previewed = false;
+    const int status = WithEnvironment(context, arguments[0], messages,
                            [&](const FoundEnvironment& environment, EnvironmentBackup& backup) {
+                               if (dryRun) {
+                                   backup.BeforeRestore = [&](qint32 key, Connection& file, Connection& repository) {
+                                       PrintLine(PreviewRestore(repository, key, file).Lines().join(u'\n'));
+                                       previewed = true;
+                                       return false;
+                                   };
+                               }
                                // A path is restored as given, wherever it is (a backup
                                // copied from another machine); a name is looked for
                                // in the environment's backup folder.
@@ -88,6 +100,7 @@ int RunRestore(const CommandContext& context)
                                           ? kExitSuccess
                                           : kExitFailure;
                            });
+    return previewed ? kExitSuccess : status;
 }
 
 int RunBackups(const CommandContext& context)

@@ -136,30 +136,35 @@ const std::vector<Command>& Commands()
         {QStringLiteral("copy-version"), QStringLiteral("ENVIRONMENT LISTED APPLICATION VERSION"),
          QStringLiteral("Copy the content of the environment's version LISTED into the new VERSION of APPLICATION"),
          RunCopyVersion},
-        {QStringLiteral("delete-version"), QStringLiteral("APPLICATION VERSION [--yes]"),
-         QStringLiteral("Delete a version with all its contents (--yes answers the confirmation)"), RunDeleteVersion},
-        {QStringLiteral("delete-application"), QStringLiteral("APPLICATION [--yes]"),
-         QStringLiteral("Delete an application with all its versions (--yes answers the confirmation)"),
+        {QStringLiteral("delete-version"), QStringLiteral("APPLICATION VERSION [--yes] [--dry-run]"),
+         QStringLiteral("Delete a version with all its contents (--yes answers the confirmation; --dry-run prints "
+                        "the rows that would go and deletes nothing)"), RunDeleteVersion},
+        {QStringLiteral("delete-application"), QStringLiteral("APPLICATION [--yes] [--dry-run]"),
+         QStringLiteral("Delete an application with all its versions (--yes answers the confirmation; --dry-run "
+                        "prints the rows that would go and deletes nothing)"),
          RunDeleteApplication},
         {QStringLiteral("copy-environment"),
-         QStringLiteral("SOURCE NEWNAME [--description TEXT] [--version-id \"App - VersionID=NEWID\"]..."),
+         QStringLiteral("SOURCE NEWNAME [--description TEXT] [--version-id \"App - VersionID=NEWID\"]... [--dry-run]"),
          QStringLiteral("Save the environment SOURCE as NEWNAME with a copy of every version; each version's new ID "
-                        "comes from its --version-id or is asked on the terminal"),
+                        "comes from its --version-id or is asked on the terminal (--dry-run prints the versions and "
+                        "rows that would be copied, asks nothing and writes nothing)"),
          RunCopyEnvironment},
         {QStringLiteral("rename-environment"), QStringLiteral("NAME NEWNAME"),
          QStringLiteral("Rename an environment by the window's rules for names, its backup folder with it, and print "
                         "the name stored"),
          RunRenameEnvironment},
-        {QStringLiteral("delete-environment"), QStringLiteral("NAME"),
-         QStringLiteral("Delete an environment that no step refers to, with its version list and users"),
+        {QStringLiteral("delete-environment"), QStringLiteral("NAME [--dry-run]"),
+         QStringLiteral("Delete an environment that no step refers to, with its version list and users (--dry-run "
+                        "prints its versions and the rows that would go and deletes nothing)"),
          RunDeleteEnvironment},
         {QStringLiteral("backup"), QStringLiteral("ENVIRONMENT [--yes]"),
          QStringLiteral("Back the environment up into today's file in its backup folder and print the file's name "
                         "(--yes answers the confirmation)"),
          RunBackup},
-        {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE [--yes]"),
+        {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE [--yes] [--dry-run]"),
          QStringLiteral("Restore the environment from FILE, a name that 'backups' lists or a path; a file of another "
-                        "environment is refused (--yes restores one whose environment was deleted since)"),
+                        "environment is refused (--yes restores one whose environment was deleted since; --dry-run "
+                        "prints the names, versions, rows and users it would replace and changes nothing)"),
          RunRestore},
         {QStringLiteral("backups"), QStringLiteral("ENVIRONMENT"),
          QStringLiteral("List the environment's backup files, newest first, with the versions and rows each holds"),

@@ -2,9 +2,11 @@
 // deletion of an environment.
 
 #include "cli/Cli.h"
+#include "cli/TerminalMessages.h"
 #include "cli/TerminalProgress.h"
 
 #include "core/copyengine/EnvironmentCopy.h"
+#include "core/copyengine/OperationPreview.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/environments/EnvironmentBackup.h"
 #include "core/environments/EnvironmentRecords.h"
@@ -94,7 +96,8 @@ int RunCopyEnvironment(const CommandContext& context)
     QStringList positional;
     std::optional<QString> description;
     QStringList versionIds;
-    const QStringList& arguments = context.arguments;
+    QStringList arguments = context.arguments;
+    const bool dryRun = DryRun::Take(arguments);
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments.at(i);
         if (argument == kDescriptionOption || argument == kVersionIdOption) {
@@ -123,6 +126,11 @@ int RunCopyEnvironment(const CommandContext& context)
         const std::optional<FoundEnvironment> source = FindEnvironment(context, repository, sourceName);
         if (!source)
             return kExitFailure;
+        // The rows the copy would write, without a question for the new IDs.
+        if (dryRun) {
+            PrintLine(PreviewEnvironmentCopy(repository, source->key).Lines().join(u'\n'));
+            return kExitSuccess;
+        }
 
         // Each --version-id is an entry of the source's version list as the
         // configuration page shows it ("App - VersionID"), "=" and the new
@@ -200,9 +208,11 @@ int RunRenameEnvironment(const CommandContext& context)
 
 int RunDeleteEnvironment(const CommandContext& context)
 {
-    if (context.arguments.size() != 1)
+    QStringList arguments = context.arguments;
+    const bool dryRun = DryRun::Take(arguments);
+    if (arguments.size() != 1)
         return WrongArguments(context);
-    const QString& name = context.arguments.at(0);
+    const QString& name = arguments.at(0);
 
     Session session;
     if (!OpenRepository(context, session))
@@ -211,6 +221,15 @@ int RunDeleteEnvironment(const CommandContext& context)
         const std::optional<FoundEnvironment> found = FindEnvironment(context, session.repository, name);
         if (!found)
             return kExitFailure;
+        if (dryRun) {
+            // Refused as the deletion would refuse it; else what would go.
+            if (const QString refusal = EnvironmentDeletionRefusal(session.repository, found->key); !refusal.isEmpty()) {
+                context.messages.Inform(refusal);
+                return kExitFailure;
+            }
+            PrintLine(PreviewEnvironmentDeletion(session.repository, found->key).Lines().join(u'\n'));
+            return kExitSuccess;
+        }
         EnvironmentRecords definition;
         if (!definition.Open(-1, found->key, session.repository, context.messages).Ok)
             return kExitFailure;

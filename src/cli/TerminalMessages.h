@@ -36,4 +36,22 @@ private:
     bool m_yes;
 };
 
+// A dry run (the --dry-run option): the question that would start the
+// operation is answered No without being shown, once its preview has been
+// printed; messages are passed on.
+class DryRun : public MessageSink {
+public:
+    explicit DryRun(MessageSink& messages) : m_messages(messages) {}
+    Answer Show(const QString& text, Buttons buttons) override
+    {
+        return buttons == Buttons::Ok ? m_messages.Show(text, buttons) : Answer::No;
+    }
+
+    // Takes "--dry-run" out of a command's arguments; true when it was there.
+    static bool Take(QStringList& arguments) { return arguments.removeAll(QStringLiteral("--dry-run")) > 0; }
+
+private:
+    MessageSink& m_messages;
+};
+
 } // namespace dorvane::cli

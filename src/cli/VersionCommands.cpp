@@ -6,6 +6,7 @@
 #include "cli/TerminalProgress.h"
 
 #include "core/applications/Deletion.h"
+#include "core/copyengine/OperationPreview.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/copyengine/VersionTransfer.h"
 #include "core/lists/ListQueries.h"
@@ -134,28 +135,47 @@ int RunCopyVersion(const CommandContext& context)
 
 namespace {
 
-// APPLICATION [VERSION] [--yes]: a deletion of `names` names (the
-// application's first), answered Yes with --yes. Runs `body` with the
-// application's key; 1 when the repository cannot be opened, has no such
-// application or the deletion fails ("Error while deleting WHAT: ...").
-int RunDeletion(const CommandContext& context, qsizetype names, const QString& what,
-                const std::function<bool(Connection&, MessageSink&, qint32 appKey, const QStringList&)>& body)
+// APPLICATION [VERSION] [--yes] [--dry-run]: a deletion of `names` names
+// (the application's first), answered Yes with --yes. Runs `body` with the
+// application's key and the preface of the deletion's question; 1 when the
+// repository cannot be opened, has no such application or the deletion
+// fails or is refused ("Error while deleting WHAT: ..."). A dry run prints
+// the preview where the question would be asked, answers it No and ends
+// with 0; a refusal before it still ends with 1.
+using DeletionBody = std::function<bool(Connection&, MessageSink&, qint32 appKey, const QStringList&,
+                                        const std::function<DeletionPreface(std::function<OperationPreview()>)>&)>;
+
+int RunDeletion(const CommandContext& context, qsizetype names, const QString& what, const DeletionBody& body)
 {
     QStringList arguments = context.arguments;
-    AssumeYes messages(context.messages, AssumeYes::Take(arguments));
+    const bool dryRun = DryRun::Take(arguments);
+    AssumeYes answered(context.messages, AssumeYes::Take(arguments));
+    DryRun unasked(context.messages);
+    MessageSink& messages = dryRun ? static_cast<MessageSink&>(unasked) : answered;
     if (arguments.size() != names)
         return WrongArguments(context);
 
     Session session;
     if (!OpenRepository(context, session))
         return kExitFailure;
+    bool previewed = false;
+    const auto prefaceFor = [&](std::function<OperationPreview()> preview) -> DeletionPreface {
+        if (!dryRun)
+            return {};
+        return [&previewed, preview] {
+            PrintLine(preview().Lines().join(u'\n'));
+            previewed = true;
+            return QString();
+        };
+    };
     try {
         const std::optional<qint32> appKey = FindApplication(session.repository, arguments[0]);
         if (!appKey) {
             messages.Inform(QStringLiteral("There is no application named ") + arguments[0] + QStringLiteral("."));
             return kExitFailure;
         }
-        return body(session.repository, messages, *appKey, arguments) ? kExitSuccess : kExitFailure;
+        const bool done = body(session.repository, messages, *appKey, arguments, prefaceFor);
+        return done || previewed ? kExitSuccess : kExitFailure;
     } catch (const DbError& e) {
         messages.Inform(QStringLiteral("Error while deleting %1: ").arg(what) + e.description());
         return kExitFailure;
@@ -167,17 +187,21 @@ int RunDeletion(const CommandContext& context, qsizetype names, const QString& w
 int RunDeleteVersion(const CommandContext& context)
 {
     return RunDeletion(context, 2, QStringLiteral("version"),
-                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments) {
+                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments,
+                          const auto& prefaceFor) {
         const std::optional<qint32> versionKey = FindVersion(repository, appKey, arguments[1]);
         if (!versionKey) {
             messages.Inform(arguments[0] + QStringLiteral(" has no version ") + arguments[1] + QStringLiteral("."));
             return false;
         }
         bool deleted = false;
-        DeleteVersion(repository, messages, *versionKey, arguments[1], [&](qint32 key) {
-            deleted = DeleteVersionContents(key, repository, messages);
-            return deleted;
-        });
+        DeleteVersion(
+            repository, messages, *versionKey, arguments[1],
+            [&](qint32 key) {
+                deleted = DeleteVersionContents(key, repository, messages);
+                return deleted;
+            },
+            prefaceFor([&] { return PreviewVersionDeletion(repository, *versionKey); }));
         return deleted;
     });
 }
@@ -185,10 +209,12 @@ int RunDeleteVersion(const CommandContext& context)
 int RunDeleteApplication(const CommandContext& context)
 {
     return RunDeletion(context, 1, QStringLiteral("application"),
-                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments) {
-        return DeleteApplication(repository, messages, appKey, arguments[0], [&](qint32 key) {
-            return DeleteVersionContents(key, repository, messages);
-        });
+                       [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments,
+                          const auto& prefaceFor) {
+        return DeleteApplication(
+            repository, messages, appKey, arguments[0],
+            [&](qint32 key) { return DeleteVersionContents(key, repository, messages); },
+            prefaceFor([&] { return PreviewApplicationDeletion(repository, appKey); }));
     });
 }
 

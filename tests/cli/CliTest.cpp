@@ -93,7 +93,7 @@ TEST(CliUsage, HelpVersionAndMistakesGiveTheUsageAndStatusTwoAndAnUnusableSettin
         {u"copy-environment|TUTORIAL"_s, 2, u"usage: dorvanectl copy-environment SOURCE NEWNAME…"_s},
         {u"export-keywords|Web Store"_s, 2, u"usage: dorvanectl export-keywords APPLICATION FILE\n"_s},
         {u"import-keywords|Web Store"_s, 2, u"usage: dorvanectl import-keywords APPLICATION FILE\n"_s},
-        {u"restore|TUTORIAL"_s, 2, u"usage: dorvanectl restore ENVIRONMENT FILE [--yes]\n"_s},
+        {u"restore|TUTORIAL"_s, 2, u"usage: dorvanectl restore ENVIRONMENT FILE [--yes] [--dry-run]\n"_s},
     };
     QTemporaryDir dir;
     const QString settings = dir.filePath(u"zentrix.reg"_s), missing = dir.filePath(u"missing.reg"_s), ini = dir.filePath(u"zentrix.ini"_s);

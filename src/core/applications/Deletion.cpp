@@ -15,10 +15,16 @@ namespace {
 const QString kApplicationKept =
     QStringLiteral("%1 and all its versions stay as they were: nothing was deleted.");
 
+// The question with the preface above it, a blank line between.
+QString withPreface(const DeletionPreface& preface, const QString& question)
+{
+    return preface ? preface() + QStringLiteral("\n\n") + question : question;
+}
+
 } // namespace
 
 bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
-                       const DeleteContents& deleteContents)
+                       const DeleteContents& deleteContents, const DeletionPreface& preface)
 {
     QVector<qint32> versions;
     try {
@@ -46,7 +52,8 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
                             QStringLiteral(") and cannot be deleted"));
             return false;
         }
-        if (messages.Show(QStringLiteral("Are you sure you want to delete ") + appName + QStringLiteral(" and all its versions?"),
+        if (messages.Show(withPreface(preface, QStringLiteral("Are you sure you want to delete ") + appName +
+                                                   QStringLiteral(" and all its versions?")),
                           Buttons::YesNo) != Answer::Yes)
             return false;
 
@@ -77,7 +84,7 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
 }
 
 bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 versionKey, const QString& versionId,
-                   const DeleteContents& deleteContents)
+                   const DeleteContents& deleteContents, const DeletionPreface& preface)
 {
     if (versionKey == 0)
         return false;
@@ -92,9 +99,15 @@ bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 version
         messages.Inform(QStringLiteral("Error while deleting version: ") + e.description());
         return false;
     }
-    if (messages.Show(QStringLiteral("Are you sure you want to delete ALL elements of ") + versionId + QStringLiteral("?"),
-                      Buttons::YesNo) != Answer::Yes)
+    try {
+        if (messages.Show(withPreface(preface, QStringLiteral("Are you sure you want to delete ALL elements of ") +
+                                                   versionId + QStringLiteral("?")),
+                          Buttons::YesNo) != Answer::Yes)
+            return false;
+    } catch (const DbError& e) {
+        messages.Inform(QStringLiteral("Error while deleting version: ") + e.description());
         return false;
+    }
     deleteContents(versionKey);
     return true;
 }

@@ -12,6 +12,11 @@ class MessageSink;
 // Removes one version's contents and row; true when the version is gone.
 using DeleteContents = std::function<bool(qint32 versionKey)>;
 
+// What a deletion's question shows above its own text (the rows that
+// would go), asked for only when the question is about to be asked;
+// nothing when there is no preface.
+using DeletionPreface = std::function<QString()>;
+
 // Deletes an application with all its versions, unless one of them takes
 // part in an environment (the first such environment is named). Asks
 // first. Everything goes in one transaction on `connection`, which
@@ -20,12 +25,12 @@ using DeleteContents = std::function<bool(qint32 versionKey)>;
 // was deleted." follows the version's own message. Returns whether the
 // application row was deleted.
 bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
-                       const DeleteContents& deleteContents);
+                       const DeleteContents& deleteContents, const DeletionPreface& preface = {});
 
 // Deletes one version with all its contents, unless it takes part in an
 // environment. Asks first. Returns whether the deletion ran (its own
 // outcome is reported by deleteContents).
 bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 versionKey, const QString& versionId,
-                   const DeleteContents& deleteContents);
+                   const DeleteContents& deleteContents, const DeletionPreface& preface = {});
 
 } // namespace dorvane

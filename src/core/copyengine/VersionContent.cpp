@@ -41,25 +41,44 @@ const ContentTable* find(const std::vector<ContentTable>& tables, const QString&
     return nullptr;
 }
 
+// What a walk over the tree leaves out of a table's rows besides their
+// parents' condition ("" when nothing): those rows and everything below
+// them are passed over.
+using Narrowing = QString (*)(const ContentTable& t);
+
+QString nothingLeftOut(const ContentTable&) { return QString(); }
+
 void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
-                      const QStringList& left);
+                      const QStringList& left, Narrowing narrow = nothingLeftOut);
 
 // The rows of `t` where `condition` holds: those below them first.
-void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, const QString& condition,
-                 const QStringList& left)
+void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, QString condition,
+                 const QStringList& left, Narrowing narrow = nothingLeftOut)
 {
+    if (const QString narrower = narrow(t); !narrower.isEmpty())
+        condition = QStringLiteral("%1 AND %2").arg(condition, narrower);
     addDeletionBelow(deletions, t.table, QStringLiteral("IN (SELECT %1 FROM %2 WHERE %3)").arg(t.key, t.table, condition),
-                     left);
-    deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition)});
+                     left, narrow);
+    deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition), condition});
 }
 
 void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
-                      const QStringList& left)
+                      const QStringList& left, Narrowing narrow)
 {
     for (const ContentTable& child : VersionContentTables()) {
         if (child.parent.compare(parent, Qt::CaseInsensitive) == 0 && !left.contains(child.table, Qt::CaseInsensitive))
-            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, left);
+            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, left, narrow);
     }
+}
+
+// A copy of a process takes its step windows but a placeholder: one
+// without a window that is the only step window of its process.
+QString withoutPlaceholders(const ContentTable& t)
+{
+    if (t.table != QLatin1String("tStepWindow"))
+        return QString();
+    return QStringLiteral("NOT (COALESCE(tStepWindow.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM "
+                          "tStepWindow c WHERE c.iStepWindowProcessKey = tStepWindow.iStepWindowProcessKey) = 1)");
 }
 
 } // namespace
@@ -156,6 +175,30 @@ std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, 
                          environment + QLatin1Char(')'),
                      {QStringLiteral("tStepWindow")});
     return deletions;
+}
+
+std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey)
+{
+    const QString version = QString::number(listedVersionKey);
+    std::vector<ContentDeletion> deletions;
+    addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
+                QStringLiteral("iStepWindowEnvironmentKey = %1 AND iStepWindowProcessKey IN (SELECT iProcessKey FROM "
+                               "tProcess WHERE iProcessVerKey = %2)")
+                    .arg(QString::number(environmentKey), version),
+                {});
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + version,
+                     {QStringLiteral("tStepWindow")});
+    return deletions;
+}
+
+std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey)
+{
+    std::vector<ContentDeletion> parts;
+    addDeletionBelow(parts, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {},
+                     withoutPlaceholders);
+    for (ContentDeletion& part : parts)
+        part.sql.clear();
+    return parts;
 }
 
 } // namespace dorvane

@@ -47,6 +47,7 @@ struct ContentDeletion {
     QString table;
     QString stage;
     QString sql;
+    QString condition;  // the rows it deletes: those of `table` where this holds
 };
 
 // The statements of the deletions of content, in the order they run: one
@@ -65,5 +66,17 @@ std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey);
 // step windows, and instead the step windows of the environment as a whole
 // (whichever version's processes they belong to) with their steps.
 std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions);
+// The part of PrepareForRestore that falls on one version the environment
+// lists: its content but its step windows, and the environment's step
+// windows below its processes with their steps.
+std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey);
+
+// The rows below a version that a copy of it writes (CopyWindows with the
+// system screen, CopyProcesses, CopyCycles, CopyVariables,
+// CopyRequirements), selected as ClearVersionContentStatements selects
+// them: everything but a lone step window without a window (a placeholder,
+// which no copy takes) and its steps. Only `table` and `condition` are
+// filled; nothing here is meant to run as a deletion.
+std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey);
 
 } // namespace dorvane

@@ -805,6 +805,8 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         CheckBackupFile(backup);
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
             return false;
+        if (BeforeRestore && !BeforeRestore(environmentKey, backup, repository))
+            return false;
         // The file's rows cross by statements of the repository's
         // connection: attached on SQLite, staged on a server.
         if (repository.backend() == BackendKind::Sqlite)

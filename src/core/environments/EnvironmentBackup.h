@@ -94,6 +94,11 @@ public:
 
     // The day a backup is named by; tests set another.
     std::function<QDate()> Today = [] { return QDate::currentDate(); };
+    // Called once a restore's file has passed its checks, before anything
+    // is written or held: false ends the restore there (a preview, or a
+    // question the answer No to). `file` is the backup file, `repository`
+    // the restore's own connection.
+    std::function<bool(qint32 environmentKey, Connection& file, Connection& repository)> BeforeRestore;
 
     // "MM-DD-YYYY.MDB"
     static QString BackupFileName(const QDate& day);

@@ -405,6 +405,13 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
     return fresh;
 }
 
+QString EnvironmentDeletionRefusal(Connection& connection, qint32 environmentKey)
+{
+    Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow where iStepWindowEnvironmentKey=") + num(environmentKey),
+                          connection);
+    return CountRecords(&stepWindows) >= 1 ? kReferenced : QString();
+}
+
 EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connection, MessageSink& messages)
 {
     EnvironOutcome outcome;
@@ -415,11 +422,9 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
     try {
         const OperationLocks locks(connection, {{OperationLocks::Kind::Environment, m_currentKey}});
         Transaction transaction(connection);
-        Recordset stepWindows(QStringLiteral("SELECT * FROM tStepWindow where iStepWindowEnvironmentKey=") + key,
-                              connection);
-        if (CountRecords(&stepWindows) >= 1) {
+        if (const QString refusal = EnvironmentDeletionRefusal(connection, m_currentKey); !refusal.isEmpty()) {
             transaction.Rollback();
-            messages.Inform(kReferenced);
+            messages.Inform(refusal);
             return outcome;
         }
         for (const QString& sql : {QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey = "),

@@ -35,6 +35,10 @@ std::optional<QString> EnvironmentNameHolder(Connection& connection, const QStri
 // The stored name of another environment that shares the backup folder of
 // environment `environmentKey`; nothing when none does.
 std::optional<QString> CollidingEnvironmentName(Connection& connection, qint32 environmentKey);
+// Why environment `environmentKey` cannot be deleted ("This environment is
+// referenced in existing steps and cannot be deleted" when a step window
+// runs in it), or empty when it can.
+QString EnvironmentDeletionRefusal(Connection& connection, qint32 environmentKey);
 
 // Moves an environment's backup folder from one name to another; throws
 // DbError when it cannot.

@@ -8,6 +8,7 @@
 #include "core/applications/Deletion.h"
 #include "core/applications/VersionAttributes.h"
 #include "core/applications/VersionRecords.h"
+#include "core/copyengine/OperationPreview.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/lists/KeywordFiles.h"
 #include "core/lists/NameDescGrids.h"
@@ -401,8 +402,10 @@ void ApplicationsPage::cmdAppDelete_Click()
 {
     if (lbAppList->currentRow() < 0)
         return;
-    if (!DeleteApplication(session().repository, messages(), m_currentAppKey, txtAppName->text(),
-                           [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+    if (!DeleteApplication(
+            session().repository, messages(), m_currentAppKey, txtAppName->text(),
+            [this](qint32 versionKey) { return deleteVersionContents(versionKey); },
+            [this] { return PreviewApplicationDeletion(session().repository, m_currentAppKey).Text(); }))
         return;
     RefreshAppList();
     m_currentAppKey = 0;
@@ -568,8 +571,10 @@ bool ApplicationsPage::deleteVersionContents(qint32 versionKey)
 
 void ApplicationsPage::cmdVersionDelete_Click()
 {
-    if (!DeleteVersion(session().repository, messages(), m_currentVersionKey, txtVersionID->text(),
-                       [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+    if (!DeleteVersion(
+            session().repository, messages(), m_currentVersionKey, txtVersionID->text(),
+            [this](qint32 versionKey) { return deleteVersionContents(versionKey); },
+            [this] { return PreviewVersionDeletion(session().repository, m_currentVersionKey).Text(); }))
         return;
     ClearVersionFields();
     m_currentVersionKey = 0;

@@ -9,6 +9,7 @@
 #include "core/copyengine/VersionTransfer.h"
 #include "desktop/copyengine/frmVersionProgress.h"
 #include "core/environments/EnvironmentBackup.h"
+#include "core/environments/RestorePreview.h"
 #include "core/environments/EnvironmentConfig.h"
 #include "core/environments/EnvironmentRecords.h"
 #include "core/environments/EnvironmentUsers.h"
@@ -53,7 +54,14 @@ std::optional<qint32> highlightedItemKey(const QListWidget* list)
 class DialogRestoreChooser : public RestoreChooser {
 public:
     explicit DialogRestoreChooser(DialogProvider& dialogs) : m_dialogs(dialogs) {}
-    std::optional<QString> ChooseBackup(const QString& folder) override { return m_dialogs.RestoreBackup(folder); }
+    std::optional<QString> ChooseBackup(const QString& folder) override
+    {
+        const std::optional<QString> chosen = m_dialogs.RestoreBackup(folder);
+        if (chosen)
+            Chosen = chosen->section(QLatin1Char('\\'), -1);
+        return chosen;
+    }
+    QString Chosen;  // the file name of the last backup chosen
 
 private:
     DialogProvider& m_dialogs;
@@ -412,6 +420,12 @@ void EnvironmentsPage::cmdEnvironRestore_Click()
     VersionBackup engine(messages(), progressWindow(), session().plan.connectionString, &hourglass);
     EnvironmentBackup backup(engine, session().plan.sharedResourcePath, session().plan.installationPath);
     DialogRestoreChooser chooser(dialogs());
+    // Once the file has passed its checks: what the restore will replace,
+    // and whether to go on.
+    backup.BeforeRestore = [&](qint32 key, Connection& file, Connection& repository) {
+        return messages().Show(RestoreQuestion(PreviewRestore(repository, key, file), chooser.Chosen), Buttons::YesNo) ==
+               Answer::Yes;
+    };
     const QString name = m_environ->CurrentEnvironName();
     if (!backup.ChooseAndRestore(m_environ->CurrentEnvironKey(), name, chooser))
         return;

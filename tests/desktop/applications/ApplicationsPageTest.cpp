@@ -136,6 +136,7 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     messages.Queue(Answer::Yes);
     applications().cmdVersionDelete->click();
     EXPECT_EQ(messages.shown, (QStringList{u"This version is part of an existing environment and cannot be deleted!"_s,
+                                           u"Order Entry 1.0: 8 rows\nIn all: 8 rows (tObject 4, tWindow 3, tVersion 1)\n\n"
                                            u"Are you sure you want to delete ALL elements of 1.0?"_s}));
     EXPECT_EQ(std::pair(Items(applications().lbVersionList), count(u"SELECT * FROM tVersion WHERE iVersionKey=%1"_s.arg(key))), std::pair(QStringList{u"1.1"_s}, qsizetype(0)));
     applications().cmdVersionDelete->click(); // nothing shown: nothing happens
@@ -145,7 +146,8 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     messages.Queue(Answer::Yes);
     applications().cmdAppDelete->click();
     EXPECT_EQ(std::pair(messages.shown.last(), Items(applications().lbAppList)),
-              std::pair(u"Are you sure you want to delete Web Store and all its versions?"_s,
+              std::pair(u"Web Store 3.0: 8 rows\nWeb Store 4.1: 3 rows\nIn all: 12 rows (tObject 4, tWindow 5, tVersion 2, tApp 1)\n\n"
+                        u"Are you sure you want to delete Web Store and all its versions?"_s,
                         QStringList{u"Audit"_s, u"Customer Inquiry"_s, u"Order Entry"_s, u"Quality Audit"_s}));
     EXPECT_TRUE(folderExists(u"Apps/OE/1.0"_s) && environments().cbEnvironApp->findText(u"Web Store"_s) == -1);
 

@@ -218,12 +218,23 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     Select(environments().lbEnvironUsers, u"Li Chen"_s);
     environments().cmdRemoveEnvironUser->click();
     const QString registrations = u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key);
-    dialogs.restoreAnswers = {std::nullopt, backups + u"TUTORIAL\\"_s + file};
+    dialogs.restoreAnswers = {std::nullopt, backups + u"TUTORIAL\\"_s + file, backups + u"TUTORIAL\\"_s + file};
     environments().cmdEnvironRestore->click();
     EXPECT_EQ(std::pair(dialogs.restoreFolders, count(registrations)), std::pair(QStringList{backups + u"TUTORIAL"_s}, qsizetype(2)));
+    // Before it starts, the restore says what it replaces and asks: No
+    // leaves everything as it is.
+    messages.Queue(Answer::No);
+    environments().cmdEnvironRestore->click();
+    EXPECT_EQ(std::pair(messages.shown.last(), count(registrations)),
+              std::pair(u"Environment: TUTORIAL\nOrder Entry 1.1: emptied and refilled (46 rows now, 46 rows from the file)\n"
+                        u"Customer Inquiry R5: emptied and refilled (28 rows now, 28 rows from the file)\n"
+                        u"Schedules: 4 rows now, 4 rows from the file\nUsers before: jsmith, mbrown\nUsers after: jsmith, mbrown, lchen\n\n"
+                        u"Restore environment TUTORIAL from %1?"_s.arg(file),
+                        qsizetype(2)));
+    messages.Queue(Answer::Yes);
     environments().cmdEnvironRestore->click();
     EXPECT_EQ(std::pair(count(registrations), count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key))), std::pair(qsizetype(3), qsizetype(2)));
-    EXPECT_EQ(std::pair(messages.shown.size(), window->statusBar()->currentMessage()), std::pair(qsizetype(2), u"Restored TUTORIAL from its backup."_s)) << shown();
+    EXPECT_EQ(std::pair(messages.shown.size(), window->statusBar()->currentMessage()), std::pair(qsizetype(4), u"Restored TUTORIAL from its backup."_s)) << shown();
 
     // A refused Save (another environment's name typed) leaves Backup and
     // Restore on the stored environment: the chooser shows TUTORIAL's own
