@@ -119,10 +119,11 @@ const QString* CopyFailurePrefix(const QString& table)
 
 namespace {
 
-// The rules of FixUpStepArguments as session functions of a PostgreSQL
-// connection, over the temporary maps dv_map_process and dv_map_variable:
-// numbers read as ReadArgumentNumber reads them ("Overflow" past 32 bits),
-// written as FormatArgumentNumber writes them. Positions count from 1.
+// The rules of FixUpStepArguments for variable tokens as session functions
+// of a PostgreSQL connection, over the temporary map dv_map_variable
+// (process calls are plain SQL: ArgumentFixUp): numbers read as
+// ReadArgumentNumber reads them ("Overflow" past 32 bits), written as
+// FormatArgumentNumber writes them. Positions count from 1.
 const char* const kPostgresFixUpFunctions[] = {
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_read_number(t text) RETURNS integer LANGUAGE plpgsql IMMUTABLE AS $f$
 DECLARE i integer := 1; n integer := length(t); negative boolean := false; v bigint := 0;
@@ -147,19 +148,12 @@ BEGIN
 END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_format_number(k integer) RETURNS text LANGUAGE sql IMMUTABLE AS
 $f$ SELECT CASE WHEN k >= 0 THEN ' ' || k::text ELSE k::text END $f$)",
-    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_step_arguments(arg text, destination integer) RETURNS text
+    R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_tokens(arg text, destination integer) RETURNS text
 LANGUAGE plpgsql AS $f$
-DECLARE t text := arg; p integer; k integer; m integer; scan integer := 1;
+DECLARE t text := arg; k integer; m integer; scan integer := 1;
         s integer; o integer; b integer; c integer; changed boolean := false;
 BEGIN
   IF t IS NULL THEN RETURN NULL; END IF;
-  p := strpos(t, 'ProcessKey=');
-  IF p > 0 THEN
-    k := pg_temp.dv_argument_number(substr(t, p + 11));
-    SELECT new INTO m FROM dv_map_process WHERE old = k;
-    IF m > 0 THEN k := m; END IF;
-    RETURN 'ProcessKey=' || pg_temp.dv_format_number(k);
-  END IF;
   LOOP
     s := strpos(substr(t, scan), '=@'); EXIT WHEN s = 0; s := s + scan - 1;
     o := strpos(substr(t, s), chr(91)); EXIT WHEN o = 0; o := o + s - 1;
@@ -196,7 +190,7 @@ class ArgumentFixUp {
 public:
     ArgumentFixUp(DatabaseCopy& copy, Connection& db, qint32 destinationVersionKey, const QString& processes,
                   const QString& variables)
-        : m_db(db), m_destination(destinationVersionKey)
+        : m_db(db), m_destination(destinationVersionKey), m_processes(processes)
     {
         if (db.backend() != BackendKind::Sqlite) {
             for (const char* definition : kPostgresFixUpFunctions)
@@ -233,15 +227,28 @@ public:
     {
         if (m_db.backend() == BackendKind::Sqlite)
             return QStringLiteral("CASE WHEN %1 THEN %2(%3) ELSE %3 END").arg(Candidate(column), kFunction, column);
+        // A process call, the commoner case, by plain SQL: the number read
+        // once by a pattern (past nine digits by the function that knows the
+        // overflow), looked up in the map, written back alone.
         const QString text = column + QStringLiteral("::text");
-        return QStringLiteral("CASE WHEN %1 THEN pg_temp.%2(%3, %4) ELSE %3 END")
-            .arg(Candidate(column), kFunction, text, num(m_destination));
+        const QString rest = QStringLiteral("substr(%1, strpos(%1, 'ProcessKey=') + 11)").arg(text);
+        const QString call = QStringLiteral(
+            "(SELECT 'ProcessKey=' || CASE WHEN n.k >= 0 THEN ' ' || n.k::text ELSE n.k::text END FROM (SELECT "
+            "COALESCE((SELECT pm.new FROM %1 pm WHERE pm.old = q.k AND pm.new > 0), q.k) AS k FROM (SELECT CASE "
+            "WHEN r.digits = '' THEN 0 WHEN length(ltrim(r.digits, '0')) <= 9 THEN (r.sign || r.digits)::integer "
+            "ELSE pg_temp.dv_read_number(%2) END AS k FROM (SELECT substring(%2 FROM '^[ \\t]*([+-]?)') AS sign, "
+            "substring(%2 FROM '^[ \\t]*[+-]?([0-9]*)') AS digits OFFSET 0) r) q OFFSET 0) n)")
+                                 .arg(m_processes, rest);
+        return QStringLiteral("CASE WHEN %1 LIKE '%ProcessKey=%' THEN %2 WHEN %1 LIKE '%=@%' THEN pg_temp.dv_fixed_tokens(%1, %3) "
+                              "ELSE %1 END")
+            .arg(text, call, num(m_destination));
     }
 
 private:
     inline static const QString kFunction = QStringLiteral("dv_fixed_step_arguments");
     Connection& m_db;
     qint32 m_destination;
+    QString m_processes;
     QHash<qint32, qint32> m_processKeys, m_variableKeys;
 };
 
