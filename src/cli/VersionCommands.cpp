@@ -174,8 +174,8 @@ int RunDeleteVersion(const CommandContext& context)
             return false;
         }
         bool deleted = false;
-        DeleteVersion(repository, messages, *versionKey, arguments[1], [&](qint32 key) {
-            deleted = DeleteVersionContents(key, repository, messages);
+        DeleteVersion(repository, messages, *versionKey, arguments[1], [&](qint32 key, MessageSink& shown) {
+            deleted = DeleteVersionContents(key, repository, shown);
             return deleted;
         });
         return deleted;
@@ -186,8 +186,8 @@ int RunDeleteApplication(const CommandContext& context)
 {
     return RunDeletion(context, 1, QStringLiteral("application"),
                        [](Connection& repository, MessageSink& messages, qint32 appKey, const QStringList& arguments) {
-        return DeleteApplication(repository, messages, appKey, arguments[0], [&](qint32 key) {
-            return DeleteVersionContents(key, repository, messages);
+        return DeleteApplication(repository, messages, appKey, arguments[0], [&](qint32 key, MessageSink& shown) {
+            return DeleteVersionContents(key, repository, shown);
         });
     });
 }

@@ -9,8 +9,9 @@ namespace dorvane {
 class Connection;
 class MessageSink;
 
-// Removes one version's contents and row; true when the version is gone.
-using DeleteContents = std::function<bool(qint32 versionKey)>;
+// Removes one version's contents and row, showing its failure through
+// `messages`; true when the version is gone.
+using DeleteContents = std::function<bool(qint32 versionKey, MessageSink& messages)>;
 
 // Deletes an application with all its versions, unless one of them takes
 // part in an environment (the first such environment is named). Asks

@@ -402,7 +402,7 @@ void ApplicationsPage::cmdAppDelete_Click()
     if (lbAppList->currentRow() < 0)
         return;
     if (!DeleteApplication(session().repository, messages(), m_currentAppKey, txtAppName->text(),
-                           [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+                           [this](qint32 versionKey, MessageSink& shown) { return deleteVersionContents(versionKey, shown); }))
         return;
     RefreshAppList();
     m_currentAppKey = 0;
@@ -559,17 +559,17 @@ void ApplicationsPage::showSavedVersion()
     m_editLoading = wasLoading;
 }
 
-bool ApplicationsPage::deleteVersionContents(qint32 versionKey)
+bool ApplicationsPage::deleteVersionContents(qint32 versionKey, MessageSink& shown)
 {
     QtBusyIndicator hourglass;
     const BusyScope busy(&hourglass);
-    return DeleteVersionContents(versionKey, session().repository, messages());
+    return DeleteVersionContents(versionKey, session().repository, shown);
 }
 
 void ApplicationsPage::cmdVersionDelete_Click()
 {
     if (!DeleteVersion(session().repository, messages(), m_currentVersionKey, txtVersionID->text(),
-                       [this](qint32 versionKey) { return deleteVersionContents(versionKey); }))
+                       [this](qint32 versionKey, MessageSink& shown) { return deleteVersionContents(versionKey, shown); }))
         return;
     ClearVersionFields();
     m_currentVersionKey = 0;
