@@ -20,6 +20,10 @@ namespace dorvane {
 inline const QString kHistoryTable = QStringLiteral("dvHistory");
 
 // Its statements are the schema's (SchemaDdl.h: HistoryTableStatements).
+// What a program says where the repository lacks it.
+inline const QString kNoHistoryTable = QStringLiteral(
+    "This repository has no table for the history of operations, so none is recorded; "
+    "\"dorvanectl upgrade-repository\" adds it.");
 
 // The operations that leave an entry, named as dorvanectl's commands.
 enum class HistoryOperation {

@@ -239,8 +239,7 @@ QString UpgradeNote(Connection& connection)
                          .arg(missing);
         }
         if (!HistoryTableExists(connection)) {
-            notes << QStringLiteral("This repository has no table for the history of operations, so none is "
-                                    "recorded; \"dorvanectl upgrade-repository\" adds it.");
+            notes << kNoHistoryTable;
         }
     } catch (const DbError&) {
         // Only a hint: a catalogue that cannot be read says nothing.
