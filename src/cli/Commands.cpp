@@ -120,8 +120,8 @@ const std::vector<Command>& Commands()
          QStringLiteral("Create an empty repository with the reference data, as a new file or on an ODBC data source"),
          RunCreateRepository},
         {QStringLiteral("upgrade-repository"), QString(),
-         QStringLiteral("Add the indexes that the repository the settings choose lacks (a repository the suite made, "
-                        "or an earlier Dorvane's); changes nothing else and can be run again"),
+         QStringLiteral("Add the indexes and the history table that the repository the settings choose lacks (a "
+                        "repository the suite made, or an earlier Dorvane's); changes nothing else and can be run again"),
          RunUpgradeRepository},
         {QStringLiteral("create-installation"), QStringLiteral("DIR"),
          QStringLiteral("Create the installation files below DIR (the ExePath setting): backup template, user data and "

@@ -128,8 +128,12 @@ void HistoryRecord::write() noexcept
     const bool interrupted = InterruptionRequested();
     ClearInterruption();
     try {
+        // A connection opened by path (a side database's way) names its file alone.
         Connection connection;
-        connection.Open(m_connectionString);
+        if (ConnectionDataSource(m_connectionString).name.isEmpty())
+            connection.OpenFile(m_connectionString);
+        else
+            connection.Open(m_connectionString);
         if (m_environmentKey) {
             QSqlQuery name = prepared(connection, QStringLiteral("SELECT sEnvironmentName FROM tEnvironment WHERE "
                                                                  "iEnvironmentKey = ?"));
