@@ -5,9 +5,11 @@
 #include "core/repository/SchemaDdl.h"
 
 #include <QCoreApplication>
+#include <QScopeGuard>
 #include <QSqlQuery>
 #include <QSysInfo>
 
+#include <algorithm>
 #include <exception>
 
 #include <pwd.h>
@@ -22,6 +24,8 @@ QString& program()
     static QString name;
     return name;
 }
+
+constexpr int kTroubledLockWaitMs = 1000;
 
 // The record that CountWrittenRows adds to: the innermost one alive.
 HistoryRecord* current = nullptr;
@@ -128,6 +132,13 @@ void HistoryRecord::write() noexcept
     const bool interrupted = InterruptionRequested();
     ClearInterruption();
     try {
+        // An operation that failed or was stopped may have met another
+        // program's write: its entry waits for it a second at most.
+        const bool troubled = outcome == HistoryOutcome::Failed || outcome == HistoryOutcome::Interrupted;
+        const int lockWait = LockWaitMs();
+        if (troubled)
+            SetLockWaitMs(std::min(lockWait, kTroubledLockWaitMs));
+        const auto restoreLockWait = qScopeGuard([lockWait] { SetLockWaitMs(lockWait); });
         // A connection opened by path (a side database's way) names its file alone.
         Connection connection;
         if (ConnectionDataSource(m_connectionString).name.isEmpty())
@@ -161,6 +172,13 @@ void HistoryRecord::write() noexcept
                 throw failure;
         }
     } catch (const DbError& e) {
+        // The operation's own message has said what went wrong with the
+        // repository; one that went through hears of a lost entry.
+        if (outcome != HistoryOutcome::Done && outcome != HistoryOutcome::Refused) {
+            if (interrupted)
+                RequestInterruption();
+            return;
+        }
         try {
             m_messages.Show(QStringLiteral("The operation's entry in the history could not be written: ") +
                                 e.description(),

@@ -90,8 +90,11 @@ QString HistoryLine(const HistoryEntry& entry);
 //   failed      otherwise, with the last message shown.
 // Writing never throws and never changes the operation's outcome: a
 // repository without the history table gets no entry (the upgrade note
-// says so once per run), and any other failure to write is shown as a
-// message of its own.
+// says so once per run); any other failure to write the entry of an
+// operation that was done or refused is shown as a message of its own,
+// while a failed or interrupted operation (whose own message has said
+// what went wrong) waits a second at most for another program's write
+// and then goes without its entry.
 class HistoryRecord : public MessageSink {
 public:
     HistoryRecord(MessageSink& messages, QString connectionString, HistoryOperation operation,
