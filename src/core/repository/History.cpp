@@ -163,7 +163,9 @@ void HistoryRecord::write() noexcept
               QVariant(HistoryOperationName(m_operation)), QVariant(m_environment), QVariant(m_subject),
               QVariant(HistoryOutcomeName(outcome)),
               QVariant(outcome == HistoryOutcome::Failed || outcome == HistoryOutcome::Refused ? m_lastMessage : QString()),
-              m_rows ? QVariant(*m_rows) : QVariant(QMetaType(QMetaType::LongLong)), QVariant(m_clock.elapsed())})
+              // What an operation that did not go through wrote was rolled back.
+              m_rows && outcome == HistoryOutcome::Done ? QVariant(*m_rows) : QVariant(QMetaType(QMetaType::LongLong)),
+              QVariant(m_clock.elapsed())})
             insert.addBindValue(value);
         if (!insert.exec()) {
             const DbError failure = connection.StatementFailure(insert.lastError());
