@@ -1,6 +1,7 @@
 #include "cli/Cli.h"
 
 #include "cli/TerminalMessages.h"
+#include "core/repository/History.h"
 #include "core/repository/Interruption.h"
 #include "core/startup/Registry.h"
 #include "Version.h"
@@ -119,8 +120,8 @@ const std::vector<Command>& Commands()
          QStringLiteral("Create an empty repository with the reference data, as a new file or on an ODBC data source"),
          RunCreateRepository},
         {QStringLiteral("upgrade-repository"), QString(),
-         QStringLiteral("Add the indexes that the repository the settings choose lacks (a repository the suite made, "
-                        "or an earlier Dorvane's); changes nothing else and can be run again"),
+         QStringLiteral("Add the indexes and the history table that the repository the settings choose lacks (a "
+                        "repository the suite made, or an earlier Dorvane's); changes nothing else and can be run again"),
          RunUpgradeRepository},
         {QStringLiteral("create-installation"), QStringLiteral("DIR"),
          QStringLiteral("Create the installation files below DIR (the ExePath setting): backup template, user data and "
@@ -174,6 +175,10 @@ const std::vector<Command>& Commands()
          RunExportKeywords},
         {QStringLiteral("import-keywords"), QStringLiteral("APPLICATION FILE"),
          QStringLiteral("Add the keywords of the tab-delimited text FILE to the application"), RunImportKeywords},
+        {QStringLiteral("history"), QStringLiteral("[--since DATE] [--environment NAME] [--limit N]"),
+         QStringLiteral("Print who updated, copied, backed up, restored, imported or deleted what, and how it ended: "
+                        "newest first, one entry a line, its fields separated by tabs"),
+         RunHistory},
         {QStringLiteral("help"), QStringLiteral("[COMMAND]"), QStringLiteral("Show this help, or one command's usage"),
          RunHelp},
     };
@@ -291,6 +296,7 @@ int Run(const QStringList& arguments)
             return UsageError(QStringLiteral("Argument %1 of %2 is empty.").arg(n + 1).arg(command->name),
                               CommandUsage(*command));
     }
+    SetHistoryProgram(kProgram);
     TerminalMessages messages;
     int status = kExitFailure;
     try {

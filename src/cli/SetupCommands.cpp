@@ -1,6 +1,7 @@
 #include "cli/Cli.h"
 
 #include "core/installation/Installation.h"
+#include "core/repository/History.h"
 #include "core/repository/SchemaDdl.h"
 #include "core/startup/Startup.h"
 
@@ -51,8 +52,9 @@ int RunCreateSharedFolder(const CommandContext& context)
                   QStringLiteral("Shared folder created: ") + context.arguments.first());
 }
 
-// Adds the indexes the repository the settings choose lacks, printing one
-// line for each, then how many were added.
+// Adds the indexes and the history table the repository the settings
+// choose lacks, printing one line for each, then how many indexes were
+// added.
 int RunUpgradeRepository(const CommandContext& context)
 {
     if (!context.arguments.isEmpty())
@@ -66,12 +68,14 @@ int RunUpgradeRepository(const CommandContext& context)
         return kExitFailure;
     }
     try {
-        const std::vector<RepositoryIndex> added = UpgradeRepository(session.repository);
-        for (const RepositoryIndex& index : added) {
+        const RepositoryUpgrade added = UpgradeRepository(session.repository);
+        for (const RepositoryIndex& index : added.indexes) {
             PrintLine(QStringLiteral("added index %1 on %2 (%3)")
                           .arg(index.name, index.table, index.columns.join(QStringLiteral(", "))));
         }
-        PrintLine(QStringLiteral("up to date: %1 indexes added").arg(added.size()));
+        if (added.historyTable)
+            PrintLine(QStringLiteral("added table %1 (the history of operations)").arg(kHistoryTable));
+        PrintLine(QStringLiteral("up to date: %1 indexes added").arg(added.indexes.size()));
         return kExitSuccess;
     } catch (const DbError& e) {
         context.messages.Inform(QStringLiteral("Error while upgrading the repository: ") + e.description() +

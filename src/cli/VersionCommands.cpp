@@ -197,8 +197,8 @@ int RunDeleteVersion(const CommandContext& context)
         bool deleted = false;
         DeleteVersion(
             repository, messages, *versionKey, arguments[1],
-            [&](qint32 key) {
-                deleted = DeleteVersionContents(key, repository, messages);
+            [&](qint32 key, MessageSink& shown) {
+                deleted = DeleteVersionContents(key, repository, shown);
                 return deleted;
             },
             prefaceFor([&] { return PreviewVersionDeletion(repository, *versionKey); }));
@@ -213,7 +213,7 @@ int RunDeleteApplication(const CommandContext& context)
                           const auto& prefaceFor) {
         return DeleteApplication(
             repository, messages, appKey, arguments[0],
-            [&](qint32 key) { return DeleteVersionContents(key, repository, messages); },
+            [&](qint32 key, MessageSink& shown) { return DeleteVersionContents(key, repository, shown); },
             prefaceFor([&] { return PreviewApplicationDeletion(repository, appKey); }));
     });
 }

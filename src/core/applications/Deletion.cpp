@@ -1,6 +1,7 @@
 #include "core/applications/Deletion.h"
 
 #include "core/repository/Connection.h"
+#include "core/repository/History.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Recordset.h"
@@ -23,9 +24,11 @@ QString withPreface(const DeletionPreface& preface, const QString& question)
 
 } // namespace
 
-bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 appKey, const QString& appName,
+bool DeleteApplication(Connection& connection, MessageSink& shown, qint32 appKey, const QString& appName,
                        const DeleteContents& deleteContents, const DeletionPreface& preface)
 {
+    HistoryRecord record(shown, connection.connectionString(), HistoryOperation::DeleteApplication, QString(), appName);
+    MessageSink& messages = record;
     QVector<qint32> versions;
     try {
         Recordset rs(QStringLiteral("SELECT * FROM tVersion WHERE iVersionAppKey=") + QString::number(appKey), connection);
@@ -50,6 +53,7 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
             const QString name = environment.Eof() ? QString() : environment.Text(QStringLiteral("sEnvironmentName"));
             messages.Inform(QStringLiteral("This application is used in at least one environment (") + name +
                             QStringLiteral(") and cannot be deleted"));
+            record.Refused();
             return false;
         }
         if (messages.Show(withPreface(preface, QStringLiteral("Are you sure you want to delete ") + appName +
@@ -66,7 +70,7 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
         const OperationLocks locks(connection, held);
         Transaction transaction(connection);
         for (const qint32 versionKey : versions) {
-            if (!deleteContents(versionKey)) {
+            if (!deleteContents(versionKey, messages)) {
                 transaction.Rollback();
                 messages.Inform(kApplicationKept.arg(appName));
                 return false;
@@ -76,6 +80,7 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
         if (!app.Eof())
             app.Delete();
         transaction.Commit();
+        record.Done();
         return true;
     } catch (const DbError& e) {
         messages.Inform(QStringLiteral("Error while deleting application: ") + e.description());
@@ -83,9 +88,11 @@ bool DeleteApplication(Connection& connection, MessageSink& messages, qint32 app
     }
 }
 
-bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 versionKey, const QString& versionId,
+bool DeleteVersion(Connection& connection, MessageSink& shown, qint32 versionKey, const QString& versionId,
                    const DeleteContents& deleteContents, const DeletionPreface& preface)
 {
+    HistoryRecord record(shown, connection.connectionString(), HistoryOperation::DeleteVersion, QString(), versionId);
+    MessageSink& messages = record;
     if (versionKey == 0)
         return false;
     try {
@@ -93,6 +100,7 @@ bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 version
                          connection);
         if (!detail.Eof()) {
             messages.Inform(QStringLiteral("This version is part of an existing environment and cannot be deleted!"));
+            record.Refused();
             return false;
         }
     } catch (const DbError& e) {
@@ -108,7 +116,8 @@ bool DeleteVersion(Connection& connection, MessageSink& messages, qint32 version
         messages.Inform(QStringLiteral("Error while deleting version: ") + e.description());
         return false;
     }
-    deleteContents(versionKey);
+    if (deleteContents(versionKey, messages))
+        record.Done();
     return true;
 }
 

@@ -9,8 +9,9 @@ namespace dorvane {
 class Connection;
 class MessageSink;
 
-// Removes one version's contents and row; true when the version is gone.
-using DeleteContents = std::function<bool(qint32 versionKey)>;
+// Removes one version's contents and row, showing its failure through
+// `messages`; true when the version is gone.
+using DeleteContents = std::function<bool(qint32 versionKey, MessageSink& messages)>;
 
 // What a deletion's question shows above its own text (the rows that
 // would go), asked for only when the question is about to be asked;

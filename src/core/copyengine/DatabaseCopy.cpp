@@ -2,6 +2,7 @@
 
 #include "core/repository/Connection.h"
 #include "core/repository/Dialect.h"
+#include "core/repository/History.h"
 
 #include <QSqlError>
 #include <QSqlQuery>
@@ -109,10 +110,10 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                      const QString& joins)
 {
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 b JOIN %6 s ON s.%2 = b.old %7 "
-                                "ORDER BY b.pos")
-                     .arg(Destination(table), key, columns.join(QStringLiteral(", ")), values.join(QStringLiteral(", ")),
-                          Batch(table), Source(table), joins));
+    CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 b JOIN %6 s ON s.%2 = b.old %7 "
+                                                 "ORDER BY b.pos")
+                                      .arg(Destination(table), key, columns.join(QStringLiteral(", ")),
+                                           values.join(QStringLiteral(", ")), Batch(table), Source(table), joins)));
 }
 
 qint64 DatabaseCopy::CopyRows(const QString& table, const QString& key, const QString& where, const QStringList& columns,
@@ -153,12 +154,12 @@ void DatabaseCopy::CopyChildren(const Children& c)
     QStringList kept = Kept(c.kept);
     for (const auto& [column, expression] : c.computed)
         kept[c.kept.indexOf(column)] = expression;
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
+    CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
                                 "ON m.old = s.%8 %9 ORDER BY %10")
                      .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
                           (values + kept).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
                           c.map, c.mapped, c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere,
-                          order));
+                          order)));
 }
 
 QString DatabaseCopy::MapTable(const QString& name)

@@ -65,6 +65,8 @@ public:
     std::unique_ptr<Connection> DestinationConnection;
 
     MessageSink& Messages() const { return *m_messages; }
+    // The connection string of the repository the engine writes.
+    const QString& RepositoryConnectionString() const { return m_repository; }
     // Sends the engine's messages to `messages` until the returned value
     // goes (an attempt of RetryOnConcurrentChange holds them).
     [[nodiscard]] auto MessagesTo(MessageSink& messages)

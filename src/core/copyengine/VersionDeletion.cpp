@@ -2,6 +2,7 @@
 
 #include "core/copyengine/VersionContent.h"
 #include "core/repository/Connection.h"
+#include "core/repository/History.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Recordset.h"
@@ -36,7 +37,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
 
         for (const ContentDeletion& deletion : deletions) {
             stage = deletion.stage;
-            connection.Execute(deletion.sql);
+            CountWrittenRows(connection.Execute(deletion.sql));
         }
 
         // The version row itself (a version that is not there fails here);
@@ -45,6 +46,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
         Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + QString::number(versionKey),
                           connection);
         version.Delete();
+        CountWrittenRows(1);
         connection.SendHeldWrites();
 
         transaction->Commit();

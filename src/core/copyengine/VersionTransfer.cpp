@@ -3,6 +3,7 @@
 #include "core/copyengine/VersionBackup.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Globals.h"
+#include "core/repository/History.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Retry.h"
@@ -81,13 +82,26 @@ bool CheckVersionTransfer(VersionTransferKind kind, const VersionTransferRequest
 }
 
 VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTransferRequest& request,
-                                       Connection& connection, VersionBackup& backup, MessageSink& messages)
+                                       Connection& connection, VersionBackup& backup, MessageSink& shown)
 {
+    HistoryRecord record(shown, connection.connectionString(),
+                         kind == VersionTransferKind::Update ? HistoryOperation::UpdateVersion : HistoryOperation::CopyVersion);
+    record.EnvironmentKey(request.EnvironKey);
+    MessageSink& messages = record;
     VersionTransferOutcome outcome;
     try {
-        if (!passesChecks(kind, request, connection, messages))
+        if (!passesChecks(kind, request, connection, messages)) {
+            record.Refused();
             return outcome;
+        }
         const qint32 listed = *request.ListedVersionKey;
+        {
+            Recordset version(QStringLiteral("SELECT * FROM tVersion WHERE iVersionKey=") + num(listed), connection);
+            Recordset app(QStringLiteral("SELECT * FROM tApp WHERE iAppKey=") + num(request.AppKey), connection);
+            record.Name(QString(), QStringLiteral("%1 - %2 -> %3").arg(app.Text(QStringLiteral("sAppName")),
+                                                                       version.Text(QStringLiteral("sVersionID")),
+                                                                       request.ChosenVersionText));
+        }
         // The checks again inside the copy's transaction, on what other
         // operations have left: two updates of one version take turns, and
         // the second finds it filled. An update's list entry moves in the
@@ -95,7 +109,12 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
         // beside a filled new one.
         VersionBackup::UpdateParts parts;
         MessageSink* attemptMessages = &messages;
-        parts.check = [&](Connection& db) { return passesChecks(kind, request, db, *attemptMessages); };
+        parts.check = [&](Connection& db) {
+            const bool passed = passesChecks(kind, request, db, *attemptMessages);
+            if (!passed)
+                record.Refused();
+            return passed;
+        };
         if (kind == VersionTransferKind::Update) {
             parts.finish = [&request, listed](Connection& db) {
                 Recordset detail(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") +
@@ -114,6 +133,7 @@ VersionTransferOutcome TransferVersion(VersionTransferKind kind, const VersionTr
             return outcome;
         outcome.RefreshEnvironAppVerList = kind == VersionTransferKind::Update;
         outcome.Ok = true;
+        record.Done();
         return outcome;
     } catch (const DbError& e) {
         messages.Inform(failurePrefix(kind) + e.description());

@@ -10,6 +10,7 @@
 #include "core/repository/Connection.h"
 #include "core/repository/Dialect.h"
 #include "core/repository/FilePaths.h"
+#include "core/repository/History.h"
 #include "core/repository/Globals.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
@@ -612,6 +613,9 @@ void EnvironmentBackup::finishRun()
 
 bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
 {
+    HistoryRecord record(m_engine.Messages(), m_engine.RepositoryConnectionString(), HistoryOperation::Backup);
+    record.EnvironmentKey(environmentKey);
+    const auto recorded = m_engine.MessagesTo(record);
     m_lastBackupFile.clear();
     const auto finish = qScopeGuard([this] { finishRun(); });
     BusyScope busy(m_engine.Busy());
@@ -665,6 +669,8 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
         replaceFile(run.workName, run.fileName);
         run.inPlace = true;
         m_lastBackupFile = run.fileName;
+        record.Name(QString(), NativePath(run.fileName));
+        record.Done();
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kBackupFailed + e.description());
@@ -786,6 +792,10 @@ bool EnvironmentBackup::backupContent(qint32 environmentKey, Connection& db, con
 
 bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString& backupFilePath)
 {
+    HistoryRecord record(m_engine.Messages(), m_engine.RepositoryConnectionString(), HistoryOperation::Restore,
+                         QString(), NativePath(backupFilePath));
+    record.EnvironmentKey(environmentKey);
+    const auto recorded = m_engine.MessagesTo(record);
     const auto finish = qScopeGuard([this] { finishRun(); });
     BusyScope busy(m_engine.Busy());
     Connection* const opened = startRun();
@@ -803,8 +813,10 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         backup.Open(FileConnectionString(backupFilePath));
         backup.UseSmallPageCache();
         CheckBackupFile(backup);
-        if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository))
+        if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
+            record.Refused();
             return false;
+        }
         if (BeforeRestore && !BeforeRestore(environmentKey, backup, repository))
             return false;
         // The file's rows cross by statements of the repository's
@@ -821,7 +833,7 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         if (repository.backend() == BackendKind::Sqlite)
             detachFile(repository);
     });
-    return RetryOnConcurrentChange(m_engine.Messages(), [&](MessageSink& held) {
+    const bool restored = RetryOnConcurrentChange(m_engine.Messages(), [&](MessageSink& held) {
         const auto redirect = m_engine.MessagesTo(held);
         try {
             m_engine.ResetCopyRunMaps(true);
@@ -853,6 +865,9 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
             return false;
         }
     });
+    if (restored)
+        record.Done();
+    return restored;
 }
 
 bool EnvironmentBackup::BackupBelongsHere(qint32 environmentKey, const QString& backupFilePath, Connection& backup,
@@ -999,7 +1014,7 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
                           repository);
         const std::vector<ContentDeletion> deletions = PrepareForRestoreStatements(environmentKey, !details.Eof());
         for (const ContentDeletion& deletion : deletions)
-            repository.Execute(deletion.sql);
+            CountWrittenRows(repository.Execute(deletion.sql));
         return true;
     } catch (const DbError& e) {
         m_engine.Messages().Inform(kDeleteFailed + e.description());
@@ -1010,7 +1025,7 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
 void ClearVersionContent(qint32 versionKey, Connection& connection)
 {
     for (const ContentDeletion& deletion : ClearVersionContentStatements(versionKey))
-        connection.Execute(deletion.sql);
+        CountWrittenRows(connection.Execute(deletion.sql));
 }
 
 } // namespace dorvane

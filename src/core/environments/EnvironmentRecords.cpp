@@ -9,6 +9,7 @@
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Retry.h"
+#include "core/repository/History.h"
 #include "core/repository/Transaction.h"
 
 #include <optional>
@@ -319,16 +320,21 @@ EnvironOutcome EnvironmentRecords::Save(const EnvironDefinitionInput& input, Con
 }
 
 EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, EnvironmentCopy& copy,
-                                          MessageSink& messages)
+                                          MessageSink& shown)
 {
+    Connection& connection = copy.MainConnection();
+    HistoryRecord record(shown, connection.connectionString(), HistoryOperation::CopyEnvironment,
+                         NormaliseEnvironNameForSaveAs(input.Name), QStringLiteral("from ") + m_currentName);
+    MessageSink& messages = record;
+    const auto engineMessages = copy.Engine().MessagesTo(record);
     EnvironOutcome outcome;
     outcome.Controls = m_controls;
     if (input.Name.isEmpty()) {
         messages.Inform(kBlankName);
         outcome.FocusField = kTxtEnvironName;
+        record.Refused();
         return outcome;
     }
-    Connection& connection = copy.MainConnection();
     Connection* testData = copy.TestData();
     if (testData && !testData->IsOpen())
         testData = nullptr;
@@ -337,6 +343,7 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
     if (const QString problem = EnvironFolderNameProblem(name); !problem.isEmpty()) {
         messages.Inform(problem);
         outcome.FocusField = kTxtEnvironName;
+        record.Refused();
         return outcome;
     }
     // No key is excluded: the shown environment's own name is taken.
@@ -345,6 +352,7 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
         if (holder) {
             sink.Inform(name + kAlreadyExists + sharedFolderNote(name, *holder));
             outcome.FocusField = kTxtEnvironName;
+            record.Refused();
         }
         return holder.has_value();
     };
@@ -397,6 +405,7 @@ EnvironOutcome EnvironmentRecords::SaveAs(const EnvironDefinitionInput& input, E
     if (!saved)
         return outcome;
 
+    record.Done();
     EnvironOutcome fresh = New();
     fresh.Ok = true;
     fresh.RefreshEnvironList = true;
@@ -412,8 +421,10 @@ QString EnvironmentDeletionRefusal(Connection& connection, qint32 environmentKey
     return CountRecords(&stepWindows) >= 1 ? kReferenced : QString();
 }
 
-EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connection, MessageSink& messages)
+EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connection, MessageSink& shown)
 {
+    HistoryRecord record(shown, connection.connectionString(), HistoryOperation::DeleteEnvironment, m_currentName);
+    MessageSink& messages = record;
     EnvironOutcome outcome;
     outcome.Controls = m_controls;
     if (!entrySelected)
@@ -425,6 +436,7 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
         if (const QString refusal = EnvironmentDeletionRefusal(connection, m_currentKey); !refusal.isEmpty()) {
             transaction.Rollback();
             messages.Inform(refusal);
+            record.Refused();
             return outcome;
         }
         for (const QString& sql : {QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey = "),
@@ -432,13 +444,17 @@ EnvironOutcome EnvironmentRecords::Delete(bool entrySelected, Connection& connec
             Recordset rows(sql + key, connection);
             while (!rows.Eof()) {
                 rows.Delete();
+                record.AddRows(1);
                 rows.MoveNext();
             }
         }
         Recordset environment(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=") + key, connection);
-        if (!environment.Eof())
+        if (!environment.Eof()) {
             environment.Delete();
+            record.AddRows(1);
+        }
         transaction.Commit();
+        record.Done();
     } catch (const DbError& e) {
         messages.Inform(kDeleteFailed + e.description());
         return outcome;

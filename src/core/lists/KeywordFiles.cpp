@@ -2,6 +2,7 @@
 
 #include "core/repository/Connection.h"
 #include "core/repository/FilePaths.h"
+#include "core/repository/History.h"
 #include "core/repository/Interaction.h"
 #include "core/repository/Recordset.h"
 #include "core/repository/Transaction.h"
@@ -171,9 +172,11 @@ bool ExportKeywords(Connection& connection, MessageSink& messages, qint32 appKey
     }
 }
 
-KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& messages, qint32 appKey,
+KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& shown, qint32 appKey,
                                     const KeywordFileChooser& choose)
 {
+    HistoryRecord record(shown, connection.connectionString(), HistoryOperation::ImportKeywords);
+    MessageSink& messages = record;
     KeywordImportOutcome outcome;
     Recordset keywords;
     // The names the application has, compared exactly, as the keyword grid
@@ -191,6 +194,7 @@ KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& message
     const std::optional<QString> fileName = choose();
     if (!fileName)
         return outcome;
+    record.Name(QString(), *fileName);
 
     outcome.result = KeywordImportResult::Failed;
     // All or nothing: a file that stops in the middle, a failing row or an
@@ -223,6 +227,7 @@ KeywordImportOutcome ImportKeywords(Connection& connection, MessageSink& message
         case ReadEnd::EndOfFile:
             transaction.Commit();
             outcome.result = KeywordImportResult::Imported;
+            record.Done(outcome.rowsAdded);
             break;
         case ReadEnd::BadFormat: transaction.Rollback(); nothingAdded(kImportBadFormat); break;
         case ReadEnd::UnexpectedEnd: transaction.Rollback(); nothingAdded(kImportUnexpectedEnd); break;

@@ -1,5 +1,6 @@
 #include "core/repository/SchemaDdl.h"
 
+#include "core/repository/History.h"
 #include "core/repository/Schema.h"
 #include "core/repository/Transaction.h"
 
@@ -111,7 +112,41 @@ QStringList SchemaStatements(BackendKind backend, SchemaVariant variant)
 
     for (const RepositoryIndex& index : RepositoryIndexes())
         statements << CreateIndexSql(index);
+    if (variant == SchemaVariant::Repository)
+        statements << HistoryTableStatements(backend);
     return statements;
+}
+
+QStringList HistoryTableStatements(BackendKind backend)
+{
+    // The columns' types follow their prefixes, as the suite's do; the
+    // rows and the duration stay Null where nobody counted them.
+    static const char* const columns[] = {
+        "dHistoryWhen",      "sHistoryUser",    "sHistoryHost",    "sHistoryProgram",
+        "sHistoryOperation", "sHistoryEnvironment", "sHistorySubject", "sHistoryOutcome",
+        "mHistoryMessage",   "iHistoryRows",    "iHistoryDurationMs",
+    };
+    const DdlDialect& dialect = DialectFor(backend);
+    QStringList definitions{QStringLiteral("iHistoryKey ") + dialect.key};
+    for (const char* column : columns)
+        definitions << QLatin1String(column) + u' ' + ColumnDdl(dialect, QLatin1String(column));
+    return {QStringLiteral("CREATE TABLE %1 (%2)").arg(kHistoryTable, definitions.join(QStringLiteral(", "))),
+            QStringLiteral("CREATE INDEX ix_%1_when ON %1 (dHistoryWhen)").arg(kHistoryTable)};
+}
+
+bool HistoryTableExists(Connection& connection)
+{
+    const QString sql = connection.backend() == BackendKind::Sqlite
+                            ? QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND lower(name) = ?")
+                            : QStringLiteral("SELECT tablename FROM pg_tables WHERE schemaname = current_schema() "
+                                             "AND tablename = ?");
+    QSqlQuery query(connection.database());
+    query.setForwardOnly(true);
+    query.prepare(sql);
+    query.addBindValue(kHistoryTable.toLower());
+    if (!query.exec())
+        throw DbError(ErrorDescription(query.lastError()));
+    return query.next();
 }
 
 const std::vector<RepositoryIndex>& RepositoryIndexes()
@@ -179,29 +214,37 @@ std::vector<RepositoryIndex> MissingIndexes(Connection& connection)
     return missing;
 }
 
-std::vector<RepositoryIndex> UpgradeRepository(Connection& connection)
+RepositoryUpgrade UpgradeRepository(Connection& connection)
 {
     Transaction transaction(connection);
-    std::vector<RepositoryIndex> added = MissingIndexes(connection);
-    for (const RepositoryIndex& index : added)
+    RepositoryUpgrade added{MissingIndexes(connection), !HistoryTableExists(connection)};
+    for (const RepositoryIndex& index : added.indexes)
         connection.Execute(CreateIndexSql(index));
+    if (added.historyTable) {
+        for (const QString& statement : HistoryTableStatements(connection.backend()))
+            connection.Execute(statement);
+    }
     transaction.Commit();
     return added;
 }
 
 QString UpgradeNote(Connection& connection)
 {
+    QStringList notes;
     try {
         const qsizetype missing = qsizetype(MissingIndexes(connection).size());
         if (missing > 0) {
-            return QStringLiteral("This repository lacks %1 of the indexes that make long operations fast; "
-                                  "\"dorvanectl upgrade-repository\" adds them.")
-                .arg(missing);
+            notes << QStringLiteral("This repository lacks %1 of the indexes that make long operations fast; "
+                                    "\"dorvanectl upgrade-repository\" adds them.")
+                         .arg(missing);
+        }
+        if (!HistoryTableExists(connection)) {
+            notes << kNoHistoryTable;
         }
     } catch (const DbError&) {
         // Only a hint: a catalogue that cannot be read says nothing.
     }
-    return QString();
+    return notes.join(u'\n');
 }
 
 QStringList ExistingRepositoryTables(Connection& connection)

@@ -16,8 +16,14 @@ enum class SchemaVariant { Repository, BackupTemplate };
 
 // The statements that create the schema on a backend, in the order they
 // must run: tables, then the indexes on the foreign keys the copy engine
-// selects by. Generated from the table list of Schema.h.
+// selects by. Generated from the table list of Schema.h. The repository
+// also gets Dorvane's history table; the backup template does not.
 QStringList SchemaStatements(BackendKind backend, SchemaVariant variant);
+
+// The history table (History.h) with its index on the time of entries.
+QStringList HistoryTableStatements(BackendKind backend);
+// Whether the connected repository has it. Throws DbError.
+bool HistoryTableExists(Connection& connection);
 
 // The type (with its default) of a repository column on a backend, as
 // the schema creates it; not the key's.
@@ -39,11 +45,18 @@ QString CreateIndexSql(const RepositoryIndex& index);
 // The indexes of RepositoryIndexes that the connected repository lacks (a
 // repository the suite made, or an earlier Dorvane). Throws DbError.
 std::vector<RepositoryIndex> MissingIndexes(Connection& connection);
-// Adds the missing indexes in one transaction and returns them; adds
-// nothing, and changes nothing else, when none is missing. Throws DbError.
-std::vector<RepositoryIndex> UpgradeRepository(Connection& connection);
-// What a program says once per run on a repository that lacks indexes;
-// empty when it lacks none (or its catalogue cannot be read).
+// What UpgradeRepository added.
+struct RepositoryUpgrade {
+    std::vector<RepositoryIndex> indexes;
+    bool historyTable = false;
+};
+// Adds the missing indexes and the history table where it is missing, in
+// one transaction, and says what it added; adds nothing, and changes
+// nothing else, when nothing is missing. Throws DbError.
+RepositoryUpgrade UpgradeRepository(Connection& connection);
+// What a program says once per run on a repository that lacks indexes or
+// the history table; empty when it lacks neither (or its catalogue cannot
+// be read).
 QString UpgradeNote(Connection& connection);
 
 // The repository tables that already exist in the connected database,

@@ -404,7 +404,7 @@ void ApplicationsPage::cmdAppDelete_Click()
         return;
     if (!DeleteApplication(
             session().repository, messages(), m_currentAppKey, txtAppName->text(),
-            [this](qint32 versionKey) { return deleteVersionContents(versionKey); },
+            [this](qint32 versionKey, MessageSink& shown) { return deleteVersionContents(versionKey, shown); },
             [this] { return PreviewApplicationDeletion(session().repository, m_currentAppKey).Text(); }))
         return;
     RefreshAppList();
@@ -562,18 +562,18 @@ void ApplicationsPage::showSavedVersion()
     m_editLoading = wasLoading;
 }
 
-bool ApplicationsPage::deleteVersionContents(qint32 versionKey)
+bool ApplicationsPage::deleteVersionContents(qint32 versionKey, MessageSink& shown)
 {
     QtBusyIndicator hourglass;
     const BusyScope busy(&hourglass);
-    return DeleteVersionContents(versionKey, session().repository, messages());
+    return DeleteVersionContents(versionKey, session().repository, shown);
 }
 
 void ApplicationsPage::cmdVersionDelete_Click()
 {
     if (!DeleteVersion(
             session().repository, messages(), m_currentVersionKey, txtVersionID->text(),
-            [this](qint32 versionKey) { return deleteVersionContents(versionKey); },
+            [this](qint32 versionKey, MessageSink& shown) { return deleteVersionContents(versionKey, shown); },
             [this] { return PreviewVersionDeletion(session().repository, m_currentVersionKey).Text(); }))
         return;
     ClearVersionFields();

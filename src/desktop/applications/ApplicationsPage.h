@@ -74,7 +74,7 @@ private:
     // selected.
     void showSavedVersion();
     // Removes a version's contents and row under the hourglass.
-    bool deleteVersionContents(qint32 versionKey);
+    bool deleteVersionContents(qint32 versionKey, MessageSink& shown);
 
     std::unique_ptr<NameDescGrid> m_keywords;
 

@@ -17,6 +17,9 @@
 #include "desktop/mainwindow/ListControls.h"
 #include "desktop/mainwindow/QtInteraction.h"
 #include "core/repository/FilePaths.h"
+#include "core/repository/History.h"
+#include "core/repository/SchemaDdl.h"
+#include "desktop/environments/frmHistory.h"
 #include "core/startup/Startup.h"
 
 
@@ -107,6 +110,7 @@ EnvironmentsPage::EnvironmentsPage(PageContext& context, QWidget* parent)
     connect(cmdEnvironDelete, &QPushButton::clicked, this, &EnvironmentsPage::cmdEnvironDelete_Click);
     connect(cmdEnvironBackup, &QPushButton::clicked, this, &EnvironmentsPage::cmdEnvironBackup_Click);
     connect(cmdEnvironRestore, &QPushButton::clicked, this, &EnvironmentsPage::cmdEnvironRestore_Click);
+    connect(cmdEnvironHistory, &QPushButton::clicked, this, &EnvironmentsPage::cmdEnvironHistory_Click);
     connect(lbEnvironList, &QListWidget::currentRowChanged, this, [this](int row) {
         if (row >= 0)
             lbEnvironList_Click();
@@ -433,6 +437,26 @@ void EnvironmentsPage::cmdEnvironRestore_Click()
     RefreshEnvironList();
     RefreshEnvironAppVerList();
     cmdEnvironNew_Click();
+}
+
+// The history of every environment's operations, in a window of its own
+// that stays open beside the page.
+void EnvironmentsPage::cmdEnvironHistory_Click()
+{
+    std::vector<HistoryEntry> entries;
+    try {
+        if (!HistoryTableExists(session().repository)) {
+            messages().Inform(kNoHistoryTable);
+            return;
+        }
+        entries = ReadHistory(session().repository, {});
+    } catch (const DbError& e) {
+        messages().Inform(QStringLiteral("Error while reading the history: ") + e.description());
+        return;
+    }
+    auto* dialog = new frmHistory(entries, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show();
 }
 
 // ---------------------------------------------------------------- configuration

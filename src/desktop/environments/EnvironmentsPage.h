@@ -61,6 +61,7 @@ private:
     void cmdEnvironDelete_Click();
     void cmdEnvironBackup_Click();
     void cmdEnvironRestore_Click();
+    void cmdEnvironHistory_Click();
     void lbEnvironList_Click();
     void cbEnvironApp_Click();
     void cbEnvironTestTool_Click();

@@ -3,6 +3,7 @@
 #include "desktop/mainwindow/QtInteraction.h"
 #include "desktop/mainwindow/frmMainForm.h"
 #include "core/repository/DbError.h"
+#include "core/repository/History.h"
 #include "desktop/startup/SingleInstance.h"
 #include "core/startup/Startup.h"
 #include "Version.h"
@@ -83,6 +84,7 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("Dorvane"));
     QApplication::setApplicationVersion(QString::fromLatin1(dorvane::kVersion));
     QApplication::setApplicationDisplayName(dorvane::kProgramTitle);
+    dorvane::SetHistoryProgram(QStringLiteral("dorvane"));
     QGuiApplication::setDesktopFileName(kDesktopId);
     QApplication::setWindowIcon(QIcon::fromTheme(kDesktopId, QIcon(QStringLiteral(":/icons/") + kDesktopId + QStringLiteral(".svg"))));
 

@@ -14,8 +14,8 @@ protected:
 
     qint32 appKey(const QString& name) { return Rows(conn, u"SELECT iAppKey FROM tApp WHERE sAppName='%1'"_s.arg(name)).value(0).toInt(); }
     // The version contents deletion, every call recorded; one that must not be reached.
-    DeleteContents recording() { return [this](qint32 v) { calls.push_back(v); return DeleteVersionContents(v, conn, messages); }; }
-    static bool unreachable(qint32 v) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
+    DeleteContents recording() { return [this](qint32 v, MessageSink& shown) { calls.push_back(v); return DeleteVersionContents(v, conn, shown); }; }
+    static bool unreachable(qint32 v, MessageSink&) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
     // Makes every DELETE on a table fail.
     void abortDeletes(const QString& table)
     {
