@@ -25,6 +25,9 @@ struct BackupFileEntry {
 // regard to case, newest first: by the date the name gives, then by the
 // time the file was written. Empty when the folder is missing or empty.
 std::vector<BackupFileEntry> ListBackupFiles(const QString& folder);
+// The day a backup file's name gives ("MM-DD-YYYY.MDB", any case), or
+// nothing for a name of another form.
+std::optional<QDate> BackupFileDay(const QString& fileName);
 
 // What a backup file holds: its versions (rows of tVersion) and its rows
 // over all repository tables. Throws DbError when it cannot be read.
