@@ -14,6 +14,7 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
 
 namespace dorvane::cli {
 
@@ -109,10 +110,11 @@ public:
         }
         return Answer::Cancel;
     }
-    // The last message on one line, for a line of output.
-    QString Last() const
+    // The last message on one line, for a line of output; the next run
+    // starts without it.
+    QString TakeLast()
     {
-        const QString text = m_last.simplified();
+        const QString text = std::exchange(m_last, QString()).simplified();
         return text.isEmpty() ? QStringLiteral("the backup failed") : text;
     }
 
@@ -163,8 +165,9 @@ int BackUpAll(const CommandContext& context, const RetentionPolicy& policy)
     for (const FoundEnvironment& environment : environments) {
         if (InterruptingSignal() != 0)
             return kExitFailure;
+        messages.TakeLast();
         if (!backup.BackupEnvironment(environment.key)) {
-            PrintLine(environment.name + QStringLiteral("\tfailed: ") + messages.Last());
+            PrintLine(environment.name + QStringLiteral("\tfailed: ") + messages.TakeLast());
             status = kExitFailure;
             continue;
         }

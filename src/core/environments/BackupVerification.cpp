@@ -176,6 +176,8 @@ BackupFileCheck VerifyBackupFile(const QString& path, std::optional<qint32> envi
     } catch (const DbError& e) {
         return failed(e.description());
     }
+    // Every page is read once: a large cache would only hold memory.
+    file.UseSmallPageCache();
     return VerifyOpenBackupFile(file, environmentKey);
 }
 
