@@ -1,4 +1,4 @@
-// dorvane-bench [--rows N] [--versions N] [--dsn NAME]
+// dorvane-bench [--rows N] [--versions N] [--dsn NAME] [--backup-only]
 //
 // Generates an environment of about N rows (100,000 by default) shaped like
 // a real repository (BenchContent.h): N versions (4 by default) of two
@@ -18,7 +18,8 @@
 //     into an empty version of its application, the environment copy
 //     (its new IDs asked before the transaction), the backup, the restore
 //     of that backup and the deletion of the contents of the copy's first
-//     version;
+//     version; with --backup-only, the backup and the restore alone;
+//   - the verification of the backup file (a part of the backup's time);
 //   - the previews of a restore, an environment copy and a version
 //     deletion, which count the rows those would write or delete.
 // Each line gives the rows the operation copied (or deleted), counted in
@@ -35,6 +36,7 @@
 #include "core/copyengine/EnvironmentCopy.h"
 #include "core/copyengine/OperationPreview.h"
 #include "core/copyengine/VersionBackup.h"
+#include "core/environments/BackupVerification.h"
 #include "core/environments/EnvironmentBackup.h"
 #include "core/environments/RestorePreview.h"
 #include "core/repository/Connection.h"
@@ -281,6 +283,7 @@ int main(int argc, char* argv[])
     QCoreApplication app(argc, argv);
     bench::ContentShape shape;
     QString dsn;
+    bool backupOnly = false;
     const QStringList arguments = QCoreApplication::arguments();
     for (int i = 1; i < arguments.size(); ++i) {
         if (arguments[i] == QLatin1String("--rows") && i + 1 < arguments.size()) {
@@ -289,8 +292,10 @@ int main(int argc, char* argv[])
             shape.versions = arguments[++i].toInt();
         } else if (arguments[i] == QLatin1String("--dsn") && i + 1 < arguments.size()) {
             dsn = arguments[++i];
+        } else if (arguments[i] == QLatin1String("--backup-only")) {
+            backupOnly = true;
         } else {
-            std::fprintf(stderr, "usage: dorvane-bench [--rows N] [--versions N] [--dsn NAME]\n");
+            std::fprintf(stderr, "usage: dorvane-bench [--rows N] [--versions N] [--dsn NAME] [--backup-only]\n");
             return 1;
         }
     }
@@ -415,35 +420,39 @@ int main(int argc, char* argv[])
         VersionBackup engine(messages, progress, connectionString);
         const qint32 environment = g.environment;
 
-        Timed update = timed("version update", [&] { return engine.UpdateVersion(g.updateSource, g.updateTarget, environment); });
-        update.rows = bench::CountRows(main, bench::VersionContent(g.updateTarget));
-        report(update, true);
-
+        // --backup-only: the backup, its verification and the restore.
         qint32 copyEnvironment = 0;
-        Timed copy = timed("environment copy", [&] {
-            Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
-            row.AddNew();
-            row.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
-            row.Update();
-            qint32 source = environment;
-            copyEnvironment = row.Int(QStringLiteral("iEnvironmentKey"));
-            row.Close();
-            NumberedIds prompt;
-            // The IDs are asked before the transaction, as Save As does.
-            EnvironmentCopy environmentCopy(engine, main, prompt);
-            if (!environmentCopy.PlanCopy(source))
-                return false;
-            main.BeginTrans();
-            if (!environmentCopy.CopyEnvironment(source, copyEnvironment)) {
-                main.RollbackTrans();
-                return false;
-            }
-            main.CommitTrans();
-            return true;
-        });
-        const std::vector<qint32> copiedVersions = bench::ListedVersions(main, copyEnvironment);
-        copy.rows = bench::CountRows(main, bench::EnvironmentContent(copyEnvironment, copiedVersions));
-        report(copy, true);
+        std::vector<qint32> copiedVersions;
+        if (!backupOnly) {
+            Timed update = timed("version update", [&] { return engine.UpdateVersion(g.updateSource, g.updateTarget, environment); });
+            update.rows = bench::CountRows(main, bench::VersionContent(g.updateTarget));
+            report(update, true);
+
+            Timed copy = timed("environment copy", [&] {
+                Recordset row(QStringLiteral("SELECT * FROM tEnvironment WHERE iEnvironmentKey=0"), main);
+                row.AddNew();
+                row.SetValue(QStringLiteral("sEnvironmentName"), QStringLiteral("Bench copy"));
+                row.Update();
+                qint32 source = environment;
+                copyEnvironment = row.Int(QStringLiteral("iEnvironmentKey"));
+                row.Close();
+                NumberedIds prompt;
+                // The IDs are asked before the transaction, as Save As does.
+                EnvironmentCopy environmentCopy(engine, main, prompt);
+                if (!environmentCopy.PlanCopy(source))
+                    return false;
+                main.BeginTrans();
+                if (!environmentCopy.CopyEnvironment(source, copyEnvironment)) {
+                    main.RollbackTrans();
+                    return false;
+                }
+                main.CommitTrans();
+                return true;
+            });
+            copiedVersions = bench::ListedVersions(main, copyEnvironment);
+            copy.rows = bench::CountRows(main, bench::EnvironmentContent(copyEnvironment, copiedVersions));
+            report(copy, true);
+        }
 
         EnvironmentBackup backups(engine, folder + QStringLiteral("\\shared"), folder + QStringLiteral("\\exe"));
         Timed backup = timed("backup", [&] { return backups.BackupEnvironment(environment); });
@@ -458,53 +467,61 @@ int main(int argc, char* argv[])
             backup.rows = bench::CountRows(saved, bench::EnvironmentContent(savedEnvironment, bench::ListedVersions(saved, savedEnvironment)));
         }
         report(backup, true);
+        // The part of the backup that reads its file back (it is in the
+        // backup's time too).
+        Timed verification = timed("backup file verification", [&] {
+            return VerifyBackupFile(backups.LastBackupFile(), environment).verified();
+        });
+        verification.rows = backup.rows;
+        report(verification, false);
 
         Timed restore = timed("restore", [&] { return backups.RestoreEnvironment(environment, backups.LastBackupFile()); });
         restore.rows = bench::CountRows(main, bench::EnvironmentContent(environment, bench::ListedVersions(main, environment)));
         report(restore, true);
 
-        // The previews before destroying read only: each line gives the
-        // rows it counted (a restore's: now and from the file).
-        {
-            Connection saved;
-            saved.Open(FileConnectionString(backups.LastBackupFile()));
-            RestorePreview restorePreview;
-            Timed previewed = timed("restore preview", [&] {
-                restorePreview = PreviewRestore(main, environment, saved);
+        if (!backupOnly) {
+            // The previews before destroying read only: each line gives the
+            // rows it counted (a restore's: now and from the file).
+            {
+                Connection saved;
+                saved.Open(FileConnectionString(backups.LastBackupFile()));
+                RestorePreview restorePreview;
+                Timed previewed = timed("restore preview", [&] {
+                    restorePreview = PreviewRestore(main, environment, saved);
+                    return true;
+                });
+                for (const RestorePreview::Version& v : restorePreview.versions)
+                    previewed.rows += v.rowsNow + v.rowsFromFile;
+                report(previewed, false);
+            }
+            OperationPreview operationPreview;
+            Timed copyPreview = timed("environment copy preview", [&] {
+                operationPreview = PreviewEnvironmentCopy(main, environment);
                 return true;
             });
-            for (const RestorePreview::Version& v : restorePreview.versions)
-                previewed.rows += v.rowsNow + v.rowsFromFile;
-            report(previewed, false);
-        }
-        OperationPreview operationPreview;
-        Timed copyPreview = timed("environment copy preview", [&] {
-            operationPreview = PreviewEnvironmentCopy(main, environment);
-            return true;
-        });
-        copyPreview.rows = TotalRows(operationPreview.rows);
-        report(copyPreview, false);
-        Timed deletionPreview = timed("version deletion preview", [&] {
-            operationPreview = PreviewVersionDeletion(main, copiedVersions.front());
-            return true;
-        });
-        deletionPreview.rows = TotalRows(operationPreview.rows);
-        report(deletionPreview, false);
+            copyPreview.rows = TotalRows(operationPreview.rows);
+            report(copyPreview, false);
+            Timed deletionPreview = timed("version deletion preview", [&] {
+                operationPreview = PreviewVersionDeletion(main, copiedVersions.front());
+                return true;
+            });
+            deletionPreview.rows = TotalRows(operationPreview.rows);
+            report(deletionPreview, false);
 
-        // The first version of the environment's copy: a whole version, its
-        // steps included (a restore has removed the updated version's step
-        // windows with the environment's). Its requirements stay.
-        std::vector<bench::ContentRows> deleted;
-        for (const bench::ContentRows& rows : bench::VersionContent(copiedVersions.front())) {
-            if (rows.table != QLatin1String("tRequirement"))
-                deleted.push_back(rows);
+            // The first version of the environment's copy: a whole version, its
+            // steps included (a restore has removed the updated version's step
+            // windows with the environment's). Its requirements stay.
+            std::vector<bench::ContentRows> deleted;
+            for (const bench::ContentRows& rows : bench::VersionContent(copiedVersions.front())) {
+                if (rows.table != QLatin1String("tRequirement"))
+                    deleted.push_back(rows);
+            }
+            const long long deletedRows = bench::CountRows(main, deleted);
+            Timed deletion = timed("version contents deletion",
+                                   [&] { return DeleteVersionContents(copiedVersions.front(), main, messages); });
+            deletion.rows = deletedRows;
+            report(deletion, true);
         }
-        const long long deletedRows = bench::CountRows(main, deleted);
-        Timed deletion = timed("version contents deletion",
-                               [&] { return DeleteVersionContents(copiedVersions.front(), main, messages); });
-        deletion.rows = deletedRows;
-        report(deletion, true);
-
         if (messages.failed)
             throw std::runtime_error("an operation reported a failure");
         std::printf("load: %s\n", loadAverages().c_str());

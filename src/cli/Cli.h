@@ -91,6 +91,7 @@ int RunBackup(const CommandContext& context);
 int RunRestore(const CommandContext& context);
 int RunBackups(const CommandContext& context);
 int RunHistory(const CommandContext& context);
+int RunVerify(const CommandContext& context);
 
 // From here on SIGINT and SIGTERM interrupt the running operation instead
 // of ending the process: its transactions roll back and its work files go,

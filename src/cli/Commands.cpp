@@ -158,9 +158,12 @@ const std::vector<Command>& Commands()
          QStringLiteral("Delete an environment that no step refers to, with its version list and users (--dry-run "
                         "prints its versions and the rows that would go and deletes nothing)"),
          RunDeleteEnvironment},
-        {QStringLiteral("backup"), QStringLiteral("ENVIRONMENT [--yes]"),
-         QStringLiteral("Back the environment up into today's file in its backup folder and print the file's name "
-                        "(--yes answers the confirmation)"),
+        {QStringLiteral("backup"), QStringLiteral("(ENVIRONMENT | --all) [--keep-days N] [--keep-last N] [--yes]"),
+         QStringLiteral("Back the environment up into today's file in its backup folder, verify it and print the "
+                        "file's name (--yes answers the confirmation); --all backs up every environment without a "
+                        "question, printing NAME<TAB>PATH or NAME<TAB>failed: MESSAGE for each; --keep-days N and "
+                        "--keep-last N then remove the environment's other backups older than N days and beyond the N "
+                        "newest (a file either keeps stays), printing NAME<TAB>removed PATH"),
          RunBackup},
         {QStringLiteral("restore"), QStringLiteral("ENVIRONMENT FILE [--yes] [--dry-run]"),
          QStringLiteral("Restore the environment from FILE, a name that 'backups' lists or a path; a file of another "
@@ -170,6 +173,11 @@ const std::vector<Command>& Commands()
         {QStringLiteral("backups"), QStringLiteral("ENVIRONMENT"),
          QStringLiteral("List the environment's backup files, newest first, with the versions and rows each holds"),
          RunBackups},
+        {QStringLiteral("verify"), QStringLiteral("ENVIRONMENT [FILE]"),
+         QStringLiteral("Check each backup of the environment, or FILE, and print FILE<TAB>ok or FILE<TAB>why not: "
+                        "the database's integrity check, a schema this version restores, the one environment it "
+                        "holds, and its manifest"),
+         RunVerify},
         {QStringLiteral("export-keywords"), QStringLiteral("APPLICATION FILE"),
          QStringLiteral("Write the application's keywords to FILE as tab-delimited text (name, tab, description, CR LF)"),
          RunExportKeywords},

@@ -5,6 +5,7 @@
 #include "core/copyengine/FileStaging.h"
 #include "core/copyengine/VersionBackup.h"
 #include "core/copyengine/VersionContent.h"
+#include "core/environments/BackupVerification.h"
 #include "core/environments/EnvironmentRecords.h"
 #include "core/environments/EnvironmentUsers.h"
 #include "core/repository/Connection.h"
@@ -59,6 +60,7 @@ const QString kBackupFailed = QStringLiteral("Error while backing up environment
 const QString kNoBackups = QStringLiteral("This Environment has no backups to restore.");
 const QString kPreparingFailed = QStringLiteral("Error while preparing for version restore: ");
 const QString kRestoreFailed = QStringLiteral("Error while restoring environment: ");
+const QString kNothingChanged = QStringLiteral("Nothing was changed.");
 const QString kDeleteFailed = QStringLiteral("Error while deleting environment components for restore: ");
 
 // tApp without its key (iOriginalAppKey is the backup file's own).
@@ -409,10 +411,8 @@ std::vector<BackupFileEntry> ListBackupFiles(const QString& folder)
         BackupFileEntry entry;
         entry.name = file.fileName();
         entry.path = folder + QLatin1Char('\\') + entry.name;
-        entry.date = QDate::fromString(entry.name.left(entry.name.size() - 4), QStringLiteral("MM-dd-yyyy"));
         const QDateTime written = file.lastModified();
-        if (!entry.date.isValid())
-            entry.date = written.date();
+        entry.date = BackupFileDay(entry.name).value_or(written.date());
         found.push_back({entry, written});
     }
     std::sort(found.begin(), found.end(), [](const Sorted& a, const Sorted& b) {
@@ -427,6 +427,14 @@ std::vector<BackupFileEntry> ListBackupFiles(const QString& folder)
     for (Sorted& s : found)
         result.push_back(std::move(s.entry));
     return result;
+}
+
+std::optional<QDate> BackupFileDay(const QString& fileName)
+{
+    if (!fileName.endsWith(QLatin1String(".mdb"), Qt::CaseInsensitive))
+        return std::nullopt;
+    const QDate day = QDate::fromString(fileName.left(fileName.size() - 4), QStringLiteral("MM-dd-yyyy"));
+    return day.isValid() ? std::optional<QDate>(day) : std::nullopt;
 }
 
 int RemoveAbandonedBackupFiles(const QString& folder)
@@ -642,6 +650,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
         if (!backupContent(environmentKey, reading, versionColumns))
             return false;
         if (run.attachedTo) {
+            WriteManifest(reading, QStringLiteral("dv_file"));
             snapshot.Commit();
             detachFile(reading);
             run.attachedTo = nullptr;
@@ -658,6 +667,7 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
                 m_engine.Messages().Show(*prefix + e.description(), Buttons::Ok);
                 return false;
             }
+            WriteManifest(*run.file, QStringLiteral("main"));
             run.writing->Commit();
             // One self-contained file, without a write-ahead journal beside
             // it, before it takes the day's name.
@@ -665,6 +675,12 @@ bool EnvironmentBackup::BackupEnvironment(qint32 environmentKey)
             run.file->Close();
             snapshot.Commit();
         }
+        // What was written is read back before it takes the day's name: a
+        // file that does not verify never replaces a good one.
+        m_engine.Progress().SetAction(QStringLiteral("Verifying the backup file..."));
+        m_engine.Progress().Refresh();
+        if (const BackupFileCheck check = VerifyBackupFile(run.workName, environmentKey); !check.verified())
+            throw DbError(QStringLiteral("The file written does not verify, so it was not kept: ") + check.message);
         checkDayFileIsOwn(run.fileName, environmentKey);
         replaceFile(run.workName, run.fileName);
         run.inPlace = true;
@@ -810,9 +826,25 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
     // fail with "Path/File access error" to be passed over.
     Connection backup;
     try {
-        backup.Open(FileConnectionString(backupFilePath));
+        // Opened for reading only: nothing of a restore writes to its file.
+        backup.OpenFileReadOnly(backupFilePath);
         backup.UseSmallPageCache();
-        CheckBackupFile(backup);
+        // Which environment it belongs to is asked below, where a file of
+        // one deleted since may be restored all the same.
+        const BackupFileCheck check = VerifyOpenBackupFile(backup, std::nullopt);
+        if (check.state == BackupFileCheck::State::Failed) {
+            m_engine.Messages().Inform(kRestoreFailed + check.message +
+                                       (check.message.endsWith(kNothingChanged) ? QString() : u' ' + kNothingChanged));
+            record.Refused();
+            return false;
+        }
+        if (check.state == BackupFileCheck::State::NoManifest &&
+            m_engine.Messages().Show(QStringLiteral("The backup %1 has no manifest: it was written before Dorvane "
+                                                    "verified its backups, so whether its content is intact cannot "
+                                                    "be told. Restore it all the same?")
+                                         .arg(backupFilePath.section(QLatin1Char('\\'), -1).section(QLatin1Char('/'), -1)),
+                                     Buttons::YesNo) != Answer::Yes)
+            return false;
         if (!BackupBelongsHere(environmentKey, backupFilePath, backup, repository)) {
             record.Refused();
             return false;

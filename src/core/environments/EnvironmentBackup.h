@@ -25,6 +25,9 @@ struct BackupFileEntry {
 // regard to case, newest first: by the date the name gives, then by the
 // time the file was written. Empty when the folder is missing or empty.
 std::vector<BackupFileEntry> ListBackupFiles(const QString& folder);
+// The day a backup file's name gives ("MM-DD-YYYY.MDB", any case), or
+// nothing for a name of another form.
+std::optional<QDate> BackupFileDay(const QString& fileName);
 
 // What a backup file holds: its versions (rows of tVersion) and its rows
 // over all repository tables. Throws DbError when it cannot be read.
@@ -140,7 +143,10 @@ public:
     // the backup folder, everything is written there in one transaction,
     // and only a committed backup is renamed onto the day's file name. So
     // an administrator never finds a half-written or empty file dated today
-    // in place of the good backup taken earlier that day.
+    // in place of the good backup taken earlier that day. The transaction
+    // writes the file's manifest too, and the file is verified
+    // (VerifyBackupFile) before it takes the day's name: one that does not
+    // verify is a failed backup.
     bool BackupEnvironment(qint32 environmentKey);
     // The file the last successful backup wrote (a Windows text).
     const QString& LastBackupFile() const { return m_lastBackupFile; }
@@ -153,6 +159,9 @@ public:
     // was. Failures show "Error while restoring environment: " and the
     // description (or the failing step's own message).
     //
+    // A file that fails verification (VerifyOpenBackupFile) is refused,
+    // saying why; one without a manifest is restored only after a Yes to a
+    // question that says so.
     // A file of another environment that still exists is refused, naming
     // both, before anything is written; one whose environment no longer
     // exists is restored only after a Yes to a question that says so.

@@ -224,7 +224,7 @@ struct Connection::Private {
             throw DbError(NamingReadonlyFile(sqlite::Handle(db), ErrorDescription(q.lastError())));
     }
 
-    void openSqlite(const QString& givenPath)
+    void openSqlite(const QString& givenPath, bool readOnly = false)
     {
         const QString path = NativePath(givenPath);
         requireFile(givenPath, path);
@@ -238,7 +238,7 @@ struct Connection::Private {
         // mode=rw: SQLite itself never creates the file, even if it vanished
         // since it was checked.
         QUrl uri = QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
-        uri.setQuery(QStringLiteral("mode=rw"));
+        uri.setQuery(readOnly ? QStringLiteral("mode=ro") : QStringLiteral("mode=rw"));
         db.setDatabaseName(uri.toString(QUrl::FullyEncoded));
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI"));
         if (!db.open()) {
@@ -330,6 +330,16 @@ void Connection::OpenFile(const QString& path)
         throw DbError(QString::fromLatin1(kOpenText));
     d->release();
     d->openSqlite(path);
+    m_connectionString = path;
+    m_inTransaction = false;
+}
+
+void Connection::OpenFileReadOnly(const QString& path)
+{
+    if (IsOpen())
+        throw DbError(QString::fromLatin1(kOpenText));
+    d->release();
+    d->openSqlite(path, true);
     m_connectionString = path;
     m_inTransaction = false;
 }

@@ -69,6 +69,9 @@ public:
     void Open(const QString& connectionString);
     // The side databases are opened by path, as the suite's own tools do.
     void OpenFile(const QString& path);
+    // An SQLite file opened for reading only: nothing written through the
+    // connection can reach it (a backup file being checked).
+    void OpenFileReadOnly(const QString& path);
     void Close();
     bool IsOpen() const;
 

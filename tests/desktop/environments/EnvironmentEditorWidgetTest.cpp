@@ -261,6 +261,29 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
     EXPECT_EQ(environmentRows(), before);
 
+    // A file changed since its backup is refused, saying why; one without a
+    // manifest is restored only after a Yes.
+    const QString own = sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file;
+    const struct { const char* change; bool asks; QString shown; } spoiled[] = {
+        {"UPDATE tWindow SET sWindowLogicalName = COALESCE(sWindowLogicalName, '') || 'x' WHERE iWindowKey IN (SELECT MIN(iWindowKey) FROM tWindow)", false,
+         u"Error while restoring environment: The content of the table tWindow does not match its manifest. Nothing was changed."_s},
+        {"DROP TABLE tDorvaneManifest", true, u"The backup %1 has no manifest: it was written before Dorvane verified its "
+                                                    u"backups, so whether its content is intact cannot be told. Restore it all the same?"_s.arg(file)},
+    };
+    for (const auto& [change, asks, text] : spoiled) {
+        {
+            Connection spoil;
+            DB_ASSERT(spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
+        }
+        messages.shown.clear();
+        if (asks)
+            messages.Queue(Answer::No);
+        dialogs.restoreAnswers = {backups + u"TUTORIAL\\"_s + file};
+        environments().cmdEnvironRestore->click();
+        EXPECT_EQ(messages.shown, QStringList{text});
+        EXPECT_EQ(environmentRows(), before);
+    }
+
     // A rename takes the environment's backups along.
     messages.shown.clear();
     environments().txtEnvironName->setText(u"Renamed"_s);
