@@ -232,7 +232,10 @@ int RunRestore(const CommandContext& context)
 {
     QStringList arguments = context.arguments;
     const bool dryRun = DryRun::Take(arguments);
-    AssumeYes messages(context.messages, AssumeYes::Take(arguments));
+    // A dry run asks nothing: it changes nothing whatever the answer (the
+    // question about a file without a manifest is shown, answered yes).
+    const bool yes = AssumeYes::Take(arguments);
+    AssumeYes messages(context.messages, yes || dryRun);
     if (arguments.size() != 2)
         return WrongArguments(context);
     // A dry run goes as far as the restore's checks of the file and prints

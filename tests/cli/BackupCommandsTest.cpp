@@ -177,6 +177,7 @@ TEST_P(Backups, VerifyAndTheRestoreRefuseWhatDoesNotMatch)
         {u"restore|TUTORIAL|"_s + altered, 1, refused + mismatch.arg(u"tStep"_s) + u" Nothing was changed.\n"_s},
         {u"restore|TUTORIAL|"_s + dayFile(3), 1, refused + mismatch.arg(u"tVersion"_s) + u" Nothing was changed.\n"_s},
         {u"restore|TUTORIAL|"_s + older, 1, question + u"[y/n] n\n"_s},
+        {u"restore|TUTORIAL|"_s + older + u"|--dry-run"_s, 0, question + u"yes\n"_s, u"environment\tTUTORIAL\tTUTORIAL\n…"_s},
         {u"restore|TUTORIAL|"_s + dayFile(4) + u"|--yes"_s, 0, question + u"yes\n"_s},
     });
     EXPECT_EQ(rows(description), saved);
