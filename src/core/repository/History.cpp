@@ -239,19 +239,24 @@ std::vector<HistoryEntry> ReadHistory(Connection& connection, const HistoryFilte
     return entries;
 }
 
+QStringList HistoryFields(const HistoryEntry& entry, const QString& when, int secondsDecimals)
+{
+    return {when,
+            entry.user,
+            entry.host,
+            entry.program,
+            entry.operation,
+            entry.environment,
+            entry.subject,
+            entry.outcome,
+            entry.message,
+            entry.rows ? QString::number(*entry.rows) : QString(),
+            QString::number(double(entry.durationMs) / 1000.0, 'f', secondsDecimals)};
+}
+
 QString HistoryLine(const HistoryEntry& entry)
 {
-    QStringList fields{entry.when.toString(Qt::ISODate),
-                       entry.user,
-                       entry.host,
-                       entry.program,
-                       entry.operation,
-                       entry.environment,
-                       entry.subject,
-                       entry.outcome,
-                       entry.message,
-                       entry.rows ? QString::number(*entry.rows) : QString(),
-                       QString::number(double(entry.durationMs) / 1000.0, 'f', 3)};
+    QStringList fields = HistoryFields(entry, entry.when.toString(Qt::ISODate), 3);
     for (QString& field : fields)
         field.replace(u'\t', u' ').replace(u'\r', u' ').replace(u'\n', u' ');
     return fields.join(u'\t');

@@ -71,6 +71,10 @@ struct HistoryFilter {
 };
 std::vector<HistoryEntry> ReadHistory(Connection& connection, const HistoryFilter& filter);
 
+// The fields of an entry in their order, the time as `when` gives it and
+// the seconds with `secondsDecimals` decimals.
+QStringList HistoryFields(const HistoryEntry& entry, const QString& when, int secondsDecimals);
+
 // One entry on one line, its fields separated by TABs: when, user, host,
 // program, operation, environment, subject, outcome, message, rows,
 // seconds. Tabs and line breaks inside a field become blanks.

@@ -12,17 +12,8 @@ frmHistory::frmHistory(const std::vector<HistoryEntry>& entries, QWidget* parent
     int row = 0;
     for (const HistoryEntry& entry : entries) {
         // The time as this machine shows it; the entry keeps UTC.
-        const QStringList fields{entry.when.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
-                                 entry.user,
-                                 entry.host,
-                                 entry.program,
-                                 entry.operation,
-                                 entry.environment,
-                                 entry.subject,
-                                 entry.outcome,
-                                 entry.message,
-                                 entry.rows ? QString::number(*entry.rows) : QString(),
-                                 QString::number(double(entry.durationMs) / 1000.0, 'f', 1)};
+        const QStringList fields =
+            HistoryFields(entry, entry.when.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), 1);
         for (int column = 0; column < int(fields.size()); ++column) {
             auto* item = new QTableWidgetItem(fields.at(column));
             item->setFlags(Qt::ItemIsSelectable | Qt::ItemIsEnabled);
