@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/repository/History.h"
 #include "core/repository/Interaction.h"
 
 #include <QStringList>
@@ -47,8 +48,16 @@ public:
         return buttons == Buttons::Ok ? m_messages.Show(text, buttons) : Answer::No;
     }
 
-    // Takes "--dry-run" out of a command's arguments; true when it was there.
-    static bool Take(QStringList& arguments) { return arguments.removeAll(QStringLiteral("--dry-run")) > 0; }
+    // Takes "--dry-run" out of a command's arguments; true when it was
+    // there. A dry run does nothing, so it leaves no entry in the history,
+    // not even of a refusal.
+    static bool Take(QStringList& arguments)
+    {
+        const bool dryRun = arguments.removeAll(QStringLiteral("--dry-run")) > 0;
+        if (dryRun)
+            SetHistoryRecording(false);
+        return dryRun;
+    }
 
 private:
     MessageSink& m_messages;

@@ -35,8 +35,8 @@ QStringList Entries(const CtlResult& run, bool withRows = false)
 }
 
 // Done, refused, failed and interrupted each leave one entry, newest
-// first, with who did it, where and with what; a question answered No
-// leaves none. The rows are what the operation wrote.
+// first, with who did it, where and with what; a question answered No,
+// or a dry run, leaves none. The rows are what the operation wrote.
 TEST_P(HistoryCommandsTest, EachOutcomeLeavesOneEntryAndTheFiltersChooseThem)
 {
     const QString keywords = m_dir.filePath(u"k.txt"_s), bad = m_dir.filePath(u"bad.txt"_s);
@@ -53,6 +53,7 @@ TEST_P(HistoryCommandsTest, EachOutcomeLeavesOneEntryAndTheFiltersChooseThem)
     expectRuns({
         {u"delete-version|Order Entry|1.1|--yes"_s, 1, u"…"_s},
         {u"delete-application|Web Store"_s, 1, u"…"_s},  // answered No: no entry
+        {u"delete-version|Order Entry|1.1|--dry-run"_s, 1, u"…"_s},  // a dry run's refusal: no entry
         {u"import-keywords|Web Store|"_s + bad, 1, u"…"_s},
         {u"import-keywords|Web Store|"_s + keywords, 0, QString(), u"…"_s},
         {u"copy-environment|TUTORIAL|Z|--version-id|Order Entry - 1.1=5.0|--version-id|Customer Inquiry - R5=R9"_s, 0, u"…"_s, u"…"_s},

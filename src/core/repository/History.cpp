@@ -25,6 +25,12 @@ QString& program()
     return name;
 }
 
+bool& recording()
+{
+    static bool on = true;
+    return on;
+}
+
 constexpr int kTroubledLockWaitMs = 1000;
 
 // The record that CountWrittenRows adds to: the innermost one alive.
@@ -83,6 +89,8 @@ QString HistoryOutcomeName(HistoryOutcome outcome)
 
 void SetHistoryProgram(const QString& name) { program() = name; }
 
+void SetHistoryRecording(bool on) { recording() = on; }
+
 void CountWrittenRows(qint64 rows)
 {
     if (current && rows > 0)
@@ -117,6 +125,8 @@ Answer HistoryRecord::Show(const QString& text, Buttons buttons)
 
 void HistoryRecord::write() noexcept
 {
+    if (!recording())
+        return;
     HistoryOutcome outcome = HistoryOutcome::Failed;
     if (m_done)
         outcome = HistoryOutcome::Done;

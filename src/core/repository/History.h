@@ -44,6 +44,8 @@ QString HistoryOutcomeName(HistoryOutcome outcome);
 
 // The program entries name: "dorvane" or "dorvanectl", set once at start.
 void SetHistoryProgram(const QString& program);
+// Whether operations leave entries (they do unless this run said not).
+void SetHistoryRecording(bool on);
 
 // Rows an operation's statements inserted or deleted, added to the entry
 // of the innermost operation being recorded (nothing when none is, or the
