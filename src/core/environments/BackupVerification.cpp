@@ -19,14 +19,7 @@ namespace {
 // The names of the tables of a file.
 QStringList tableNames(Connection& connection, const QString& schema)
 {
-    QSqlQuery query(connection.database());
-    query.setForwardOnly(true);
-    if (!query.exec(QStringLiteral("SELECT name FROM %1.sqlite_master WHERE type = 'table'").arg(schema)))
-        throw connection.StatementFailure(query.lastError());
-    QStringList present;
-    while (query.next())
-        present << query.value(0).toString();
-    return present;
+    return connection.FirstColumn(QStringLiteral("SELECT name FROM %1.sqlite_master WHERE type = 'table'").arg(schema));
 }
 
 // The repository tables a file has, by the names the schema gives them.

@@ -88,15 +88,9 @@ QStringList columnsOf(Connection& connection, const QString& table, const QStrin
 // The same for the backup file attached to a SQLite connection.
 QStringList fileColumns(Connection& connection, const QString& table, const QStringList& columns)
 {
-    QSqlQuery query(connection.database());
-    query.setForwardOnly(true);
     // Table names are the schema's own, never user text.
-    if (!query.exec(QStringLiteral("SELECT name FROM pragma_table_info('%1', 'dv_file')").arg(table)))
-        throw connection.StatementFailure(query.lastError());
-    QStringList present;
-    while (query.next())
-        present << query.value(0).toString();
-    return presentColumns(present, columns);
+    return presentColumns(connection.FirstColumn(QStringLiteral("SELECT name FROM pragma_table_info('%1', 'dv_file')").arg(table)),
+                          columns);
 }
 
 

@@ -574,6 +574,19 @@ DbError Connection::StatementFailure(const QSqlError& error)
 
 QStringList Connection::TableColumns(const QString& table) { return tableInfo(table)->columns; }
 
+QStringList Connection::FirstColumn(const QString& sql)
+{
+    d->requireOpen();
+    QSqlQuery query(d->db);
+    query.setForwardOnly(true);
+    if (!query.exec(sql))
+        throw StatementFailure(query.lastError()).WithStatement(sql);
+    QStringList values;
+    while (query.next())
+        values << query.value(0).toString();
+    return values;
+}
+
 std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)
 {
     d->requireOpen();

@@ -143,6 +143,10 @@ public:
     // connection; no rows are read.
     QStringList TableColumns(const QString& table);
 
+    // The first column of every row `sql` selects, as text, read as it is
+    // written (no translation, no held writes sent). Throws DbError.
+    QStringList FirstColumn(const QString& sql);
+
     // The error of a statement that failed on this connection, described by
     // the database; on a server, a connection found gone says so first.
     DbError StatementFailure(const QSqlError& error);
