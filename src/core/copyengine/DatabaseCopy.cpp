@@ -1,6 +1,7 @@
 #include "core/copyengine/DatabaseCopy.h"
 
 #include "core/repository/Connection.h"
+#include "core/repository/DbError.h"
 #include "core/repository/Dialect.h"
 #include "core/repository/History.h"
 
@@ -81,6 +82,24 @@ qint64 DatabaseCopy::counted(const QString& batch)
     return Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
 }
 
+QString DatabaseCopy::nextKey(const QString& table, const QString& key)
+{
+    // The sequence is looked up once: named in the statement, a call of
+    // pg_get_serial_sequence would be made again for every row.
+    auto found = m_sequences.constFind(table);
+    if (found == m_sequences.constEnd()) {
+        QString sequence;
+        for (const QString& name : m_db.FirstColumn(QStringLiteral("SELECT pg_get_serial_sequence('%1', '%2')")
+                                                         .arg(table.toLower(), key.toLower())))
+            sequence = name;
+        if (sequence.isEmpty())
+            throw DbError(QStringLiteral("The table %1 has no key sequence.").arg(table));
+        found = m_sequences.insert(table, QStringLiteral("nextval('%1'::regclass)")
+                                              .arg(sequence.replace(QLatin1Char('\''), QStringLiteral("''"))));
+    }
+    return *found;
+}
+
 qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order)
 {
     prepareBatch(table);
@@ -101,9 +120,9 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
     // The sequence is read after the rows are sorted (a volatile function
     // of the select list is evaluated after ORDER BY), so that keys ascend
     // with the position.
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
-                                "nextval(pg_get_serial_sequence('%5', '%6')) FROM %4 ORDER BY %3")
-                     .arg(batch, key, order, from, table.toLower(), key.toLower()));
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, %5 "
+                                "FROM %4 ORDER BY %3")
+                     .arg(batch, key, order, from, nextKey(table, key)));
     return counted(batch);
 }
 
@@ -148,18 +167,17 @@ void DatabaseCopy::CopyChildren(const Children& c)
         values.prepend(m_destination == Side::File
                            ? QStringLiteral("COALESCE((SELECT MAX(%1) FROM %2), 0) + ROW_NUMBER() OVER (ORDER BY %3)")
                                  .arg(c.key, Destination(c.table), order)
-                           : QStringLiteral("nextval(pg_get_serial_sequence('%1', '%2'))")
-                                 .arg(c.table.toLower(), c.key.toLower()));
+                           : nextKey(c.table, c.key));
     }
     QStringList kept = Kept(c.kept);
     for (const auto& [column, expression] : c.computed)
         kept[c.kept.indexOf(column)] = expression;
     CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
-                                "ON m.old = s.%8 %9 ORDER BY %10")
+                                "ON m.old = s.%8 %9 %10 ORDER BY %11")
                      .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
                           (values + kept).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
-                          c.map, c.mapped, c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere,
-                          order)));
+                          c.map, c.mapped, c.joins,
+                          c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere, order)));
 }
 
 QString DatabaseCopy::MapTable(const QString& name)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 
@@ -92,6 +93,8 @@ public:
         QString parentsWhere = QString();
         // Kept columns written as an expression over s instead (column, expression).
         std::vector<std::pair<QString, QString>> computed = {};
+        // Further joins the computed columns need.
+        QString joins = QString();
     };
     void CopyChildren(const Children& children);
 
@@ -123,12 +126,15 @@ public:
 
 private:
     void prepareBatch(const QString& table);
+    // "nextval(...)": the next key of the key column's sequence (PostgreSQL).
+    QString nextKey(const QString& table, const QString& key);
     // The batch's row count, its statistics brought up to date.
     qint64 counted(const QString& batch);
 
     Connection& m_db;
     Side m_source;
     Side m_destination;
+    QHash<QString, QString> m_sequences;
 };
 
 } // namespace dorvane

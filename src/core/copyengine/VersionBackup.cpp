@@ -244,6 +244,27 @@ public:
             .arg(text, call, num(m_destination));
     }
 
+    // The fixed text of the arguments of the steps that `from` reaches (a
+    // FROM clause's body naming the steps as s), for a statement that
+    // writes them: the expression over s and the join it needs. On
+    // PostgreSQL each distinct text is fixed once, into a temporary table,
+    // before: steps repeat their calls and tokens, and each rewrite there
+    // costs microseconds.
+    std::pair<QString, QString> ForSteps(DatabaseCopy& copy, const QString& column, const QString& from) const
+    {
+        const QString argument = QStringLiteral("s.") + column;
+        if (m_db.backend() == BackendKind::Sqlite)
+            return {Fixed(argument), QString()};
+        copy.Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_fixed_arguments (arg text PRIMARY KEY, fixed text NOT NULL)"));
+        m_db.Execute(QStringLiteral("DELETE FROM dv_fixed_arguments"));
+        m_db.Execute(QStringLiteral("INSERT INTO dv_fixed_arguments (arg, fixed) SELECT d.a, %1 FROM (SELECT DISTINCT %2::text "
+                                    "AS a FROM %3 WHERE %4) d")
+                         .arg(Fixed(QStringLiteral("d.a")), argument, from, Candidate(argument)));
+        copy.Run(QStringLiteral("ANALYZE dv_fixed_arguments"));
+        return {QStringLiteral("COALESCE(f.fixed, %1)").arg(argument),
+                QStringLiteral("LEFT JOIN dv_fixed_arguments f ON f.arg = %1::text").arg(argument)};
+    }
+
 private:
     inline static const QString kFunction = QStringLiteral("dv_fixed_step_arguments");
     Connection& m_db;
@@ -571,9 +592,13 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                                            "s.iStepWindowWindowKey")
                                 .arg(processes, windows));
                 stage = &kStepsFailed;
+                const auto [arguments, fixedJoin] =
+                    fixUp.ForSteps(copy, kStepArguments,
+                                   QStringLiteral("%1 s JOIN %2 h ON h.old = s.iStepWindowKey")
+                                       .arg(copy.Source(step), copy.Batch(stepWindow)));
                 copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
                                    QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns, false, QString(),
-                                   {{kStepArguments, fixUp.Fixed(QStringLiteral("s.") + kStepArguments)}}});
+                                   {{kStepArguments, arguments}}, fixedJoin});
             }
             stage = &kProcessKeywordsFailed;
             copy.CopyChildren({QStringLiteral("tKeywordRel"), QStringLiteral("iKeywordRelKey"), kKeywordRelProcessKey,
