@@ -193,7 +193,9 @@ void DatabaseCopy::ClearMap(const QString& name) { m_db.Execute(QStringLiteral("
 
 void DatabaseCopy::Remember(const QString& map, const QString& table)
 {
-    RememberPairs(map, QStringLiteral("SELECT old, new FROM %1 ORDER BY pos").arg(Batch(table)));
+    // A batch holds each old key once: its order cannot change which pair
+    // the map keeps.
+    RememberPairs(map, QStringLiteral("SELECT old, new FROM %1").arg(Batch(table)));
 }
 
 void DatabaseCopy::RememberPairs(const QString& map, const QString& select)

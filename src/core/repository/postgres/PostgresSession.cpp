@@ -24,6 +24,10 @@ void ConfigureSession(QSqlDatabase& db, int lockWaitMs)
     // rows took about a tenth longer). A server without JIT refuses the
     // setting, harmlessly.
     q.exec(QStringLiteral("SET jit = off"));
+    // A copy sorts its rows by their new keys: a version's steps or
+    // objects are tens of megabytes, sorted in memory rather than through
+    // temporary files (the server's default allows 4 MB a sort).
+    q.exec(QStringLiteral("SET work_mem = '64MB'"));
     q.exec(ReadWriteSessionSql());
 }
 
