@@ -142,8 +142,21 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     conn.Execute(description.arg(u"Earlier"_s).arg(environment));
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
     conn.Execute(description.arg(u"First release"_s).arg(environment));
+    const QString hostile = u"007 \"a\\b\"\t\u00e9\U0001F600\nDon''t"_s;
+    conn.Execute(u"UPDATE tWindow SET dWindowLastUpdate='2024-03-01T12:30:05.250', sWindowExecutable='%1' WHERE iWindowKey=%2"_s
+                     .arg(hostile)
+                     .arg(r.invoice));
     const QStringList before = canonical();
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    {
+        // The file holds each value with its type, a date as the text a
+        // row-by-row copy writes, on either backend.
+        Connection written;
+        written.OpenFileReadOnly(backups->LastBackupFile());
+        EXPECT_EQ(Rows(written, u"SELECT typeof(iWindowVerKey), dWindowLastUpdate, typeof(sWindowExecutable), "
+                                u"sWindowExecutable FROM tWindow WHERE dWindowLastUpdate IS NOT NULL"_s),
+                  QStringList{u"integer|2024-03-01T12:30:05.250|text|"_s + QString(hostile).replace(u"''"_s, u"'"_s)});
+    }
     EXPECT_EQ(std::pair(filesInFolder(), CountBackupFile(backups->LastBackupFile()).versions), std::pair(QStringList{today()}, 3));
     const QString file = backups->LastBackupFile();
     // A failure half-way through a third backup of the day.
