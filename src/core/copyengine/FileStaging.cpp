@@ -18,22 +18,8 @@ namespace dorvane {
 namespace {
 
 // Rows per statement that fills a staging table, and per block read back.
-constexpr int kRowsPerInsert = 1000;
+constexpr int kRowsPerInsert = 5000;
 constexpr int kRowsPerBlock = 10000;
-
-// A value of the file as SQL text. Texts (dates among them) are quoted by
-// doubling their quotes; the server's strings conform to the standard, so
-// nothing else in them is special.
-QString literal(const QVariant& value, ColumnType type)
-{
-    if (value.isNull())
-        return QStringLiteral("NULL");
-    if (type == ColumnType::Integer || type == ColumnType::Boolean)
-        return QString::number(value.toLongLong());
-    QString text = value.toString();
-    text.replace(QLatin1Char('\''), QStringLiteral("''"));
-    return QLatin1Char('\'') + text + QLatin1Char('\'');
-}
 
 void run(Connection& connection, const QString& sql)
 {
@@ -86,46 +72,49 @@ void FileStaging::Load()
     Create();
     for (const Table& table : m_tables) {
         const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
-        std::vector<ColumnType> types;
-        for (const QString& column : table.columns)
-            types.push_back(ColumnTypeOf(column));
-        const QString head =
-            QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(staged, table.columns.join(QStringLiteral(", ")));
-
-        QSqlQuery rows(m_file.database());
-        rows.setForwardOnly(true);
-        // Names are the schema's own, never user text.
-        const QString select =
-            QStringLiteral("SELECT %1 FROM %2 ORDER BY %3").arg(table.columns.join(QStringLiteral(", ")), table.name, table.key);
-        if (!rows.exec(select))
-            throw m_file.StatementFailure(rows.lastError()).WithStatement(select);
-        QString values;
-        int held = 0;
-        const auto send = [&] {
-            if (held > 0)
-                run(m_repository, head + values);
-            values.clear();
-            held = 0;
-        };
-        while (rows.next()) {
-            values += held == 0 ? QStringLiteral("(") : QStringLiteral(",(");
-            for (int i = 0; i < int(types.size()); ++i) {
-                if (i > 0)
-                    values += u',';
-                values += literal(rows.value(i), types[size_t(i)]);
-            }
-            values += u')';
-            if (++held == kRowsPerInsert)
-                send();
+        // A block of rows crosses as one text, the JSON array of the rows'
+        // arrays: SQLite writes it, the server takes it apart, each value
+        // read as its column's type (a number, a text, a date's text).
+        QStringList extracted, numbers;
+        for (int i = 0; i < int(table.columns.size()); ++i) {
+            const QString& column = table.columns[i];
+            const ColumnType type = ColumnTypeOf(column);
+            const QString value = QStringLiteral("(e.value ->> %1)").arg(i);
+            extracted << (type == ColumnType::Integer || type == ColumnType::Boolean ? value + QStringLiteral("::integer")
+                          : type == ColumnType::DateTime                              ? value + QStringLiteral("::timestamp")
+                                                                                      : value);
+            if (type == ColumnType::Integer)
+                numbers << column;
         }
-        send();
+        const QString columns = table.columns.join(QStringLiteral(", "));
+        const QString head = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(")
+                                 .arg(staged, columns, extracted.join(QStringLiteral(", ")));
+        qint64 last = std::numeric_limits<qint64>::min();
+        for (;;) {
+            CheckInterruption();
+            // Names are the schema's own, never user text.
+            const QString select = QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
+                                                  "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5)")
+                                       .arg(columns, table.key, table.name, QString::number(last))
+                                       .arg(kRowsPerInsert);
+            QSqlQuery block(m_file.database());
+            block.setForwardOnly(true);
+            if (!block.exec(select) || !block.next())
+                throw m_file.StatementFailure(block.lastError()).WithStatement(select);
+            const qint64 read = block.value(2).toLongLong();
+            if (read == 0)
+                break;
+            // The server's strings conform to the standard: doubled quotes
+            // are all a literal needs.
+            QString rows = block.value(0).toString();
+            rows.replace(QLatin1Char('\''), QStringLiteral("''"));
+            run(m_repository, head + QLatin1Char('\'') + rows + QStringLiteral("'::jsonb) e"));
+            last = block.value(1).toLongLong();
+            if (read < kRowsPerInsert)
+                break;
+        }
         // The copies join the staged rows by their keys: statistics of the
         // numbers are all the planner needs, and of the texts the costliest.
-        QStringList numbers;
-        for (int i = 0; i < int(types.size()); ++i) {
-            if (types[size_t(i)] == ColumnType::Integer)
-                numbers << table.columns[i];
-        }
         run(m_repository, QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", "))));
     }
 }
