@@ -3,7 +3,6 @@
 // exit statuses and what they leave in the repository.
 
 #include "cli/CtlTestSupport.h"
-#include "core/lists/KeywordFileCases.h"
 #include "core/repository/SchemaDdl.h"
 
 #include <QDate>
@@ -67,10 +66,8 @@ TEST_P(CommandsTest, InfoUpdateCopyVersionAndKeywordFiles)
     // without its TAB stops the import with its number, and nothing of it
     // is added. An export replaces a longer file whole.
     const QString oe = m_dir.filePath(u"oe.txt"_s), ci = m_dir.filePath(u"ci.txt"_s), p = m_dir.filePath(u"p.txt"_s), bad = m_dir.filePath(u"bad.txt"_s);
-    const auto write = [](const QString& path, const QByteArray& bytes) { QFile f(path); return f.open(QIODevice::WriteOnly) && f.write(bytes) > 0; };
-    const auto read = [](const QString& path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
-    ASSERT_TRUE(write(oe, QByteArray(1000, 'x')));
-    ASSERT_TRUE(write(bad, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));
+    ASSERT_TRUE(WriteFile(oe, QByteArray(1000, 'x')));
+    ASSERT_TRUE(WriteFile(bad, "Search\tFinding products\r\nNoTab\r\nNext\tThird\r\n"));
     exec(u"UPDATE tKeyword SET sKeywordDesc='Needs the host region \u2013 \u20ac' WHERE sKeywordName='Host'"_s);
     const QString exported = u"The Keywords have been exported to tab delimited text format in the file you selected\n"_s;
     expectRuns({
@@ -85,34 +82,9 @@ TEST_P(CommandsTest, InfoUpdateCopyVersionAndKeywordFiles)
     });
     Check({QString(), 1, u"Bad format on import file - line 2 has no TAB\nNo keywords were added.\n"_s}, ctl({u"import-keywords"_s, u"Web Store"_s, bad}));
     const QByteArray lines("Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
-    EXPECT_EQ(std::pair(read(oe), read(ci)), std::pair(lines, QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
+    EXPECT_EQ(std::pair(ReadFile(oe), ReadFile(ci)), std::pair(lines, QByteArray("Host\tNeeds the host region \x96 \x80\r\n")));
     EXPECT_EQ(std::pair(QFile::exists(p), rows(kWebStoreKeywords)), std::pair(false,
               QStringList{u"Checkout|Payment pages"_s, u"Host|Needs the host region \u2013 \u20ac"_s}));
-}
-
-// The shared table of keyword files through import-keywords, each into an
-// application of its own, and export-keywords over the file afterwards.
-TEST_P(CommandsTest, KeywordFileCasesThroughImportAndExportKeywords)
-{
-    const QString file = m_dir.filePath(u"keywords.txt"_s);
-    int n = 0;
-    for (const KeywordFileCase& c : KeywordFileCases()) {
-        SCOPED_TRACE(c.name);
-        const QString app = u"Case %1"_s.arg(++n);
-        exec(u"INSERT INTO tApp (sAppName) VALUES ('%1')"_s.arg(app));
-        QFile f(file);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(c.file) == c.file.size());
-        f.close();
-        const bool imported = c.message.startsWith(u"added: "_s);
-        Check({u"import-keywords|"_s + app + u'|' + file, imported ? 0 : 1, imported ? QString() : c.message + kImportNothingAdded + u'\n',
-               imported ? c.message + u'\n' : QString()},
-              ctl({u"import-keywords"_s, app, file}));
-        EXPECT_EQ(rows(u"SELECT sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordAppKey IN (SELECT iAppKey FROM tApp "
-                       u"WHERE sAppName='%1') ORDER BY iKeywordKey"_s.arg(app)), c.rows);
-        Check({u"export-keywords|"_s + app + u'|' + file, 0, QString(), u"…exported…\n"_s}, ctl({u"export-keywords"_s, app, file}));
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_EQ(ExportedLines(f.readAll()), ExportedLines(c.rows));
-    }
 }
 
 TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
@@ -158,10 +130,7 @@ TEST_P(CommandsTest, CopyAndDeleteEnvironmentsVersionsAndApplications)
 
     // Every deletion of a window fails: the deletion ends with status 1 and
     // leaves the repository as it was.
-    if (m_odbc)
-        exec(u"CREATE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
-    exec(m_odbc ? u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
-                : u"CREATE TRIGGER abort_windows BEFORE DELETE ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
+    AbortOn(db(), u"tWindow"_s, u"DELETE"_s);
     expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 1, u"…\nError while deleting Windows:…! New version not fully deleted.\n"_s}});
 }
 
@@ -311,9 +280,7 @@ TEST_P(CommandsTest, ASecondProgramsLockFailsACommandWholeAndASignalRollsItBack)
 
     // Signals while a command waits for the other program.
     const QString keywords = m_dir.filePath(u"keywords.txt"_s);
-    QFile text(keywords);
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("Alpha\tFirst\r\nBeta\tSecond\r\n") > 0);
-    text.close();
+    ASSERT_TRUE(WriteFile(keywords, "Alpha\tFirst\r\nBeta\tSecond\r\n"));
     const QStringList before = dump();
     struct Interrupted { QStringList command; int signal; } interrupted[] = {
         {{u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.1"_s, u"Order Entry"_s, u"1.2"_s}, SIGTERM},
@@ -452,9 +419,7 @@ TEST_P(CommandsTest, UpgradeRepositoryAddsTheMissingIndexesAndNothingElse)
     EXPECT_TRUE(MissingIndexes(db()).empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest,
-                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Repositories, CommandsTest, ::testing::ValuesIn(CtlRepositories()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

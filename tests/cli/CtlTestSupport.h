@@ -83,6 +83,10 @@ inline void CheckRuns(const std::vector<Want>& runs, const QString& registry)
         Check(want, Ctl(want.args(), registry));
 }
 
+// The repositories a command test runs on: the tutorial installation, and
+// the test data source when there is one.
+inline std::vector<std::string> CtlRepositories() { return TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}; }
+
 // An installation with its settings file and its repository: "tutorial"
 // (the SQLite file of a tutorial installation) or "odbc" (the test data
 // source, created by dorvanectl and filled with the tutorial's rows).

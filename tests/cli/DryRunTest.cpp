@@ -165,9 +165,7 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     // as the restore refuses it, and a damaged one fails as it fails.
     exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"_s);
     const QString damaged = m_dir.filePath(u"damaged.MDB"_s);
-    QFile out(damaged);
-    ASSERT_TRUE(out.open(QIODevice::WriteOnly) && out.write("not a database") > 0);
-    out.close();
+    ASSERT_TRUE(WriteFile(damaged, "not a database"));
     const QString day = QFileInfo(file).fileName();
     expectRuns({
         {u"restore|OTHER|%1|--dry-run"_s.arg(file), 1,
@@ -176,9 +174,7 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, DryRunTest,
-                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Repositories, DryRunTest, ::testing::ValuesIn(CtlRepositories()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

@@ -93,10 +93,8 @@ TEST_P(DataFilesTest, ValuesAreStoredAsTheProgramStoresThemAndAValueOfAnotherTyp
 {
     DB_ASSERT(BuildDatabase(conn, SchemaVariant::Repository, RepositoryContent::ReferenceData));
     const auto load = [&](const QByteArray& text) {
-        QFile file(db->tempPath() + u"/data.json"_s);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text) == text.size());
-        file.close();
-        return test::descriptionOf([&] { LoadDataFile(conn, file.fileName()); });
+        EXPECT_TRUE(test::WriteFile(db->tempPath() + u"/data.json"_s, text));
+        return test::descriptionOf([&] { LoadDataFile(conn, db->tempPath() + u"/data.json"_s); });
     };
     EXPECT_EQ(load(R"({"about": "two rows", "sections": [
         {"table": "tFileInstance", "columns": ["iFileInstanceKey", "iFileInstanceRecordKey", "sFileInstanceName", "sFileInstanceDesc",

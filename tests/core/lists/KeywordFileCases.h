@@ -1,10 +1,10 @@
 #pragma once
 
 // Keyword files as administrators' editors save them, and what importing
-// each must give. One table, checked through the core (KeywordFilesTest)
-// and through dorvanectl import-keywords and export-keywords
-// (CommandsTest): each file is imported into an application without
+// each must give: each file is imported into an application without
 // keywords, and the application's keywords are then exported over it.
+// (dorvanectl's import-keywords and export-keywords call the same import
+// and export; CommandsTest pins what they print and their exit statuses.)
 
 #include "core/lists/KeywordFiles.h"
 

@@ -20,13 +20,8 @@ protected:
         return Rows(conn, u"SELECT sKeywordName, sKeywordDesc FROM tKeyword WHERE iKeywordAppKey=%1 ORDER BY iKeywordKey"_s.arg(appKey));
     }
     QString path(const QString& name) const { return db->tempPath() + u'/' + name; }
-    static QByteArray bytes(const QString& file) { QFile f(file); EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << file.toStdString(); return f.readAll(); }
-    QString write(const QByteArray& content, const QString& name = u"in.txt"_s)
-    {
-        QFile f(path(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(content) == content.size());
-        return f.fileName();
-    }
+    static QByteArray bytes(const QString& file) { EXPECT_TRUE(QFileInfo(file).isReadable()) << file.toStdString(); return ReadFile(file); }
+    QString write(const QByteArray& content, const QString& name = u"in.txt"_s) { EXPECT_TRUE(WriteFile(path(name), content)); return path(name); }
     bool exportTo(qint32 appKey, const QString& file) { return ExportKeywords(conn, messages, appKey, [file] { return std::optional(file); }); }
     KeywordImportOutcome importFrom(qint32 appKey, const QString& file) { return ImportKeywords(conn, messages, appKey, [file] { return std::optional(file); }); }
 

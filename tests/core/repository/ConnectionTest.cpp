@@ -44,17 +44,14 @@ TEST(ConnectionFileTest, RefusesFilesThatAreNotSqlite)
     };
     for (const auto& tc : cases) {
         SCOPED_TRACE(tc.name);
-        QFile f(dir.filePath(QString::fromLatin1(tc.name)));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write(tc.bytes) == tc.bytes.size());
-        f.close();
+        const QString file = dir.filePath(QString::fromLatin1(tc.name));
+        ASSERT_TRUE(WriteFile(file, tc.bytes));
         Connection c;
-        const QString description = descriptionOf([&] { c.Open(jetString(f.fileName())); });
-        EXPECT_TRUE(description.contains(QLatin1String(tc.expected)) && description.contains(f.fileName())) << description.toStdString();
+        const QString description = descriptionOf([&] { c.Open(jetString(file)); });
+        EXPECT_TRUE(description.contains(QLatin1String(tc.expected)) && description.contains(file)) << description.toStdString();
         EXPECT_FALSE(c.IsOpen());
         // The file is left exactly as it was.
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_EQ(f.readAll(), tc.bytes);
-        f.close();
+        EXPECT_EQ(ReadFile(file), tc.bytes);
     }
 }
 
