@@ -101,9 +101,7 @@ TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
         {"DELETE * FROM tObject WHERE iObjectWindowKey = 3", "DELETE FROM tObject WHERE iObjectWindowKey = 3", "DELETE FROM tObject WHERE iObjectWindowKey = 3"},
         {"  delete   *from tStep", "DELETE FROM tStep", "DELETE FROM tStep"},
         {"SELECT * FROM [tField] WHERE [iFieldLen] > 1", nullptr, "SELECT * FROM tfield WHERE ifieldlen > 1"},
-        {"SELECT * FROM tWindow WHERE sWindowPhysicalName = '[System Screen]'", nullptr, nullptr},
         {"SELECT * FROM [Data Table] WHERE s = 'O''Neil [x]' AND [t]=1", nullptr, "SELECT * FROM \"Data Table\" WHERE s = 'O''Neil [x]' AND t=1"},
-        {"SELECT * FROM t WHERE s = 'DELETE * FROM t'", nullptr, nullptr},
     };
     for (const auto& tc : cases) {
         const QString jet = QString::fromLatin1(tc.jet);
