@@ -18,13 +18,6 @@ QString dayFile(int daysAgo) { return QDate::currentDate().addDays(-daysAgo).toS
 
 class Backups : public BackupCommandsTest {
 protected:
-    // Backs `environment` up and returns the file's path.
-    QString backUp(const QString& environment)
-    {
-        const CtlResult run = ctl({u"backup"_s, environment, u"--yes"_s});
-        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-        return run.out.trimmed();
-    }
     // A copy of `from` at `to`, changed by `sql` (statements on the file).
     static void craft(const QString& from, const QString& to, const QStringList& sql = {})
     {

@@ -164,9 +164,7 @@ TEST_P(CommandsTest, BackupBackupsAndRestore)
 // another environment is never replaced, and a path is restored as given.
 TEST_P(CommandsTest, BackupsFollowTheirEnvironmentAndAPathIsRestoredAsGiven)
 {
-    const CtlResult first = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
-    ASSERT_EQ(first.exitCode, 0) << first.err.toStdString();
-    const QFileInfo file(first.out.trimmed());
+    const QFileInfo file(backUp(u"TUTORIAL"_s));
     const QDir backups = QFileInfo(file.absolutePath()).dir();
     const QString day = file.fileName(), question = u"Back up all application/versions of TUTORIAL to "_s + day + u"? "_s;
     ASSERT_TRUE(backups.mkpath(u"Spare"_s));
@@ -207,8 +205,7 @@ TEST_P(CommandsTest, BackupsFollowTheirEnvironmentAndAPathIsRestoredAsGiven)
 // written: each crafted file is refused with the table, row and column.
 TEST_P(CommandsTest, ACraftedBackupFileIsRefusedNamingTheField)
 {
-    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
-    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    const QString backup = backUp(u"TUTORIAL"_s);
     const QString refused = u"Error while restoring environment: The backup file cannot be restored: "_s;
     const struct { const char* change; QString message; } cases[] = {
         {"UPDATE tEnvironment SET sEnvironmentName='a/../b'", u"tEnvironment row iEnvironmentKey 1, sEnvironmentName: Environment name cannot contain any of…"_s},
@@ -222,7 +219,7 @@ TEST_P(CommandsTest, ACraftedBackupFileIsRefusedNamingTheField)
     for (const auto& [change, message] : cases) {
         const QString crafted = m_dir.filePath(u"crafted.MDB"_s);
         QFile::remove(crafted);
-        ASSERT_TRUE(QFile::copy(backup.out.trimmed(), crafted));
+        ASSERT_TRUE(QFile::copy(backup, crafted));
         {
             Connection file;
             DB_ASSERT(file.OpenFile(crafted); file.Execute(QString::fromLatin1(change)));
@@ -254,10 +251,9 @@ TEST_P(CommandsTest, ASecondProgramsLockFailsACommandWholeAndASignalRollsItBack)
         {u"update-version|TUTORIAL|Order Entry - 1.1|Order Entry|1.2"_s, 1, u"Error while creating new version:"_s + busy},
         {u"delete-application|Web Store|--yes"_s, 1, busy},
     });
-    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
-    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    const QString backup = backUp(u"TUTORIAL"_s);
     Connection file;
-    DB_ASSERT(file.OpenFile(backup.out.trimmed()));
+    DB_ASSERT(file.OpenFile(backup));
     EXPECT_EQ(Rows(file, description), committed);
 
     // Signals while a command waits for the other program.
@@ -283,7 +279,7 @@ TEST_P(CommandsTest, ASecondProgramsLockFailsACommandWholeAndASignalRollsItBack)
     // Half-way through a backup of some 300,000 steps.
     exec(u"INSERT INTO tStep (iStepWindowKey, iStepSequenceNum, sStepArguments) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
          u"SELECT i + 1 FROM n WHERE i < 300000) SELECT (SELECT MIN(iStepWindowKey) FROM tStepWindow), i, 'x' FROM n"_s);
-    const QFileInfo day(backup.out.trimmed());
+    const QFileInfo day(backup);
     const QDateTime written = day.lastModified();
     const CtlResult run = ctlInterrupted({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s}, SIGINT, [&day] {
         for (int i = 0; i < 20000; ++i, QThread::usleep(500))
@@ -361,11 +357,10 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     // An update beside a restore of the same environment: both run, one
     // after the other, and the copy's steps point at its own windows and
     // objects, never at the source's.
-    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
-    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    const QString backup = backUp(u"TUTORIAL"_s);
     exec(kNewVersion.arg(u"1.4"_s));
     const QString v14 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.4"_s)).value(0);
-    runs = ctlTogether({{u"restore"_s, u"TUTORIAL"_s, backup.out.trimmed(), u"--yes"_s},
+    runs = ctlTogether({{u"restore"_s, u"TUTORIAL"_s, backup, u"--yes"_s},
                         {u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.2"_s, u"Order Entry"_s, u"1.4"_s}});
     EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 0})) << runs[0].err.toStdString() << runs[1].err.toStdString();
     const QString intoSource = u"SELECT sw.iStepWindowKey FROM tStepWindow sw, tProcess p, tWindow w WHERE sw.iStepWindowProcessKey="

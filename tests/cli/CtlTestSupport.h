@@ -113,6 +113,13 @@ protected:
     }
 
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
+    // Backs `environment` up and returns the file's path.
+    QString backUp(const QString& environment)
+    {
+        const CtlResult run = ctl({u"backup"_s, environment, u"--yes"_s});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        return run.out.trimmed();
+    }
 
     // Runs dorvanectl once for each argument list, all started at the
     // same moment, as two administrators do.
