@@ -11,8 +11,8 @@
 #include <QFileInfo>
 #include <QThread>
 
+#include <algorithm>
 #include <csignal>
-#include <set>
 
 namespace dorvane::test {
 namespace {
@@ -302,24 +302,15 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
         return rows(u"SELECT iWindowKey FROM tWindow WHERE sWindowPhysicalName<>'[System Screen]' AND iWindowVerKey="_s + version).size();
     };
     const qsizetype sourceWindows = windowsOf(oe11);
-    const auto statuses = [](const std::vector<CtlResult>& runs) {
-        std::multiset<int> codes;
-        for (const CtlResult& run : runs)
-            codes.insert(run.exitCode);
-        return codes;
-    };
-    const auto refusal = [](const std::vector<CtlResult>& runs) {
-        for (const CtlResult& run : runs)
-            if (run.exitCode != 0)
-                return run.err;
-        return QString();
-    };
+    // The two runs' statuses, the lower first, and the second's message when one failed.
+    const auto statuses = [](const std::vector<CtlResult>& runs) -> std::pair<int, int> { return std::minmax(runs[0].exitCode, runs[1].exitCode); };
+    const auto refusal = [](const std::vector<CtlResult>& runs) { return runs[0].exitCode ? runs[0].err : runs[1].err; };
 
     // Two Save As into one new name: one environment, its versions and users once.
     const QStringList saveAs = {u"copy-environment"_s, u"TUTORIAL"_s, u"Z"_s, u"--version-id"_s, u"Order Entry - 1.1=5.0"_s,
                                 u"--version-id"_s, u"Customer Inquiry - R5=R9"_s};
     std::vector<CtlResult> runs = ctlTogether({saveAs, saveAs});
-    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    EXPECT_EQ(statuses(runs), std::pair(0, 1)) << refusal(runs).toStdString();
     EXPECT_TRUE(Like(refusal(runs), u"Z already exists - please choose another ID\n"_s)) << refusal(runs).toStdString();
     const QString users = u"SELECT iUserKey FROM tEnvironmentUser WHERE iEnvironKey IN (SELECT iEnvironmentKey FROM tEnvironment "
                           u"WHERE sEnvironmentName='%1') ORDER BY iUserKey"_s;
@@ -335,7 +326,7 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     const QString v12 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.2"_s)).value(0);
     const QStringList update = {u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.1"_s, u"Order Entry"_s, u"1.2"_s};
     runs = ctlTogether({update, update});
-    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    EXPECT_EQ(statuses(runs), std::pair(0, 1)) << refusal(runs).toStdString();
     // The second finds the version filled, or the source no longer listed
     // (found so while it checked, or when it started after the first).
     EXPECT_TRUE(QStringList({u"You can only update an existing application version from a new (empty) one\n"_s,
@@ -350,7 +341,7 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     runs = ctlTogether({{u"copy-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.2"_s, u"Order Entry"_s, u"1.3"_s},
                         {u"copy-environment"_s, u"TUTORIAL"_s, u"Y"_s, u"--version-id"_s, u"Order Entry - 1.2=1.3"_s,
                          u"--version-id"_s, u"Customer Inquiry - R5=R10"_s}});
-    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 1})) << refusal(runs).toStdString();
+    EXPECT_EQ(statuses(runs), std::pair(0, 1)) << refusal(runs).toStdString();
     EXPECT_EQ(std::pair(windowsOf(v13), rows(u"SELECT iEnvironKey FROM tEnvironmentDetail WHERE iEnvironVerKey="_s + v13).size() <= 1),
               std::pair(sourceWindows, true));
 
@@ -362,7 +353,7 @@ TEST_P(CommandsTest, TwoRunsAtOnceTakeTurns)
     const QString v14 = rows(kVersionKey.arg(u"Order Entry"_s, u"1.4"_s)).value(0);
     runs = ctlTogether({{u"restore"_s, u"TUTORIAL"_s, backup, u"--yes"_s},
                         {u"update-version"_s, u"TUTORIAL"_s, u"Order Entry - 1.2"_s, u"Order Entry"_s, u"1.4"_s}});
-    EXPECT_EQ(statuses(runs), (std::multiset<int>{0, 0})) << runs[0].err.toStdString() << runs[1].err.toStdString();
+    EXPECT_EQ(statuses(runs), std::pair(0, 0)) << runs[0].err.toStdString() << runs[1].err.toStdString();
     const QString intoSource = u"SELECT sw.iStepWindowKey FROM tStepWindow sw, tProcess p, tWindow w WHERE sw.iStepWindowProcessKey="
                                u"p.iProcessKey AND p.iProcessVerKey=%1 AND sw.iStepWindowWindowKey=w.iWindowKey AND w.iWindowVerKey=%2"_s;
     // A restore that comes second empties the version the environment
