@@ -18,13 +18,6 @@ QString dayFile(int daysAgo) { return QDate::currentDate().addDays(-daysAgo).toS
 
 class Backups : public BackupCommandsTest {
 protected:
-    // Backs `environment` up and returns the file's path.
-    QString backUp(const QString& environment)
-    {
-        const CtlResult run = ctl({u"backup"_s, environment, u"--yes"_s});
-        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-        return run.out.trimmed();
-    }
     // A copy of `from` at `to`, changed by `sql` (statements on the file).
     static void craft(const QString& from, const QString& to, const QStringList& sql = {})
     {
@@ -49,9 +42,7 @@ TEST_P(Backups, BackupAllCarriesOnAfterAFailure)
     exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('Blocked')"_s);
     exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"_s);
     // A file where Blocked's folder belongs.
-    QFile blocker(backups.filePath(u"Blocked"_s));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    ASSERT_TRUE(WriteFile(backups.filePath(u"Blocked"_s), {}));
 
     const QString day = dayFile(0), other = backups.filePath(u"OTHER/"_s + day);
     expectRuns({
@@ -89,8 +80,7 @@ TEST_P(Backups, RetentionRemovesOnlyThisEnvironmentsOldBackups)
             craft(today, folder.filePath(dayFile(days)));
         craft(today, folder.filePath(u"before-upgrade.mdb"_s));
         craft(foreign, folder.filePath(dayFile(120)));
-        QFile damaged(folder.filePath(dayFile(121)));
-        ASSERT_TRUE(damaged.open(QIODevice::WriteOnly) && damaged.write(QByteArray(8192, 'x')) == 8192);
+        ASSERT_TRUE(WriteFile(folder.filePath(dayFile(121)), QByteArray(8192, 'x')));
     };
     const struct { QString options; std::vector<int> removed; } cases[] = {
         {u"--keep-days|30"_s, {40, 100}},
@@ -188,7 +178,7 @@ TEST_P(Backups, VerifyAndTheRestoreRefuseWhatDoesNotMatch)
 TEST_P(Backups, ABackupThatDoesNotVerifyKeepsTheEarlierFile)
 {
     const QString good = backUp(u"TUTORIAL"_s);
-    const QByteArray before = [&] { QFile f(good); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); }();
+    const QByteArray before = ReadFile(good);
     // A template whose manifest spoils each entry as it is written: the
     // file is written and committed, and then does not verify.
     {
@@ -201,15 +191,11 @@ TEST_P(Backups, ABackupThatDoesNotVerifyKeepsTheEarlierFile)
     expectRuns({{u"backup|TUTORIAL|--yes"_s, 1,
                  u"…Error while backing up environment: The file written does not verify, so it was not kept: The table "
                  u"… holds … rows; its manifest says ….\n"_s}});
-    QFile after(good);
-    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
-    EXPECT_EQ(after.readAll(), before);
+    EXPECT_EQ(ReadFile(good), before);
     EXPECT_EQ(QFileInfo(good).dir().entryList(QDir::Files), QStringList{QFileInfo(good).fileName()});
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, Backups,
-                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Repositories, Backups, ::testing::ValuesIn(CtlRepositories()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

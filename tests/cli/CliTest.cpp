@@ -103,9 +103,7 @@ TEST(CliUsage, HelpVersionAndMistakesGiveTheUsageAndStatusTwoAndAnUnusableSettin
     // A settings file that is missing or no registry export is reported by
     // name, by info before it prints anything and by the commands that open
     // the repository.
-    QFile file(ini);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("[Zentrix]\nActiveDB=Tutorial\n") > 0);
-    file.close();
+    ASSERT_TRUE(WriteFile(ini, "[Zentrix]\nActiveDB=Tutorial\n"));
     const QString gone = u"Could not open database: The settings file "_s + missing + u" does not exist.\n…"_s;
     CheckRuns({{u"--registry|"_s + missing + u"|info"_s, 1, gone},
                {u"info"_s, 1, u"Could not open database: The settings file "_s + ini + u" is not a registry export…"_s}}, ini);

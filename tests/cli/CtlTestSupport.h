@@ -83,6 +83,10 @@ inline void CheckRuns(const std::vector<Want>& runs, const QString& registry)
         Check(want, Ctl(want.args(), registry));
 }
 
+// The repositories a command test runs on: the tutorial installation, and
+// the test data source when there is one.
+inline std::vector<std::string> CtlRepositories() { return TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}; }
+
 // An installation with its settings file and its repository: "tutorial"
 // (the SQLite file of a tutorial installation) or "odbc" (the test data
 // source, created by dorvanectl and filled with the tutorial's rows).
@@ -109,6 +113,13 @@ protected:
     }
 
     CtlResult ctl(const QStringList& arguments) { return Ctl(arguments, m_registry); }
+    // Backs `environment` up and returns the file's path.
+    QString backUp(const QString& environment)
+    {
+        const CtlResult run = ctl({u"backup"_s, environment, u"--yes"_s});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+        return run.out.trimmed();
+    }
 
     // Runs dorvanectl once for each argument list, all started at the
     // same moment, as two administrators do.

@@ -108,11 +108,9 @@ TEST_P(DryRunTest, EachDryRunChangesNothingAndCountsWhatTheCommandDoes)
 // restore, a second dry run finds the rows the first said the file holds.
 TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
 {
-    const CtlResult backup = ctl({u"backup"_s, u"TUTORIAL"_s, u"--yes"_s});
-    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
-    // A copy of it: the rename below takes the backup folder along.
+    // A copy of a backup: the rename below takes the backup folder along.
     const QString file = m_dir.filePath(u"copied.MDB"_s);
-    ASSERT_TRUE(QFile::copy(backup.out.trimmed(), file));
+    ASSERT_TRUE(QFile::copy(backUp(u"TUTORIAL"_s), file));
 
     // Since the backup: one more window in 1.1, R5 left the list and was
     // deleted, a new 1.2 with a window joined it, a user left and another
@@ -165,9 +163,7 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     // as the restore refuses it, and a damaged one fails as it fails.
     exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"_s);
     const QString damaged = m_dir.filePath(u"damaged.MDB"_s);
-    QFile out(damaged);
-    ASSERT_TRUE(out.open(QIODevice::WriteOnly) && out.write("not a database") > 0);
-    out.close();
+    ASSERT_TRUE(WriteFile(damaged, "not a database"));
     const QString day = QFileInfo(file).fileName();
     expectRuns({
         {u"restore|OTHER|%1|--dry-run"_s.arg(file), 1,
@@ -176,9 +172,7 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, DryRunTest,
-                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Repositories, DryRunTest, ::testing::ValuesIn(CtlRepositories()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

@@ -40,11 +40,7 @@ QStringList Entries(const CtlResult& run, bool withRows = false)
 TEST_P(HistoryCommandsTest, EachOutcomeLeavesOneEntryAndTheFiltersChooseThem)
 {
     const QString keywords = m_dir.filePath(u"k.txt"_s), bad = m_dir.filePath(u"bad.txt"_s);
-    for (const auto& [path, bytes] : {std::pair(keywords, QByteArray("Alpha\tFirst\r\nBeta\tSecond\r\n")),
-                                      std::pair(bad, QByteArray("Alpha\tFirst\r\nNoTab\r\n"))}) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) > 0);
-    }
+    ASSERT_TRUE(WriteFile(keywords, "Alpha\tFirst\r\nBeta\tSecond\r\n") && WriteFile(bad, "Alpha\tFirst\r\nNoTab\r\n"));
     // The free version goes with its content (its requirements stay).
     const qsizetype before = dump().size();
     expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 0, u"…"_s}});
@@ -147,9 +143,7 @@ TEST_P(HistoryCommandsTest, AMissingTableIsNotedAndAFailedEntryLeavesTheOperatio
     EXPECT_TRUE(rows(u"SELECT iAppKey FROM tApp WHERE sAppName='Web Store'"_s).isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Repositories, HistoryCommandsTest,
-                         ::testing::ValuesIn(TestDsn().isEmpty() ? std::vector<std::string>{"tutorial"} : std::vector<std::string>{"tutorial", "odbc"}),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Repositories, HistoryCommandsTest, ::testing::ValuesIn(CtlRepositories()), [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace dorvane::test

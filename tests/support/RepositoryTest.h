@@ -62,6 +62,9 @@ protected:
     qint32 add(const QString& table, const Values& values) { return addRow(conn, table, values); }
     // The rows a statement selects, on `conn` or `on`.
     qint32 count(const QString& sql, Connection* on = nullptr) { return Recordset(sql, on ? *on : conn).RecordCount(); }
+    // AbortOn() and DropAbort() on `conn`.
+    void abortOn(const QString& table, const QString& event, const QString& when = {}) { AbortOn(conn, table, event, when); }
+    void dropAbort(const QString& table, const QString& event) { DropAbort(conn, table, event); }
     // The messages shown, for a failure's description.
     std::string shown() const { return Shown(messages); }
 

@@ -153,6 +153,39 @@ QString IndexSearches(Connection& conn, const QString& plan, const QString& tabl
     return conditions;
 }
 
+static QString AbortTrigger(const QString& table, const QString& event) { return u"abort_%1_%2"_s.arg(table, event).toLower(); }
+
+void AbortOn(Connection& conn, const QString& table, const QString& event, const QString& when)
+{
+    const QString name = AbortTrigger(table, event);
+    if (conn.backend() == BackendKind::Odbc) {
+        conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
+        conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 FOR EACH ROW %4 EXECUTE FUNCTION dorvane_abort()"_s
+                         .arg(name, event, table, when.isEmpty() ? QString() : u"WHEN (%1)"_s.arg(when)));
+    } else {
+        conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 %4 BEGIN SELECT RAISE(ABORT, 'boom'); END"_s
+                         .arg(name, event, table, when.isEmpty() ? QString() : u"WHEN "_s + when));
+    }
+}
+
+void DropAbort(Connection& conn, const QString& table, const QString& event)
+{
+    const QString name = AbortTrigger(table, event);
+    conn.Execute(conn.backend() == BackendKind::Odbc ? u"DROP TRIGGER %1 ON %2"_s.arg(name, table) : u"DROP TRIGGER %1"_s.arg(name));
+}
+
+bool WriteFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
+QByteArray ReadFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 Answer ScriptedMessages::Show(const QString& text, Buttons buttons)
 {
     shown << text;

@@ -108,6 +108,17 @@ bool ReadsATableWhole(Connection& conn, const QString& plan);
 // `table` ("iStepWindowKey=?"), on PostgreSQL every index condition.
 QString IndexSearches(Connection& conn, const QString& plan, const QString& table);
 
+// Makes every INSERT, UPDATE or DELETE (`event`) on a table fail with
+// "boom"; with `when`, only of the rows that meet it (a condition on OLD or
+// NEW). DropAbort takes the trigger away again.
+void AbortOn(Connection& conn, const QString& table, const QString& event, const QString& when = {});
+void DropAbort(Connection& conn, const QString& table, const QString& event);
+
+// A file written whole with `bytes` (replacing one there), and whether it
+// was; the bytes of a file, none when it cannot be read.
+bool WriteFile(const QString& path, const QByteArray& bytes);
+QByteArray ReadFile(const QString& path);
+
 // The description of the error an action throws, or "<no error>".
 inline QString descriptionOf(const std::function<void()>& action)
 {

@@ -16,14 +16,6 @@ protected:
     // The version contents deletion, every call recorded; one that must not be reached.
     DeleteContents recording() { return [this](qint32 v, MessageSink& shown) { calls.push_back(v); return DeleteVersionContents(v, conn, shown); }; }
     static bool unreachable(qint32 v, MessageSink&) { ADD_FAILURE() << "version " << v << " was deleted"; return false; }
-    // Makes every DELETE on a table fail.
-    void abortDeletes(const QString& table)
-    {
-        if (db->isOdbc())
-            conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
-        conn.Execute((db->isOdbc() ? u"CREATE TRIGGER abort_delete BEFORE DELETE ON %1 FOR EACH ROW EXECUTE FUNCTION dorvane_abort()"_s
-                                   : u"CREATE TRIGGER abort_delete BEFORE DELETE ON %1 BEGIN SELECT RAISE(ABORT, 'boom'); END"_s).arg(table));
-    }
     std::vector<qint32> calls;
 };
 
@@ -78,7 +70,7 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAFreeOn
     calls.clear();
     const Built b = build(addApp(u"Broken"_s, u"BROKEN"_s),
                           {u"1"_s, {u"2"_s, {u"w2"_s}, {{u"p2"_s, {u"w2"_s}}}}, {u"3"_s, {u"w3"_s}, {{u"p3"_s, {u"w3"_s}}}}});
-    abortDeletes(u"tStep"_s);
+    abortOn(u"tStep"_s, u"DELETE"_s);
     before = TableRows(conn);
     messages.Queue(Answer::Yes);
     EXPECT_FALSE(DeleteApplication(conn, messages, b[u"app"_s], u"Broken"_s, recording()));

@@ -110,28 +110,6 @@ protected:
     // The messages shown so far, which are checked and gone.
     QStringList taken() { return std::exchange(messages.shown, QStringList()); }
 
-    // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail; with
-    // `when`, only of the rows that meet it (a condition on OLD or NEW).
-    void abortOn(const QString& table, const QString& event, const QString& when = {})
-    {
-        const QString name = u"abort_%1_%2"_s.arg(table, event).toLower();
-        if (db->isOdbc()) {
-            conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_abort() RETURNS trigger LANGUAGE plpgsql AS "
-                         "$$ BEGIN RAISE EXCEPTION 'boom'; END $$"_s);
-            conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 FOR EACH ROW %4 EXECUTE FUNCTION dorvane_abort()"_s
-                             .arg(name, event, table, when.isEmpty() ? QString() : u"WHEN (%1)"_s.arg(when)));
-        } else {
-            conn.Execute(u"CREATE TRIGGER %1 BEFORE %2 ON %3 %4 BEGIN SELECT RAISE(ABORT, 'boom'); END"_s
-                             .arg(name, event, table, when.isEmpty() ? QString() : u"WHEN "_s + when));
-        }
-    }
-
-    void dropAbort(const QString& table, const QString& event)
-    {
-        const QString name = u"abort_%1_%2"_s.arg(table, event).toLower();
-        conn.Execute(db->isOdbc() ? u"DROP TRIGGER %1 ON %2"_s.arg(name, table) : u"DROP TRIGGER %1"_s.arg(name));
-    }
-
     // The one message shown, starting with `prefix`; checked and gone.
     void expectMessage(const QString& prefix)
     {

@@ -160,11 +160,7 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     EXPECT_EQ(std::pair(filesInFolder(), CountBackupFile(backups->LastBackupFile()).versions), std::pair(QStringList{today()}, 3));
     const QString file = backups->LastBackupFile();
     // A failure half-way through a third backup of the day.
-    {
-        Connection templ;
-        templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s);
-        templ.Execute(u"CREATE TRIGGER boom BEFORE INSERT ON tWindow BEGIN SELECT RAISE(ABORT, 'boom'); END"_s);
-    }
+    DB_ASSERT(Connection templ; templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); AbortOn(templ, u"tWindow"_s, u"INSERT"_s));
     EXPECT_FALSE(backups->BackupEnvironment(environment));
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_EQ(filesInFolder(), QStringList{today()});
@@ -181,7 +177,6 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
         conn.Execute(sql);
     progress.events.clear();
     ASSERT_TRUE(backups->ChooseAndRestore(environment, kRelease, chooser)) << shown();
-    EXPECT_EQ(chooser.folders, QStringList{shared + u"\\Environments\\Backups\\"_s + kRelease});
     EXPECT_TRUE(progress.events.contains(u"action:Preparing database for restore..."_s));
     EXPECT_TRUE(progress.events.contains(u"title:Environment restore progress..."_s));
     for (int twice = 0; twice < 2; ++twice) {
@@ -407,14 +402,12 @@ TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndA
     EXPECT_EQ(TableRows(later), TableRows(earlier));
 
     const auto clear = qScopeGuard([] { ClearInterruption(); });
-    QFile day(lastFile());
-    ASSERT_TRUE(day.open(QIODevice::ReadOnly));
-    const QByteArray dayFile = day.readAll();
-    day.close();
+    const QString dayPath = lastFile();
+    const QByteArray dayFile = ReadFile(dayPath);
     progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
     EXPECT_THROW(backups->BackupEnvironment(environment), OperationInterrupted);
     ClearInterruption();
-    EXPECT_TRUE(filesInFolder() == QStringList{today()} && day.open(QIODevice::ReadOnly) && day.readAll() == dayFile) << filesInFolder().join(u' ').toStdString();
+    EXPECT_TRUE(filesInFolder() == QStringList{today()} && ReadFile(dayPath) == dayFile) << filesInFolder().join(u' ').toStdString();
     const QStringList before = dump();
     progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
     EXPECT_THROW(backups->RestoreEnvironment(environment, aside), OperationInterrupted);
@@ -485,11 +478,7 @@ TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondPro
     WriteSettings(settings, db->localSettings(u"Test.mdb"_s) + uR"(|"SharedResourcePath"="%1"|"ExePath"="%2")"_s.arg(db->tempPath(), exe));
     const auto importKeyword = [&](const char* name) {
         const QString file = db->tempPath() + u"/"_s + QLatin1String(name) + u".txt"_s;
-        QFile text(file);
-        if (!text.open(QIODevice::WriteOnly) || text.write(QByteArray(name) + "\tFrom a second program\r\n") < 0)
-            return -1;
-        text.close();
-        return Ctl({u"import-keywords"_s, u"Billing"_s, file}, settings).exitCode;
+        return !WriteFile(file, QByteArray(name) + "\tFrom a second program\r\n") ? -1 : Ctl({u"import-keywords"_s, u"Billing"_s, file}, settings).exitCode;
     };
     EXPECT_EQ(importKeyword("K1"), 0);
     add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, r.billing}, {u"sKeywordName"_s, u"K2"_s}});

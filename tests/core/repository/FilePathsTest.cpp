@@ -20,11 +20,7 @@ protected:
             MakeFile(file);
     }
 
-    void MakeFile(const QString& relative)
-    {
-        QFile file(m_root + u'/' + relative);
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly));
-    }
+    void MakeFile(const QString& relative) { ASSERT_TRUE(QDir().mkpath(QFileInfo(m_root + u'/' + relative).path()) && test::WriteFile(m_root + u'/' + relative, {})); }
 
     // The temporary folder written the Windows way.
     QString Win(const QString& relative) const { return QString(m_root).replace(u'/', u'\\') + u'\\' + relative; }

@@ -65,12 +65,7 @@ TEST_P(HeldWritesTest, ARowAddedIsReadAndChangedBeforeItsBatchIsSent)
 TEST_P(HeldWritesTest, AFailureInTheMiddleOfABatchLeavesTheTableAsItWas)
 {
     add(u"kept"_s, 1);
-    const QStringList trigger = db->isOdbc()
-        ? QStringList{u"CREATE FUNCTION refuse_300() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
-                      u"IF NEW.sName = 'item 300' THEN RAISE EXCEPTION 'boom'; END IF; RETURN NEW; END $$"_s,
-                      u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem FOR EACH ROW EXECUTE FUNCTION refuse_300()"_s}
-        : QStringList{u"CREATE TRIGGER refuse_300 BEFORE INSERT ON tItem WHEN NEW.sName = 'item 300' BEGIN SELECT RAISE(ABORT, 'boom'); END"_s};
-    DB_ASSERT(for (const QString& statement : trigger) conn.Execute(statement));
+    DB_ASSERT(abortOn(u"tItem"_s, u"INSERT"_s, u"NEW.sName = 'item 300'"_s));
     for (const bool changeFirst : {false, true}) {
         SCOPED_TRACE(changeFirst ? "after a change" : "adding only");
         conn.BeginTrans();

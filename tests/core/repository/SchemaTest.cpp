@@ -110,32 +110,18 @@ TEST_P(SchemaTest, TextComparesAndSortsIgnoringCase)
 }
 
 // The lookups that the long operations repeat once per row of another
-// table (copies, updates, backups, restores, deletions) each find their rows
-// through an index on every column they filter on, so that none of them
-// reads a table from end to end.
+// table (copies, updates, backups, restores) find their rows through an
+// index on every column they filter on, so that none of them reads a table
+// from end to end, nor picks an index on one column and reads every row
+// that matches the other. (The deletions' lookups: VersionContentTest.)
 TEST_P(SchemaTest, EveryRepeatedLookupIsAnIndexSearchOnItsColumns)
 {
     const std::pair<QString, QStringList> lookups[] = {
         {u"tStepWindow WHERE iStepWindowProcessKey=1 AND iStepWindowVerKey=2 ORDER BY iStepWindowSequenceNum"_s,
          {u"iStepWindowProcessKey"_s, u"iStepWindowVerKey"_s}},
         {u"tKeyword WHERE sKeywordName='Smoke' and iKeywordAppKey=1 ORDER BY iKeywordKey"_s, {u"iKeywordAppKey"_s, u"sKeywordName"_s}},
-        {u"tStepWindow WHERE iStepWindowEnvironmentKey = 1"_s, {u"iStepWindowEnvironmentKey"_s}},
         {u"tStepWindow WHERE iStepWindowVerKey=1"_s, {u"iStepWindowVerKey"_s}},
-        {u"tStepWindow WHERE iStepWindowProcessKey = 1"_s, {u"iStepWindowProcessKey"_s}},
-        {u"tStep WHERE iStepWindowKey=1 ORDER BY iStepSequenceNum"_s, {u"iStepWindowKey"_s}},
-        {u"tWindow WHERE iWindowVerKey = 1"_s, {u"iWindowVerKey"_s}},
-        {u"tObject WHERE iObjectWindowKey = 1"_s, {u"iObjectWindowKey"_s}},
-        {u"tProcess WHERE iProcessVerKey=1"_s, {u"iProcessVerKey"_s}},
-        {u"tUserVar WHERE iVarAppVerKey = 1"_s, {u"iVarAppVerKey"_s}},
-        {u"tRequirement WHERE iRequirementAppVerKey = 1"_s, {u"iRequirementAppVerKey"_s}},
-        {u"tCycle WHERE iCycleVerKey=1"_s, {u"iCycleVerKey"_s}},
-        {u"tCycleProcess WHERE iCycleKey=1"_s, {u"iCycleKey"_s}},
-        {u"tSchedule WHERE iScheduleEnvironKey=1"_s, {u"iScheduleEnvironKey"_s}},
-        {u"tScheduleCycles WHERE iScheduleKey = 1"_s, {u"iScheduleKey"_s}},
         {u"tKeywordRel WHERE iKeywordRelKeywordKey=1"_s, {u"iKeywordRelKeywordKey"_s}},
-        {u"tKeywordRel WHERE iKeywordRelProcessKey = 1"_s, {u"iKeywordRelProcessKey"_s}},
-        {u"tKeywordRel WHERE iKeywordRelCycleKey = 1"_s, {u"iKeywordRelCycleKey"_s}},
-        {u"tKeywordRel WHERE iKeywordRelScheduleKey = 1"_s, {u"iKeywordRelScheduleKey"_s}},
         {u"tRecord WHERE iRecordEnvironmentKey=1"_s, {u"iRecordEnvironmentKey"_s}},
         {u"tField WHERE iFieldRecordKey=1"_s, {u"iFieldRecordKey"_s}},
         {u"tFileInstance WHERE iFileInstanceRecordKey=1"_s, {u"iFileInstanceRecordKey"_s}},

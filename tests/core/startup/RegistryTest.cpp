@@ -56,7 +56,7 @@ protected:
 
     QString path() const { return m_dir.filePath(u"zentrix.reg"_s); }
 
-    void write(const QByteArray& bytes) { QFile file(path()); ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size()); }
+    void write(const QByteArray& bytes) { ASSERT_TRUE(test::WriteFile(path(), bytes)); }
 
     QTemporaryDir m_dir;
 };

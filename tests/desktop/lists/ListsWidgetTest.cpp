@@ -63,9 +63,8 @@ protected:
     // A file of the test's folder, written when there is content.
     QString file(const QString& name, const QByteArray& content = {})
     {
-        QFile f(m_db->tempPath() + u'/' + name);
-        EXPECT_TRUE(content.isEmpty() || (f.open(QIODevice::WriteOnly) && f.write(content) == content.size()));
-        return f.fileName();
+        EXPECT_TRUE(content.isEmpty() || WriteFile(m_db->tempPath() + u'/' + name, content));
+        return m_db->tempPath() + u'/' + name;
     }
 
     ScriptedDialogs dialogs;
@@ -104,8 +103,7 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     EXPECT_EQ(dialogs.fileListCaptions, QStringList({"Export Keywords to Tab-Delimited Text File", "Import Keywords From Tab-Delimited Text File",
                                                      "Export Keywords to Tab-Delimited Text File"}));
     EXPECT_EQ(dialogs.fileListPresets, (std::vector{FileNamePreset::TextFileInCurrentFolder, FileNamePreset::None, FileNamePreset::TextFileInCurrentFolder}));
-    QFile oe(file(u"oe.txt"_s));
-    EXPECT_EQ(oe.open(QIODevice::ReadOnly) ? oe.readAll() : QByteArray(), "Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
+    EXPECT_EQ(ReadFile(file(u"oe.txt"_s)), "Orders\tTouches order data\r\nRegression\tPart of the full regression\r\nSmoke\tQuick check after each build\r\n");
     EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been exported to tab delimited text format in the file you selected"_s});
 
     // Import adds the rows, ended by CR LF or LF, and reloads the grid in
