@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 
 namespace dorvane {
@@ -27,6 +28,29 @@ void run(Connection& connection, const QString& sql)
     QSqlQuery query(connection.database());
     if (!query.exec(sql))
         throw connection.StatementFailure(query.lastError()).WithStatement(sql.left(300));
+}
+
+// Reads a table's rows in blocks of `rows` in key order, each block one
+// JSON text that the statement `blockSql` gives for the last key read
+// selects with its highest key and its count, and hands each to `write`.
+void inJsonBlocks(Connection& source, qint64 rows, const std::function<QString(qint64)>& blockSql,
+                  const std::function<void(const QString&)>& write)
+{
+    for (qint64 last = std::numeric_limits<qint64>::min();;) {
+        CheckInterruption();
+        const QString select = blockSql(last);
+        QSqlQuery block(source.database());
+        block.setForwardOnly(true);
+        if (!block.exec(select) || !block.next())
+            throw source.StatementFailure(block.lastError()).WithStatement(select);
+        const qint64 read = block.value(2).toLongLong();
+        if (read == 0)
+            return;
+        write(block.value(0).toString());
+        last = block.value(1).toLongLong();
+        if (read < rows)
+            return;
+    }
 }
 
 } // namespace
@@ -89,30 +113,20 @@ void FileStaging::Load()
         const QString columns = table.columns.join(QStringLiteral(", "));
         const QString head = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(")
                                  .arg(staged, columns, extracted.join(QStringLiteral(", ")));
-        qint64 last = std::numeric_limits<qint64>::min();
-        for (;;) {
-            CheckInterruption();
-            // Names are the schema's own, never user text.
-            const QString select = QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
-                                                  "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5)")
-                                       .arg(columns, table.key, table.name, QString::number(last))
-                                       .arg(kRowsPerInsert);
-            QSqlQuery block(m_file.database());
-            block.setForwardOnly(true);
-            if (!block.exec(select) || !block.next())
-                throw m_file.StatementFailure(block.lastError()).WithStatement(select);
-            const qint64 read = block.value(2).toLongLong();
-            if (read == 0)
-                break;
-            // The server's strings conform to the standard: doubled quotes
-            // are all a literal needs.
-            QString rows = block.value(0).toString();
-            rows.replace(QLatin1Char('\''), QStringLiteral("''"));
-            run(m_repository, head + QLatin1Char('\'') + rows + QStringLiteral("'::jsonb) e"));
-            last = block.value(1).toLongLong();
-            if (read < kRowsPerInsert)
-                break;
-        }
+        // Names are the schema's own, never user text.
+        inJsonBlocks(m_file, kRowsPerInsert,
+                     [&](qint64 last) {
+                         return QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
+                                               "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5)")
+                             .arg(columns, table.key, table.name, QString::number(last))
+                             .arg(kRowsPerInsert);
+                     },
+                     [&](QString rows) {
+                         // The server's strings conform to the standard:
+                         // doubled quotes are all a literal needs.
+                         rows.replace(QLatin1Char('\''), QStringLiteral("''"));
+                         run(m_repository, head + QLatin1Char('\'') + rows + QStringLiteral("'::jsonb) e"));
+                     });
         // The copies join the staged rows by their keys: statistics of the
         // numbers are all the planner needs, and of the texts the costliest.
         run(m_repository, QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", "))));
@@ -142,28 +156,18 @@ void FileStaging::Save()
                                       .arg(table.name, columns, extracted.join(QStringLiteral(", ")));
         if (!insert.prepare(insertSql))
             throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql);
-        qint64 last = std::numeric_limits<qint64>::min();
-        for (;;) {
-            CheckInterruption();
-            const QString select =
-                QStringLiteral("SELECT json_agg(json_build_array(%1) ORDER BY %2)::text, MAX(%2), COUNT(*) FROM (SELECT * "
-                               "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
-                    .arg(values.join(QStringLiteral(", ")), table.key, staged, QString::number(last))
-                    .arg(kRowsPerBlock);
-            QSqlQuery block(m_repository.database());
-            block.setForwardOnly(true);
-            if (!block.exec(select) || !block.next())
-                throw m_repository.StatementFailure(block.lastError()).WithStatement(select);
-            const qint64 read = block.value(2).toLongLong();
-            if (read == 0)
-                break;
-            insert.bindValue(0, block.value(0).toString());
-            if (!insert.exec())
-                throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql).WithTable(table.name);
-            last = block.value(1).toLongLong();
-            if (read < kRowsPerBlock)
-                break;
-        }
+        inJsonBlocks(m_repository, kRowsPerBlock,
+                     [&](qint64 last) {
+                         return QStringLiteral("SELECT json_agg(json_build_array(%1) ORDER BY %2)::text, MAX(%2), COUNT(*) FROM "
+                                               "(SELECT * FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
+                             .arg(values.join(QStringLiteral(", ")), table.key, staged, QString::number(last))
+                             .arg(kRowsPerBlock);
+                     },
+                     [&](const QString& rows) {
+                         insert.bindValue(0, rows);
+                         if (!insert.exec())
+                             throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql).WithTable(table.name);
+                     });
     }
 }
 
