@@ -18,9 +18,9 @@ namespace dorvane {
 
 namespace {
 
-// Rows per statement that fills a staging table, and per block read back.
-constexpr int kRowsPerInsert = 5000;
-constexpr int kRowsPerBlock = 10000;
+// Rows a block of JSON carries between the server and the file, either
+// way: a few megabytes of text at the most, whatever the file's size.
+constexpr int kRowsPerBlock = 5000;
 
 void run(Connection& connection, const QString& sql)
 {
@@ -114,12 +114,12 @@ void FileStaging::Load()
         const QString head = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(")
                                  .arg(staged, columns, extracted.join(QStringLiteral(", ")));
         // Names are the schema's own, never user text.
-        inJsonBlocks(m_file, kRowsPerInsert,
+        inJsonBlocks(m_file, kRowsPerBlock,
                      [&](qint64 last) {
                          return QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
                                                "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5)")
                              .arg(columns, table.key, table.name, QString::number(last))
-                             .arg(kRowsPerInsert);
+                             .arg(kRowsPerBlock);
                      },
                      [&](QString rows) {
                          // The server's strings conform to the standard:
