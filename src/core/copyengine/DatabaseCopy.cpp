@@ -84,20 +84,12 @@ qint64 DatabaseCopy::counted(const QString& batch)
 
 QString DatabaseCopy::nextKey(const QString& table, const QString& key)
 {
-    // The sequence is looked up once: named in the statement, a call of
-    // pg_get_serial_sequence would be made again for every row.
-    auto found = m_sequences.constFind(table);
-    if (found == m_sequences.constEnd()) {
-        QString sequence;
-        for (const QString& name : m_db.FirstColumn(QStringLiteral("SELECT pg_get_serial_sequence('%1', '%2')")
-                                                         .arg(table.toLower(), key.toLower())))
-            sequence = name;
-        if (sequence.isEmpty())
-            throw DbError(QStringLiteral("The table %1 has no key sequence.").arg(table));
-        found = m_sequences.insert(table, QStringLiteral("nextval('%1'::regclass)")
-                                              .arg(sequence.replace(QLatin1Char('\''), QStringLiteral("''"))));
-    }
-    return *found;
+    // The sequence is named: a call of pg_get_serial_sequence in the
+    // statement would be made again for every row.
+    QString sequence = m_db.KeySequence(table, key);
+    if (sequence.isEmpty())
+        throw DbError(QStringLiteral("The table %1 has no key sequence.").arg(table));
+    return QStringLiteral("nextval('%1'::regclass)").arg(sequence.replace(QLatin1Char('\''), QStringLiteral("''")));
 }
 
 qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QHash>
 #include <QString>
 #include <QStringList>
 
@@ -134,7 +133,6 @@ private:
     Connection& m_db;
     Side m_source;
     Side m_destination;
-    QHash<QString, QString> m_sequences;
 };
 
 } // namespace dorvane

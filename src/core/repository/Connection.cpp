@@ -175,6 +175,8 @@ struct Connection::Private {
     QSqlDatabase db;
     const Dialect* dialect = nullptr;
     QHash<QString, std::shared_ptr<const TableInfo>> tables;
+    // KeySequence's answers, by "table.key" in lower case.
+    QHash<QString, QString> sequences;
     // The same, by the table's name exactly as written: a record set is
     // opened per copied row, and its table need not be lower-cased each time.
     QHash<QString, std::shared_ptr<const TableInfo>> tablesAsWritten;
@@ -585,6 +587,24 @@ QStringList Connection::FirstColumn(const QString& sql)
     while (query.next())
         values << query.value(0).toString();
     return values;
+}
+
+QString Connection::KeySequence(const QString& table, const QString& key)
+{
+    d->requireOpen();
+    const QString id = (table + u'.' + key).toLower();
+    auto found = d->sequences.constFind(id);
+    if (found == d->sequences.constEnd()) {
+        QSqlQuery q(d->db);
+        q.setForwardOnly(true);
+        q.prepare(QStringLiteral("SELECT pg_get_serial_sequence(?, ?)"));
+        q.addBindValue(table.toLower());
+        q.addBindValue(key.toLower());
+        if (!q.exec())
+            throw StatementFailure(q.lastError());
+        found = d->sequences.insert(id, q.next() && !q.isNull(0) ? q.value(0).toString() : QString());
+    }
+    return *found;
 }
 
 std::shared_ptr<const TableInfo> Connection::tableInfo(const QString& tableRef)

@@ -143,6 +143,11 @@ public:
     // connection; no rows are read.
     QStringList TableColumns(const QString& table);
 
+    // The name of the sequence that hands out `key` of `table` on a
+    // server ("public.tstep_istepkey_seq"), empty where there is none;
+    // looked up once per connection. Throws DbError.
+    QString KeySequence(const QString& table, const QString& key);
+
     // The first column of every row `sql` selects, as text, read as it is
     // written (no translation, no held writes sent). Throws DbError.
     QStringList FirstColumn(const QString& sql);

@@ -248,15 +248,7 @@ QVariant HeldWrites::ReserveKey(const std::shared_ptr<const TableInfo>& table)
     auto found = m_sequences.find(table.get());
     if (found == m_sequences.end()) {
         Sequence sequence;
-        QSqlQuery q(m_connection.database());
-        q.setForwardOnly(true);
-        q.prepare(QStringLiteral("SELECT pg_get_serial_sequence(?, ?)"));
-        q.addBindValue(m_connection.dialect().Translate(table->tableRef));
-        q.addBindValue(table->Key());
-        if (!q.exec())
-            throw m_connection.StatementFailure(q.lastError());
-        if (q.next() && !q.isNull(0))
-            sequence.name = q.value(0).toString();
+        sequence.name = m_connection.KeySequence(m_connection.dialect().Translate(table->tableRef), table->Key());
         found = m_sequences.insert(table.get(), sequence);
     }
     Sequence& sequence = *found;
