@@ -152,7 +152,7 @@ void FileStaging::Save()
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
         QSqlQuery insert(m_file.database());
-        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM json_each(?) j ORDER BY j.key")
+        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM json_each(?) j")
                                       .arg(table.name, columns, extracted.join(QStringLiteral(", ")));
         if (!insert.prepare(insertSql))
             throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql);
