@@ -5,14 +5,20 @@
 #include "core/repository/Interruption.h"
 #include "core/repository/Schema.h"
 #include "core/repository/SchemaDdl.h"
+#include "core/repository/sqlite/SqliteStatements.h"
 
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
 
 #include <algorithm>
+#include <condition_variable>
+#include <exception>
 #include <functional>
 #include <limits>
+#include <mutex>
+#include <optional>
+#include <thread>
 
 namespace dorvane {
 
@@ -30,27 +36,119 @@ void run(Connection& connection, const QString& sql)
         throw connection.StatementFailure(query.lastError()).WithStatement(sql.left(300));
 }
 
-// Reads a table's rows in blocks of `rows` in key order, each block one
-// JSON text that the statement `blockSql` gives for the last key read
-// selects with its highest key and its count, and hands each to `write`.
-void inJsonBlocks(Connection& source, qint64 rows, const std::function<QString(qint64)>& blockSql,
-                  const std::function<void(const QString&)>& write)
-{
-    for (qint64 last = std::numeric_limits<qint64>::min();;) {
-        CheckInterruption();
-        const QString select = blockSql(last);
-        QSqlQuery block(source.database());
-        block.setForwardOnly(true);
-        if (!block.exec(select) || !block.next())
-            throw source.StatementFailure(block.lastError()).WithStatement(select);
-        const qint64 read = block.value(2).toLongLong();
-        if (read == 0)
-            return;
-        write(block.value(0).toString());
-        last = block.value(1).toLongLong();
-        if (read < rows)
-            return;
+// One block of a table's rows on its way: a JSON text, the highest key it
+// holds and how many rows.
+struct Block {
+    QString rows;
+    qint64 last = 0;
+    qint64 count = 0;
+};
+
+// The hand-over of blocks from the thread that reads them to the thread
+// that writes them, a block ahead at the most: the client never holds more
+// than three.
+class BlockQueue {
+public:
+    // False once the writer has stopped: there is no point in reading on.
+    bool Push(QString rows)
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_stopped || !m_waiting.has_value(); });
+        if (m_stopped)
+            return false;
+        m_waiting = std::move(rows);
+        m_changed.notify_all();
+        return true;
     }
+    // The next block; none once the reader has ended (or either stopped).
+    std::optional<QString> Pop()
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_stopped || m_ended || m_waiting.has_value(); });
+        if (m_stopped || !m_waiting)
+            return std::nullopt;
+        std::optional<QString> rows = std::exchange(m_waiting, std::nullopt);
+        m_changed.notify_all();
+        return rows;
+    }
+    // The reader has read every block.
+    void End()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ended = true;
+        m_changed.notify_all();
+    }
+    // A side failed: the other leaves off at its next block.
+    void Stop()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopped = true;
+        m_changed.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::optional<QString> m_waiting;
+    bool m_ended = false;
+    bool m_stopped = false;
+};
+
+// Carries a table's rows in key order, a block at a time: `read` gives the
+// block after a key, `write` takes it. The next block is read while the
+// last is written, on two threads: the side of the file runs on a thread of
+// its own, through SQLite's own interface (the repository's connection
+// stays on the thread that opened it), so that the client's work and the
+// server's overlap. A failure on either side stops both and is thrown
+// here.
+void crossInBlocks(const std::function<Block(qint64)>& read, const std::function<void(const QString&)>& write,
+                   bool readOnWorker)
+{
+    BlockQueue queue;
+    const auto produce = [&] {
+        for (qint64 last = std::numeric_limits<qint64>::min();;) {
+            Block block = read(last);
+            if (block.count == 0 || !queue.Push(std::move(block.rows)) || block.count < kRowsPerBlock)
+                break;
+            last = block.last;
+        }
+        queue.End();
+    };
+    const auto consume = [&] {
+        while (std::optional<QString> rows = queue.Pop())
+            write(*rows);
+    };
+    std::exception_ptr workerFailure;
+    std::thread worker([&] {
+        try {
+            readOnWorker ? produce() : consume();
+        } catch (...) {
+            workerFailure = std::current_exception();
+            queue.Stop();
+        }
+    });
+    try {
+        readOnWorker ? consume() : produce();
+    } catch (...) {
+        queue.Stop();
+        worker.join();
+        throw;
+    }
+    worker.join();
+    if (workerFailure)
+        std::rethrow_exception(workerFailure);
+}
+
+// A block of a table of the repository's, read by the statement `sql`
+// (the rows' JSON, the highest key, the count).
+Block serverBlock(Connection& repository, const QString& sql)
+{
+    CheckInterruption();
+    QSqlQuery query(repository.database());
+    query.setForwardOnly(true);
+    if (!query.exec(sql) || !query.next())
+        throw repository.StatementFailure(query.lastError()).WithStatement(sql);
+    return {query.value(0).toString(), query.value(1).toLongLong(), query.value(2).toLongLong()};
 }
 
 } // namespace
@@ -111,22 +209,35 @@ void FileStaging::Load()
                 numbers << column;
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
-        const QString head = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(")
-                                 .arg(staged, columns, extracted.join(QStringLiteral(", ")));
+        // The block is bound, not written into the statement: the driver
+        // would read a literal of a megabyte character by character.
+        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(?::jsonb) e")
+                                      .arg(staged, columns, extracted.join(QStringLiteral(", ")));
         // Names are the schema's own, never user text.
-        inJsonBlocks(m_file, kRowsPerBlock,
-                     [&](qint64 last) {
-                         return QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
-                                               "FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5)")
-                             .arg(columns, table.key, table.name, QString::number(last))
-                             .arg(kRowsPerBlock);
-                     },
-                     [&](QString rows) {
-                         // The server's strings conform to the standard:
-                         // doubled quotes are all a literal needs.
-                         rows.replace(QLatin1Char('\''), QStringLiteral("''"));
-                         run(m_repository, head + QLatin1Char('\'') + rows + QStringLiteral("'::jsonb) e"));
-                     });
+        const QString blockSql = QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
+                                                "FROM %3 WHERE %2 > ? ORDER BY %2 LIMIT %4)")
+                                     .arg(columns, table.key, table.name)
+                                     .arg(kRowsPerBlock);
+        QSqlQuery insert(m_repository.database());
+        if (!insert.prepare(insertSql))
+            throw m_repository.StatementFailure(insert.lastError()).WithStatement(insertSql);
+        SqliteStatements& file = *m_file.sqliteStatements();
+        sqlite3_stmt* const select = file.Statement(blockSql);
+        crossInBlocks(
+            [&](qint64 last) {
+                SqliteRun block(file, select);
+                block.Bind(1, last);
+                if (!block.Step())
+                    return Block{};
+                return Block{block.Column(0).toString(), block.Column(1).toLongLong(), block.Column(2).toLongLong()};
+            },
+            [&](const QString& rows) {
+                CheckInterruption();
+                insert.bindValue(0, rows);
+                if (!insert.exec())
+                    throw m_repository.StatementFailure(insert.lastError()).WithStatement(insertSql);
+            },
+            true);
         // The copies join the staged rows by their keys: statistics of the
         // numbers are all the planner needs, and of the texts the costliest.
         run(m_repository, QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", "))));
@@ -151,23 +262,28 @@ void FileStaging::Save()
             extracted << QStringLiteral("json_extract(j.value, '$[%1]')").arg(i);
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
-        QSqlQuery insert(m_file.database());
         const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM json_each(?) j")
                                       .arg(table.name, columns, extracted.join(QStringLiteral(", ")));
-        if (!insert.prepare(insertSql))
-            throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql);
-        inJsonBlocks(m_repository, kRowsPerBlock,
-                     [&](qint64 last) {
-                         return QStringLiteral("SELECT json_agg(json_build_array(%1) ORDER BY %2)::text, MAX(%2), COUNT(*) FROM "
-                                               "(SELECT * FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
-                             .arg(values.join(QStringLiteral(", ")), table.key, staged, QString::number(last))
-                             .arg(kRowsPerBlock);
-                     },
-                     [&](const QString& rows) {
-                         insert.bindValue(0, rows);
-                         if (!insert.exec())
-                             throw m_file.StatementFailure(insert.lastError()).WithStatement(insertSql).WithTable(table.name);
-                     });
+        SqliteStatements& file = *m_file.sqliteStatements();
+        sqlite3_stmt* const insert = file.Statement(insertSql);
+        crossInBlocks(
+            [&](qint64 last) {
+                return serverBlock(m_repository,
+                                   QStringLiteral("SELECT json_agg(json_build_array(%1) ORDER BY %2)::text, MAX(%2), COUNT(*) "
+                                                  "FROM (SELECT * FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
+                                       .arg(values.join(QStringLiteral(", ")), table.key, staged, QString::number(last))
+                                       .arg(kRowsPerBlock));
+            },
+            [&](const QString& rows) {
+                try {
+                    SqliteRun written(file, insert);
+                    written.Bind(1, rows);
+                    written.Step();
+                } catch (DbError& e) {
+                    throw std::move(e.WithStatement(insertSql).WithTable(table.name));
+                }
+            },
+            false);
     }
 }
 

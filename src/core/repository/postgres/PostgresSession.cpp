@@ -28,9 +28,9 @@ void ConfigureSession(QSqlDatabase& db, int lockWaitMs)
     // objects are tens of megabytes, sorted in memory rather than through
     // temporary files (the server's default allows 4 MB a sort).
     q.exec(QStringLiteral("SET work_mem = '64MB'"));
-    // A backup file's rows reach the server as JSON texts inside string
-    // literals, with their quotes doubled: a backslash in them must stay a
-    // backslash, whatever the server's own default.
+    // Texts are written into statements as literals with their quotes
+    // doubled and nothing else: a backslash in them must stay a backslash,
+    // whatever the server's own default.
     q.exec(QStringLiteral("SET standard_conforming_strings = on"));
     q.exec(ReadWriteSessionSql());
 }
