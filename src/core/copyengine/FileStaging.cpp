@@ -250,20 +250,19 @@ void FileStaging::Save()
     for (const Table& table : m_tables) {
         const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
         // A block of rows crosses as one text, the JSON array of the rows'
-        // arrays: the server writes it, SQLite takes it apart. Each value
+        // arrays: the server writes it, the file inserts its rows. Each value
         // keeps its type (numbers, texts, NULL); a date is written as the
         // text a row-by-row copy would have written, to the millisecond.
-        QStringList values, extracted;
-        for (int i = 0; i < int(table.columns.size()); ++i) {
-            const QString& column = table.columns[i];
+        QStringList values, parameters;
+        for (const QString& column : table.columns) {
             values << (ColumnTypeOf(column) == ColumnType::DateTime
                            ? QStringLiteral("to_char(%1, 'YYYY-MM-DD\"T\"HH24:MI:SS.MS')").arg(column)
                            : column);
-            extracted << QStringLiteral("json_extract(j.value, '$[%1]')").arg(i);
+            parameters << QStringLiteral("?");
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
-        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM json_each(?) j")
-                                      .arg(table.name, columns, extracted.join(QStringLiteral(", ")));
+        const QString insertSql =
+            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)").arg(table.name, columns, parameters.join(QLatin1Char(',')));
         SqliteStatements& file = *m_file.sqliteStatements();
         sqlite3_stmt* const insert = file.Statement(insertSql);
         crossInBlocks(
@@ -276,9 +275,7 @@ void FileStaging::Save()
             },
             [&](const QString& rows) {
                 try {
-                    SqliteRun written(file, insert);
-                    written.Bind(1, rows);
-                    written.Step();
+                    InsertJsonRows(file, insert, rows);
                 } catch (DbError& e) {
                     throw std::move(e.WithStatement(insertSql).WithTable(table.name));
                 }

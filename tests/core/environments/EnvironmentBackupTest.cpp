@@ -142,7 +142,8 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     conn.Execute(description.arg(u"Earlier"_s).arg(environment));
     ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
     conn.Execute(description.arg(u"First release"_s).arg(environment));
-    const QString hostile = u"007 \"a\\b\"\t\u00e9\U0001F600\nDon''t"_s;
+    // Written out by a server's JSON as escapes: \" \\ \t \n and \u0001.
+    const QString hostile = u"007 \"a\\b\"\t\x01/\u00e9\U0001F600\nDon''t"_s;
     conn.Execute(u"UPDATE tWindow SET dWindowLastUpdate='2024-03-01T12:30:05.250', sWindowExecutable='%1' WHERE iWindowKey=%2"_s
                      .arg(hostile)
                      .arg(r.invoice));

@@ -328,3 +328,175 @@ std::optional<qint64> ExecuteKept(SqliteStatements& statements, const QString& s
 }
 
 } // namespace dorvane
+
+namespace dorvane {
+
+namespace {
+
+// Reads a JSON array of arrays of scalars a character at a time: the one
+// shape the server writes for a block of rows, so a general parser (and
+// the value objects it would build) is not needed.
+class JsonRows {
+public:
+    explicit JsonRows(QStringView text) : m_text(text) {}
+
+    // Skips white space and takes `c` if it is next.
+    bool Take(QChar c)
+    {
+        skipSpace();
+        if (m_at < m_text.size() && m_text[m_at] == c) {
+            ++m_at;
+            return true;
+        }
+        return false;
+    }
+    void Expect(QChar c)
+    {
+        if (!Take(c))
+            fail();
+    }
+    bool AtEnd()
+    {
+        skipSpace();
+        return m_at == m_text.size();
+    }
+
+    // Binds the next value to parameter `parameter` of `statement`. A text
+    // without escapes is bound where it stands in `m_text`; one with
+    // escapes is written out into `buffer` first.
+    int BindValue(sqlite3_stmt* statement, int parameter, QString& buffer)
+    {
+        skipSpace();
+        if (m_at >= m_text.size())
+            fail();
+        const QChar first = m_text[m_at];
+        if (first == u'"')
+            return bindText(statement, parameter, buffer);
+        if (m_text.sliced(m_at).startsWith(u"null")) {
+            m_at += 4;
+            return sqlite3_bind_null(statement, parameter);
+        }
+        if (m_text.sliced(m_at).startsWith(u"true")) {
+            m_at += 4;
+            return sqlite3_bind_int64(statement, parameter, 1);
+        }
+        if (m_text.sliced(m_at).startsWith(u"false")) {
+            m_at += 5;
+            return sqlite3_bind_int64(statement, parameter, 0);
+        }
+        const qsizetype begin = m_at;
+        bool integral = true;
+        while (m_at < m_text.size()) {
+            const QChar c = m_text[m_at];
+            if (c == u'.' || c == u'e' || c == u'E')
+                integral = false;
+            else if (!c.isDigit() && c != u'-' && c != u'+')
+                break;
+            ++m_at;
+        }
+        const QStringView number = m_text.sliced(begin, m_at - begin);
+        bool ok = false;
+        if (integral) {
+            const qint64 value = number.toLongLong(&ok);
+            if (ok)
+                return sqlite3_bind_int64(statement, parameter, value);
+        }
+        const double value = number.toDouble(&ok);
+        if (!ok)
+            fail();
+        return sqlite3_bind_double(statement, parameter, value);
+    }
+
+private:
+    void skipSpace()
+    {
+        while (m_at < m_text.size() && m_text[m_at].isSpace())
+            ++m_at;
+    }
+    [[noreturn]] void fail() const
+    {
+        throw DbError(QStringLiteral("A block of rows is not a JSON array of rows (at character %1).").arg(m_at));
+    }
+
+    int bindText(sqlite3_stmt* statement, int parameter, QString& buffer)
+    {
+        const qsizetype begin = ++m_at;
+        while (m_at < m_text.size() && m_text[m_at] != u'"' && m_text[m_at] != u'\\')
+            ++m_at;
+        if (m_at >= m_text.size())
+            fail();
+        if (m_text[m_at] == u'"') {
+            const QStringView text = m_text.sliced(begin, m_at++ - begin);
+            return sqlite3_bind_text16(statement, parameter, text.utf16(), int(text.size() * 2), SQLITE_STATIC);
+        }
+        buffer = m_text.sliced(begin, m_at - begin).toString();
+        while (m_at < m_text.size() && m_text[m_at] != u'"') {
+            const QChar c = m_text[m_at++];
+            if (c != u'\\') {
+                buffer += c;
+                continue;
+            }
+            if (m_at >= m_text.size())
+                fail();
+            const QChar escaped = m_text[m_at++];
+            switch (escaped.unicode()) {
+            case u'b': buffer += QChar(u'\b'); break;
+            case u'f': buffer += QChar(u'\f'); break;
+            case u'n': buffer += QChar(u'\n'); break;
+            case u'r': buffer += QChar(u'\r'); break;
+            case u't': buffer += QChar(u'\t'); break;
+            case u'u': {
+                // A surrogate pair arrives as two escapes, each one UTF-16
+                // code unit: appended in turn they make the character.
+                bool ok = false;
+                const ushort unit = m_at + 4 <= m_text.size() ? m_text.sliced(m_at, 4).toUShort(&ok, 16) : 0;
+                if (!ok)
+                    fail();
+                buffer += QChar(unit);
+                m_at += 4;
+                break;
+            }
+            default: buffer += escaped; break;  // " \\ /
+            }
+        }
+        if (m_at >= m_text.size())
+            fail();
+        ++m_at;
+        return sqlite3_bind_text16(statement, parameter, buffer.utf16(), int(buffer.size() * 2), SQLITE_STATIC);
+    }
+
+    QStringView m_text;
+    qsizetype m_at = 0;
+};
+
+} // namespace
+
+qint64 InsertJsonRows(SqliteStatements& statements, sqlite3_stmt* insert, QStringView rows)
+{
+    const int parameters = sqlite3_bind_parameter_count(insert);
+    std::vector<QString> buffers(std::size_t(parameters) + 1);
+    JsonRows json(rows);
+    json.Expect(u'[');
+    qint64 count = 0;
+    if (json.Take(u']'))
+        return count;
+    do {
+        json.Expect(u'[');
+        SqliteRun row(statements, insert);
+        for (int parameter = 1; parameter <= parameters; ++parameter) {
+            if (parameter > 1)
+                json.Expect(u',');
+            if (json.BindValue(insert, parameter, buffers[std::size_t(parameter)]) != SQLITE_OK)
+                throw DbError(statements.ErrorText());
+        }
+        json.Expect(u']');
+        row.Step();
+        ++count;
+    } while (json.Take(u','));
+    json.Expect(u']');
+    if (!json.AtEnd())
+        throw DbError(QStringLiteral("A block of rows is not a JSON array of rows (text after its end)."));
+    return count;
+}
+
+} // namespace dorvane

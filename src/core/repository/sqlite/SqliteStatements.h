@@ -49,6 +49,14 @@ private:
     std::vector<QByteArray> m_texts;
 };
 
+// Runs the prepared INSERT `insert` once for each row of `rows`, a JSON
+// array of arrays as a server writes it (numbers, texts, null), each row's
+// values bound to the statement's parameters in order: integers as
+// integers, other numbers as reals, texts as texts. Returns how many rows.
+// Throws DbError with SQLite's text, or when `rows` is not such an array or
+// a row has the wrong number of values.
+qint64 InsertJsonRows(SqliteStatements& statements, sqlite3_stmt* insert, QStringView rows);
+
 // One execution of a prepared statement: binds values, steps, reads
 // columns; resets the statement and clears its bindings when it ends,
 // whatever happens in between.
