@@ -253,31 +253,32 @@ void FileStaging::Save()
         // arrays: the server writes it, the file inserts its rows. Each value
         // keeps its type (numbers, texts, NULL); a date is written as the
         // text a row-by-row copy would have written, to the millisecond.
-        QStringList values, parameters;
+        QStringList values;
         for (const QString& column : table.columns) {
-            values << (ColumnTypeOf(column) == ColumnType::DateTime
-                           ? QStringLiteral("to_char(%1, 'YYYY-MM-DD\"T\"HH24:MI:SS.MS')").arg(column)
-                           : column);
-            parameters << QStringLiteral("?");
+            const ColumnType type = ColumnTypeOf(column);
+            values << QStringLiteral("COALESCE(%1, 'null')")
+                          .arg(type == ColumnType::DateTime
+                                   ? QStringLiteral("to_json(to_char(%1, 'YYYY-MM-DD\"T\"HH24:MI:SS.MS'))::text").arg(column)
+                               : type == ColumnType::Integer || type == ColumnType::Boolean
+                                   ? column + QStringLiteral("::text")
+                                   : QStringLiteral("to_json(%1::text)::text").arg(column));
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
-        const QString insertSql =
-            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)").arg(table.name, columns, parameters.join(QLatin1Char(',')));
+        const QString insertHead = QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table.name, columns);
         SqliteStatements& file = *m_file.sqliteStatements();
-        sqlite3_stmt* const insert = file.Statement(insertSql);
         crossInBlocks(
             [&](qint64 last) {
                 return serverBlock(m_repository,
-                                   QStringLiteral("SELECT json_agg(json_build_array(%1) ORDER BY %2)::text, MAX(%2), COUNT(*) "
-                                                  "FROM (SELECT * FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
-                                       .arg(values.join(QStringLiteral(", ")), table.key, staged, QString::number(last))
+                                   QStringLiteral("SELECT '[' || string_agg('[' || %1 || ']', ',' ORDER BY %2) || ']', MAX(%2), "
+                                                  "COUNT(*) FROM (SELECT * FROM %3 WHERE %2 > %4 ORDER BY %2 LIMIT %5) b")
+                                       .arg(values.join(QStringLiteral(" || ',' || ")), table.key, staged, QString::number(last))
                                        .arg(kRowsPerBlock));
             },
             [&](const QString& rows) {
                 try {
-                    InsertJsonRows(file, insert, rows);
+                    InsertJsonRows(file, insertHead, int(table.columns.size()), rows);
                 } catch (DbError& e) {
-                    throw std::move(e.WithStatement(insertSql).WithTable(table.name));
+                    throw std::move(e.WithStatement(insertHead).WithTable(table.name));
                 }
             },
             false);

@@ -66,6 +66,19 @@ QString NamingReadonlyFile(sqlite3* handle, const QString& text)
         .arg(text, QString::fromUtf8(file));
 }
 
+// Binds text as UTF-8, SQLite's storage encoding, from the parameter's
+// own kept buffer: no copy inside SQLite, no allocation.
+int BindUtf8(SqliteStatements& statements, sqlite3_stmt* statement, int parameter, QStringView text)
+{
+    QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+    char* const begin = statements.TextBuffer(parameter, encoder.requiredSpace(text.size()));
+    const char* const end = encoder.appendToBuffer(begin, text);
+    const qsizetype bytes = end - begin;
+    if (bytes > std::numeric_limits<int>::max())
+        return SQLITE_TOOBIG;
+    return sqlite3_bind_text(statement, parameter, begin, int(bytes), SQLITE_STATIC);
+}
+
 SqliteStatements::SqliteStatements(sqlite3* handle) : m_handle(handle) {}
 
 SqliteStatements::~SqliteStatements() { Clear(); }
@@ -120,18 +133,7 @@ SqliteRun::~SqliteRun()
     sqlite3_clear_bindings(m_statement);
 }
 
-// Binds text as UTF-8, SQLite's storage encoding, from the parameter's
-// own kept buffer: no copy inside SQLite, no allocation.
-int SqliteRun::bindText(int parameter, QStringView text)
-{
-    QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
-    char* const begin = m_statements.TextBuffer(parameter, encoder.requiredSpace(text.size()));
-    const char* const end = encoder.appendToBuffer(begin, text);
-    const qsizetype bytes = end - begin;
-    if (bytes > std::numeric_limits<int>::max())
-        return SQLITE_TOOBIG;
-    return sqlite3_bind_text(m_statement, parameter, begin, int(bytes), SQLITE_STATIC);
-}
+int SqliteRun::bindText(int parameter, QStringView text) { return BindUtf8(m_statements, m_statement, parameter, text); }
 
 void SqliteRun::Bind(int parameter, const QVariant& value)
 {
@@ -338,7 +340,7 @@ namespace {
 // the value objects it would build) is not needed.
 class JsonRows {
 public:
-    explicit JsonRows(QStringView text) : m_text(text) {}
+    JsonRows(SqliteStatements& statements, QStringView text) : m_statements(statements), m_text(text) {}
 
     // Skips white space and takes `c` if it is next.
     bool Take(QChar c)
@@ -361,17 +363,41 @@ public:
         return m_at == m_text.size();
     }
 
-    // Binds the next value to parameter `parameter` of `statement`. A text
-    // without escapes is bound where it stands in `m_text`; one with
-    // escapes is written out into `buffer` first.
-    int BindValue(sqlite3_stmt* statement, int parameter, QString& buffer)
+    qsizetype Position() const { return m_at; }
+    void Seek(qsizetype at) { m_at = at; }
+
+    // The rows from here to the end of the array, counted by the brackets
+    // that open them (outside texts); the position is left at the end.
+    qint64 CountRows()
+    {
+        qint64 rows = 0;
+        int depth = 0;
+        for (; m_at < m_text.size(); ++m_at) {
+            const QChar c = m_text[m_at];
+            if (c == u'"') {
+                for (++m_at; m_at < m_text.size() && m_text[m_at] != u'"'; ++m_at) {
+                    if (m_text[m_at] == u'\\')
+                        ++m_at;
+                }
+            } else if (c == u'[') {
+                if (depth++ == 0)
+                    ++rows;
+            } else if (c == u']' && depth-- == 0) {
+                break;
+            }
+        }
+        return rows;
+    }
+
+    // Binds the next value to parameter `parameter` of `statement`.
+    int BindValue(sqlite3_stmt* statement, int parameter)
     {
         skipSpace();
         if (m_at >= m_text.size())
             fail();
         const QChar first = m_text[m_at];
         if (first == u'"')
-            return bindText(statement, parameter, buffer);
+            return bindText(statement, parameter);
         if (m_text.sliced(m_at).startsWith(u"null")) {
             m_at += 4;
             return sqlite3_bind_null(statement, parameter);
@@ -418,8 +444,11 @@ private:
         throw DbError(QStringLiteral("A block of rows is not a JSON array of rows (at character %1).").arg(m_at));
     }
 
-    int bindText(sqlite3_stmt* statement, int parameter, QString& buffer)
+    // A text without escapes is bound as it stands in the block; one with
+    // escapes is written out first.
+    int bindText(sqlite3_stmt* statement, int parameter)
     {
+        QString& buffer = m_unescaped;
         const qsizetype begin = ++m_at;
         while (m_at < m_text.size() && m_text[m_at] != u'"' && m_text[m_at] != u'\\')
             ++m_at;
@@ -427,7 +456,7 @@ private:
             fail();
         if (m_text[m_at] == u'"') {
             const QStringView text = m_text.sliced(begin, m_at++ - begin);
-            return sqlite3_bind_text16(statement, parameter, text.utf16(), int(text.size() * 2), SQLITE_STATIC);
+            return BindUtf8(m_statements, statement, parameter, text);
         }
         buffer = m_text.sliced(begin, m_at - begin).toString();
         while (m_at < m_text.size() && m_text[m_at] != u'"') {
@@ -462,37 +491,62 @@ private:
         if (m_at >= m_text.size())
             fail();
         ++m_at;
-        return sqlite3_bind_text16(statement, parameter, buffer.utf16(), int(buffer.size() * 2), SQLITE_STATIC);
+        return BindUtf8(m_statements, statement, parameter, buffer);
     }
 
+    SqliteStatements& m_statements;
     QStringView m_text;
     qsizetype m_at = 0;
+    QString m_unescaped;
 };
 
 } // namespace
 
-qint64 InsertJsonRows(SqliteStatements& statements, sqlite3_stmt* insert, QStringView rows)
+qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows)
 {
-    const int parameters = sqlite3_bind_parameter_count(insert);
-    std::vector<QString> buffers(std::size_t(parameters) + 1);
-    JsonRows json(rows);
-    json.Expect(u'[');
-    qint64 count = 0;
-    if (json.Take(u']'))
-        return count;
-    do {
-        json.Expect(u'[');
-        SqliteRun row(statements, insert);
-        for (int parameter = 1; parameter <= parameters; ++parameter) {
-            if (parameter > 1)
+    // Many rows to a statement: a statement's own costs (its start, the
+    // table's AUTOINCREMENT counter written back at its end) come once
+    // per hundred rows instead of once per row.
+    constexpr int kRowsPerStatement = 100;
+    const auto insertOf = [&](int rowCount) {
+        const QString row = u'(' + QStringLiteral("?,").repeated(columns - 1) + QStringLiteral("?)");
+        return statements.Statement(insertHead + (row + u',').repeated(rowCount - 1) + row);
+    };
+    sqlite3_stmt* const full = insertOf(kRowsPerStatement);
+    JsonRows json(statements, rows);
+    // Binds the next `rowCount` rows to `insert` and runs it.
+    const auto insertRows = [&](sqlite3_stmt* insert, int rowCount) {
+        SqliteRun run(statements, insert);
+        for (int row = 0; row < rowCount; ++row) {
+            if (row > 0)
                 json.Expect(u',');
-            if (json.BindValue(insert, parameter, buffers[std::size_t(parameter)]) != SQLITE_OK)
-                throw DbError(statements.ErrorText());
+            json.Expect(u'[');
+            for (int column = 0; column < columns; ++column) {
+                if (column > 0)
+                    json.Expect(u',');
+                const int parameter = row * columns + column + 1;
+                if (json.BindValue(insert, parameter) != SQLITE_OK)
+                    throw DbError(statements.ErrorText());
+            }
+            json.Expect(u']');
         }
-        json.Expect(u']');
-        row.Step();
-        ++count;
-    } while (json.Take(u','));
+        run.Step();
+    };
+    json.Expect(u'[');
+    if (json.Take(u']'))
+        return 0;
+    // The rows are counted first: a block's last statement takes the rows
+    // that are left.
+    const qsizetype first = json.Position();
+    qint64 count = json.CountRows();
+    json.Seek(first);
+    for (qint64 left = count; left > 0;) {
+        const int rowCount = int(std::min<qint64>(left, kRowsPerStatement));
+        if (left != count)
+            json.Expect(u',');
+        insertRows(rowCount == kRowsPerStatement ? full : insertOf(rowCount), rowCount);
+        left -= rowCount;
+    }
     json.Expect(u']');
     if (!json.AtEnd())
         throw DbError(QStringLiteral("A block of rows is not a JSON array of rows (text after its end)."));

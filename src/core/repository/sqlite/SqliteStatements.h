@@ -49,13 +49,17 @@ private:
     std::vector<QByteArray> m_texts;
 };
 
-// Runs the prepared INSERT `insert` once for each row of `rows`, a JSON
-// array of arrays as a server writes it (numbers, texts, null), each row's
-// values bound to the statement's parameters in order: integers as
-// integers, other numbers as reals, texts as texts. Returns how many rows.
-// Throws DbError with SQLite's text, or when `rows` is not such an array or
-// a row has the wrong number of values.
-qint64 InsertJsonRows(SqliteStatements& statements, sqlite3_stmt* insert, QStringView rows);
+// Binds `text` to a parameter as UTF-8, SQLite's storage encoding, from
+// the parameter's kept buffer (SqliteStatements::TextBuffer).
+int BindUtf8(SqliteStatements& statements, sqlite3_stmt* statement, int parameter, QStringView text);
+
+// Inserts the rows of `rows`, a JSON array of arrays as a server writes it
+// (numbers, texts, null), through INSERT statements of many rows each made
+// of `insertHead` ("INSERT INTO t (a, b) VALUES "), each row's `columns`
+// values in order: integers as integers, other numbers as reals, texts as
+// texts. Returns how many rows. Throws DbError with SQLite's text, or when
+// `rows` is not such an array or a row has the wrong number of values.
+qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows);
 
 // One execution of a prepared statement: binds values, steps, reads
 // columns; resets the statement and clears its bindings when it ends,
