@@ -36,10 +36,11 @@ void run(Connection& connection, const QString& sql)
         throw connection.StatementFailure(query.lastError()).WithStatement(sql.left(300));
 }
 
-// One block of a table's rows on its way: a JSON text, the highest key it
-// holds and how many rows.
+// One block of a table's rows on its way: its texts (the rows' JSON, or an
+// array of each column's values), the highest key it holds and how many
+// rows.
 struct Block {
-    QString rows;
+    QStringList rows;
     qint64 last = 0;
     qint64 count = 0;
 };
@@ -50,7 +51,7 @@ struct Block {
 class BlockQueue {
 public:
     // False once the writer has stopped: there is no point in reading on.
-    bool Push(QString rows)
+    bool Push(QStringList rows)
     {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [this] { return m_stopped || !m_waiting.has_value(); });
@@ -61,13 +62,13 @@ public:
         return true;
     }
     // The next block; none once the reader has ended (or either stopped).
-    std::optional<QString> Pop()
+    std::optional<QStringList> Pop()
     {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [this] { return m_stopped || m_ended || m_waiting.has_value(); });
         if (m_stopped || !m_waiting)
             return std::nullopt;
-        std::optional<QString> rows = std::exchange(m_waiting, std::nullopt);
+        std::optional<QStringList> rows = std::exchange(m_waiting, std::nullopt);
         m_changed.notify_all();
         return rows;
     }
@@ -89,7 +90,7 @@ public:
 private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::optional<QString> m_waiting;
+    std::optional<QStringList> m_waiting;
     bool m_ended = false;
     bool m_stopped = false;
 };
@@ -101,7 +102,7 @@ private:
 // stays on the thread that opened it), so that the client's work and the
 // server's overlap. A failure on either side stops both and is thrown
 // here.
-void crossInBlocks(const std::function<Block(qint64)>& read, const std::function<void(const QString&)>& write,
+void crossInBlocks(const std::function<Block(qint64)>& read, const std::function<void(const QStringList&)>& write,
                    bool readOnWorker)
 {
     BlockQueue queue;
@@ -115,7 +116,7 @@ void crossInBlocks(const std::function<Block(qint64)>& read, const std::function
         queue.End();
     };
     const auto consume = [&] {
-        while (std::optional<QString> rows = queue.Pop())
+        while (std::optional<QStringList> rows = queue.Pop())
             write(*rows);
     };
     std::exception_ptr workerFailure;
@@ -148,7 +149,7 @@ Block serverBlock(Connection& repository, const QString& sql)
     query.setForwardOnly(true);
     if (!query.exec(sql) || !query.next())
         throw repository.StatementFailure(query.lastError()).WithStatement(sql);
-    return {query.value(0).toString(), query.value(1).toLongLong(), query.value(2).toLongLong()};
+    return {{query.value(0).toString()}, query.value(1).toLongLong(), query.value(2).toLongLong()};
 }
 
 } // namespace
@@ -194,30 +195,36 @@ void FileStaging::Load()
     Create();
     for (const Table& table : m_tables) {
         const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
-        // A block of rows crosses as one text, the JSON array of the rows'
-        // arrays: SQLite writes it, the server takes it apart, each value
-        // read as its column's type (a number, a text, a date's text).
-        QStringList extracted, numbers;
-        for (int i = 0; i < int(table.columns.size()); ++i) {
-            const QString& column = table.columns[i];
+        // A block of rows crosses as one array per column, in the server's
+        // text form ({1,NULL,3}, {"a\\"b",NULL}), each bound to a parameter
+        // of one INSERT that unnests them side by side, each read as its
+        // column's type (a number, a text, a date's text). The server reads
+        // arrays faster than JSON, and the driver passes parameters on
+        // without reading them.
+        QStringList arrays, unnested, numbers;
+        for (const QString& column : table.columns) {
             const ColumnType type = ColumnTypeOf(column);
-            const QString value = QStringLiteral("(e.value ->> %1)").arg(i);
-            extracted << (type == ColumnType::Integer || type == ColumnType::Boolean ? value + QStringLiteral("::integer")
-                          : type == ColumnType::DateTime                              ? value + QStringLiteral("::timestamp")
-                                                                                      : value);
+            const bool integral = type == ColumnType::Integer || type == ColumnType::Boolean;
+            arrays << QStringLiteral("'{' || group_concat(%1, ',') || '}'")
+                          .arg(integral ? QStringLiteral("COALESCE(%1, 'NULL')").arg(column)
+                                        : QStringLiteral("CASE WHEN %1 IS NULL THEN 'NULL' ELSE '\"' || "
+                                                         "replace(replace(%1, '\\', '\\\\'), '\"', '\\\"') || '\"' END")
+                                              .arg(column));
+            unnested << (integral                        ? QStringLiteral("?::integer[]")
+                         : type == ColumnType::DateTime ? QStringLiteral("?::timestamp[]")
+                                                        : QStringLiteral("?::text[]"));
             if (type == ColumnType::Integer)
                 numbers << column;
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
-        // The block is bound, not written into the statement: the driver
-        // would read a literal of a megabyte character by character.
-        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM jsonb_array_elements(?::jsonb) e")
-                                      .arg(staged, columns, extracted.join(QStringLiteral(", ")));
+        const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT * FROM unnest(%3)")
+                                      .arg(staged, columns, unnested.join(QStringLiteral(", ")));
         // Names are the schema's own, never user text.
-        const QString blockSql = QStringLiteral("SELECT json_group_array(json_array(%1)), MAX(%2), COUNT(*) FROM (SELECT %1 "
-                                                "FROM %3 WHERE %2 > ? ORDER BY %2 LIMIT %4)")
+        const QString blockSql = QStringLiteral("SELECT MAX(%2), COUNT(*), %5 FROM (SELECT %1 FROM %3 WHERE %2 > ? "
+                                                "ORDER BY %2 LIMIT %4)")
                                      .arg(columns, table.key, table.name)
-                                     .arg(kRowsPerBlock);
+                                     .arg(kRowsPerBlock)
+                                     .arg(arrays.join(QStringLiteral(", ")));
         QSqlQuery insert(m_repository.database());
         if (!insert.prepare(insertSql))
             throw m_repository.StatementFailure(insert.lastError()).WithStatement(insertSql);
@@ -229,11 +236,15 @@ void FileStaging::Load()
                 block.Bind(1, last);
                 if (!block.Step())
                     return Block{};
-                return Block{block.Column(0).toString(), block.Column(1).toLongLong(), block.Column(2).toLongLong()};
+                QStringList rows;
+                for (int i = 0; i < int(table.columns.size()); ++i)
+                    rows << block.Column(i + 2).toString();
+                return Block{rows, block.Column(0).toLongLong(), block.Column(1).toLongLong()};
             },
-            [&](const QString& rows) {
+            [&](const QStringList& rows) {
                 CheckInterruption();
-                insert.bindValue(0, rows);
+                for (int i = 0; i < int(rows.size()); ++i)
+                    insert.bindValue(i, rows[i]);
                 if (!insert.exec())
                     throw m_repository.StatementFailure(insert.lastError()).WithStatement(insertSql);
             },
@@ -274,9 +285,9 @@ void FileStaging::Save()
                                        .arg(values.join(QStringLiteral(" || ',' || ")), table.key, staged, QString::number(last))
                                        .arg(kRowsPerBlock));
             },
-            [&](const QString& rows) {
+            [&](const QStringList& rows) {
                 try {
-                    InsertJsonRows(file, insertHead, int(table.columns.size()), rows);
+                    InsertJsonRows(file, insertHead, int(table.columns.size()), rows.first());
                 } catch (DbError& e) {
                     throw std::move(e.WithStatement(insertHead).WithTable(table.name));
                 }
