@@ -84,7 +84,7 @@ std::optional<QString> environmentProblem(Connection& file, std::optional<qint32
 
 // Why the file's tables do not match its manifest, or nothing; no manifest
 // at all is told apart by the caller.
-std::optional<QString> manifestProblem(Connection& file)
+std::optional<QString> manifestProblem(Connection& file, const QHash<QString, sqlite::TableDigest>& digests)
 {
     struct Entry {
         qint64 rows = 0;
@@ -109,7 +109,7 @@ std::optional<QString> manifestProblem(Connection& file)
         if (entry == manifest.end())
             return QStringLiteral("Its manifest does not list the table %1.").arg(table->name);
         entry->seen = true;
-        const sqlite::TableDigest found = digestOf(file, QStringLiteral("main"), *table);
+        const sqlite::TableDigest found = digests.value(table->name.toLower());
         if (found.rows != entry->rows)
             return QStringLiteral("The table %1 holds %2 rows; its manifest says %3.").arg(table->name).arg(found.rows).arg(entry->rows);
         if (found.digest != entry->digest)
@@ -146,14 +146,15 @@ BackupFileCheck VerifyOpenBackupFile(Connection& file, std::optional<qint32> env
     try {
         if (const auto problem = integrityProblem(file))
             return failed(*problem);
-        CheckBackupFile(file);
+        QHash<QString, sqlite::TableDigest> digests;
+        CheckBackupFile(file, &digests);
         if (const auto problem = environmentProblem(file, environmentKey))
             return failed(*problem);
         if (!tableNames(file, QStringLiteral("main")).contains(kManifestTable, Qt::CaseInsensitive))
             return {BackupFileCheck::State::NoManifest,
                     QStringLiteral("The file has no manifest (it was written before Dorvane wrote them): its content "
                                    "cannot be verified.")};
-        if (const auto problem = manifestProblem(file))
+        if (const auto problem = manifestProblem(file, digests))
             return failed(*problem);
         return {BackupFileCheck::State::Verified, QString()};
     } catch (const DbError& e) {

@@ -19,6 +19,8 @@
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Schema.h"
 #include "core/repository/Transaction.h"
+#include "core/repository/sqlite/SqliteDigest.h"
+#include "core/repository/sqlite/SqliteHandle.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -264,7 +266,7 @@ void detachFile(Connection& connection)
 
 } // namespace
 
-void CheckBackupFile(Connection& backup)
+void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* digests)
 {
     const auto refuse = [](const QString& what) {
         throw DbError(QStringLiteral("The backup file cannot be restored: %1. Nothing was changed.").arg(what));
@@ -278,46 +280,40 @@ void CheckBackupFile(Connection& backup)
                    .arg(kBackupSchemaVersion));
     query.finish();
 
+    sqlite3* const handle = sqlite::Handle(backup.database());
+    if (!handle)
+        throw DbError(QStringLiteral("A backup file is read on its SQLite connection only."));
     for (const TableDef& table : RepositoryTables()) {
         const QStringList present = backup.TableColumns(table.name);
-        QStringList conditions, names;
+        if (present.isEmpty())
+            continue;
+        sqlite::ValueRules rules;
+        rules.textLimit = kTextColumnLength;
+        for (int i = 0; i < int(present.size()); ++i) {
+            if (present[i].compare(table.key, Qt::CaseInsensitive) == 0)
+                rules.keyColumn = i;
+        }
         for (const QString& column : present) {
             if (!table.columns.contains(column, Qt::CaseInsensitive) && !table.backupOnly.contains(column, Qt::CaseInsensitive))
                 refuse(QStringLiteral("its table %1 has a column %2 that this version of Dorvane does not know").arg(table.name, column));
-            const QString c = Dialect::QuoteColumn(column);
-            switch (ColumnTypeOf(column)) {
-            case ColumnType::Integer:
-            case ColumnType::Boolean:
-                conditions << QStringLiteral("typeof(%1) NOT IN ('integer', 'null')").arg(c);
-                names << column + QStringLiteral(": not a number");
-                break;
-            case ColumnType::Text:
-                conditions << QStringLiteral("(typeof(%1) = 'text' AND length(%1) > %2)").arg(c).arg(kTextColumnLength);
-                names << column + QStringLiteral(": longer than %1 characters").arg(kTextColumnLength);
-                Q_FALLTHROUGH();
-            case ColumnType::Memo:
-                conditions << QStringLiteral("typeof(%1) = 'blob' OR instr(CAST(%1 AS BLOB), x'00') > 0").arg(c);
-                names << column + QStringLiteral(": not text, or a text with a NUL character");
-                break;
-            case ColumnType::DateTime:
-                break;
-            }
+            const ColumnType type = ColumnTypeOf(column);
+            rules.columns.push_back(type == ColumnType::Integer || type == ColumnType::Boolean ? sqlite::ValueRule::Number
+                                    : type == ColumnType::Text                               ? sqlite::ValueRule::ShortText
+                                    : type == ColumnType::Memo                               ? sqlite::ValueRule::Text
+                                                                                             : sqlite::ValueRule::Any);
         }
-        if (conditions.isEmpty())
-            continue;
-        // The first offending row and the first condition it breaks.
-        QString which = QStringLiteral("CASE");
-        for (qsizetype i = 0; i < conditions.size(); ++i)
-            which += QStringLiteral(" WHEN %1 THEN %2").arg(conditions[i]).arg(i);
-        const QString sql = QStringLiteral("SELECT %1, %2 END FROM %3 WHERE %4 LIMIT 1")
-                                .arg(Dialect::QuoteColumn(table.key), which, table.name, conditions.join(QStringLiteral(" OR ")));
-        if (!query.exec(sql))
-            throw DbError(ErrorDescription(query.lastError()));
-        if (query.next()) {
-            const QString broken = names.value(query.value(1).toInt());
-            refuse(where(table, query.value(0), broken.section(u':', 0, 0)) + u':' + broken.section(u':', 1));
+        // One pass reads each table: the first value its column cannot
+        // hold, and the digest its manifest is compared with.
+        sqlite::TableDigest digest = sqlite::DigestTable(handle, QStringLiteral("main"), table.name, table.key, rules);
+        if (const auto& problem = digest.problem) {
+            using Kind = sqlite::ValueProblem::Kind;
+            refuse(where(table, problem->key, present[problem->column]) +
+                   (problem->kind == Kind::NotANumber ? QStringLiteral(": not a number")
+                    : problem->kind == Kind::TooLong  ? QStringLiteral(": longer than %1 characters").arg(kTextColumnLength)
+                                                      : QStringLiteral(": not text, or a text with a NUL character")));
         }
-        query.finish();
+        if (digests)
+            digests->insert(table.name.toLower(), std::move(digest));
     }
 
     // Names and IDs by the rules of typed ones: each names one folder.

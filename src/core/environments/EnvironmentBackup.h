@@ -3,6 +3,7 @@
 #include "core/environments/EnvironmentRecords.h"
 
 #include <QDate>
+#include <QHash>
 #include <QString>
 
 #include <functional>
@@ -13,6 +14,9 @@ namespace dorvane {
 
 class Connection;
 class VersionBackup;
+namespace sqlite {
+struct TableDigest;
+}
 
 // One backup file of an environment, as the restore chooser lists it.
 struct BackupFileEntry {
@@ -76,8 +80,10 @@ inline constexpr int kBackupSchemaVersion = 0;
 // column holding something else, a text over 65,535 characters in a text
 // column, a NUL character, an environment name, application ID or version
 // ID that cannot name its folder. The message names the table, row and
-// column. Throws DbError.
-void CheckBackupFile(Connection& backup);
+// column. The values are checked as each table is read for its digest:
+// `digests` (by lower-case table name), when given, receives them.
+// Throws DbError.
+void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* digests = nullptr);
 
 // The folder of an environment's backups (EnvironmentBackup::BackupFolder)
 // for a shared resource path; throws DbError when the name cannot name one.

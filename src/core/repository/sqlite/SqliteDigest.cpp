@@ -115,7 +115,47 @@ struct Finalize {
 
 } // namespace
 
-TableDigest DigestTable(sqlite3* handle, const QString& schema, const QString& table, const QString& orderBy)
+namespace {
+
+// What `rule` finds wrong with column `i` of the current row.
+std::optional<ValueProblem::Kind> valueProblem(sqlite3_stmt* statement, int i, ValueRule rule, int textLimit)
+{
+    const int type = sqlite3_column_type(statement, i);
+    switch (rule) {
+    case ValueRule::Any:
+        return std::nullopt;
+    case ValueRule::Number:
+        if (type == SQLITE_INTEGER || type == SQLITE_NULL)
+            return std::nullopt;
+        return ValueProblem::Kind::NotANumber;
+    case ValueRule::ShortText:
+    case ValueRule::Text:
+        break;
+    }
+    if (type == SQLITE_BLOB)
+        return ValueProblem::Kind::NotText;
+    if (type != SQLITE_TEXT)
+        return std::nullopt;
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+    const int bytes = sqlite3_column_bytes(statement, i);
+    const auto* nul = static_cast<const char*>(std::memchr(text, 0, size_t(bytes)));
+    if (rule == ValueRule::ShortText) {
+        // Characters before the first NUL, as length() counts them.
+        int characters = 0;
+        for (const char* c = text; c != (nul ? nul : text + bytes); ++c)
+            characters += (static_cast<unsigned char>(*c) & 0xC0) != 0x80;
+        if (characters > textLimit)
+            return ValueProblem::Kind::TooLong;
+    }
+    if (nul)
+        return ValueProblem::Kind::NotText;
+    return std::nullopt;
+}
+
+} // namespace
+
+TableDigest DigestTable(sqlite3* handle, const QString& schema, const QString& table, const QString& orderBy,
+                        const ValueRules& rules)
 {
     const QByteArray sql = QStringLiteral("SELECT * FROM %1.%2 ORDER BY %3").arg(schema, table, orderBy).toUtf8();
     sqlite3_stmt* prepared = nullptr;
@@ -131,7 +171,14 @@ TableDigest DigestTable(sqlite3* handle, const QString& schema, const QString& t
     }
     TableDigest result;
     int status;
+    const int checked = std::min(columns, int(rules.columns.size()));
     while ((status = sqlite3_step(prepared)) == SQLITE_ROW) {
+        for (int i = 0; i < checked; ++i) {
+            if (const auto kind = valueProblem(prepared, i, rules.columns[size_t(i)], rules.textLimit)) {
+                result.problem = ValueProblem{sqlite3_column_int64(prepared, rules.keyColumn), i, *kind};
+                return result;
+            }
+        }
         for (int i = 0; i < columns; ++i) {
             switch (sqlite3_column_type(prepared, i)) {
             case SQLITE_NULL:
