@@ -136,8 +136,12 @@ void crossInBlocks(const std::function<Block(qint64)>& read, const std::function
         throw;
     }
     worker.join();
-    if (workerFailure)
+    if (workerFailure) {
+        // SQLite stops a statement when an interruption is asked for: the
+        // interruption, not the stopped statement, is what happened.
+        CheckInterruption();
         std::rethrow_exception(workerFailure);
+    }
 }
 
 // A block of a table of the repository's, read by the statement `sql`
