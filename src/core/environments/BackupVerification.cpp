@@ -3,6 +3,7 @@
 #include "core/environments/EnvironmentBackup.h"
 #include "core/repository/Connection.h"
 #include "core/repository/FilePaths.h"
+#include "core/repository/Interruption.h"
 #include "core/repository/Schema.h"
 #include "core/repository/sqlite/SqliteDigest.h"
 #include "core/repository/sqlite/SqliteHandle.h"
@@ -10,7 +11,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QScopeGuard>
 #include <QSqlQuery>
+
+#include <thread>
 
 namespace dorvane {
 
@@ -141,13 +145,46 @@ void WriteManifest(Connection& connection, const QString& schema)
     }
 }
 
-BackupFileCheck VerifyOpenBackupFile(Connection& file, std::optional<qint32> environmentKey)
+BackupFileCheck VerifyOpenBackupFile(Connection& file, const QString& path, std::optional<qint32> environmentKey)
 {
+    // SQLite's integrity check reads the whole file once more: it runs on a
+    // connection and a thread of its own while this one checks the values
+    // and takes the digests. Its verdict comes first, as if it had run
+    // first: a damaged file may fail the other checks too.
+    std::optional<QString> integrity;
+    std::optional<DbError> integrityFailure;
+    std::thread checker([&] {
+        try {
+            Connection own;
+            own.OpenFileReadOnly(path);
+            own.UseSmallPageCache();
+            integrity = integrityProblem(own);
+        } catch (const DbError& e) {
+            integrityFailure = e;
+        } catch (...) {
+            integrityFailure = DbError(QStringLiteral("The file's integrity could not be checked."));
+        }
+    });
+    auto joined = qScopeGuard([&] { checker.join(); });
+    std::optional<DbError> checkFailure;
+    QHash<QString, sqlite::TableDigest> digests;
     try {
-        if (const auto problem = integrityProblem(file))
-            return failed(*problem);
-        QHash<QString, sqlite::TableDigest> digests;
         CheckBackupFile(file, &digests);
+    } catch (const DbError& e) {
+        checkFailure = e;
+    }
+    joined.dismiss();
+    checker.join();
+    if (integrityFailure) {
+        // SQLite stops a statement when an interruption is asked for.
+        CheckInterruption();
+        return failed(integrityFailure->description());
+    }
+    if (integrity)
+        return failed(*integrity);
+    if (checkFailure)
+        return failed(checkFailure->description());
+    try {
         if (const auto problem = environmentProblem(file, environmentKey))
             return failed(*problem);
         if (!tableNames(file, QStringLiteral("main")).contains(kManifestTable, Qt::CaseInsensitive))
@@ -172,7 +209,7 @@ BackupFileCheck VerifyBackupFile(const QString& path, std::optional<qint32> envi
     }
     // Every page is read once: a large cache would only hold memory.
     file.UseSmallPageCache();
-    return VerifyOpenBackupFile(file, environmentKey);
+    return VerifyOpenBackupFile(file, path, environmentKey);
 }
 
 namespace {

@@ -38,7 +38,8 @@ struct BackupFileCheck {
 // is the environment whose original key it remembers), and that every
 // table matches the manifest. A file that passes all but has no manifest
 // (written before there were manifests) comes back as NoManifest.
-BackupFileCheck VerifyOpenBackupFile(Connection& file, std::optional<qint32> environmentKey);
+// `path` is the file's (a Windows text), for a second connection.
+BackupFileCheck VerifyOpenBackupFile(Connection& file, const QString& path, std::optional<qint32> environmentKey);
 
 // VerifyBackupFile for a file (a Windows text) it opens for reading only;
 // a file that cannot be opened so fails with the reason.

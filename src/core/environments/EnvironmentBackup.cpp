@@ -824,7 +824,7 @@ bool EnvironmentBackup::RestoreEnvironment(qint32 environmentKey, const QString&
         backup.UseSmallPageCache();
         // Which environment it belongs to is asked below, where a file of
         // one deleted since may be restored all the same.
-        const BackupFileCheck check = VerifyOpenBackupFile(backup, std::nullopt);
+        const BackupFileCheck check = VerifyOpenBackupFile(backup, backupFilePath, std::nullopt);
         if (check.state == BackupFileCheck::State::Failed) {
             m_engine.Messages().Inform(kRestoreFailed + check.message +
                                        (check.message.endsWith(kNothingChanged) ? QString() : u' ' + kNothingChanged));
