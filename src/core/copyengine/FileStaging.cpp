@@ -24,7 +24,7 @@ namespace dorvane {
 
 namespace {
 
-// Rows a block of JSON carries between the server and the file, either
+// Rows a block carries between the server and the file, either
 // way: a few megabytes of text at the most, whatever the file's size.
 constexpr int kRowsPerBlock = 5000;
 

@@ -22,13 +22,13 @@ public:
     // Empty staging tables, made anew. Outside any transaction of the
     // repository's connection: a read-only one refuses to create tables.
     void Create();
-    // Create, then the file's rows sent to the staging tables many to a
+    // Create, then the file's rows sent to the staging tables a block to a
     // statement, and the server told about their contents.
     void Load();
-    // The staging tables' rows written into the file through its own
-    // connection, table by table in key order, read in blocks so that the
-    // client never holds more than a block. A row the file refuses fails
-    // with its table named (DbError::table()).
+    // The staging tables' rows written into the file, table by table in
+    // key order, read in blocks so that the client never holds more than
+    // three. A row the file refuses fails with its table named
+    // (DbError::table()).
     void Save();
 
 private:
