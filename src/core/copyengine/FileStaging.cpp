@@ -51,26 +51,26 @@ struct Block {
 class BlockQueue {
 public:
     // False once the writer has stopped: there is no point in reading on.
-    bool Push(QStringList rows)
+    bool Push(Block block)
     {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [this] { return m_stopped || !m_waiting.has_value(); });
         if (m_stopped)
             return false;
-        m_waiting = std::move(rows);
+        m_waiting = std::move(block);
         m_changed.notify_all();
         return true;
     }
     // The next block; none once the reader has ended (or either stopped).
-    std::optional<QStringList> Pop()
+    std::optional<Block> Pop()
     {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [this] { return m_stopped || m_ended || m_waiting.has_value(); });
         if (m_stopped || !m_waiting)
             return std::nullopt;
-        std::optional<QStringList> rows = std::exchange(m_waiting, std::nullopt);
+        std::optional<Block> block = std::exchange(m_waiting, std::nullopt);
         m_changed.notify_all();
-        return rows;
+        return block;
     }
     // The reader has read every block.
     void End()
@@ -90,7 +90,7 @@ public:
 private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::optional<QStringList> m_waiting;
+    std::optional<Block> m_waiting;
     bool m_ended = false;
     bool m_stopped = false;
 };
@@ -102,22 +102,23 @@ private:
 // stays on the thread that opened it), so that the client's work and the
 // server's overlap. A failure on either side stops both and is thrown
 // here.
-void crossInBlocks(const std::function<Block(qint64)>& read, const std::function<void(const QStringList&)>& write,
+void crossInBlocks(const std::function<Block(qint64)>& read, const std::function<void(const Block&)>& write,
                    bool readOnWorker)
 {
     BlockQueue queue;
     const auto produce = [&] {
         for (qint64 last = std::numeric_limits<qint64>::min();;) {
             Block block = read(last);
-            if (block.count == 0 || !queue.Push(std::move(block.rows)) || block.count < kRowsPerBlock)
-                break;
+            const qint64 count = block.count;
             last = block.last;
+            if (count == 0 || !queue.Push(std::move(block)) || count < kRowsPerBlock)
+                break;
         }
         queue.End();
     };
     const auto consume = [&] {
-        while (std::optional<QStringList> rows = queue.Pop())
-            write(*rows);
+        while (std::optional<Block> block = queue.Pop())
+            write(*block);
     };
     std::exception_ptr workerFailure;
     std::thread worker([&] {
@@ -245,10 +246,10 @@ void FileStaging::Load()
                     rows << block.Column(i + 2).toString();
                 return Block{rows, block.Column(0).toLongLong(), block.Column(1).toLongLong()};
             },
-            [&](const QStringList& rows) {
+            [&](const Block& block) {
                 CheckInterruption();
-                for (int i = 0; i < int(rows.size()); ++i)
-                    insert.bindValue(i, rows[i]);
+                for (int i = 0; i < int(block.rows.size()); ++i)
+                    insert.bindValue(i, block.rows[i]);
                 if (!insert.exec())
                     throw m_repository.StatementFailure(insert.lastError()).WithStatement(insertSql);
             },
@@ -289,9 +290,9 @@ void FileStaging::Save()
                                        .arg(values.join(QStringLiteral(" || ',' || ")), table.key, staged, QString::number(last))
                                        .arg(kRowsPerBlock));
             },
-            [&](const QStringList& rows) {
+            [&](const Block& block) {
                 try {
-                    InsertJsonRows(file, insertHead, int(table.columns.size()), rows.first());
+                    InsertJsonRows(file, insertHead, int(table.columns.size()), block.rows.first(), block.count);
                 } catch (DbError& e) {
                     throw std::move(e.WithStatement(insertHead).WithTable(table.name));
                 }

@@ -169,7 +169,7 @@ BackupFileCheck VerifyOpenBackupFile(Connection& file, const QString& path, std:
     std::optional<DbError> checkFailure;
     QHash<QString, sqlite::TableDigest> digests;
     try {
-        CheckBackupFile(file, &digests);
+        digests = CheckBackupFile(file);
     } catch (const DbError& e) {
         checkFailure = e;
     }

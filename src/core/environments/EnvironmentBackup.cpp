@@ -19,7 +19,6 @@
 #include "core/repository/OperationLocks.h"
 #include "core/repository/Schema.h"
 #include "core/repository/Transaction.h"
-#include "core/repository/sqlite/SqliteDigest.h"
 #include "core/repository/sqlite/SqliteHandle.h"
 
 #include <QCoreApplication>
@@ -266,7 +265,7 @@ void detachFile(Connection& connection)
 
 } // namespace
 
-void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* digests)
+QHash<QString, sqlite::TableDigest> CheckBackupFile(Connection& backup)
 {
     const auto refuse = [](const QString& what) {
         throw DbError(QStringLiteral("The backup file cannot be restored: %1. Nothing was changed.").arg(what));
@@ -283,6 +282,7 @@ void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* di
     sqlite3* const handle = sqlite::Handle(backup.database());
     if (!handle)
         throw DbError(QStringLiteral("A backup file is read on its SQLite connection only."));
+    QHash<QString, sqlite::TableDigest> digests;
     for (const TableDef& table : RepositoryTables()) {
         const QStringList present = backup.TableColumns(table.name);
         if (present.isEmpty())
@@ -312,8 +312,7 @@ void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* di
                     : problem->kind == Kind::TooLong  ? QStringLiteral(": longer than %1 characters").arg(kTextColumnLength)
                                                       : QStringLiteral(": not text, or a text with a NUL character")));
         }
-        if (digests)
-            digests->insert(table.name.toLower(), std::move(digest));
+        digests.insert(table.name.toLower(), std::move(digest));
     }
 
     // Names and IDs by the rules of typed ones: each names one folder.
@@ -335,6 +334,7 @@ void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* di
                 refuse(where(table, rs.Value(table.key), QLatin1String(column)) + QStringLiteral(": ") + problem);
         }
     }
+    return digests;
 }
 
 namespace {

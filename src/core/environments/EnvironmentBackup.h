@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/environments/EnvironmentRecords.h"
+#include "core/repository/sqlite/SqliteDigest.h"
 
 #include <QDate>
 #include <QHash>
@@ -14,9 +15,6 @@ namespace dorvane {
 
 class Connection;
 class VersionBackup;
-namespace sqlite {
-struct TableDigest;
-}
 
 // One backup file of an environment, as the restore chooser lists it.
 struct BackupFileEntry {
@@ -80,10 +78,9 @@ inline constexpr int kBackupSchemaVersion = 0;
 // column holding something else, a text over 65,535 characters in a text
 // column, a NUL character, an environment name, application ID or version
 // ID that cannot name its folder. The message names the table, row and
-// column. The values are checked as each table is read for its digest:
-// `digests` (by lower-case table name), when given, receives them.
-// Throws DbError.
-void CheckBackupFile(Connection& backup, QHash<QString, sqlite::TableDigest>* digests = nullptr);
+// column. The values are checked as each table is read for its digest;
+// returns the digests, by lower-case table name. Throws DbError.
+QHash<QString, sqlite::TableDigest> CheckBackupFile(Connection& backup);
 
 // The folder of an environment's backups (EnvironmentBackup::BackupFolder)
 // for a shared resource path; throws DbError when the name cannot name one.

@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QVariant>
 
 #include <optional>
 #include <vector>
@@ -28,7 +27,7 @@ enum class ValueRule {
 };
 struct ValueProblem {
     enum class Kind { NotANumber, TooLong, NotText };
-    QVariant key;  // the row's value of the key column
+    qint64 key = 0;  // the row's value of the key column
     int column = 0;
     Kind kind = Kind::NotANumber;
 };

@@ -363,32 +363,6 @@ public:
         return m_at == m_text.size();
     }
 
-    qsizetype Position() const { return m_at; }
-    void Seek(qsizetype at) { m_at = at; }
-
-    // The rows from here to the end of the array, counted by the brackets
-    // that open them (outside texts); the position is left at the end.
-    qint64 CountRows()
-    {
-        qint64 rows = 0;
-        int depth = 0;
-        for (; m_at < m_text.size(); ++m_at) {
-            const QChar c = m_text[m_at];
-            if (c == u'"') {
-                for (++m_at; m_at < m_text.size() && m_text[m_at] != u'"'; ++m_at) {
-                    if (m_text[m_at] == u'\\')
-                        ++m_at;
-                }
-            } else if (c == u'[') {
-                if (depth++ == 0)
-                    ++rows;
-            } else if (c == u']' && depth-- == 0) {
-                break;
-            }
-        }
-        return rows;
-    }
-
     // Binds the next value to parameter `parameter` of `statement`.
     int BindValue(sqlite3_stmt* statement, int parameter)
     {
@@ -502,7 +476,7 @@ private:
 
 } // namespace
 
-qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows)
+void InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows, qint64 count)
 {
     // Many rows to a statement: a statement's own costs (its start, the
     // table's AUTOINCREMENT counter written back at its end) come once
@@ -533,13 +507,6 @@ qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, i
         run.Step();
     };
     json.Expect(u'[');
-    if (json.Take(u']'))
-        return 0;
-    // The rows are counted first: a block's last statement takes the rows
-    // that are left.
-    const qsizetype first = json.Position();
-    qint64 count = json.CountRows();
-    json.Seek(first);
     for (qint64 left = count; left > 0;) {
         const int rowCount = int(std::min<qint64>(left, kRowsPerStatement));
         if (left != count)
@@ -550,7 +517,6 @@ qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, i
     json.Expect(u']');
     if (!json.AtEnd())
         throw DbError(QStringLiteral("A block of rows is not a JSON array of rows (text after its end)."));
-    return count;
 }
 
 } // namespace dorvane

@@ -53,13 +53,13 @@ private:
 // the parameter's kept buffer (SqliteStatements::TextBuffer).
 int BindUtf8(SqliteStatements& statements, sqlite3_stmt* statement, int parameter, QStringView text);
 
-// Inserts the rows of `rows`, a JSON array of arrays as a server writes it
-// (numbers, texts, null), through INSERT statements of many rows each made
-// of `insertHead` ("INSERT INTO t (a, b) VALUES "), each row's `columns`
-// values in order: integers as integers, other numbers as reals, texts as
-// texts. Returns how many rows. Throws DbError with SQLite's text, or when
-// `rows` is not such an array or a row has the wrong number of values.
-qint64 InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows);
+// Inserts the `count` rows of `rows`, a JSON array of arrays as a server
+// writes it (numbers, texts, null), through INSERT statements of many rows
+// each made of `insertHead` ("INSERT INTO t (a, b) VALUES "), each row's
+// `columns` values in order: integers as integers, other numbers as reals,
+// texts as texts. Throws DbError with SQLite's text, or when `rows` is not
+// such an array of `count` rows of `columns` values.
+void InsertJsonRows(SqliteStatements& statements, const QString& insertHead, int columns, QStringView rows, qint64 count);
 
 // One execution of a prepared statement: binds values, steps, reads
 // columns; resets the statement and clears its bindings when it ends,
