@@ -593,9 +593,7 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                                 .arg(processes, windows));
                 stage = &kStepsFailed;
                 const auto [arguments, fixedJoin] =
-                    fixUp.ForSteps(copy, kStepArguments,
-                                   QStringLiteral("%1 s JOIN %2 h ON h.old = s.iStepWindowKey")
-                                       .arg(copy.Source(step), copy.Batch(stepWindow)));
+                    fixUp.ForSteps(copy, kStepArguments, copy.RowsBelow(step, kStepWindowKey, copy.Batch(stepWindow)));
                 copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
                                    QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns, false, QString(),
                                    {{kStepArguments, arguments}}, fixedJoin});

@@ -90,8 +90,12 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                                    "sw.iStepWindowProcessKey WHERE p.iProcessVerKey = %1 AND sw.iStepWindowVerKey = %2")
                         .arg(others[i].first)
                         .arg(sourceVersionKey);
-                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2)")
-                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting));
+                // Only the steps whose object was copied change: the others
+                // are not written again.
+                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2) AND iStepObjectKey IN "
+                                          "(SELECT old FROM %3)")
+                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting,
+                                    objectMap));
                 db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey IN (%3)")
                                .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
                                .arg(destinationVersionKey)
