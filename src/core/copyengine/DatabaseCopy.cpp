@@ -59,16 +59,6 @@ QString DatabaseCopy::Batch(const QString& table) const
     return (isSqlite(m_db) ? QStringLiteral("temp.dv_batch_") : QStringLiteral("dv_batch_")) + table;
 }
 
-QString DatabaseCopy::RowsBelow(const QString& table, const QString& column, const QString& parents,
-                                const QString& alias) const
-{
-    if (isSqlite(m_db))
-        return QStringLiteral("%1 s JOIN %2 %3 ON %3.old = s.%4").arg(Source(table), parents, alias, column);
-    // OFFSET 0 keeps the subquery from being flattened into a join.
-    return QStringLiteral("%2 %3 CROSS JOIN LATERAL (SELECT * FROM %1 c WHERE c.%4 = %3.old OFFSET 0) s")
-        .arg(Source(table), parents, alias, column);
-}
-
 void DatabaseCopy::prepareBatch(const QString& table)
 {
     // Made again after a rollback, which takes a temporary table made in

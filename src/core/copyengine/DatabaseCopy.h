@@ -56,16 +56,6 @@ public:
     // The batch table of `table`, for joins ("temp.dv_batch_tWindow").
     QString Batch(const QString& table) const;
 
-    // A FROM clause's body: the source rows s of `table` whose `column`
-    // holds an old key of the batch `parents`, joined to it as `alias`, for
-    // a statement that keeps few of them. On PostgreSQL each parent looks
-    // its rows up in the column's index: a plain join is planned as a hash
-    // of the whole table, which then tests every version's rows. (A
-    // statement that writes all the rows gains nothing by it: there the
-    // hash join is as fast at four versions of a million rows.)
-    QString RowsBelow(const QString& table, const QString& column, const QString& parents,
-                      const QString& alias = QStringLiteral("h")) const;
-
     // Chooses the rows of `table` that `from` names (a FROM clause's body
     // naming the source table as s, with any joins and a WHERE condition)
     // into the table's batch, in `order`, each with a new key in the

@@ -244,25 +244,19 @@ public:
             .arg(text, call, num(m_destination));
     }
 
-    // The fixed text of the arguments of the steps that `from` reaches (a
-    // FROM clause's body naming the steps as s), for a statement that
+    // The fixed text of the arguments of the steps s, for a statement that
     // writes them: the expression over s and the join it needs. On
-    // PostgreSQL each distinct text is fixed once, into a temporary table,
-    // before: steps repeat their calls and tokens, and each rewrite there
-    // costs microseconds.
-    std::pair<QString, QString> ForSteps(DatabaseCopy& copy, const QString& column, const QString& from) const
+    // PostgreSQL the rewrite is a lateral subquery of the step's text
+    // alone, so that the planner memoizes it by the text: steps repeat
+    // their calls and tokens, and each rewrite costs microseconds.
+    std::pair<QString, QString> ForSteps(const QString& column) const
     {
         const QString argument = QStringLiteral("s.") + column;
         if (m_db.backend() == BackendKind::Sqlite)
             return {Fixed(argument), QString()};
-        copy.Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_fixed_arguments (arg text PRIMARY KEY, fixed text NOT NULL)"));
-        m_db.Execute(QStringLiteral("DELETE FROM dv_fixed_arguments"));
-        m_db.Execute(QStringLiteral("INSERT INTO dv_fixed_arguments (arg, fixed) SELECT d.a, %1 FROM (SELECT DISTINCT %2::text "
-                                    "AS a FROM %3 WHERE %4) d")
-                         .arg(Fixed(QStringLiteral("d.a")), argument, from, Candidate(argument)));
-        copy.Run(QStringLiteral("ANALYZE dv_fixed_arguments"));
         return {QStringLiteral("COALESCE(f.fixed, %1)").arg(argument),
-                QStringLiteral("LEFT JOIN dv_fixed_arguments f ON f.arg = %1::text").arg(argument)};
+                QStringLiteral("LEFT JOIN LATERAL (SELECT %1 AS fixed FROM (SELECT %2::text AS a) d WHERE %3 OFFSET 0) f ON true")
+                    .arg(Fixed(QStringLiteral("d.a")), argument, Candidate(argument))};
     }
 
 private:
@@ -593,7 +587,7 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
                                 .arg(processes, windows));
                 stage = &kStepsFailed;
                 const auto [arguments, fixedJoin] =
-                    fixUp.ForSteps(copy, kStepArguments, copy.RowsBelow(step, kStepWindowKey, copy.Batch(stepWindow)));
+                    fixUp.ForSteps(kStepArguments);
                 copy.CopyChildren({step, QStringLiteral("iStepKey"), kStepWindowKey, copy.Batch(stepWindow),
                                    QStringLiteral("iStepSequenceNum"), kStepObjectKey, objects, kStepColumns, false, QString(),
                                    {{kStepArguments, arguments}}, fixedJoin});
