@@ -170,18 +170,31 @@ FileStaging::FileStaging(Connection& repository, Connection& file) : m_repositor
 
 void FileStaging::Create()
 {
+    createTables();
+    createIndexes();
+}
+
+void FileStaging::createTables()
+{
     m_repository.SendHeldWrites();
     for (const Table& table : m_tables) {
         const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
         QStringList columns;
         for (const QString& column : table.columns) {
             columns << column + u' ' +
-                           (column.compare(table.key, Qt::CaseInsensitive) == 0
-                                ? QStringLiteral("integer PRIMARY KEY")
-                                : ColumnTypeSql(m_repository.backend(), column));
+                           (column.compare(table.key, Qt::CaseInsensitive) == 0 ? QStringLiteral("integer")
+                                                                                 : ColumnTypeSql(m_repository.backend(), column));
         }
         run(m_repository, QStringLiteral("DROP TABLE IF EXISTS ") + staged);
         run(m_repository, QStringLiteral("CREATE TEMP TABLE %1 (%2)").arg(staged, columns.join(QStringLiteral(", "))));
+    }
+}
+
+void FileStaging::createIndexes()
+{
+    for (const Table& table : m_tables) {
+        const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
+        run(m_repository, QStringLiteral("ALTER TABLE %1 ADD PRIMARY KEY (%2)").arg(staged, table.key));
         for (const RepositoryIndex& index : RepositoryIndexes()) {
             if (index.table.compare(table.name, Qt::CaseInsensitive) != 0)
                 continue;
@@ -197,7 +210,11 @@ void FileStaging::Create()
 
 void FileStaging::Load()
 {
-    Create();
+    // The keys and indexes are built once the rows are in: a build sorts
+    // the rows once, where each block of rows added to an index searches
+    // it row by row (a third of the loading's time at a million rows).
+    createTables();
+    QStringList analyses;
     for (const Table& table : m_tables) {
         const QString staged = DatabaseCopy::TableOn(m_repository, DatabaseCopy::Side::File, table.name);
         // A block of rows crosses as one array per column, in the server's
@@ -256,8 +273,11 @@ void FileStaging::Load()
             true);
         // The copies join the staged rows by their keys: statistics of the
         // numbers are all the planner needs, and of the texts the costliest.
-        run(m_repository, QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", "))));
+        analyses << QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", ")));
     }
+    createIndexes();
+    for (const QString& analysis : analyses)
+        run(m_repository, analysis);
 }
 
 void FileStaging::Save()

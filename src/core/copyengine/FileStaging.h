@@ -32,6 +32,10 @@ public:
     void Save();
 
 private:
+    // The staging tables without their keys and indexes, and those.
+    void createTables();
+    void createIndexes();
+
     struct Table {
         QString name, key;
         QStringList columns;
