@@ -223,7 +223,7 @@ void FileStaging::Load()
         // column's type (a number, a text, a date's text). The server reads
         // arrays faster than JSON, and the driver passes parameters on
         // without reading them.
-        QStringList arrays, unnested, numbers;
+        QStringList arrays, unnested, analysed;
         for (const QString& column : table.columns) {
             const ColumnType type = ColumnTypeOf(column);
             const bool integral = type == ColumnType::Integer || type == ColumnType::Boolean;
@@ -235,8 +235,10 @@ void FileStaging::Load()
             unnested << (integral                        ? QStringLiteral("?::integer[]")
                          : type == ColumnType::DateTime ? QStringLiteral("?::timestamp[]")
                                                         : QStringLiteral("?::text[]"));
-            if (type == ColumnType::Integer)
-                numbers << column;
+            // The steps' arguments too: their rewrite is memoized by the
+            // text only where the planner knows how often texts repeat.
+            if (type == ColumnType::Integer || column.compare(QLatin1String("sStepArguments"), Qt::CaseInsensitive) == 0)
+                analysed << column;
         }
         const QString columns = table.columns.join(QStringLiteral(", "));
         const QString insertSql = QStringLiteral("INSERT INTO %1 (%2) SELECT * FROM unnest(%3)")
@@ -272,8 +274,8 @@ void FileStaging::Load()
             },
             true);
         // The copies join the staged rows by their keys: statistics of the
-        // numbers are all the planner needs, and of the texts the costliest.
-        analyses << QStringLiteral("ANALYZE %1 (%2)").arg(staged, numbers.join(QStringLiteral(", ")));
+        // numbers are what the planner needs, and of the texts the costliest.
+        analyses << QStringLiteral("ANALYZE %1 (%2)").arg(staged, analysed.join(QStringLiteral(", ")));
     }
     createIndexes();
     for (const QString& analysis : analyses)
