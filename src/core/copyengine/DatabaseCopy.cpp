@@ -74,14 +74,14 @@ void DatabaseCopy::prepareBatch(const QString& table)
     m_db.Execute(QStringLiteral("DELETE FROM ") + batch);
 }
 
-qint64 DatabaseCopy::counted(const QString& batch)
+qint64 DatabaseCopy::counted(const QString& batch, qint64 rows)
 {
     // PostgreSQL plans the joins of a batch by what it knows of it: without
     // its statistics a batch of a few rows may be read against a whole
     // table, block after block.
     if (!isSqlite(m_db))
         Run(QStringLiteral("ANALYZE ") + batch);
-    return Scalar(QStringLiteral("SELECT COUNT(*) FROM ") + batch);
+    return rows;
 }
 
 QString DatabaseCopy::nextKey(const QString& table, const QString& key)
@@ -105,19 +105,17 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
         if (isSqlite(m_db))
             highest += QStringLiteral(" UNION ALL SELECT seq FROM %1sqlite_sequence WHERE name = '%2' COLLATE NOCASE")
                            .arg(destination.section(QLatin1Char('.'), 0, 0) + QLatin1Char('.'), table);
-        m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
-                                    "COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER (ORDER BY %3) "
-                                    "FROM %5 ORDER BY %3")
-                         .arg(batch, key, order, highest, from));
-        return counted(batch);
+        return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
+                                                          "COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER (ORDER BY %3) "
+                                                          "FROM %5 ORDER BY %3")
+                                               .arg(batch, key, order, highest, from)));
     }
     // The sequence is read after the rows are sorted (a volatile function
     // of the select list is evaluated after ORDER BY), so that keys ascend
     // with the position.
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, %5 "
-                                "FROM %4 ORDER BY %3")
-                     .arg(batch, key, order, from, nextKey(table, key)));
-    return counted(batch);
+    return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, %5 "
+                                                      "FROM %4 ORDER BY %3")
+                                           .arg(batch, key, order, from, nextKey(table, key))));
 }
 
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,

@@ -127,8 +127,8 @@ private:
     void prepareBatch(const QString& table);
     // "nextval(...)": the next key of the key column's sequence (PostgreSQL).
     QString nextKey(const QString& table, const QString& key);
-    // The batch's row count, its statistics brought up to date.
-    qint64 counted(const QString& batch);
+    // The batch's `rows`, once its statistics are brought up to date.
+    qint64 counted(const QString& batch, qint64 rows);
 
     Connection& m_db;
     Side m_source;
