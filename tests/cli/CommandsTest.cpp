@@ -218,12 +218,7 @@ TEST_P(CommandsTest, ACraftedBackupFileIsRefusedNamingTheField)
     };
     for (const auto& [change, message] : cases) {
         const QString crafted = m_dir.filePath(u"crafted.MDB"_s);
-        QFile::remove(crafted);
-        ASSERT_TRUE(QFile::copy(backup, crafted));
-        {
-            Connection file;
-            DB_ASSERT(file.OpenFile(crafted); file.Execute(QString::fromLatin1(change)));
-        }
+        craft(backup, crafted, {QString::fromLatin1(change)});
         expectRuns({{u"restore|TUTORIAL|"_s + crafted, 1, refused + message}});
     }
 }

@@ -86,8 +86,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     environments().cmdAddEnvironUser->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
     environments().ckZulane->click();
-    EXPECT_EQ(rights(key, u"lchen"_s), u"00100"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key)), 1);
+    EXPECT_EQ(std::pair(rights(key, u"lchen"_s), count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key))), std::pair(u"00100"_s, qsizetype(1)));
     environments().ckZulane->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
 
@@ -113,8 +112,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     // Removing clears the boxes without writing them to anyone, and leaves
     // nobody highlighted: a box ticked then writes nothing.
     environments().cmdRemoveEnvironUser->click();
-    EXPECT_EQ(rights(tutorial, u"lchen"_s) + rights(tutorial, u"jsmith"_s) + rights(tutorial, u"mbrown"_s), u"none1111101010"_s);
-    EXPECT_EQ(boxes(), u"00000"_s);
+    EXPECT_EQ(rights(tutorial, u"lchen"_s) + rights(tutorial, u"jsmith"_s) + rights(tutorial, u"mbrown"_s) + boxes(), u"none111110101000000"_s);
     const QStringList afterRemove = environmentRows();
     environments().ckKrestin->click();
     EXPECT_EQ(environmentRows(), afterRemove);
@@ -147,13 +145,13 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     }
     EXPECT_EQ(environmentRows(), edited);
     // The list shows again the environment the form and its buttons act on.
-    EXPECT_EQ(std::pair(environments().lbEnvironList->currentItem()->text(), environments().CurrentEnvironKey()), std::pair(u"TUTORIAL"_s, tutorial));
-    EXPECT_EQ(environments().lbEnvironList->selectedItems().value(0)->text(), u"TUTORIAL"_s);
+    EXPECT_EQ(std::tuple(environments().lbEnvironList->currentItem()->text(), environments().CurrentEnvironKey(), environments().lbEnvironList->selectedItems().value(0)->text()),
+              std::tuple(u"TUTORIAL"_s, tutorial, u"TUTORIAL"_s));
     messages.Queue(Answer::Yes);
     Select(environments().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(messages.shown, QStringList({"Save changes to this Environment?", "Save changes to this Environment?"}));
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)), 1);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial)), 3);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)),
+                        count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial))), std::pair(qsizetype(1), qsizetype(3)));
 }
 
 TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
@@ -172,8 +170,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     Choose(environments().cbEnvironVer, u"1.3"_s);
     environments().cmdCopyAppVer->click();
     EXPECT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(empty)), 1);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), 0);
-    EXPECT_EQ(progressTitle(), u"Version update progress..."_s);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), progressTitle()), std::pair(qsizetype(0), u"Version update progress..."_s));
 
     // Save As asks for each version; Cancel rolls everything back. Then an ID
     // a full version has is refused and the prompt stays, and the copy goes through.
@@ -249,10 +246,8 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     dialogs.restoreFolders.clear();
     dialogs.restoreAnswers = {backups + u"OTHER\\"_s + file};
     environments().cmdEnvironRestore->click();
-    EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + u"TUTORIAL"_s});
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
-    EXPECT_EQ(environmentRows(), before);
+    EXPECT_EQ(std::pair(dialogs.restoreFolders, environmentRows()), std::pair(QStringList{backups + u"TUTORIAL"_s}, before));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
 
     // A file changed since its backup is refused, saying why; one without a
     // manifest is restored only after a Yes.
@@ -273,8 +268,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
             messages.Queue(Answer::No);
         dialogs.restoreAnswers = {backups + u"TUTORIAL\\"_s + file};
         environments().cmdEnvironRestore->click();
-        EXPECT_EQ(messages.shown, QStringList{text});
-        EXPECT_EQ(environmentRows(), before);
+        EXPECT_EQ(std::pair(messages.shown, environmentRows()), std::pair(QStringList{text}, before));
     }
 
     // A rename takes the environment's backups along.
