@@ -163,13 +163,10 @@ TEST_P(Backups, ABackupThatDoesNotVerifyKeepsTheEarlierFile)
     const QByteArray before = ReadFile(good);
     // A template whose manifest spoils each entry as it is written: the
     // file is written and committed, and then does not verify.
-    {
-        Connection file;
-        DB_ASSERT(file.OpenFile(m_exe + u"/ZentrixBackup.mdb"_s);
-                  file.Execute(u"CREATE TABLE tDorvaneManifest (sTableName TEXT PRIMARY KEY, iRows INTEGER, sDigest TEXT)"_s);
-                  file.Execute(u"CREATE TRIGGER spoil AFTER INSERT ON tDorvaneManifest BEGIN UPDATE tDorvaneManifest "
-                               u"SET iRows = iRows + 1 WHERE sTableName = NEW.sTableName; END"_s));
-    }
+    DB_ASSERT(Connection file; file.OpenFile(m_exe + u"/ZentrixBackup.mdb"_s);
+              file.Execute(u"CREATE TABLE tDorvaneManifest (sTableName TEXT PRIMARY KEY, iRows INTEGER, sDigest TEXT)"_s);
+              file.Execute(u"CREATE TRIGGER spoil AFTER INSERT ON tDorvaneManifest BEGIN UPDATE tDorvaneManifest "
+                           u"SET iRows = iRows + 1 WHERE sTableName = NEW.sTableName; END"_s));
     expectRuns({{u"backup|TUTORIAL|--yes"_s, 1,
                  u"…Error while backing up environment: The file written does not verify, so it was not kept: The table "
                  u"… holds … rows; its manifest says ….\n"_s}});

@@ -173,19 +173,15 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
     relation(kw, u"iKeywordRelProcessKey"_s, first);
     const qint32 main = addFull(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"iProcessDependencyKey"_s, first},
                                                 {u"iProcessRequirementKey"_s, requirement}});
-    const auto stepWindow = [&](qint32 process, qint32 window, int sequence) {
-        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, source},
-                                      {u"iStepWindowWindowKey"_s, window}, {u"iStepWindowSequenceNum"_s, sequence}});
-    };
     const auto step = [&](qint32 sw, qint32 obj, int sequence) {
         return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepObjectKey"_s, obj}, {u"iStepSequenceNum"_s, sequence}});
     };
-    const qint32 visit = stepWindow(main, mapped, 2);
-    stepWindow(main, system, 1);
+    const qint32 visit = addStepWindow(main, source, mapped, 0, 2);
+    addStepWindow(main, source, system, 0, 1);
     const qint32 full = addFull(u"tStep"_s, {{u"iStepWindowKey"_s, visit}, {u"iStepObjectKey"_s, object}, {u"iStepSequenceNum"_s, 2}});
     step(visit, 0, 1);
     step(visit, 987654, 3);
-    step(stepWindow(placeholder, 0, 1), 0, 1);
+    step(addStepWindow(placeholder, source, 0, 0), 0, 1);
 
     ASSERT_TRUE(backup->CopyWindows(source, destination, conn, false));
     progress.events.clear();

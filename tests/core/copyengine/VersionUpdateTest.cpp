@@ -71,8 +71,7 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     // Customer Inquiry runs an Order Entry login: a step window visiting
     // 1.1 and a cycle calling its process.
     const qint32 cross = add(u"tProcess"_s, {{u"iProcessVerKey"_s, r5}, {u"sProcessName"_s, u"Cross"_s}});
-    const qint32 crossWindow = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, cross}, {u"iStepWindowVerKey"_s, oe11},
-                                                      {u"iStepWindowWindowKey"_s, login}, {u"iStepWindowSequenceNum"_s, 1}});
+    const qint32 crossWindow = addStepWindow(cross, oe11, login, 0);
     const qint32 crossStep = add(u"tStep"_s, {{u"iStepWindowKey"_s, crossWindow}, {u"iStepObjectKey"_s, objectOf(login, u"txtUserName"_s)},
                                               {u"iStepSequenceNum"_s, 1}});
     const qint32 hostCycle = firstKey(u"SELECT * FROM tCycle WHERE iCycleVerKey=%1"_s.arg(r5));
@@ -124,8 +123,7 @@ TEST_P(VersionUpdateTest, AnEmptySourceStillRepointsTheEnvironment)
 {
     const qint32 empty = add(u"tVersion"_s, {{u"iVersionAppKey"_s, orderEntry}, {u"sVersionID"_s, u"0.9"_s}});
     const qint32 target = newVersion(u"1.2"_s);
-    const qint32 visit = add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, processOf(r5, u"Sign On"_s)}, {u"iStepWindowVerKey"_s, empty},
-                                                {u"iStepWindowWindowKey"_s, 4242}, {u"iStepWindowSequenceNum"_s, 9}});
+    const qint32 visit = addStepWindow(processOf(r5, u"Sign On"_s), empty, 4242, 0, 9);
     ASSERT_TRUE(backup->UpdateVersion(empty, target, environment)) << shown();
     // Pointers to nothing that was copied become 0.
     EXPECT_EQ(std::tuple(intValue(u"tStepWindow"_s, visit, u"iStepWindowVerKey"_s), intValue(u"tStepWindow"_s, visit, u"iStepWindowWindowKey"_s),

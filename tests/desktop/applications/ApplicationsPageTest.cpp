@@ -35,6 +35,13 @@ protected:
         Choose(applications().cbPlatform, u"Windows"_s);
         applications().cmdAppSave->click();
     }
+    void saveNewVersion(const QString& id)
+    {
+        applications().cmdVersionNew->click();
+        Retype(applications().txtVersionID, id);
+        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
+        applications().cmdVersionSave->click();
+    }
     // The one message shown since the last call starts with `prefix`.
     bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
     ScriptedDialogs dialogs;
@@ -102,10 +109,7 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     applications().SSAppTab->setCurrentIndex(1);
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
     block(u"Apps/WS/4.0"_s);
-    applications().cmdVersionNew->click();
-    Retype(applications().txtVersionID, u"4.0"_s);
-    Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
-    applications().cmdVersionSave->click();
+    saveNewVersion(u"4.0"_s);
     EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !applications().VersionIsNew()) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
     applications().cmdVersionSave->click();
@@ -196,12 +200,6 @@ TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
 TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderOnly)
 {
     const QString outside = QFileInfo(sharedPath()).absolutePath();
-    const auto saveNewVersion = [&](const QString& id) {
-        applications().cmdVersionNew->click();
-        Retype(applications().txtVersionID, id);
-        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
-        applications().cmdVersionSave->click();
-    };
     Select(applications().lbAppList, u"Web Store"_s);
     applications().SSAppTab->setCurrentIndex(1);
     saveNewVersion(u"..\\..\\T"_s);

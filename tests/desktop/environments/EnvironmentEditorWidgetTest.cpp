@@ -76,9 +76,8 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     EXPECT_EQ(std::pair(environments().cbEnvironApp->currentIndex(), environments().cbEnvironVer->currentIndex()), std::pair(-1, -1));
     messages.shown.clear();
     environments().cmdEnvironConfigSave->click();
-    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), messages.shown),
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), std::exchange(messages.shown, {})),
               std::pair(qsizetype(0), QStringList{u"You must select an application and version to add"_s}));
-    messages.shown.clear();
     chooseWebStore();
     environments().cmdAddAppVer->click();
     environments().SSEnvironTab->setCurrentIndex(2);
@@ -134,8 +133,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     environments().SSEnvironTab->setCurrentIndex(1);
     chooseWebStore();
     const QStringList edited = environmentRows();
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     {
         // Clicked as a person does, with the mouse.
         QListWidget* list = environments().lbEnvironList;
@@ -185,11 +183,11 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     dialogs.versionIdAnswers = {u"1.0"_s, u"1.2"_s, u"R6"_s};
     environments().cmdEnvironSaveAs->click();
     ASSERT_TRUE(environments().SaveOk()) << shown();
-    EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
     const qint32 copy = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Release 2_0'"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), 3) << "each user registered once";
-    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
-              std::pair(u"Environment Copy progress..."_s, u"Saved as Release 2_0, with a copy of every version."_s));
+    // Each user registered once.
+    EXPECT_EQ(std::tuple(messages.shown, count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), progressTitle(), window->statusBar()->currentMessage()),
+              std::tuple(QStringList{u"1.0 already exists - please choose another ID"_s}, qsizetype(3), u"Environment Copy progress..."_s,
+                         u"Saved as Release 2_0, with a copy of every version."_s));
 
     // The environment's own folder is made by the first backup.
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
@@ -198,11 +196,10 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
     environments().cmdEnvironBackup->click();
-    EXPECT_EQ(messages.shown.last(), u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file));
     EXPECT_TRUE(QFile::exists(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file));
-    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
-              std::pair(u"Environment backup progress..."_s,
-                        u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
+    EXPECT_EQ(std::tuple(messages.shown.last(), progressTitle(), window->statusBar()->currentMessage()),
+              std::tuple(u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file), u"Environment backup progress..."_s,
+                         u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
     // A user removed after the backup; a cancelled chooser brings nothing back, the file does.
     environments().SSEnvironTab->setCurrentIndex(2);
     Select(environments().lbEnvironUsers, u"Li Chen"_s);
@@ -240,8 +237,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     messages.shown.clear();
     environments().txtEnvironName->setText(u"OTHER"_s);
     environments().cmdEnvironSave->click();
-    EXPECT_EQ(messages.shown, QStringList{u"OTHER already exists - please choose another ID"_s});
-    messages.shown.clear();
+    EXPECT_EQ(std::exchange(messages.shown, {}), QStringList{u"OTHER already exists - please choose another ID"_s});
     before = environmentRows();
     dialogs.restoreFolders.clear();
     dialogs.restoreAnswers = {backups + u"OTHER\\"_s + file};
@@ -259,10 +255,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
                                                     u"backups, so whether its content is intact cannot be told. Restore it all the same?"_s.arg(file)},
     };
     for (const auto& [change, asks, text] : spoiled) {
-        {
-            Connection spoil;
-            DB_ASSERT(spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
-        }
+        DB_ASSERT(Connection spoil; spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
         messages.shown.clear();
         if (asks)
             messages.Queue(Answer::No);
@@ -275,9 +268,8 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     messages.shown.clear();
     environments().txtEnvironName->setText(u"Renamed"_s);
     environments().cmdEnvironSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
-    EXPECT_EQ(std::pair(QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file), QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()),
-              std::pair(true, false));
+    EXPECT_TRUE(messages.shown.isEmpty() && QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file)
+                && !QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()) << shown();
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -119,8 +119,7 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     // import, Yes saves them, and the import then skips them.
     ASSERT_TRUE(TypeCell(applications().TDBGridKeywords, 3, 0, u"Coupons"_s));
     const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     dialogs.fileListCaptions.clear();
     applications().cmdImportKeywords->click();
     EXPECT_TRUE(messages.shown == QStringList{u"Save changes to Keywords?"_s} && dialogs.fileListCaptions.isEmpty() && applications().KeywordDirty()) << shown();
@@ -157,8 +156,7 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     // Opening another application, or another page, with grid edits not
     // saved asks first: Cancel stays, No drops them (the grid shows the
     // stored rows again and Save is off).
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     Select(applications().lbAppList, u"Order Entry"_s);
     EXPECT_EQ(std::pair(messages.shown, applications().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
     messages.Queue(Answer::Cancel);

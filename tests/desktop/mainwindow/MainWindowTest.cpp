@@ -17,8 +17,6 @@ protected:
     // program sees them (also once the window is gone).
     QStringList stored(const QString& sql = {}) { Connection again; again.Open(m_db->connectionString()); return sql.isEmpty() ? TableRows(again) : Rows(again, sql); }
     void exitFrom(frmMainForm::Page page) { window->findChild<QPushButton*>(u"cmdExit_%1"_s.arg(page))->click(); }
-    // Forgets what was shown and queues the answers to the next questions.
-    void answerNext(std::initializer_list<Answer> answers) { messages.shown.clear(); for (const Answer a : answers) messages.Queue(a); }
 };
 
 // Closing by the title bar asks nothing, even after edits.
