@@ -12,26 +12,9 @@
 namespace dorvane::test {
 namespace {
 
-using BackupCommandsTest = CtlRepositoryTest;
-
 QString dayFile(int daysAgo) { return QDate::currentDate().addDays(-daysAgo).toString(u"MM-dd-yyyy"_s) + u".MDB"_s; }
 
-class Backups : public BackupCommandsTest {
-protected:
-    // A copy of `from` at `to`, changed by `sql` (statements on the file).
-    static void craft(const QString& from, const QString& to, const QStringList& sql = {})
-    {
-        QFile::remove(to);
-        ASSERT_TRUE(QFile::copy(from, to));
-        Connection file;
-        DB_ASSERT(file.OpenFile(to); for (const QString& s : sql) file.Execute(s));
-    }
-    static void truncate(const QString& path, qint64 size)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.resize(size));
-    }
-};
+using Backups = CtlRepositoryTest;
 
 // Every environment in turn: one whose folder cannot be made fails with the
 // reason on its line, the others are written and verify; exit 1.
@@ -121,7 +104,7 @@ TEST_P(Backups, VerifyAndTheRestoreRefuseWhatDoesNotMatch)
     const QString truncated = folder.filePath(dayFile(1)), altered = folder.filePath(dayFile(2)),
                   nulled = folder.filePath(dayFile(3)), older = folder.filePath(dayFile(4)), moved = folder.filePath(dayFile(5));
     craft(good, truncated);
-    truncate(truncated, QFileInfo(good).size() / 2);
+    ASSERT_TRUE(QFile::resize(truncated, QFileInfo(good).size() / 2));
     craft(good, altered, {u"UPDATE tStep SET sStepNarrative = sStepNarrative || ' ' WHERE iStepKey IN (SELECT MAX(iStepKey) FROM tStep)"_s});
     // A NULL and an empty text are told apart.
     craft(good, nulled, {u"UPDATE tVersion SET sVersionDesc = CASE WHEN sVersionDesc IS NULL THEN '' ELSE NULL END WHERE iVersionKey IN (SELECT MIN(iVersionKey) FROM tVersion)"_s});
@@ -150,10 +133,9 @@ TEST_P(Backups, VerifyAndTheRestoreRefuseWhatDoesNotMatch)
     }
     // Without FILE, every file of the folder with the same lines; exit 1.
     const CtlResult each = ctl({u"verify"_s, u"TUTORIAL"_s});
-    EXPECT_EQ(each.exitCode, 1);
     QStringList listed = each.out.trimmed().split(u'\n');
     listed.sort(), lines.sort();
-    EXPECT_EQ(listed, lines);
+    EXPECT_EQ(std::pair(each.exitCode, listed), std::pair(1, lines));
 
     // The restore refuses what does not verify, and changes nothing.
     const QString description = u"SELECT sEnvironmentDesc FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'"_s;
@@ -181,13 +163,10 @@ TEST_P(Backups, ABackupThatDoesNotVerifyKeepsTheEarlierFile)
     const QByteArray before = ReadFile(good);
     // A template whose manifest spoils each entry as it is written: the
     // file is written and committed, and then does not verify.
-    {
-        Connection file;
-        DB_ASSERT(file.OpenFile(m_exe + u"/ZentrixBackup.mdb"_s);
-                  file.Execute(u"CREATE TABLE tDorvaneManifest (sTableName TEXT PRIMARY KEY, iRows INTEGER, sDigest TEXT)"_s);
-                  file.Execute(u"CREATE TRIGGER spoil AFTER INSERT ON tDorvaneManifest BEGIN UPDATE tDorvaneManifest "
-                               u"SET iRows = iRows + 1 WHERE sTableName = NEW.sTableName; END"_s));
-    }
+    DB_ASSERT(Connection file; file.OpenFile(m_exe + u"/ZentrixBackup.mdb"_s);
+              file.Execute(u"CREATE TABLE tDorvaneManifest (sTableName TEXT PRIMARY KEY, iRows INTEGER, sDigest TEXT)"_s);
+              file.Execute(u"CREATE TRIGGER spoil AFTER INSERT ON tDorvaneManifest BEGIN UPDATE tDorvaneManifest "
+                           u"SET iRows = iRows + 1 WHERE sTableName = NEW.sTableName; END"_s));
     expectRuns({{u"backup|TUTORIAL|--yes"_s, 1,
                  u"…Error while backing up environment: The file written does not verify, so it was not kept: The table "
                  u"… holds … rows; its manifest says ….\n"_s}});

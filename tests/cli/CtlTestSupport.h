@@ -6,6 +6,7 @@
 #include "core/installation/Installation.h"
 #include "support/TestSupport.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -142,6 +143,15 @@ protected:
             EXPECT_TRUE(ready()) << "the moment to interrupt never came";
             ::kill(pid_t(process.processId()), signal);
         });
+    }
+
+    // A copy of `from` at `to`, changed by `sql` (statements on the file).
+    static void craft(const QString& from, const QString& to, const QStringList& sql = {})
+    {
+        QFile::remove(to);
+        ASSERT_TRUE(QFile::copy(from, to));
+        Connection file;
+        DB_ASSERT(file.OpenFile(to); for (const QString& s : sql) file.Execute(s));
     }
 
     // A connection of its own for every look: the tool writes in between.

@@ -20,23 +20,6 @@ QMap<QString, qint64> perTable(const QStringList& dump)
     return counts;
 }
 
-// The "rows TABLE N" lines of a preview, by table (lower case); the
-// "total N" line must be their sum.
-QMap<QString, qint64> previewRows(const QString& out)
-{
-    QMap<QString, qint64> rows;
-    qint64 sum = 0, total = -1;
-    for (const QString& line : out.split(u'\n', Qt::SkipEmptyParts)) {
-        const QStringList fields = line.split(u'\t');
-        if (fields.value(0) == u"rows"_s)
-            sum += rows[fields.value(1).toLower()] = fields.value(2).toLongLong();
-        else if (fields.value(0) == u"total"_s)
-            total = fields.value(1).toLongLong();
-    }
-    EXPECT_EQ(total, sum) << out.toStdString();
-    return rows;
-}
-
 // The fields of the preview's lines that start with `kind`.
 QList<QStringList> linesOf(const QString& out, const QString& kind)
 {
@@ -46,6 +29,18 @@ QList<QStringList> linesOf(const QString& out, const QString& kind)
             lines << line.split(u'\t').mid(1);
     }
     return lines;
+}
+
+// The "rows TABLE N" lines of a preview, by table (lower case); the
+// "total N" line must be their sum.
+QMap<QString, qint64> previewRows(const QString& out)
+{
+    QMap<QString, qint64> rows;
+    qint64 sum = 0;
+    for (const QStringList& fields : linesOf(out, u"rows"_s))
+        sum += rows[fields.value(0).toLower()] = fields.value(1).toLongLong();
+    EXPECT_EQ(linesOf(out, u"total"_s), QList<QStringList>{{QString::number(sum)}}) << out.toStdString();
+    return rows;
 }
 
 // Each dry run leaves the repository as it was; then the command itself
@@ -76,9 +71,7 @@ TEST_P(DryRunTest, EachDryRunChangesNothingAndCountsWhatTheCommandDoes)
         SCOPED_TRACE(c.command.toStdString());
         const QStringList before = dump();
         const CtlResult preview = ctl(c.command.split(u'|') << u"--dry-run"_s);
-        ASSERT_EQ(preview.exitCode, 0) << preview.err.toStdString();
-        EXPECT_EQ(preview.err, QString());
-        EXPECT_TRUE(Like(preview.out, c.versions + u"rows\t…\ntotal\t…\n"_s)) << preview.out.toStdString();
+        Check({c.command + u"|--dry-run"_s, 0, QString(), c.versions + u"rows\t…\ntotal\t…\n"_s}, preview);
         EXPECT_EQ(dump(), before);
 
         const CtlResult run = ctl(c.command.split(u'|'));
@@ -137,14 +130,12 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     const QList<QStringList> versions = linesOf(first.out, u"version"_s);
     ASSERT_EQ(versions.size(), 3) << first.out.toStdString();
     // APP, ID, what becomes of it, rows now, rows from the file.
-    EXPECT_EQ(versions[0].mid(0, 3), (QStringList{u"Order Entry"_s, u"1.1"_s, u"refilled"_s}));
-    EXPECT_EQ(versions[0][3].toLongLong(), versions[0][4].toLongLong() + 1);
-    EXPECT_EQ(versions[1].mid(0, 4), (QStringList{u"Customer Inquiry"_s, u"R5"_s, u"recreated"_s, u"0"_s}));
+    EXPECT_EQ(versions, (QList<QStringList>{{u"Order Entry"_s, u"1.1"_s, u"refilled"_s, QString::number(versions[0][4].toLongLong() + 1), versions[0][4]},
+                                            {u"Customer Inquiry"_s, u"R5"_s, u"recreated"_s, u"0"_s, versions[1][4]},
+                                            {u"Order Entry"_s, u"1.2"_s, u"emptied"_s, u"1"_s, u"0"_s}}));
     EXPECT_GT(versions[1][4].toLongLong(), 0);
-    EXPECT_EQ(versions[2], (QStringList{u"Order Entry"_s, u"1.2"_s, u"emptied"_s, u"1"_s, u"0"_s}));
     const QList<QStringList> schedules = linesOf(first.out, u"schedules"_s);
-    ASSERT_EQ(schedules.size(), 1);
-    EXPECT_EQ(schedules[0][0], schedules[0][1]);
+    EXPECT_TRUE(schedules.size() == 1 && schedules[0].size() == 2 && schedules[0][0] == schedules[0][1]) << first.out.toStdString();
 
     ASSERT_EQ(ctl({u"restore"_s, u"Renamed"_s, file}).exitCode, 0);
     const CtlResult second = ctl({u"restore"_s, u"TUTORIAL"_s, file, u"--dry-run"_s});

@@ -92,9 +92,8 @@ TEST_P(HistoryCommandsTest, EachOutcomeLeavesOneEntryAndTheFiltersChooseThem)
     EXPECT_EQ(newest.mid(1, 2), (QStringList{QString::fromLocal8Bit(user->pw_name), QSysInfo::machineHostName()}));
     EXPECT_LE(std::abs(QDateTime::fromString(newest.value(0), Qt::ISODate).secsTo(QDateTime::currentDateTimeUtc())), 120);
     const QStringList withRows = Entries(all, true);
-    EXPECT_EQ(withRows.value(3).section(u'|', 6), u"2"_s);
-    EXPECT_EQ(withRows.value(6).section(u'|', 6), QString::number(deleted));
-    EXPECT_FALSE(withRows.value(2).section(u'|', 6).isEmpty());
+    EXPECT_EQ(std::tuple(withRows.value(3).section(u'|', 6), withRows.value(6).section(u'|', 6), withRows.value(2).section(u'|', 6).isEmpty()),
+              std::tuple(u"2"_s, QString::number(deleted), false));
 
     const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
     const struct { QString arguments; int status; qsizetype entries; QString first; } filters[] = {

@@ -2,16 +2,41 @@
 
 #include "core/repository/Recordset.h"
 #include "core/repository/Schema.h"
-#include "core/startup/Registry.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 #include <QRegularExpression>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 
 namespace dorvane::test {
+
+const TableDef* ReferencedTable(const TableDef& table, const QString& column)
+{
+    if (column == table.key || ColumnTypeOf(column) != ColumnType::Integer)
+        return nullptr;
+    for (const TableDef& other : RepositoryTables()) {
+        if (other.key.compare(column, Qt::CaseInsensitive) == 0)
+            return &other;
+    }
+    const QMap<QString, QString> aliases
+        = {{u"Ver"_s, u"Version"_s},         {u"Environ"_s, u"Environment"_s},    {u"Var"_s, u"UserVar"_s},
+           {u"Owner"_s, u"User"_s},          {u"Creator"_s, u"User"_s},           {u"Modifier"_s, u"User"_s},
+           {u"Parent"_s, table.name.mid(1)}, {u"Dependency"_s, table.name.mid(1)}};
+    static const QRegularExpression word(u"[A-Z][a-z]*|[0-9]+"_s);
+    QStringList words;
+    for (auto it = word.globalMatch(column.mid(1).chopped(column.endsWith(u"Key"_s) ? 3 : 0)); it.hasNext();)
+        words << it.next().captured();
+    for (qsizetype n = 1; n <= words.size(); ++n) {
+        const QString suffix = words.mid(words.size() - n).join(QString());
+        if (const TableDef* target = FindTable(u"t"_s + aliases.value(suffix, suffix)))
+            return target;
+    }
+    return nullptr;
+}
 
 QString TestDsn() { return qEnvironmentVariable("DORVANE_TEST_DSN").trimmed(); }
 
@@ -78,13 +103,6 @@ void WriteSettings(const QString& path, QString values)
                 values.replace(u'|', u"\r\n"_s) + u"\r\n"_s).toUtf8());
 }
 
-void UseSettings(const QString& folder, const QString& values)
-{
-    const QString path = QDir(folder).filePath(u"zentrix.reg"_s);
-    WriteSettings(path, values);
-    SetSettingsFileOverride(path);
-}
-
 QStringList Rows(Connection& conn, const QString& tableOrQuery, const QStringList& without)
 {
     QString sql = tableOrQuery;
@@ -125,32 +143,33 @@ QStringList FileTables(Connection& conn)
     return tables;
 }
 
-QString QueryPlan(Connection& conn, const QString& sql)
+QStringList SortedLower(QStringList names)
 {
+    for (QString& name : names)
+        name = name.toLower();
+    names.sort();
+    return names;
+}
+
+void ExpectIndexSearches(Connection& conn, const QString& sql, const QStringList& searched)
+{
+    SCOPED_TRACE(sql.toStdString());
     const bool sqlite = conn.backend() == BackendKind::Sqlite;
     QSqlQuery explain(conn.database());
-    if (!explain.exec((sqlite ? u"EXPLAIN QUERY PLAN "_s : u"EXPLAIN "_s) + sql))
-        throw conn.StatementFailure(explain.lastError());
+    ASSERT_TRUE((sqlite || explain.exec(u"SET enable_seqscan = off"_s)) && explain.exec((sqlite ? u"EXPLAIN QUERY PLAN "_s : u"EXPLAIN "_s) + sql))
+        << explain.lastError().text().toStdString();
     QString plan;
     while (explain.next())
         plan += explain.value(sqlite ? 3 : 0).toString() + u'\n';
-    return plan;
-}
-
-bool ReadsATableWhole(Connection& conn, const QString& plan)
-{
-    return plan.contains(conn.backend() == BackendKind::Sqlite ? u"SCAN "_s : u"Seq Scan"_s);
-}
-
-QString IndexSearches(Connection& conn, const QString& plan, const QString& table)
-{
-    const bool sqlite = conn.backend() == BackendKind::Sqlite;
-    const QRegularExpression search(sqlite ? u"SEARCH %1 USING (?:COVERING )?INDEX \\w+ \\(([^)]*)\\)"_s.arg(table) : u"Index Cond: (.*)"_s,
-                                    QRegularExpression::CaseInsensitiveOption);
-    QString conditions;
-    for (auto match = search.globalMatch(plan); match.hasNext();)
-        conditions += match.next().captured(1);
-    return conditions;
+    EXPECT_FALSE(plan.contains(sqlite ? u"SCAN "_s : u"Seq Scan"_s)) << plan.toStdString();
+    for (const QString& column : searched) {
+        const QRegularExpression search(sqlite ? u"SEARCH %1 USING (?:COVERING )?INDEX \\w+ \\(([^)]*)\\)"_s.arg(column.section(u'.', 0, 0)) : u"Index Cond: (.*)"_s,
+                                        QRegularExpression::CaseInsensitiveOption);
+        QString conditions;
+        for (auto match = search.globalMatch(plan); match.hasNext();)
+            conditions += match.next().captured(1);
+        EXPECT_TRUE(conditions.contains(column.section(u'.', 1), Qt::CaseInsensitive)) << column.toStdString() << "\n" << plan.toStdString();
+    }
 }
 
 static QString AbortTrigger(const QString& table, const QString& event) { return u"abort_%1_%2"_s.arg(table, event).toLower(); }

@@ -3,6 +3,7 @@
 #include "core/repository/Connection.h"
 #include "core/installation/Installation.h"
 #include "core/repository/Interaction.h"
+#include "core/repository/Schema.h"
 
 #include <gtest/gtest.h>
 
@@ -65,9 +66,6 @@ void MakeDatabaseFile(const QString& path, std::optional<SchemaVariant> tables =
 // A settings file holding the value lines ('|' between), written as
 // regedit exports the suite's key.
 void WriteSettings(const QString& path, QString values);
-// The same as `folder`/zentrix.reg, made the settings file this program
-// reads (until SetSettingsFileOverride(QString())).
-void UseSettings(const QString& folder, const QString& values);
 
 // Records every message and answers questions from a queue (Ok when empty
 // for Ok boxes; a question with no queued answer fails the test).
@@ -97,16 +95,25 @@ QStringList TableRows(Connection& conn, const QStringList& tables = {}, const QS
 // Every table of a database file, such as a test data database, by name.
 QStringList FileTables(Connection& conn);
 
-// The plan the database makes for a statement, one line a step: SQLite's
-// EXPLAIN QUERY PLAN ("SEARCH tStep USING INDEX ix_tStep_iStepWindowKey
-// (iStepWindowKey=?)"), PostgreSQL's EXPLAIN ("Index Cond: (istepwindowkey
-// = 1)"). Throws DbError.
-QString QueryPlan(Connection& conn, const QString& sql);
-// Whether a plan reads a table from end to end.
-bool ReadsATableWhole(Connection& conn, const QString& plan);
-// What the plan's index searches compare, run together: on SQLite those of
-// `table` ("iStepWindowKey=?"), on PostgreSQL every index condition.
-QString IndexSearches(Connection& conn, const QString& plan, const QString& table);
+// Names in lower case and sorted, to compare sets of table or column names.
+QStringList SortedLower(QStringList names);
+
+// The table a foreign-key column points at, read from its name: a column
+// named like another table's key is that table's (iProcessKey in
+// tCycleProcess); otherwise the shortest trailing word group of the name
+// that names a table ("iStepWindowWindowKey" -> Window, "iVarAppVerKey" ->
+// Ver, "iApp3270Key" -> 3270). Null for a table's own key, codes, counts and
+// keys of things outside the repository ("iObjectDataTypeKey", "iRecordFileKey").
+const TableDef* ReferencedTable(const TableDef& table, const QString& column);
+
+// Checks the plan the database makes for a statement: it reads no table
+// from end to end, and searches an index on each "table.column" of
+// `searched`. The plan is SQLite's EXPLAIN QUERY PLAN ("SEARCH tStep USING
+// INDEX ix_tStep_iStepWindowKey (iStepWindowKey=?)") or PostgreSQL's EXPLAIN
+// ("Index Cond: (istepwindowkey = 1)", where every condition counts for
+// every table), told to use an index wherever one serves: on an empty table
+// it would rightly read the table whole.
+void ExpectIndexSearches(Connection& conn, const QString& sql, const QStringList& searched);
 
 // Makes every INSERT, UPDATE or DELETE (`event`) on a table fail with
 // "boom"; with `when`, only of the rows that meet it (a condition on OLD or

@@ -74,12 +74,10 @@ TEST_P(DeletionTest, ApplicationsInAnEnvironmentAreRefusedNoWritesNothingAFreeOn
     before = TableRows(conn);
     messages.Queue(Answer::Yes);
     EXPECT_FALSE(DeleteApplication(conn, messages, b[u"app"_s], u"Broken"_s, recording()));
-    EXPECT_EQ(calls, (std::vector<qint32>{b[u"1"_s], b[u"2"_s]})); // the third is not attempted
+    EXPECT_EQ(std::tuple(calls, messages.shown.value(2), TableRows(conn), conn.InTransaction()), // the third is not attempted
+              std::tuple(std::vector<qint32>{b[u"1"_s], b[u"2"_s]}, u"Broken and all its versions stay as they were: nothing was deleted."_s, before, false));
     EXPECT_TRUE(messages.shown.size() == 3 && messages.shown[1].startsWith(u"Error while deleting Steps:"_s)
                 && messages.shown[1].endsWith(u"! New version not fully deleted."_s)) << Shown(messages);
-    EXPECT_EQ(std::pair(messages.shown.value(2), TableRows(conn)),
-              std::pair(u"Broken and all its versions stay as they were: nothing was deleted."_s, before));
-    EXPECT_FALSE(conn.InTransaction());
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, DeletionTest, ::testing::ValuesIn(TestBackends()));

@@ -81,9 +81,8 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
     const EnvironAddOutcome added = config.Add(choose(b1), conn, messages);
     ASSERT_TRUE(added.Ok) << shown();
     EXPECT_EQ(added.NewEntry, (ListEntry{u"Billing - 1"_s, b1}));
-    EXPECT_EQ(details(u"iEnviron3270Key"_s), std::vector<qint32>{0});
-    EXPECT_EQ(stepEnvironments(u"%1, %2"_s.arg(p1).arg(p2)), (std::vector<qint32>{env, env, env}));
-    EXPECT_EQ(stepEnvironments(QString::number(unrelated)), std::vector<qint32>{elsewhere});
+    EXPECT_EQ(std::tuple(details(u"iEnviron3270Key"_s), stepEnvironments(u"%1, %2"_s.arg(p1).arg(p2)), stepEnvironments(QString::number(unrelated))),
+              std::tuple(std::vector<qint32>{0}, std::vector<qint32>(3, env), std::vector<qint32>{elsewhere}));
 
     EnvironConfigInput again = choose(b1, {*added.NewEntry}, mainframe);
     again.EmulatorKey = emulator;
@@ -109,8 +108,7 @@ TEST_P(EnvironmentConfigTest, ASecondVersionIsAskedForAndRemoveIsRefusedWhileASt
     messages.Queue(Answer::Yes);
     messages.Queue(Answer::No);
     EXPECT_FALSE(config.Add(choose(b3, listed), conn, messages).Ok);
-    EXPECT_EQ(details(u"iEnvironVerKey"_s).size(), 3u);
-    EXPECT_EQ(stepEnvironments(QString::number(process)), std::vector<qint32>{0});
+    EXPECT_EQ(std::pair(details(u"iEnvironVerKey"_s).size(), stepEnvironments(QString::number(process))), std::pair(size_t(3), std::vector<qint32>{0}));
     messages.Queue(Answer::Yes);
     messages.Queue(Answer::Yes);
     ASSERT_TRUE(config.Add(choose(b3, listed), conn, messages).Ok);
@@ -133,11 +131,10 @@ TEST_P(EnvironmentConfigTest, ASecondVersionIsAskedForAndRemoveIsRefusedWhileASt
 TEST_P(EnvironmentConfigTest, TheDropDownsFollowTheChosenApplicationAndListedVersion)
 {
     EnvironmentConfig config(definition);
-    EXPECT_EQ(config.ChooseApp(host, conn, messages).PreselectEmulator, 2);
-    EXPECT_FALSE(config.ChooseApp(billing, conn, messages).PreselectEmulator);
-    EXPECT_TRUE(config.ChooseTestTool(mainframe, false, conn, messages).EmulatorUsable);
-    EXPECT_FALSE(config.ChooseTestTool(other, false, conn, messages).EmulatorUsable);
-    EXPECT_FALSE(config.ChooseTestTool(mainframe, true, conn, messages).Ok);
+    EXPECT_EQ(std::pair(config.ChooseApp(host, conn, messages).PreselectEmulator, config.ChooseApp(billing, conn, messages).PreselectEmulator),
+              std::pair(std::optional<qint32>(2), std::optional<qint32>()));
+    EXPECT_TRUE(config.ChooseTestTool(mainframe, false, conn, messages).EmulatorUsable && !config.ChooseTestTool(other, false, conn, messages).EmulatorUsable
+                && !config.ChooseTestTool(mainframe, true, conn, messages).Ok);
     addDetail(env, l1, mainframe, emulator);
     addDetail(env, b2, other, emulator);
     EXPECT_EQ(config.HighlightListed(l1, false, conn, messages).EmulatorKey, emulator);

@@ -85,11 +85,6 @@ protected:
             values.emplace_back(column, rights[qsizetype(values.size()) - 2] == u'1' ? -1 : 0);
         add(u"tEnvironmentUser"_s, values);
     }
-    qint32 addStepWindow(qint32 process, qint32 version, qint32 window, qint32 environment, int sequence = 1)
-    {
-        return add(u"tStepWindow"_s, {{u"iStepWindowProcessKey"_s, process}, {u"iStepWindowVerKey"_s, version}, {u"iStepWindowWindowKey"_s, window},
-                                      {u"iStepWindowEnvironmentKey"_s, environment}, {u"iStepWindowSequenceNum"_s, sequence}});
-    }
     // A process of a version with one step window on `window`, run in `environment`.
     qint32 addProcessOn(qint32 version, qint32 window, qint32 environment, const QString& name, qint32 layout = 0)
     {

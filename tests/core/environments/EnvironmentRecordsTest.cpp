@@ -54,8 +54,7 @@ TEST(EnvironmentEditState, OnePromptForBothPartsAndYesSavesBoth)
     ScriptedMessages messages;
     int saves = 0;
     const std::function<bool()> ok = [&] { return ++saves > 0; }, failed = [&] { return ++saves < 0; };
-    EXPECT_FALSE(EnvironExitCancel(false, false, messages, ok, ok));
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_TRUE(!EnvironExitCancel(false, false, messages, ok, ok) && messages.shown.isEmpty());
     const std::tuple<bool, bool, std::function<bool()>, std::function<bool()>, Answer, bool, int> cases[] = {
         {true, true, ok, ok, Answer::Yes, false, 2},         {true, true, failed, ok, Answer::Yes, false, 2},
         {true, true, ok, failed, Answer::Yes, true, 2},      {true, false, failed, ok, Answer::Yes, true, 1},
@@ -63,11 +62,9 @@ TEST(EnvironmentEditState, OnePromptForBothPartsAndYesSavesBoth)
     };
     for (const auto& [definitionDirty, configDirty, saveDefinition, saveConfig, answer, stays, saved] : cases) {
         saves = 0;
-        messages.shown.clear();
         messages.Queue(answer);
-        EXPECT_EQ(EnvironExitCancel(definitionDirty, configDirty, messages, saveDefinition, saveConfig), stays);
-        EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Environment?"_s});
-        EXPECT_EQ(saves, saved);
+        const bool stayed = EnvironExitCancel(definitionDirty, configDirty, messages, saveDefinition, saveConfig);
+        EXPECT_EQ(std::tuple(stayed, std::exchange(messages.shown, {}), saves), std::tuple(stays, QStringList{u"Save changes to this Environment?"_s}, saved));
     }
 }
 
@@ -118,8 +115,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRef
     EXPECT_EQ(taken(), QStringList({"A! already exists - please choose another ID", "Environment name cannot be blank",
                                            "Environment name cannot be blank", "b already exists - please choose another ID",
                                            "Release 1_0 already exists - please choose another ID"}));
-    EXPECT_TRUE(prompt.labels.isEmpty());
-    EXPECT_EQ(dump(), before);
+    EXPECT_TRUE(prompt.labels.isEmpty() && dump() == before);
 }
 
 // Delete takes the detail and user rows with it (another environment's
@@ -161,8 +157,7 @@ TEST_P(EnvironmentRecordsTest, DeleteAndItsRefusalsAndRollbacks)
     definition.New();
     EXPECT_FALSE(definition.Save({u"Prod"_s, {}, {v1}}, conn, messages).Ok);
     expectFailure(u"Error while saving environment definition : "_s);
-    EXPECT_EQ(environmentNamed(u"Prod"_s), 0);
-    EXPECT_FALSE(conn.InTransaction());
+    EXPECT_TRUE(environmentNamed(u"Prod"_s) == 0 && !conn.InTransaction());
 }
 
 // Two names that would name one backup folder (equal but for letter case,

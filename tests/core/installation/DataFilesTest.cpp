@@ -45,8 +45,8 @@ TEST_P(DataFilesTest, TheTutorialKeepsItsKeysAndItsSystemScreensAreThoseTheProgr
         DB_ASSERT(made = addRow(conn, u"SELECT * FROM tVersion WHERE 1=0"_s, {{u"iVersionAppKey"_s, app[0].toInt()}, {u"sVersionID"_s, u"new"_s}});
                   CreateSystemScreen(conn, made, PlatformIsHost(conn, app[1].toInt()), app[1].toInt()));
         EXPECT_EQ(Rows(conn, window.arg(version), windowKeys), Rows(conn, window.arg(made), windowKeys));
-        EXPECT_EQ(Rows(conn, object.arg(version), objectKeys), Rows(conn, object.arg(made), objectKeys));
-        EXPECT_EQ(Rows(conn, object.arg(version), objectKeys).size(), 1);
+        const QStringList objects = Rows(conn, object.arg(version), objectKeys);
+        EXPECT_TRUE(objects.size() == 1 && objects == Rows(conn, object.arg(made), objectKeys));
     }
 }
 
@@ -112,23 +112,22 @@ TEST_P(DataFilesTest, ValuesAreStoredAsTheProgramStoresThemAndAValueOfAnotherTyp
 
     // A value the column cannot take, an unknown column, a row without its
     // key: named, and the file's earlier rows stay the caller's to roll back.
-    const QString file = db->tempPath() + u"/data.json"_s;
-    EXPECT_EQ(load(R"({"sections": [{"table": "tRole", "columns": ["iRoleKey", "sRoleName"], "rows": [[1, "Tester"], [2, 3]]}]})"),
-              u"The data file %1, section 1 (tRole): row 2, column sRoleName: 3 is not a text or null."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"table": "tRole", "columns": ["iRoleKey", "sRoleTitle"], "rows": []}]})"),
-              u"The data file %1, section 1 (tRole): the table has no column sRoleTitle, or the section names it twice."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"table": "tRole", "columns": ["sRoleName"], "rows": []}]})"),
-              u"The data file %1, section 1 (tRole): no column iRoleKey: every row needs its key."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"table": "tRole", "colums": ["iRoleKey"], "rows": []}]})"),
-              u"The data file %1, section 1 (tRole): \"colums\" is none of note, columns, rows, table."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"table": "tFileInstance", "columns": ["iFileInstanceKey", "dFileInstanceCreated"], "rows": [[9, "2024-02-30 10:00:00"]]}]})"),
-              u"The data file %1, section 1 (tFileInstance): row 1, column dFileInstanceCreated: \"2024-02-30 10:00:00\" is not a time written yyyy-MM-dd HH:mm:ss or null."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"table": "tRole", "columns": ["iRoleKey"]}]})"),
-              u"The data file %1, section 1 (tRole): a section needs its columns and its rows."_s.arg(file));
-    EXPECT_EQ(load(R"([{"table": "tRole", "columns": ["iRoleKey"], "rows": [[1]]}])"),
-              u"The data file %1: not an object with a list of sections."_s.arg(file));
-    EXPECT_EQ(load(R"({"sections": [{"program": "CreateSystemScreen", "columns": ["iVersionKey", "iWindowKey", "iObjectKey"], "rows": [[9, 1, 1]]}]})"),
-              u"The data file %1, section 1 (CreateSystemScreen): row 1: version 9 has no application."_s.arg(file));
+    const std::pair<const char*, QString> refusals[] = { // the file, what its refusal says after "The data file FILE"
+        {R"({"sections": [{"table": "tRole", "columns": ["iRoleKey", "sRoleName"], "rows": [[1, "Tester"], [2, 3]]}]})",
+         u", section 1 (tRole): row 2, column sRoleName: 3 is not a text or null."_s},
+        {R"({"sections": [{"table": "tRole", "columns": ["iRoleKey", "sRoleTitle"], "rows": []}]})",
+         u", section 1 (tRole): the table has no column sRoleTitle, or the section names it twice."_s},
+        {R"({"sections": [{"table": "tRole", "columns": ["sRoleName"], "rows": []}]})", u", section 1 (tRole): no column iRoleKey: every row needs its key."_s},
+        {R"({"sections": [{"table": "tRole", "colums": ["iRoleKey"], "rows": []}]})", u", section 1 (tRole): \"colums\" is none of note, columns, rows, table."_s},
+        {R"({"sections": [{"table": "tFileInstance", "columns": ["iFileInstanceKey", "dFileInstanceCreated"], "rows": [[9, "2024-02-30 10:00:00"]]}]})",
+         u", section 1 (tFileInstance): row 1, column dFileInstanceCreated: \"2024-02-30 10:00:00\" is not a time written yyyy-MM-dd HH:mm:ss or null."_s},
+        {R"({"sections": [{"table": "tRole", "columns": ["iRoleKey"]}]})", u", section 1 (tRole): a section needs its columns and its rows."_s},
+        {R"([{"table": "tRole", "columns": ["iRoleKey"], "rows": [[1]]}])", u": not an object with a list of sections."_s},
+        {R"({"sections": [{"program": "CreateSystemScreen", "columns": ["iVersionKey", "iWindowKey", "iObjectKey"], "rows": [[9, 1, 1]]}]})",
+         u", section 1 (CreateSystemScreen): row 1: version 9 has no application."_s},
+    };
+    for (const auto& [text, says] : refusals)
+        EXPECT_EQ(load(text), u"The data file "_s + db->tempPath() + u"/data.json"_s + says) << text;
     EXPECT_EQ(count(u"SELECT * FROM tRole"_s), 1);
 }
 

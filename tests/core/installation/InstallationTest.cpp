@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QMap>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -13,36 +12,6 @@ namespace dorvane {
 namespace {
 
 using test::TestBackends;
-
-// The table a foreign-key column points at, read from its name: a column
-// named like another table's key is that table's (iProcessKey in
-// tCycleProcess); otherwise the shortest trailing word group of the name
-// that names a table ("iStepWindowWindowKey" -> Window, "iVarAppVerKey" ->
-// Ver, "iApp3270Key" -> 3270). Null for codes, counts and keys of things
-// outside the repository ("iObjectDataTypeKey", "iRecordFileKey").
-const TableDef* ReferencedTable(const TableDef& table, const QString& column)
-{
-    if (column == table.key || ColumnTypeOf(column) != ColumnType::Integer)
-        return nullptr;
-    for (const TableDef& other : RepositoryTables()) {
-        if (other.key.compare(column, Qt::CaseInsensitive) == 0)
-            return &other;
-    }
-    const QMap<QString, QString> aliases
-        = {{u"Ver"_s, u"Version"_s},         {u"Environ"_s, u"Environment"_s},    {u"Var"_s, u"UserVar"_s},
-           {u"Owner"_s, u"User"_s},          {u"Creator"_s, u"User"_s},           {u"Modifier"_s, u"User"_s},
-           {u"Parent"_s, table.name.mid(1)}, {u"Dependency"_s, table.name.mid(1)}};
-    static const QRegularExpression word(u"[A-Z][a-z]*|[0-9]+"_s);
-    QStringList words;
-    for (auto it = word.globalMatch(column.mid(1).chopped(column.endsWith(u"Key"_s) ? 3 : 0)); it.hasNext();)
-        words << it.next().captured();
-    for (qsizetype n = 1; n <= words.size(); ++n) {
-        const QString suffix = words.mid(words.size() - n).join(QString());
-        if (const TableDef* target = FindTable(u"t"_s + aliases.value(suffix, suffix)))
-            return target;
-    }
-    return nullptr;
-}
 
 using ReferenceDataTest = test::BackendTest;
 using TutorialTest = test::BackendTest;
@@ -55,9 +24,8 @@ TEST_P(ReferenceDataTest, HoldsTheRowsTheProgramRefersToAndASecondBuildAddsNothi
     EXPECT_EQ(test::Rows(conn, u"SELECT iPlatformKey, bPlatformIs3270 FROM tPlatform WHERE iPlatformKey IN (2, 4) OR bPlatformIs3270 <> 0 "
                                "ORDER BY bPlatformIs3270, iPlatformKey"_s),
               (QStringList{u"%1|-1"_s.arg(kPlatform3270), u"2|0"_s, u"4|0"_s}));
-    EXPECT_EQ(count(u"SELECT * FROM tTestTool WHERE sTestToolName = 'Mainframe'"_s), 1);
     // The placeholder emulator exists but is never listed.
-    EXPECT_EQ(count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s), 1);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tTestTool WHERE sTestToolName = 'Mainframe'"_s), count(u"SELECT * FROM t3270 WHERE i3270Key = 0"_s)), std::pair(1, 1));
     EXPECT_GE(count(u"SELECT * FROM t3270 WHERE i3270Key > 0"_s), 2);
 
     // Each of the four platforms has one [System] class, another class and a map type.
@@ -80,14 +48,13 @@ TEST_P(TutorialTest, EveryForeignKeyPointsAtARowOrIsZero)
     int checked = 0;
     for (const TableDef& table : RepositoryTables()) {
         for (const QString& column : table.columns) {
-            const TableDef* target = ReferencedTable(table, column);
+            const TableDef* target = test::ReferencedTable(table, column);
             if (!target)
                 continue;
             SCOPED_TRACE((table.name + u'.' + column + u" -> "_s + target->name).toStdString());
             const QString filled = u"SELECT * FROM %1 WHERE %2 IS NULL OR %2<>0"_s.arg(table.name, column);
             checked += count(filled);
-            EXPECT_EQ(count(filled + u" AND %1 NOT IN (SELECT %2 FROM %3)"_s.arg(column, target->key, target->name)), 0);
-            EXPECT_EQ(count(u"SELECT * FROM %1 WHERE %2 IS NULL"_s.arg(table.name, column)), 0);
+            EXPECT_EQ(count(filled + u" AND %1 NOT IN (SELECT %2 FROM %3)"_s.arg(column, target->key, target->name)) + count(u"SELECT * FROM %1 WHERE %2 IS NULL"_s.arg(table.name, column)), 0);
         }
     }
     EXPECT_GT(checked, 150);
@@ -152,8 +119,7 @@ TEST(RepositoryFileAndSharedFolder, HoldTheirDataAndRefuseAnExistingFile)
     ExpectRefused(CreateRepositoryFile(path), u"already exists"_s);
     EXPECT_EQ(CountIn(path, u"SELECT * FROM tPlatform"_s), 4);
     // A file that cannot be created leaves nothing behind.
-    EXPECT_FALSE(CreateRepositoryFile(dir.path() + u"/missing/Repo.mdb"_s).ok);
-    EXPECT_FALSE(QFileInfo::exists(dir.path() + u"/missing"_s));
+    EXPECT_FALSE(CreateRepositoryFile(dir.path() + u"/missing/Repo.mdb"_s).ok || QFileInfo::exists(dir.path() + u"/missing"_s));
 
     // The shared folder keeps what is there.
     QTemporaryDir shared;

@@ -128,16 +128,14 @@ TEST_P(NameDescGridsTest, LoadersReadNameOrderAndSayWhyAListIsEmpty)
     // Three rows and the adding row.
     EXPECT_EQ(std::tuple(state(roles.List()), roles.List().GetValue(0, 2), roles.Model().rowCount()),
               std::tuple(u"alpha|a#, Beta|b#, Zeta|z#"_s, QString::number(alpha), 4));
-    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB));
-    EXPECT_EQ(state(keywords.List()), u"Regression|r#"_s);
+    ASSERT_TRUE(RefreshKeywordGrid(keywords, conn, messages, appB) && state(keywords.List()) == u"Regression|r#"_s) << state(keywords.List()).toStdString();
     EXPECT_TRUE(RefreshKeywordGrid(keywords, conn, messages, 0) && keywords.List().Count() == 0 && messages.shown.isEmpty());
 
     NameDescGrid projects(NameDescGridKind::Projects, messages);
     projects.List().Add(u"Stale"_s, QString(), 0, true);
     DB_ASSERT(conn.Execute(u"DROP TABLE tProject"_s));
-    EXPECT_FALSE(RefreshProjectGrid(projects, conn, messages));
-    EXPECT_TRUE(projects.List().Count() == 0 && messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while reading Projects: "_s))
-        << Shown(messages);
+    EXPECT_TRUE(!RefreshProjectGrid(projects, conn, messages) && projects.List().Count() == 0 && messages.shown.size() == 1
+                && messages.shown[0].startsWith(u"Error while reading Projects: "_s)) << Shown(messages);
 }
 
 // Save writes the new and changed entries (keywords for their application)
@@ -153,8 +151,7 @@ TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesReloadGivesKeysAndAFailu
     EXPECT_TRUE(grid.Save(conn, messages).SaveOk && !grid.Dirty());
     EXPECT_EQ(std::pair(state(grid.List()), grid.List().GetValue(0, 2)),
               std::pair(u"Admin|new description#, Auditor|Checks#, Tester|t#, Viewer| #"_s, QString::number(admin)));
-    EXPECT_TRUE(grid.Save(conn, messages).SaveOk);
-    EXPECT_EQ(stored(grid), QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
+    EXPECT_TRUE(grid.Save(conn, messages).SaveOk && stored(grid) == QStringList({"Admin|new description", "Auditor|Checks", "Tester|t", "Viewer| "}));
 
     ASSERT_TRUE(type(keywords, 0, 0, u"Smoke"_s) && keywords.Save(conn, messages, appB).SaveOk);
     EXPECT_EQ(std::tuple(stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appB)), stored(keywords, u"WHERE iKeywordAppKey = %1"_s.arg(appA)),
@@ -176,8 +173,7 @@ TEST_P(NameDescGridsTest, SaveWritesNewAndChangedEntriesReloadGivesKeysAndAFailu
     // Somebody else deletes the changed row before the save.
     DB_ASSERT(conn.Execute(u"DELETE * FROM tRole WHERE iRoleKey = %1"_s.arg(gone)));
     EXPECT_TRUE(!grid.Save(conn, messages).SaveOk && grid.Dirty());
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown[0].startsWith(u"Error while saving Roles: "_s) && messages.shown[0].size() > 26) << "and the reason";
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error while saving Roles: "_s) && messages.shown[0].size() > 26) << "and the reason";
     // The entry before the failure stays written, the one after it is not;
     // no reload: the written entry carries its key, so deleting it deletes that row.
     EXPECT_EQ(std::pair(stored(grid, mine), state(list)), std::pair(QStringList({"Alpha| "}), u"Alpha| #, Zulu|changed#*, Omega| +"_s));
@@ -197,8 +193,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     useKeyword(addRow(NameDescGridKind::Keywords, u"Used"_s, u"u"_s, appB));
     NameDescGrid keywords(NameDescGridKind::Keywords, messages);
     ASSERT_TRUE(keywords.Refresh(conn, messages, appB));
-    EXPECT_FALSE(keywords.DeleteRow(1, conn, messages));
-    EXPECT_EQ(messages.shown, QStringList({"You can't delete this keyword because it is being used"}));
+    EXPECT_TRUE(!keywords.DeleteRow(1, conn, messages) && messages.shown == QStringList({"You can't delete this keyword because it is being used"})) << Shown(messages);
     EXPECT_TRUE(keywords.DeleteRow(0, conn, messages));
     EXPECT_EQ(std::pair(stored(keywords), state(keywords.List())), std::pair(QStringList({"Login|of A", "Used|u"}), u"Used|u#"_s));
 
@@ -208,8 +203,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     NameDescGrid roles(NameDescGridKind::Roles, messages);
     ASSERT_TRUE(roles.Refresh(conn, messages));
     ASSERT_EQ(roles.List().GetValue(0, 0), u"O'Brien's"_s);
-    EXPECT_TRUE(roles.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(roles.DeleteRow(roles.List().GetValue(0, 1) == u"lower"_s ? 0 : 1, conn, messages));
+    EXPECT_TRUE(roles.DeleteRow(0, conn, messages) && roles.DeleteRow(roles.List().GetValue(0, 1) == u"lower"_s ? 0 : 1, conn, messages));
     ASSERT_TRUE(type(roles, roles.Model().AddingRow(), 0, u"TESTER"_s));
     EXPECT_TRUE(roles.DeleteRow(1, conn, messages));
     EXPECT_FALSE(roles.DeleteRow(roles.Model().AddingRow(), conn, messages)) << "the adding row holds no entry";
@@ -224,8 +218,7 @@ TEST_P(NameDescGridsTest, DeletionTakesTheRowShownByItsKey)
     NameDescGrid projects(NameDescGridKind::Projects, messages);
     ASSERT_TRUE(projects.Refresh(conn, messages) && type(projects, 1, 0, u"Gemini"_s));
     messages.shown.clear();
-    EXPECT_FALSE(projects.DeleteRow(0, conn, messages));
-    EXPECT_TRUE(projects.DeleteRow(1, conn, messages)) << "one only added in the grid goes";
+    EXPECT_TRUE(!projects.DeleteRow(0, conn, messages) && projects.DeleteRow(1, conn, messages)) << "one only added in the grid goes";
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(u"Error removing Project: "_s) && messages.shown[0].size() > 24) << Shown(messages);
     EXPECT_EQ(std::pair(stored(projects), state(projects.List())), std::pair(QStringList({"Apollo|Moon"}), u"Apollo|Moon#"_s));
 }

@@ -80,9 +80,7 @@ TEST_P(RecordsetValuesTest, ValuesReadBackWithTheirType)
             SCOPED_TRACE(std::string(c.what) + ", " + how);
             ASSERT_FALSE(rs.Eof());
             const QVariant read = rs.Value(c.field);
-            EXPECT_EQ(read.typeId(), c.read.typeId());
-            EXPECT_EQ(read, c.read);
-            EXPECT_EQ(rs.IsNull(c.field), !c.read.isValid());
+            EXPECT_EQ(std::tuple(read.typeId(), read, rs.IsNull(c.field)), std::tuple(c.read.typeId(), c.read, !c.read.isValid()));
             EXPECT_TRUE(c.read.isValid() || (rs.Text(c.field).isEmpty() && rs.Int(c.field) == 0));
             EXPECT_EQ(rs.Value(kKey).typeId(), QMetaType::Int);
             rs.MoveNext();

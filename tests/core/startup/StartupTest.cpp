@@ -19,7 +19,7 @@ protected:
 
     // Makes a settings file of the value lines ('|' between, <D> the
     // temporary folder) current.
-    void settings(const QString& values) { test::UseSettings(m_dir.path(), fill(values)); }
+    void settings(const QString& values) { test::WriteSettings(path(u"zentrix.reg"_s), fill(values)); SetSettingsFileOverride(path(u"zentrix.reg"_s)); }
 
     QString fill(QString text) const { return text.replace(u"<D>"_s, m_dir.path()); }
 

@@ -35,6 +35,13 @@ protected:
         Choose(applications().cbPlatform, u"Windows"_s);
         applications().cmdAppSave->click();
     }
+    void saveNewVersion(const QString& id)
+    {
+        applications().cmdVersionNew->click();
+        Retype(applications().txtVersionID, id);
+        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
+        applications().cmdVersionSave->click();
+    }
     // The one message shown since the last call starts with `prefix`.
     bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
     ScriptedDialogs dialogs;
@@ -71,9 +78,8 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     Retype(applications().txtAppDesc, u"Shop front, reworked"_s);
     messages.Queue(Answer::Yes);
     Select(applications().lbAppList, u"Customer Inquiry"_s);
-    EXPECT_EQ(messages.shown, QStringList(3, kAppPrompt));
-    EXPECT_EQ(count(u"SELECT * FROM tApp WHERE sAppName='Web Store' AND sAppDesc='Shop front, reworked'"_s), 1);
-    EXPECT_EQ(applications().txtAppName->text(), u"Customer Inquiry"_s);
+    EXPECT_EQ(std::tuple(messages.shown, count(u"SELECT * FROM tApp WHERE sAppName='Web Store' AND sAppDesc='Shop front, reworked'"_s), applications().txtAppName->text()),
+              std::tuple(QStringList(3, kAppPrompt), qsizetype(1), u"Customer Inquiry"_s));
 
     // A new application, once saved, is listed and shown.
     messages.shown.clear();
@@ -103,16 +109,12 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     applications().SSAppTab->setCurrentIndex(1);
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
     block(u"Apps/WS/4.0"_s);
-    applications().cmdVersionNew->click();
-    Retype(applications().txtVersionID, u"4.0"_s);
-    Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
-    applications().cmdVersionSave->click();
+    saveNewVersion(u"4.0"_s);
     EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !applications().VersionIsNew()) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
     applications().cmdVersionSave->click();
-    EXPECT_EQ(count(u"SELECT * FROM tVersion v, tWindow w WHERE v.sVersionID='4.0' AND w.iWindowVerKey=v.iVersionKey "
-                    "AND w.sWindowPhysicalName='[System Screen]'"_s), 1);
-    EXPECT_TRUE(folderExists(u"Apps/WS/4.0/Primary Map Source"_s) && !folderExists(u"Apps/OE/4.0"_s));
+    EXPECT_TRUE(count(u"SELECT * FROM tVersion v, tWindow w WHERE v.sVersionID='4.0' AND w.iWindowVerKey=v.iVersionKey AND w.sWindowPhysicalName='[System Screen]'"_s) == 1
+                && folderExists(u"Apps/WS/4.0/Primary Map Source"_s) && !folderExists(u"Apps/OE/4.0"_s));
     Select(applications().lbVersionList, u"4.0"_s);
     Retype(applications().txtVersionID, u"4.1"_s);
     applications().cmdVersionSave->click();
@@ -156,9 +158,8 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     selectVersion(u"Customer Inquiry"_s, u"R5"_s);
     dialogs.attributeAnswers.push_back(ListAttributes{u"24"_s, u"More..."_s, u"PF8/F8"_s});
     applications().cmdAttributes->click();
-    ASSERT_EQ(dialogs.attributesShown.size(), 1u);
-    const ListAttributes& was = dialogs.attributesShown[0];
-    EXPECT_EQ(std::tuple(was.NextPageLine, was.NextPageIndicator, was.NextPageKey), std::tuple(u"22"_s, u"Next page"_s, u"Enter"_s));
+    const ListAttributes was = dialogs.attributesShown.empty() ? ListAttributes{} : dialogs.attributesShown[0];
+    EXPECT_EQ(std::tuple(dialogs.attributesShown.size(), was.NextPageLine, was.NextPageIndicator, was.NextPageKey), std::tuple(size_t(1), u"22"_s, u"Next page"_s, u"Enter"_s));
     EXPECT_EQ(Rows(repository(), u"SELECT sVersionAttributes FROM tVersion WHERE sVersionID='R5'"_s),
               QStringList{u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s});
 }
@@ -199,28 +200,20 @@ TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
 TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderOnly)
 {
     const QString outside = QFileInfo(sharedPath()).absolutePath();
-    const auto saveNewVersion = [&](const QString& id) {
-        applications().cmdVersionNew->click();
-        Retype(applications().txtVersionID, id);
-        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
-        applications().cmdVersionSave->click();
-    };
     Select(applications().lbAppList, u"Web Store"_s);
     applications().SSAppTab->setCurrentIndex(1);
     saveNewVersion(u"..\\..\\T"_s);
     EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"Apps/WS/.._.._T/Primary Map Source"_s)) << shown();
     EXPECT_FALSE(QFileInfo::exists(outside + u"/T"_s) || QFileInfo::exists(sharedPath() + u"/T"_s));
     saveNewVersion(u".."_s);
-    EXPECT_TRUE(shownError(u"The version ID \"..\" cannot name a folder inside its parent folder."_s)) << shown();
-    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s), 0);
+    EXPECT_TRUE(shownError(u"The version ID \"..\" cannot name a folder inside its parent folder."_s) && count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s) == 0) << shown();
 
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
     DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE sVersionID='3.0'"_s));
     applications().RefreshVersionList();
     messages.Queue(Answer::No);  // the refused ".." is not kept
     Select(applications().lbVersionList, u"../../victim"_s);
-    EXPECT_EQ(messages.shown, QStringList{u"Save changes to this Version?"_s});
-    messages.shown.clear();
+    EXPECT_EQ(std::exchange(messages.shown, {}), QStringList{u"Save changes to this Version?"_s});
     Retype(applications().txtVersionID, u"3.5"_s);
     applications().cmdVersionSave->click();
     EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"victim"_s) && folderExists(u"Apps/WS/3.5/Primary Map Source"_s)) << shown();
@@ -248,8 +241,8 @@ TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
     EXPECT_EQ(std::pair(applications().txtVersionID->text(), applications().txtVersionDesc->text()), std::pair(version, u"First release, revised"_s));
     messages.Queue(Answer::Yes);
     Select(applications().lbVersionList, u"1.1"_s);
-    EXPECT_EQ(std::pair(messages.shown, applications().txtVersionID->text()), std::pair(QStringList(2, u"Save changes to this Version?"_s), u"1.1"_s));
-    EXPECT_EQ(count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version)), 1);
+    EXPECT_EQ(std::tuple(messages.shown, applications().txtVersionID->text(), count(u"SELECT * FROM tVersion WHERE sVersionID='%1' AND sVersionDesc='First release, revised'"_s.arg(version))),
+              std::tuple(QStringList(2, u"Save changes to this Version?"_s), u"1.1"_s, qsizetype(1)));
     applications().SSAppTab->setCurrentIndex(0);
     Retype(applications().txtAppDesc, u"Reworked"_s);
     applications().cmdAppSave->click();

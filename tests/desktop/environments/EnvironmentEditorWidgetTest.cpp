@@ -76,9 +76,8 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     EXPECT_EQ(std::pair(environments().cbEnvironApp->currentIndex(), environments().cbEnvironVer->currentIndex()), std::pair(-1, -1));
     messages.shown.clear();
     environments().cmdEnvironConfigSave->click();
-    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), messages.shown),
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(key)), std::exchange(messages.shown, {})),
               std::pair(qsizetype(0), QStringList{u"You must select an application and version to add"_s}));
-    messages.shown.clear();
     chooseWebStore();
     environments().cmdAddAppVer->click();
     environments().SSEnvironTab->setCurrentIndex(2);
@@ -86,8 +85,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     environments().cmdAddEnvironUser->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
     environments().ckZulane->click();
-    EXPECT_EQ(rights(key, u"lchen"_s), u"00100"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key)), 1);
+    EXPECT_EQ(std::pair(rights(key, u"lchen"_s), count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(key))), std::pair(u"00100"_s, qsizetype(1)));
     environments().ckZulane->click();
     EXPECT_EQ(rights(key, u"lchen"_s), u"00000"_s);
 
@@ -113,8 +111,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     // Removing clears the boxes without writing them to anyone, and leaves
     // nobody highlighted: a box ticked then writes nothing.
     environments().cmdRemoveEnvironUser->click();
-    EXPECT_EQ(rights(tutorial, u"lchen"_s) + rights(tutorial, u"jsmith"_s) + rights(tutorial, u"mbrown"_s), u"none1111101010"_s);
-    EXPECT_EQ(boxes(), u"00000"_s);
+    EXPECT_EQ(rights(tutorial, u"lchen"_s) + rights(tutorial, u"jsmith"_s) + rights(tutorial, u"mbrown"_s) + boxes(), u"none111110101000000"_s);
     const QStringList afterRemove = environmentRows();
     environments().ckKrestin->click();
     EXPECT_EQ(environmentRows(), afterRemove);
@@ -136,8 +133,7 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     environments().SSEnvironTab->setCurrentIndex(1);
     chooseWebStore();
     const QStringList edited = environmentRows();
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     {
         // Clicked as a person does, with the mouse.
         QListWidget* list = environments().lbEnvironList;
@@ -147,13 +143,13 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
     }
     EXPECT_EQ(environmentRows(), edited);
     // The list shows again the environment the form and its buttons act on.
-    EXPECT_EQ(std::pair(environments().lbEnvironList->currentItem()->text(), environments().CurrentEnvironKey()), std::pair(u"TUTORIAL"_s, tutorial));
-    EXPECT_EQ(environments().lbEnvironList->selectedItems().value(0)->text(), u"TUTORIAL"_s);
+    EXPECT_EQ(std::tuple(environments().lbEnvironList->currentItem()->text(), environments().CurrentEnvironKey(), environments().lbEnvironList->selectedItems().value(0)->text()),
+              std::tuple(u"TUTORIAL"_s, tutorial, u"TUTORIAL"_s));
     messages.Queue(Answer::Yes);
     Select(environments().lbEnvironList, u"Staging"_s);
     EXPECT_EQ(messages.shown, QStringList({"Save changes to this Environment?", "Save changes to this Environment?"}));
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)), 1);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial)), 3);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironment WHERE iEnvironmentKey=%1 AND sEnvironmentDesc='Nightly runs'"_s.arg(tutorial)),
+                        count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s.arg(tutorial))), std::pair(qsizetype(1), qsizetype(3)));
 }
 
 TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
@@ -172,8 +168,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     Choose(environments().cbEnvironVer, u"1.3"_s);
     environments().cmdCopyAppVer->click();
     EXPECT_GT(count(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1"_s.arg(empty)), 1);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), 0);
-    EXPECT_EQ(progressTitle(), u"Version update progress..."_s);
+    EXPECT_EQ(std::pair(count(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(empty)), progressTitle()), std::pair(qsizetype(0), u"Version update progress..."_s));
 
     // Save As asks for each version; Cancel rolls everything back. Then an ID
     // a full version has is refused and the prompt stays, and the copy goes through.
@@ -188,11 +183,11 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     dialogs.versionIdAnswers = {u"1.0"_s, u"1.2"_s, u"R6"_s};
     environments().cmdEnvironSaveAs->click();
     ASSERT_TRUE(environments().SaveOk()) << shown();
-    EXPECT_EQ(messages.shown, QStringList{u"1.0 already exists - please choose another ID"_s});
     const qint32 copy = keyOf(u"SELECT iEnvironmentKey FROM tEnvironment WHERE sEnvironmentName='Release 2_0'"_s);
-    EXPECT_EQ(count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), 3) << "each user registered once";
-    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
-              std::pair(u"Environment Copy progress..."_s, u"Saved as Release 2_0, with a copy of every version."_s));
+    // Each user registered once.
+    EXPECT_EQ(std::tuple(messages.shown, count(u"SELECT * FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(copy)), progressTitle(), window->statusBar()->currentMessage()),
+              std::tuple(QStringList{u"1.0 already exists - please choose another ID"_s}, qsizetype(3), u"Environment Copy progress..."_s,
+                         u"Saved as Release 2_0, with a copy of every version."_s));
 
     // The environment's own folder is made by the first backup.
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
@@ -201,11 +196,10 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
     environments().cmdEnvironBackup->click();
-    EXPECT_EQ(messages.shown.last(), u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file));
     EXPECT_TRUE(QFile::exists(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file));
-    EXPECT_EQ(std::pair(progressTitle(), window->statusBar()->currentMessage()),
-              std::pair(u"Environment backup progress..."_s,
-                        u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
+    EXPECT_EQ(std::tuple(messages.shown.last(), progressTitle(), window->statusBar()->currentMessage()),
+              std::tuple(u"Back up all application/versions of TUTORIAL to %1?"_s.arg(file), u"Environment backup progress..."_s,
+                         u"Backed up TUTORIAL to %1."_s.arg(QDir::cleanPath(sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file))));
     // A user removed after the backup; a cancelled chooser brings nothing back, the file does.
     environments().SSEnvironTab->setCurrentIndex(2);
     Select(environments().lbEnvironUsers, u"Li Chen"_s);
@@ -243,16 +237,13 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     messages.shown.clear();
     environments().txtEnvironName->setText(u"OTHER"_s);
     environments().cmdEnvironSave->click();
-    EXPECT_EQ(messages.shown, QStringList{u"OTHER already exists - please choose another ID"_s});
-    messages.shown.clear();
+    EXPECT_EQ(std::exchange(messages.shown, {}), QStringList{u"OTHER already exists - please choose another ID"_s});
     before = environmentRows();
     dialogs.restoreFolders.clear();
     dialogs.restoreAnswers = {backups + u"OTHER\\"_s + file};
     environments().cmdEnvironRestore->click();
-    EXPECT_EQ(dialogs.restoreFolders, QStringList{backups + u"TUTORIAL"_s});
-    ASSERT_EQ(messages.shown.size(), 1);
-    EXPECT_TRUE(messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
-    EXPECT_EQ(environmentRows(), before);
+    EXPECT_EQ(std::pair(dialogs.restoreFolders, environmentRows()), std::pair(QStringList{backups + u"TUTORIAL"_s}, before));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
 
     // A file changed since its backup is refused, saying why; one without a
     // manifest is restored only after a Yes.
@@ -264,26 +255,21 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
                                                     u"backups, so whether its content is intact cannot be told. Restore it all the same?"_s.arg(file)},
     };
     for (const auto& [change, asks, text] : spoiled) {
-        {
-            Connection spoil;
-            DB_ASSERT(spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
-        }
+        DB_ASSERT(Connection spoil; spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
         messages.shown.clear();
         if (asks)
             messages.Queue(Answer::No);
         dialogs.restoreAnswers = {backups + u"TUTORIAL\\"_s + file};
         environments().cmdEnvironRestore->click();
-        EXPECT_EQ(messages.shown, QStringList{text});
-        EXPECT_EQ(environmentRows(), before);
+        EXPECT_EQ(std::pair(messages.shown, environmentRows()), std::pair(QStringList{text}, before));
     }
 
     // A rename takes the environment's backups along.
     messages.shown.clear();
     environments().txtEnvironName->setText(u"Renamed"_s);
     environments().cmdEnvironSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty()) << shown();
-    EXPECT_EQ(std::pair(QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file), QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()),
-              std::pair(true, false));
+    EXPECT_TRUE(messages.shown.isEmpty() && QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file)
+                && !QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()) << shown();
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });

@@ -14,14 +14,12 @@ using namespace Qt::StringLiterals;
 namespace dorvane::test {
 namespace {
 
-class HistoryDialogTest : public MainWindowFixture {
-protected:
-    ScriptedDialogs dialogs;
-};
+using HistoryDialogTest = MainWindowFixture;
 
 TEST_P(HistoryDialogTest, ShowsThePagesOperationsNewestFirstAndChangesNothing)
 {
     SetHistoryProgram(u"dorvane"_s);
+    ScriptedDialogs dialogs;
     MakeBackupTemplate();
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
     OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);

@@ -112,19 +112,17 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     messages.shown.clear();
     dialogs.fileAnswers = {file(u"in.txt"_s, "Search\tFinding products\nAccount\t\r\n")};
     applications().cmdImportKeywords->click();
-    EXPECT_EQ(messages.shown, QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s});
-    EXPECT_EQ(column(applications().TDBGridKeywords, true), QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"}));
+    EXPECT_EQ(std::pair(messages.shown, column(applications().TDBGridKeywords, true)),
+              std::pair(QStringList{u"The Keywords have been imported - added: 2  skipped: 0"_s}, QStringList({"Account| ", "Checkout|Payment pages", "Search|Finding products", "|"})));
 
     // Unsaved grid edits meet the save prompt first: Cancel stops the
     // import, Yes saves them, and the import then skips them.
     ASSERT_TRUE(TypeCell(applications().TDBGridKeywords, 3, 0, u"Coupons"_s));
     const QString again = file(u"again.txt"_s, "Checkout\tFrom the file\r\nCoupons\tFrom the file\r\nBasket\tNew\r\n");
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     dialogs.fileListCaptions.clear();
     applications().cmdImportKeywords->click();
-    EXPECT_EQ(messages.shown, QStringList{u"Save changes to Keywords?"_s});
-    EXPECT_TRUE(dialogs.fileListCaptions.isEmpty() && applications().KeywordDirty());
+    EXPECT_TRUE(messages.shown == QStringList{u"Save changes to Keywords?"_s} && dialogs.fileListCaptions.isEmpty() && applications().KeywordDirty()) << shown();
     messages.Queue(Answer::Yes);
     dialogs.fileAnswers = {again};
     applications().cmdImportKeywords->click();
@@ -158,8 +156,7 @@ TEST_P(ListsWidgetTest, KeywordsAreExportedAndImportedFromTheirTab)
     // Opening another application, or another page, with grid edits not
     // saved asks first: Cancel stays, No drops them (the grid shows the
     // stored rows again and Save is off).
-    messages.shown.clear();
-    messages.Queue(Answer::Cancel);
+    answerNext({Answer::Cancel});
     Select(applications().lbAppList, u"Order Entry"_s);
     EXPECT_EQ(std::pair(messages.shown, applications().txtAppName->text()), std::pair(QStringList{u"Save changes to Keywords?"_s}, u"Web Store"_s));
     messages.Queue(Answer::Cancel);

@@ -82,6 +82,8 @@ protected:
     // Types a cell of a grid through its model, as the grid's editor commits it.
     static bool TypeCell(QTableView* view, int row, int column, const QString& text) { return view->model()->setData(view->model()->index(row, column), text); }
     std::string shown() const { return Shown(messages); }
+    // Forgets what was shown and queues the answers to the next questions.
+    void answerNext(std::initializer_list<Answer> answers) { messages.shown.clear(); for (const Answer a : answers) messages.Queue(a); }
 
     std::unique_ptr<TestDatabase> m_db;
     Session session;
