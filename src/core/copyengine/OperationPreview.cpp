@@ -111,12 +111,12 @@ RowCounts CountContentRows(Connection& db, const std::vector<ContentDeletion>& p
 
 RowCounts CopiedVersionRows(Connection& db, qint32 versionKey)
 {
-    return CountContentRows(db, CopiedVersionContent(versionKey));
+    return CountContentRows(db, CopiedVersionContent(versionKey, db.backend()));
 }
 
 RowCounts VersionContentRows(Connection& db, qint32 versionKey)
 {
-    return CountContentRows(db, ClearVersionContentStatements(versionKey));
+    return CountContentRows(db, ClearVersionContentStatements(versionKey, db.backend()));
 }
 
 QString RowsText(qint64 rows)
@@ -158,7 +158,7 @@ QString OperationPreview::Text() const
 OperationPreview PreviewVersionDeletion(Connection& repository, qint32 versionKey)
 {
     OperationPreview preview;
-    RowCounts content = CountContentRows(repository, DeleteVersionContentsStatements(versionKey));
+    RowCounts content = CountContentRows(repository, DeleteVersionContentsStatements(versionKey, repository.backend()));
     AddRows(content, QStringLiteral("tVersion"), countWhere(repository, QStringLiteral("tVersion"),
                                                             QStringLiteral("iVersionKey = ") + num(versionKey)));
     addVersion(preview, repository, versionKey, content, true);
@@ -195,7 +195,7 @@ OperationPreview PreviewEnvironmentCopy(Connection& repository, qint32 environme
     }
     // The schedules, as a restore's preparation finds them below the
     // environment.
-    AddRows(preview.rows, CountContentRows(repository, PrepareForRestoreStatements(environmentKey, false)));
+    AddRows(preview.rows, CountContentRows(repository, PrepareForRestoreStatements(environmentKey, false, repository.backend())));
     const QString layouts = QStringLiteral("SELECT iRecordKey FROM tRecord WHERE iRecordEnvironmentKey = ") + num(environmentKey);
     AddRows(preview.rows, QStringLiteral("tRecord"),
             countWhere(repository, QStringLiteral("tRecord"), QStringLiteral("iRecordEnvironmentKey = ") + num(environmentKey)));

@@ -48,26 +48,39 @@ using Narrowing = QString (*)(const ContentTable& t);
 
 QString nothingLeftOut(const ContentTable&) { return QString(); }
 
-void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
-                      const QStringList& left, Narrowing narrow = nothingLeftOut);
+// A walk over the tree below a parent: the tables it leaves out, what it
+// narrows, and how a child's parents are named. On PostgreSQL the parents'
+// keys are gathered into an array first, so that the planner looks each up
+// in the child's index: with IN it hashes them and reads the child table
+// whole, every version's rows, to find one version's.
+struct Walk {
+    BackendKind backend;
+    QStringList left;
+    Narrowing narrow = nothingLeftOut;
+
+    QString Among(const QString& keys) const
+    {
+        return backend == BackendKind::Sqlite ? QStringLiteral("IN (%1)").arg(keys) : QStringLiteral("= ANY(ARRAY(%1))").arg(keys);
+    }
+};
+
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys, const Walk& walk);
 
 // The rows of `t` where `condition` holds: those below them first.
-void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, QString condition,
-                 const QStringList& left, Narrowing narrow = nothingLeftOut)
+void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t, QString condition, const Walk& walk)
 {
-    if (const QString narrower = narrow(t); !narrower.isEmpty())
+    if (const QString narrower = walk.narrow(t); !narrower.isEmpty())
         condition = QStringLiteral("%1 AND %2").arg(condition, narrower);
-    addDeletionBelow(deletions, t.table, QStringLiteral("IN (SELECT %1 FROM %2 WHERE %3)").arg(t.key, t.table, condition),
-                     left, narrow);
+    addDeletionBelow(deletions, t.table, walk.Among(QStringLiteral("SELECT %1 FROM %2 WHERE %3").arg(t.key, t.table, condition)),
+                     walk);
     deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition), condition});
 }
 
-void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys,
-                      const QStringList& left, Narrowing narrow)
+void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys, const Walk& walk)
 {
     for (const ContentTable& child : VersionContentTables()) {
-        if (child.parent.compare(parent, Qt::CaseInsensitive) == 0 && !left.contains(child.table, Qt::CaseInsensitive))
-            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, left, narrow);
+        if (child.parent.compare(parent, Qt::CaseInsensitive) == 0 && !walk.left.contains(child.table, Qt::CaseInsensitive))
+            addDeletion(deletions, child, child.parentColumn + QLatin1Char(' ') + keys, walk);
     }
 }
 
@@ -145,57 +158,59 @@ QStringList KeptColumns(const QString& table, const QStringList& setApart)
     return kept;
 }
 
-std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey)
+std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey, BackendKind backend)
 {
     std::vector<ContentDeletion> deletions;
     addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey),
-                     {QStringLiteral("tRequirement")});
+                     {backend, {QStringLiteral("tRequirement")}});
     return deletions;
 }
 
-std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey)
+std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey, BackendKind backend)
 {
     std::vector<ContentDeletion> deletions;
-    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {});
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {backend, {}});
     return deletions;
 }
 
-std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions)
+std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions, BackendKind backend)
 {
     const QString environment = QString::number(environmentKey);
     std::vector<ContentDeletion> deletions;
-    addDeletionBelow(deletions, QStringLiteral("tEnvironment"), QStringLiteral("= ") + environment, {});
+    const Walk all{backend, {}};
+    addDeletionBelow(deletions, QStringLiteral("tEnvironment"), QStringLiteral("= ") + environment, all);
     if (!listsVersions)
         return deletions;
     addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
-                QStringLiteral("iStepWindowEnvironmentKey = ") + environment, {});
+                QStringLiteral("iStepWindowEnvironmentKey = ") + environment, all);
     // An entry of the list without a version stands for version 0.
     addDeletionBelow(deletions, QStringLiteral("tVersion"),
-                     QStringLiteral("IN (SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
-                         environment + QLatin1Char(')'),
-                     {QStringLiteral("tStepWindow")});
+                     all.Among(QStringLiteral("SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
+                               environment),
+                     {backend, {QStringLiteral("tStepWindow")}});
     return deletions;
 }
 
-std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey)
+std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey, BackendKind backend)
 {
     const QString version = QString::number(listedVersionKey);
+    const Walk all{backend, {}};
     std::vector<ContentDeletion> deletions;
     addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
-                QStringLiteral("iStepWindowEnvironmentKey = %1 AND iStepWindowProcessKey IN (SELECT iProcessKey FROM "
-                               "tProcess WHERE iProcessVerKey = %2)")
-                    .arg(QString::number(environmentKey), version),
-                {});
+                QStringLiteral("iStepWindowEnvironmentKey = %1 AND iStepWindowProcessKey %2")
+                    .arg(QString::number(environmentKey),
+                         all.Among(QStringLiteral("SELECT iProcessKey FROM tProcess WHERE iProcessVerKey = ") + version)),
+                all);
     addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + version,
-                     {QStringLiteral("tStepWindow")});
+                     {backend, {QStringLiteral("tStepWindow")}});
     return deletions;
 }
 
-std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey)
+std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey, BackendKind backend)
 {
     std::vector<ContentDeletion> parts;
-    addDeletionBelow(parts, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey), {},
-                     withoutPlaceholders);
+    addDeletionBelow(parts, QStringLiteral("tVersion"), QStringLiteral("= ") + QString::number(versionKey),
+                     {backend, {}, withoutPlaceholders});
     for (ContentDeletion& part : parts)
         part.sql.clear();
     return parts;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/repository/Connection.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -54,22 +56,24 @@ struct ContentDeletion {
 // DELETE a table, children before their parents, each finding its parents
 // by a subquery over the tree
 // ("DELETE FROM tStep WHERE iStepWindowKey IN (SELECT iStepWindowKey FROM
-// tStepWindow WHERE iStepWindowProcessKey IN (SELECT ...))").
+// tStepWindow WHERE iStepWindowProcessKey IN (SELECT ...))"; on PostgreSQL
+// "= ANY(ARRAY(SELECT ...))", which its planner takes to the children's
+// index instead of reading their table whole).
 //
 // DeleteVersionContents: everything below the version but its requirements,
 // which stay (the version row is its own).
-std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey);
+std::vector<ContentDeletion> DeleteVersionContentsStatements(qint32 versionKey, BackendKind backend);
 // ClearVersionContent: everything below the version.
-std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey);
+std::vector<ContentDeletion> ClearVersionContentStatements(qint32 versionKey, BackendKind backend);
 // PrepareForRestore: the environment's schedules; and, when it lists a
 // version (`listsVersions`), the content of the versions it lists but their
 // step windows, and instead the step windows of the environment as a whole
 // (whichever version's processes they belong to) with their steps.
-std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions);
+std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, bool listsVersions, BackendKind backend);
 // The part of PrepareForRestore that falls on one version the environment
 // lists: its content but its step windows, and the environment's step
 // windows below its processes with their steps.
-std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey);
+std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, qint32 listedVersionKey, BackendKind backend);
 
 // The rows below a version that a copy of it writes (CopyWindows with the
 // system screen, CopyProcesses, CopyCycles, CopyVariables,
@@ -77,6 +81,6 @@ std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, q
 // them: everything but a lone step window without a window (a placeholder,
 // which no copy takes) and its steps. Only `table` and `condition` are
 // filled; nothing here is meant to run as a deletion.
-std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey);
+std::vector<ContentDeletion> CopiedVersionContent(qint32 versionKey, BackendKind backend);
 
 } // namespace dorvane

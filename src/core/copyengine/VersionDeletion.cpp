@@ -19,7 +19,7 @@ bool DeleteVersionContents(qint32 versionKey, Connection& connection, MessageSin
 {
     // One statement a table, children before their parents; the version's
     // requirements stay.
-    const std::vector<ContentDeletion> deletions = DeleteVersionContentsStatements(versionKey);
+    const std::vector<ContentDeletion> deletions = DeleteVersionContentsStatements(versionKey, connection.backend());
     // The table being deleted from names the failure.
     QString stage = deletions.front().stage;
     // The pages the deletion read are given back when it ends.

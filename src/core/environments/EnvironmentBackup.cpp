@@ -1037,7 +1037,7 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
         // it lists one; its schedules go in any case.
         Recordset details(QStringLiteral("SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=") + num(environmentKey),
                           repository);
-        const std::vector<ContentDeletion> deletions = PrepareForRestoreStatements(environmentKey, !details.Eof());
+        const std::vector<ContentDeletion> deletions = PrepareForRestoreStatements(environmentKey, !details.Eof(), repository.backend());
         for (const ContentDeletion& deletion : deletions)
             CountWrittenRows(repository.Execute(deletion.sql));
         return true;
@@ -1049,7 +1049,7 @@ bool EnvironmentBackup::PrepareForRestore(qint32 environmentKey, Connection& rep
 
 void ClearVersionContent(qint32 versionKey, Connection& connection)
 {
-    for (const ContentDeletion& deletion : ClearVersionContentStatements(versionKey))
+    for (const ContentDeletion& deletion : ClearVersionContentStatements(versionKey, connection.backend()))
         CountWrittenRows(connection.Execute(deletion.sql));
 }
 

@@ -110,12 +110,12 @@ RestorePreview PreviewRestore(Connection& repository, qint32 environmentKey, Con
             entry.application = version.Text(QStringLiteral("sAppName"));
             entry.version = version.Text(QStringLiteral("sVersionID"));
         }
-        entry.rowsNow = TotalRows(CountContentRows(repository, PrepareForRestoreOfVersion(environmentKey, versionKey)));
+        entry.rowsNow = TotalRows(CountContentRows(repository, PrepareForRestoreOfVersion(environmentKey, versionKey, repository.backend())));
         preview.versions.push_back(entry);
     }
 
-    preview.scheduleRowsNow = TotalRows(CountContentRows(repository, PrepareForRestoreStatements(environmentKey, false)));
-    preview.scheduleRowsFromFile = TotalRows(CountContentRows(file, PrepareForRestoreStatements(backupEnvironmentKey, false)));
+    preview.scheduleRowsNow = TotalRows(CountContentRows(repository, PrepareForRestoreStatements(environmentKey, false, repository.backend())));
+    preview.scheduleRowsFromFile = TotalRows(CountContentRows(file, PrepareForRestoreStatements(backupEnvironmentKey, false, file.backend())));
 
     const QList<qint32> before = usersOf(repository, environmentKey), after = usersOf(file, backupEnvironmentKey);
     QList<qint32> all = before;

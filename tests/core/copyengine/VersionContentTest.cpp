@@ -250,8 +250,8 @@ TEST_P(VersionContentTest, AFailureAnywhereNamesItsStageAndRollsEverythingBack)
 // by index searches on the columns it filters on: none reads a table whole.
 TEST_P(VersionContentTest, EveryDeletionIsIndexSearchesOnItsColumns)
 {
-    std::vector<ContentDeletion> deletions = DeleteVersionContentsStatements(1);
-    for (const std::vector<ContentDeletion>& more : {ClearVersionContentStatements(1), PrepareForRestoreStatements(1, true)})
+    std::vector<ContentDeletion> deletions = DeleteVersionContentsStatements(1, conn.backend());
+    for (const std::vector<ContentDeletion>& more : {ClearVersionContentStatements(1, conn.backend()), PrepareForRestoreStatements(1, true, conn.backend())})
         deletions.insert(deletions.end(), more.begin(), more.end());
     const QRegularExpression filter(u"FROM (\\w+) WHERE (\\w+)"_s);
     for (const ContentDeletion& deletion : deletions) {
