@@ -680,12 +680,8 @@ bool VersionBackup::FixUpSteps(qint32 destinationVersionKey, Connection& db)
                                   .arg(copy.Destination(QStringLiteral("tStepWindow")), num(destinationVersionKey));
         if (fixedAsCopied.version == destinationVersionKey)
             stepWindows += QStringLiteral(" AND iStepWindowProcessKey NOT IN (SELECT new FROM %1)").arg(fixedAsCopied.processes);
-        // On PostgreSQL the array keeps the planner on the steps' index of
-        // their step window: the work follows the version, not the table.
-        if (db.backend() != BackendKind::Sqlite)
-            stepWindows = QStringLiteral("= ANY(ARRAY(%1))").arg(stepWindows);
-        else
-            stepWindows = QStringLiteral("IN (%1)").arg(stepWindows);
+        // The work follows the version, not the table.
+        stepWindows = AmongKeys(db.backend(), stepWindows);
         const ArgumentFixUp fixUp(copy, db, destinationVersionKey, map(copy, kProcessMap), map(copy, kVariableMap));
         const QString column = kStepArguments;
         const QString changed = db.backend() == BackendKind::Sqlite ? QStringLiteral("(%1) IS NOT %2")

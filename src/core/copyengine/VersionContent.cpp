@@ -49,19 +49,13 @@ using Narrowing = QString (*)(const ContentTable& t);
 QString nothingLeftOut(const ContentTable&) { return QString(); }
 
 // A walk over the tree below a parent: the tables it leaves out, what it
-// narrows, and how a child's parents are named. On PostgreSQL the parents'
-// keys are gathered into an array first, so that the planner looks each up
-// in the child's index: with IN it hashes them and reads the child table
-// whole, every version's rows, to find one version's.
+// narrows, and the backend, which names a child's parents (AmongKeys).
 struct Walk {
     BackendKind backend;
     QStringList left;
     Narrowing narrow = nothingLeftOut;
 
-    QString Among(const QString& keys) const
-    {
-        return backend == BackendKind::Sqlite ? QStringLiteral("IN (%1)").arg(keys) : QStringLiteral("= ANY(ARRAY(%1))").arg(keys);
-    }
+    QString Among(const QString& keys) const { return AmongKeys(backend, keys); }
 };
 
 void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys, const Walk& walk);
@@ -95,6 +89,12 @@ QString withoutPlaceholders(const ContentTable& t)
 }
 
 } // namespace
+
+QString AmongKeys(BackendKind backend, const QString& select)
+{
+    return backend == BackendKind::Sqlite ? QStringLiteral("IN (%1)").arg(select)
+                                          : QStringLiteral("= ANY(ARRAY(%1))").arg(select);
+}
 
 const std::vector<ContentTable>& VersionContentTables()
 {

@@ -52,6 +52,12 @@ struct ContentDeletion {
     QString condition;  // the rows it deletes: those of `table` where this holds
 };
 
+// "IN (select)" on SQLite, "= ANY(ARRAY(select))" on PostgreSQL: a column
+// among the keys a subquery selects. PostgreSQL gathers the keys first and
+// searches the column's index for them, where with IN its planner hashes
+// them and reads the table whole, every version's rows to find one's.
+QString AmongKeys(BackendKind backend, const QString& select);
+
 // The statements of the deletions of content, in the order they run: one
 // DELETE a table, children before their parents, each finding its parents
 // by a subquery over the tree

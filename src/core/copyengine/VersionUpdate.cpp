@@ -1,6 +1,7 @@
 #include "core/copyengine/VersionBackup.h"
 
 #include "core/copyengine/DatabaseCopy.h"
+#include "core/copyengine/VersionContent.h"
 
 #include "core/repository/Connection.h"
 #include "core/repository/Interaction.h"
@@ -92,14 +93,16 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                         .arg(sourceVersionKey);
                 // Only the steps whose object was copied change: the others
                 // are not written again.
-                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey IN (%2) AND iStepObjectKey IN "
+                // The steps through their step windows' index: the work
+                // follows the visiting step windows, not the table.
+                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey %2 AND iStepObjectKey IN "
                                           "(SELECT old FROM %3)")
-                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap), visiting,
-                                    objectMap));
-                db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey IN (%3)")
+                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap),
+                                    AmongKeys(db.backend(), visiting), objectMap));
+                db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey %3")
                                .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
                                .arg(destinationVersionKey)
-                               .arg(visiting));
+                               .arg(AmongKeys(db.backend(), visiting)));
                 m_progress.SetValue(float(i + 1));
                 m_progress.Refresh();
                 m_progress.Yield();
