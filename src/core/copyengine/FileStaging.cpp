@@ -212,7 +212,8 @@ void FileStaging::Load()
 {
     // The keys and indexes are built once the rows are in: a build sorts
     // the rows once, where each block of rows added to an index searches
-    // it row by row (a third of the loading's time at a million rows).
+    // it row by row (at a million rows the server took 1.9 s to load the
+    // steps into their indexes, 1.1 s without them and 0.4 s to build them).
     createTables();
     QStringList analyses;
     for (const Table& table : m_tables) {
