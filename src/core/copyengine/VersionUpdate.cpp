@@ -91,13 +91,14 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
                                    "sw.iStepWindowProcessKey WHERE p.iProcessVerKey = %1 AND sw.iStepWindowVerKey = %2")
                         .arg(others[i].first)
                         .arg(sourceVersionKey);
+                // Only the steps whose object was copied change: the others
+                // are not written again.
                 // The steps through their step windows' index: the work
-                // follows the visiting step windows, not the table. Only
-                // the steps whose object was copied change: the others are
-                // not written again.
-                db.Execute(QStringLiteral("UPDATE tStep SET iStepObjectKey = m.new FROM %1 m WHERE m.old = tStep.iStepObjectKey "
-                                          "AND tStep.iStepWindowKey %2")
-                               .arg(objectMap, AmongKeys(db.backend(), visiting)));
+                // follows the visiting step windows, not the table.
+                db.Execute(QStringLiteral("UPDATE tStep SET %1 WHERE iStepWindowKey %2 AND iStepObjectKey IN "
+                                          "(SELECT old FROM %3)")
+                               .arg(remapped(QStringLiteral("iStepObjectKey"), QStringLiteral("tStep"), objectMap),
+                                    AmongKeys(db.backend(), visiting), objectMap));
                 db.Execute(QStringLiteral("UPDATE tStepWindow SET %1, iStepWindowVerKey = %2 WHERE iStepWindowKey %3")
                                .arg(remapped(QStringLiteral("iStepWindowWindowKey"), QStringLiteral("tStepWindow"), windowMap))
                                .arg(destinationVersionKey)
