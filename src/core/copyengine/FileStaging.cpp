@@ -236,8 +236,6 @@ void FileStaging::Load()
             unnested << (integral                        ? QStringLiteral("?::integer[]")
                          : type == ColumnType::DateTime ? QStringLiteral("?::timestamp[]")
                                                         : QStringLiteral("?::text[]"));
-            // The steps' arguments too: their rewrite is memoized by the
-            // text only where the planner knows how often texts repeat.
             if (type == ColumnType::Integer || column.compare(QLatin1String("sStepArguments"), Qt::CaseInsensitive) == 0)
                 analysed << column;
         }
@@ -275,7 +273,10 @@ void FileStaging::Load()
             },
             true);
         // The copies join the staged rows by their keys: statistics of the
-        // numbers are what the planner needs, and of the texts the costliest.
+        // numbers are what the planner needs (those of the texts cost the
+        // most). The steps' arguments are the exception: their rewrite is
+        // memoized by the text only where the planner knows how often texts
+        // repeat.
         analyses << QStringLiteral("ANALYZE %1 (%2)").arg(staged, analysed.join(QStringLiteral(", ")));
     }
     createIndexes();

@@ -22,8 +22,9 @@ public:
     // Empty staging tables, made anew. Outside any transaction of the
     // repository's connection: a read-only one refuses to create tables.
     void Create();
-    // Create, then the file's rows sent to the staging tables a block to a
-    // statement, and the server told about their contents.
+    // The staging tables made anew without their keys and indexes, the
+    // file's rows sent to them a block to a statement, then their keys and
+    // indexes built and the server told about their contents.
     void Load();
     // The staging tables' rows written into the file, table by table in
     // key order, read in blocks so that the client never holds more than

@@ -54,8 +54,6 @@ struct Walk {
     BackendKind backend;
     QStringList left;
     Narrowing narrow = nothingLeftOut;
-
-    QString Among(const QString& keys) const { return AmongKeys(backend, keys); }
 };
 
 void addDeletionBelow(std::vector<ContentDeletion>& deletions, const QString& parent, const QString& keys, const Walk& walk);
@@ -65,7 +63,7 @@ void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t,
 {
     if (const QString narrower = walk.narrow(t); !narrower.isEmpty())
         condition = QStringLiteral("%1 AND %2").arg(condition, narrower);
-    addDeletionBelow(deletions, t.table, walk.Among(QStringLiteral("SELECT %1 FROM %2 WHERE %3").arg(t.key, t.table, condition)),
+    addDeletionBelow(deletions, t.table, AmongKeys(walk.backend, QStringLiteral("SELECT %1 FROM %2 WHERE %3").arg(t.key, t.table, condition)),
                      walk);
     deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition), condition});
 }
@@ -185,7 +183,7 @@ std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, 
                 QStringLiteral("iStepWindowEnvironmentKey = ") + environment, all);
     // An entry of the list without a version stands for version 0.
     addDeletionBelow(deletions, QStringLiteral("tVersion"),
-                     all.Among(QStringLiteral("SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
+                     AmongKeys(backend, QStringLiteral("SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
                                environment),
                      {backend, {QStringLiteral("tStepWindow")}});
     return deletions;
@@ -199,7 +197,7 @@ std::vector<ContentDeletion> PrepareForRestoreOfVersion(qint32 environmentKey, q
     addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
                 QStringLiteral("iStepWindowEnvironmentKey = %1 AND iStepWindowProcessKey %2")
                     .arg(QString::number(environmentKey),
-                         all.Among(QStringLiteral("SELECT iProcessKey FROM tProcess WHERE iProcessVerKey = ") + version)),
+                         AmongKeys(backend, QStringLiteral("SELECT iProcessKey FROM tProcess WHERE iProcessVerKey = ") + version)),
                 all);
     addDeletionBelow(deletions, QStringLiteral("tVersion"), QStringLiteral("= ") + version,
                      {backend, {QStringLiteral("tStepWindow")}});
