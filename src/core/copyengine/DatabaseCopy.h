@@ -103,8 +103,8 @@ public:
     QString MapTable(const QString& name);
     void ClearMap(const QString& name);
     // Adds the pairs of `table`'s last batch to the map table `map`, or the
-    // (old, new) rows a statement selects; an old key the map holds
-    // already keeps its first new key.
+    // (old, new) rows a statement selects, each old key once; an old key
+    // the map holds already keeps its first new key.
     void Remember(const QString& map, const QString& table);
     void RememberPairs(const QString& map, const QString& select);
     // Replaces the map's contents with `pairs` (old key, new key, in map
