@@ -1,6 +1,7 @@
 #include "core/copyengine/FileStaging.h"
 
 #include "core/copyengine/DatabaseCopy.h"
+#include "core/copyengine/StepArguments.h"
 #include "core/repository/Connection.h"
 #include "core/repository/Interruption.h"
 #include "core/repository/Schema.h"
@@ -236,7 +237,7 @@ void FileStaging::Load()
             unnested << (integral                        ? QStringLiteral("?::integer[]")
                          : type == ColumnType::DateTime ? QStringLiteral("?::timestamp[]")
                                                         : QStringLiteral("?::text[]"));
-            if (type == ColumnType::Integer || column.compare(QLatin1String("sStepArguments"), Qt::CaseInsensitive) == 0)
+            if (type == ColumnType::Integer || column.compare(QLatin1String(kStepArgumentsColumn), Qt::CaseInsensitive) == 0)
                 analysed << column;
         }
         const QString columns = table.columns.join(QStringLiteral(", "));

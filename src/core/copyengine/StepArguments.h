@@ -11,6 +11,9 @@ namespace dorvane {
 // The new key a map gives an old key, 0 when it has none.
 using KeyLookup = std::function<qint32(qint32)>;
 
+// The column of a step's argument text.
+inline constexpr char kStepArgumentsColumn[] = "sStepArguments";
+
 // The keys inside a step's argument text (sStepArguments):
 //   a process call   "ProcessKey=" followed by a process key (the first
 //                    occurrence counts);

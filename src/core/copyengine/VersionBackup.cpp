@@ -58,7 +58,7 @@ const QString kStepWindowEnvironmentKey = QStringLiteral("iStepWindowEnvironment
 const QStringList kStepWindowColumns = KeptColumns(QStringLiteral("tStepWindow"));
 
 const QString kStepObjectKey = QStringLiteral("iStepObjectKey");
-const QString kStepArguments = QStringLiteral("sStepArguments");
+const QString kStepArguments = QLatin1String(kStepArgumentsColumn);
 const QStringList kStepColumns = KeptColumns(QStringLiteral("tStep"));
 
 const QString kKeywordRelKeywordKey = QStringLiteral("iKeywordRelKeywordKey");
