@@ -63,8 +63,8 @@ void addDeletion(std::vector<ContentDeletion>& deletions, const ContentTable& t,
 {
     if (const QString narrower = walk.narrow(t); !narrower.isEmpty())
         condition = QStringLiteral("%1 AND %2").arg(condition, narrower);
-    addDeletionBelow(deletions, t.table, AmongKeys(walk.backend, QStringLiteral("SELECT %1 FROM %2 WHERE %3").arg(t.key, t.table, condition)),
-                     walk);
+    const QString keys = QStringLiteral("SELECT %1 FROM %2 WHERE %3").arg(t.key, t.table, condition);
+    addDeletionBelow(deletions, t.table, AmongKeys(walk.backend, keys), walk);
     deletions.push_back({t.table, t.stage, QStringLiteral("DELETE FROM %1 WHERE %2").arg(t.table, condition), condition});
 }
 
@@ -182,10 +182,9 @@ std::vector<ContentDeletion> PrepareForRestoreStatements(qint32 environmentKey, 
     addDeletion(deletions, *find(VersionContentTables(), QStringLiteral("tStepWindow")),
                 QStringLiteral("iStepWindowEnvironmentKey = ") + environment, all);
     // An entry of the list without a version stands for version 0.
-    addDeletionBelow(deletions, QStringLiteral("tVersion"),
-                     AmongKeys(backend, QStringLiteral("SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") +
-                               environment),
-                     {backend, {QStringLiteral("tStepWindow")}});
+    const QString listed =
+        QStringLiteral("SELECT COALESCE(iEnvironVerKey, 0) FROM tEnvironmentDetail WHERE iEnvironKey = ") + environment;
+    addDeletionBelow(deletions, QStringLiteral("tVersion"), AmongKeys(backend, listed), {backend, {QStringLiteral("tStepWindow")}});
     return deletions;
 }
 
