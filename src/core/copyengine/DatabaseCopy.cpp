@@ -197,14 +197,15 @@ void DatabaseCopy::RememberPairs(const QString& map, const QString& select)
         m_db.Execute(QStringLiteral("INSERT OR IGNORE INTO %1 (old, new) %2").arg(map, select));
         return;
     }
-    // Each old key comes once, so that the keys the map holds already are
-    // all there is to skip: skipped by a join, which costs half what ON
-    // CONFLICT's insertion of every row on trial does (90 against 44 ms
-    // for 49,000 pairs into an empty map, 46 against 16 ms when all are
-    // there already).
-    m_db.Execute(QStringLiteral("INSERT INTO %1 (old, new) SELECT p.old, p.new FROM (%2) AS p (old, new) "
-                                "WHERE NOT EXISTS (SELECT 1 FROM %1 m WHERE m.old = p.old)")
-                     .arg(map, select));
+    // Each old key comes once, so into an empty map (the first batch of a
+    // run's map) the pairs go as they are: ON CONFLICT tries every row's
+    // insertion, twice the cost (90 against 40 ms for 49,000 pairs). Into
+    // a map that holds keys already, each pair searches the map's index,
+    // so that the cost follows the batch and not the map (a join that
+    // skips the mapped keys hashes the whole map, batch after batch).
+    const bool empty = Scalar(QStringLiteral("SELECT COUNT(*) FROM (SELECT 1 FROM %1 LIMIT 1) e").arg(map)) == 0;
+    m_db.Execute(QStringLiteral("INSERT INTO %1 (old, new) %2%3")
+                     .arg(map, select, empty ? QString() : QStringLiteral(" ON CONFLICT (old) DO NOTHING")));
     Run(QStringLiteral("ANALYZE ") + map);
 }
 
