@@ -511,9 +511,13 @@ private:
             QStringLiteral("CASE WHEN i % 40 = 1 THEN %1 ELSE %2 END")
                 .arg(m_process.Sql(otherVersion(v, QStringLiteral("i / 40")), QStringLiteral("i / 4 % %1").arg(m_processes)),
                      m_process.Sql(n(v), QStringLiteral("(i / 4 * 7 + s) % %1").arg(m_processes)));
+        // The variable is counted by i / 8, not i / 4: the two kinds of
+        // token step (i % 8 = 2 and 6) would otherwise take the even and the
+        // odd variables apart where their number is even, and half as many
+        // texts would differ at one size as at another.
         const QString token = QStringLiteral("'=@[ %1| ' || %2 || ']'").arg(versionKey(v));
-        const QString first = token.arg(text(m_variable.Sql(n(v), QStringLiteral("i / 4 % %1").arg(m_variables))));
-        const QString second = token.arg(text(m_variable.Sql(n(v), QStringLiteral("(i / 4 + 1) % %1").arg(m_variables))));
+        const QString first = token.arg(text(m_variable.Sql(n(v), QStringLiteral("i / 8 % %1").arg(m_variables))));
+        const QString second = token.arg(text(m_variable.Sql(n(v), QStringLiteral("(i / 8 + 1) % %1").arg(m_variables))));
         const QString arguments = QStringLiteral("CASE i % 4 WHEN 1 THEN 'ProcessKey= ' || %1 "
                                                  "WHEN 2 THEN CASE WHEN i % 8 = 6 THEN 'From' || %2 || ';To' || %3 "
                                                  "ELSE 'Value' || %2 END "
