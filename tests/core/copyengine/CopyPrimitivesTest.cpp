@@ -327,57 +327,22 @@ TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
     expectFailure(u"Error while copying Schedule Cycles:"_s);
 }
 
-TEST_P(CopyPrimitivesTest, StepFixUpRewritesTheDestinationVersionOnly)
+// The fix-up runs in the database, but by the rules of FixUpStepArguments:
+// every text of the destination version comes out as that function makes
+// it, through the run's maps; a Null text stays Null, and the steps of
+// other versions keep their texts.
+TEST_P(CopyPrimitivesTest, StepFixUpFollowsTheRulesToTheLetterInTheDestinationVersionOnly)
 {
-    backup->SetMap(conn, u"process"_s, {{17, 230}});
-    backup->SetMap(conn, u"variable"_s, {{12, 40}});
+    backup->SetMap(conn, u"process"_s, {{17, 230}, {-5, 6}});
+    backup->SetMap(conn, u"variable"_s, {{12, 40}, {13, 41}});
+    const auto mapped = [this](const QString& map) { return [this, map](qint32 key) { return newKey(map, key); }; };
     const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
     const qint32 elsewhere = build(app, {{u"1.1"_s, {u"w"_s}, {{u"Original"_s, {u"w"_s}}}}})[u"Original/w"_s];
-    const qint32 sw = copied[u"Copied/w"_s];
-    const auto step = [&](int sequence, const QVariant& arguments) {
-        return add(u"tStep"_s, {{u"iStepWindowKey"_s, sw}, {u"iStepSequenceNum"_s, sequence}, {u"sStepArguments"_s, arguments}});
-    };
-    const qint32 call = step(2, u"Run ProcessKey=17 now"_s), token = step(3, u"Value=@[5|12]"_s), null = copied[u"Copied/w/1"_s];
     const qint32 untouched = add(u"tStep"_s, {{u"iStepWindowKey"_s, elsewhere}, {u"sStepArguments"_s, u"ProcessKey=17"_s}});
-
-    ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
-    EXPECT_EQ(Rows(conn, u"SELECT sStepArguments FROM tStep WHERE iStepKey IN (%1, %2, %3, %4) ORDER BY iStepKey"_s.arg(call).arg(token).arg(null).arg(untouched)),
-              QStringList({u"<null>"_s, u"ProcessKey= 230"_s, u"Value=@[ %1| 40]"_s.arg(copied.version), u"ProcessKey=17"_s}));
-    EXPECT_EQ(progress.events.first(), u"action:Fixing up steps...."_s);
-
-    // Texts without keys are not written at all; a text that is fails
-    // with the fix-up's own prefix, which ends in a blank.
-    abortOn(u"tStep"_s, u"UPDATE"_s);
-    conn.Execute(u"DELETE FROM tStep WHERE iStepKey IN (%1, %2)"_s.arg(call).arg(token));
-    EXPECT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
-    step(5, u"ProcessKey=17"_s);
-    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
-    expectFailure(u"Error while fixing up steps: "_s);
-
-    // A key past 32 bits fails the fix-up, whichever side of the database
-    // the rules run on, and writes nothing.
-    dropAbort(u"tStep"_s, u"UPDATE"_s);
-    const qint32 later = step(6, u"Run ProcessKey=17"_s);
-    step(7, u"ProcessKey=99999999999"_s);
-    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
-    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.first().startsWith(u"Error while fixing up steps: "_s) && messages.shown.first().contains(u"Overflow"_s)) << shown();
-    EXPECT_EQ(value(u"tStep"_s, later, u"sStepArguments"_s).toString(), u"Run ProcessKey=17"_s);
-}
-
-// The fix-up runs in the database, but by the rules of FixUpStepArguments:
-// every text comes out as that function makes it.
-TEST_P(CopyPrimitivesTest, TheDatabasesFixUpFollowsTheRulesToTheLetter)
-{
-    const std::vector<std::pair<qint32, qint32>> processes = {{17, 230}, {-5, 6}}, variables = {{12, 40}, {13, 41}};
-    backup->SetMap(conn, u"process"_s, processes);
-    backup->SetMap(conn, u"variable"_s, variables);
-    const auto lookup = [](const std::vector<std::pair<qint32, qint32>>& map) {
-        return [map](qint32 key) {
-            const auto at = std::find_if(map.begin(), map.end(), [key](const auto& pair) { return pair.first == key; });
-            return at == map.end() ? 0 : at->second;
-        };
+    int sequence = 1; // after the builder's step, whose text is Null
+    const auto step = [&](const QString& arguments) {
+        return add(u"tStep"_s, {{u"iStepWindowKey"_s, copied[u"Copied/w"_s]}, {u"iStepSequenceNum"_s, ++sequence}, {u"sStepArguments"_s, arguments}});
     };
-    const Built copied = build(app, {{u"2.1"_s, {u"w"_s}, {{u"Copied"_s, {u"w"_s}}}}});
     const QString texts[] = {u"ProcessKey=17"_s, u"Run ProcessKey=17 now"_s, u"ProcessKey=99"_s, u"ProcessKey= \t-5x"_s,
                              u"ProcessKey="_s, u"ProcessKey=+17"_s, u"processkey=17"_s, u"ProcessKey=17 =@[1|12]"_s,
                              u"Value=@[5|12]"_s, u"=@[5|12] and =@x[6| 13]"_s, u"=@[5|12"_s, u"=@[5 12]"_s, u"a=@b[|]"_s,
@@ -385,17 +350,34 @@ TEST_P(CopyPrimitivesTest, TheDatabasesFixUpFollowsTheRulesToTheLetter)
                              u"=@[1|-13]"_s, u"=@[1|\t+0012x]"_s, u"=@[1|000000000013]"_s, u"=@[1|1234567890]"_s,
                              u"ProcessKey=000000000017"_s, u"ProcessKey=2147483647"_s};
     std::vector<std::pair<qint32, QString>> steps;
-    int sequence = 0;
     for (const QString& text : texts)
-        steps.emplace_back(add(u"tStep"_s, {{u"iStepWindowKey"_s, copied[u"Copied/w"_s]}, {u"iStepSequenceNum"_s, ++sequence},
-                                            {u"sStepArguments"_s, text}}),
-                           text);
+        steps.emplace_back(step(text), text);
     ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
     for (const auto& [key, text] : steps) {
-        const QString expected =
-            FixUpStepArguments(text, copied.version, lookup(processes), lookup(variables)).value_or(text);
+        const QString expected = FixUpStepArguments(text, copied.version, mapped(u"process"_s), mapped(u"variable"_s)).value_or(text);
         EXPECT_EQ(value(u"tStep"_s, key, u"sStepArguments"_s).toString(), expected) << text.toStdString();
     }
+    EXPECT_EQ(Rows(conn, u"SELECT sStepArguments FROM tStep WHERE iStepKey IN (%1, %2) ORDER BY iStepKey"_s.arg(copied[u"Copied/w/1"_s]).arg(untouched)),
+              QStringList({u"<null>"_s, u"ProcessKey=17"_s}));
+    EXPECT_EQ(progress.events.first(), u"action:Fixing up steps...."_s);
+
+    // Texts without keys are not written at all; a text that is fails
+    // with the fix-up's own prefix, which ends in a blank.
+    abortOn(u"tStep"_s, u"UPDATE"_s);
+    conn.Execute(u"DELETE FROM tStep WHERE iStepWindowKey=%1 AND sStepArguments IS NOT NULL"_s.arg(copied[u"Copied/w"_s]));
+    EXPECT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
+    step(u"ProcessKey=17"_s);
+    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
+    expectFailure(u"Error while fixing up steps: "_s);
+
+    // A key past 32 bits fails the fix-up, whichever side of the database
+    // the rules run on, and writes nothing.
+    dropAbort(u"tStep"_s, u"UPDATE"_s);
+    const qint32 later = step(u"Run ProcessKey=17"_s);
+    step(u"ProcessKey=99999999999"_s);
+    EXPECT_FALSE(backup->FixUpSteps(copied.version, conn));
+    EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.first().startsWith(u"Error while fixing up steps: "_s) && messages.shown.first().contains(u"Overflow"_s)) << shown();
+    EXPECT_EQ(value(u"tStep"_s, later, u"sStepArguments"_s).toString(), u"Run ProcessKey=17"_s);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, CopyPrimitivesTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
