@@ -1,8 +1,10 @@
 // The Environments page walked as an administrator does, the repository
 // checked after: the definition, the configuration, the users with their
-// rights and the save prompt; then Copy, Save As, Backup and Restore.
+// rights and the save prompt; then Copy, Save As, Backup and Restore, and
+// the History window with what the page's operations recorded.
 
 #include "desktop/copyengine/frmVersionProgress.h"
+#include "desktop/environments/frmHistory.h"
 #include "desktop/mainwindow/MainWindowFixture.h"
 #include "desktop/mainwindow/ScriptedDialogs.h"
 #include "core/repository/Globals.h"
@@ -245,31 +247,47 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
     EXPECT_EQ(std::pair(dialogs.restoreFolders, environmentRows()), std::pair(QStringList{backups + u"TUTORIAL"_s}, before));
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.first().startsWith(u"The backup %1 belongs to environment \"OTHER\""_s.arg(file))) << shown();
 
-    // A file changed since its backup is refused, saying why; one without a
-    // manifest is restored only after a Yes.
-    const QString own = sharedPath() + u"/Environments/Backups/TUTORIAL/"_s + file;
-    const struct { const char* change; bool asks; QString shown; } spoiled[] = {
-        {"UPDATE tWindow SET sWindowLogicalName = COALESCE(sWindowLogicalName, '') || 'x' WHERE iWindowKey IN (SELECT MIN(iWindowKey) FROM tWindow)", false,
-         u"Error while restoring environment: The content of the table tWindow does not match its manifest. Nothing was changed."_s},
-        {"DROP TABLE tDorvaneManifest", true, u"The backup %1 has no manifest: it was written before Dorvane verified its "
-                                                    u"backups, so whether its content is intact cannot be told. Restore it all the same?"_s.arg(file)},
-    };
-    for (const auto& [change, asks, text] : spoiled) {
-        DB_ASSERT(Connection spoil; spoil.OpenFile(own); spoil.Execute(QString::fromLatin1(change)));
-        messages.shown.clear();
-        if (asks)
-            messages.Queue(Answer::No);
-        dialogs.restoreAnswers = {backups + u"TUTORIAL\\"_s + file};
-        environments().cmdEnvironRestore->click();
-        EXPECT_EQ(std::pair(messages.shown, environmentRows()), std::pair(QStringList{text}, before));
-    }
-
     // A rename takes the environment's backups along.
     messages.shown.clear();
     environments().txtEnvironName->setText(u"Renamed"_s);
     environments().cmdEnvironSave->click();
     EXPECT_TRUE(messages.shown.isEmpty() && QFile::exists(sharedPath() + u"/Environments/Backups/Renamed/"_s + file)
                 && !QDir(sharedPath() + u"/Environments/Backups/TUTORIAL"_s).exists()) << shown();
+}
+
+// The History window: what the page's own operations recorded, newest
+// first and read-only; a repository without the history table is told so.
+TEST_P(EnvironmentEditorWidgetTest, TheHistoryWindowShowsThePagesOperationsNewestFirstAndChangesNothing)
+{
+    SetHistoryProgram(u"dorvane"_s);
+    MakeBackupTemplate();
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
+    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
+    Select(environments().lbEnvironList, u"TUTORIAL"_s);
+    messages.Queue(Answer::Yes);
+    environments().cmdEnvironBackup->click();
+    environments().cmdEnvironDelete->click();  // its steps refer to it
+
+    environments().cmdEnvironHistory->click();
+    auto* history = environments().findChild<frmHistory*>();
+    ASSERT_TRUE(history && history->isVisible()) << shown();
+    QTableWidget* grid = history->grdHistory;
+    QStringList rows;
+    for (int row = 0; row < grid->rowCount(); ++row) {
+        QStringList fields;
+        for (const int column : {3, 4, 5, 7, 8})
+            fields << grid->item(row, column)->text();
+        EXPECT_FALSE(grid->item(row, 8)->flags() & Qt::ItemIsEditable);
+        rows << fields.join(u'|');
+    }
+    EXPECT_EQ(rows, (QStringList{u"dorvane|delete-environment|TUTORIAL|refused|This environment is referenced in existing steps and cannot be deleted"_s,
+                                 u"dorvane|backup|TUTORIAL|done|"_s}));
+    delete history;
+
+    repository().Execute(u"DROP TABLE dvHistory"_s);
+    messages.shown.clear();
+    environments().cmdEnvironHistory->click();
+    EXPECT_EQ(std::pair(messages.shown, environments().findChild<frmHistory*>() == nullptr), std::pair(QStringList{kNoHistoryTable}, true));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EnvironmentEditorWidgetTest, ::testing::ValuesIn(TestBackends()), [](const auto& info) { return info.param; });
