@@ -112,15 +112,8 @@ TEST(DialectTest, TranslatesJetSyntaxOutsideLiterals)
 
 // --- Both backends --------------------------------------------------------
 
-class ConnectionTest : public BackendTest {
+class ConnectionTest : public ItemTest {
 protected:
-    void SetUp() override
-    {
-        BackendTest::SetUp();
-        createTable(u"tItem"_s, u"iItemKey %1, sItemName %2, iItemCount integer"_s);
-    }
-
-    void add(const QString& name) { addRow(conn, u"SELECT * FROM tItem WHERE iItemKey=0"_s, {{u"sItemName"_s, name}, {u"iItemCount"_s, 0}}); }
     qint32 items(const QString& where = QString()) { return count(u"SELECT * FROM tItem "_s + where); }
 };
 

@@ -8,20 +8,8 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-class RecordsetTest : public BackendTest {
+class RecordsetTest : public ItemTest {
 protected:
-    void SetUp() override
-    {
-        BackendTest::SetUp();
-        // iItemCount has a default of its own: a new row must read it back.
-        createTable(u"tItem"_s, u"iItemKey %1, sItemName %2, sItemDesc %2, iItemCount integer DEFAULT 7, bItemActive smallint DEFAULT 0"_s);
-    }
-
-    qint32 add(const QString& name, int count = 0)
-    {
-        return addRow(conn, u"SELECT * FROM tItem WHERE iItemKey=0"_s, {{u"sItemName"_s, name}, {u"iItemCount"_s, count}});
-    }
-
     QStringList names(Recordset& rs)
     {
         QStringList seen;
@@ -66,7 +54,7 @@ TEST_P(RecordsetTest, FieldNamesAreCaseInsensitive)
     Recordset rs(u"SELECT * FROM TITEM WHERE SITEMNAME = 'mixed'"_s, conn);
     ASSERT_FALSE(rs.Eof());
     EXPECT_EQ(std::tuple(rs.Text(u"sItemName"_s), rs.Text(u"SITEMNAME"_s), rs.Int(u"iitemcount"_s), rs.FieldNames().size(), rs.KeyField().toLower()),
-              std::tuple(u"Mixed"_s, u"Mixed"_s, 4, 5, u"iitemkey"_s));
+              std::tuple(u"Mixed"_s, u"Mixed"_s, 4, 6, u"iitemkey"_s));
     // A column list is the statement's, also before the first read.
     Recordset some(u"SELECT sItemName, iItemCount FROM tItem"_s, conn);
     EXPECT_EQ(some.FieldNames().join(u',').toLower(), u"sitemname,iitemcount"_s);
