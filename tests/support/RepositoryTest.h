@@ -85,6 +85,8 @@ protected:
 
     std::unique_ptr<TestDatabase> db;
     Connection conn;
+    // Another program's connection to the database, for the tests that open it.
+    Connection other;
     ScriptedMessages messages;
 };
 

@@ -93,6 +93,13 @@ protected:
         return firstKey(u"SELECT * FROM tWindow WHERE iWindowVerKey=%1 AND sWindowPhysicalName='%2'"_s.arg(v).arg(QuoteSql(name)));
     }
 
+    // What an environment's list holds, in the list's order: its versions,
+    // or another column of its rows.
+    std::vector<qint32> listed(qint32 environment, const QString& column = u"iEnvironVerKey"_s)
+    {
+        return ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(environment), column);
+    }
+
     // Checks a copied row column by column: `expected` names the columns
     // that take other values, `defaults` those left at their defaults;
     // every other column but the key holds the source row's value (Null

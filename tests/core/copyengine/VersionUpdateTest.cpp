@@ -176,15 +176,14 @@ TEST_P(VersionUpdateTest, UpdateAndCopyAcceptOnlyANewVersionAndOnlyUpdateMovesTh
     EXPECT_EQ(taken(), QStringList({"The source and destination versions must belong to the same application",
                                            "You can only Copy an existing application version to a new (empty) one"}));
 
-    const QString details = u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(environment);
     r.ChosenVersionKey = v12;
     VersionTransferOutcome outcome = TransferVersion(VersionTransferKind::Update, r, conn, *backup, messages);
     EXPECT_TRUE(outcome.Ok && outcome.RefreshEnvironAppVerList) << shown();
-    EXPECT_EQ(ints(details, u"iEnvironVerKey"_s), (std::vector<qint32>{v12, r5}));
+    EXPECT_EQ(listed(environment), (std::vector<qint32>{v12, r5}));
     r = {environment, v12, orderEntry, u"1.3"_s, v13};
     outcome = TransferVersion(VersionTransferKind::Copy, r, conn, *backup, messages);
     EXPECT_FALSE(outcome.RefreshEnvironAppVerList);
-    EXPECT_EQ(std::pair(ints(details, u"iEnvironVerKey"_s), versionValue(v13, "SourceVersion")), std::pair(std::vector<qint32>{v12, r5}, v12));
+    EXPECT_EQ(std::pair(listed(environment), versionValue(v13, "SourceVersion")), std::pair(std::vector<qint32>{v12, r5}, v12));
 }
 
 // Another program holds what the update must write (SQLite: the file's
@@ -198,7 +197,6 @@ TEST_P(VersionUpdateTest, AnUpdateThatMeetsAnotherProgramsLockChangesNothingAndC
     const VersionTransferRequest request{environment, oe11, orderEntry, u"1.2"_s, v12};
     const auto restore = qScopeGuard([] { SetLockWaitMs(kDefaultLockWaitMs); });
     SetLockWaitMs(300);
-    Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
     const auto holdListEntry = [&] {
         other.BeginTrans();
@@ -232,7 +230,6 @@ TEST_P(VersionUpdateTest, AnUpdateReadsOneStateOfItsSource)
                           u"AND w.iStepWindowProcessKey=p.iProcessKey AND p.iProcessVerKey=%1"_s;
     const qsizetype before = Rows(conn, steps.arg(oe11)).size();
     ASSERT_GT(before, 0);
-    Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
     progress.At(u"action:Processes in"_s, [&] { other.Execute(u"DELETE FROM tStep WHERE iStepWindowKey IN (SELECT w.iStepWindowKey FROM "
                                                                  u"tStepWindow w, tProcess p WHERE w.iStepWindowProcessKey=p.iProcessKey AND "

@@ -61,11 +61,7 @@ protected:
     QStringList filesInFolder() const { return QDir(folder()).entryList(QDir::Files, QDir::Name); }
     QString lastFile() const { return NativePath(backups->LastBackupFile()); }
     QString today() const { return EnvironmentBackup::BackupFileName(QDate::currentDate()); }
-    void populate()
-    {
-        r = EnvironmentTest::populate(false);
-        environment = r.env;
-    }
+    void populate() { r = EnvironmentTest::populate(false); }
 
     // Every row of the repository, sorted, with the keys of the rows a
     // restore writes anew replaced by their rank within their table (the
@@ -106,7 +102,6 @@ protected:
     std::unique_ptr<EnvironmentBackup> backups;
     ScriptedChooser chooser;
     Release r{};
-    qint32 environment = 0;
 };
 
 // A restore brings back the environment as the backup holds it, row by
@@ -124,16 +119,16 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, upper}, {u"iKeywordRelProcessKey"_s, r.login}});
     conn.Execute(u"UPDATE tVersion SET sVersionAttributes='MoreLine=1' WHERE iVersionKey=%1"_s.arg(r.billing20));
     const QString description = u"UPDATE tEnvironment SET sEnvironmentDesc='%1' WHERE iEnvironmentKey=%2"_s;
-    conn.Execute(description.arg(u"Earlier"_s).arg(environment));
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
-    conn.Execute(description.arg(u"First release"_s).arg(environment));
+    conn.Execute(description.arg(u"Earlier"_s).arg(r.env));
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
+    conn.Execute(description.arg(u"First release"_s).arg(r.env));
     // Written out by a server's JSON as escapes: \" \\ \t \n and \u0001.
     const QString hostile = u"007 \"a\\b\"\t\x01/\u00e9\U0001F600\nDon''t"_s;
     conn.Execute(u"UPDATE tWindow SET dWindowLastUpdate='2024-03-01T12:30:05.250', sWindowExecutable='%1' WHERE iWindowKey=%2"_s
                      .arg(hostile)
                      .arg(r.invoice));
     const QStringList before = canonical();
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
     {
         // The file holds each value with its type, a date as the text a
         // row-by-row copy writes, on either backend.
@@ -147,7 +142,7 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     const QString file = backups->LastBackupFile();
     // A failure half-way through a third backup of the day.
     DB_ASSERT(Connection templ; templ.OpenFile(exe + u"/ZentrixBackup.mdb"_s); AbortOn(templ, u"tWindow"_s, u"INSERT"_s));
-    EXPECT_FALSE(backups->BackupEnvironment(environment));
+    EXPECT_FALSE(backups->BackupEnvironment(r.env));
     expectFailure(u"Error while copying Windows:"_s);
     EXPECT_TRUE(filesInFolder() == QStringList{today()} && backups->LastBackupFile().isEmpty() && busy.begun == busy.ended);
     // Added after the backup, and deleted after it; an update took Billing
@@ -155,27 +150,26 @@ TEST_P(EnvironmentBackupTest, RestoreBringsBackTheBackedUpEnvironmentRowByRow)
     addWindow(r.billing10, u"frmLate"_s);
     for (const QString& sql : {u"DELETE FROM tStepWindow WHERE iStepWindowProcessKey=%1"_s.arg(r.post),
                                u"DELETE FROM tProcess WHERE iProcessKey=%1"_s.arg(r.post),
-                               u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(environment),
+                               u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s.arg(r.env),
                                u"DELETE FROM tEnvironmentDetail WHERE iEnvironVerKey=%1"_s.arg(r.billing10),
-                               description.arg(u"Changed"_s).arg(environment),
+                               description.arg(u"Changed"_s).arg(r.env),
                                u"UPDATE tVersion SET sVersionAttributes='' WHERE iVersionKey=%1"_s.arg(r.billing20)})
         conn.Execute(sql);
     progress.events.clear();
-    ASSERT_TRUE(backups->ChooseAndRestore(environment, kRelease, chooser)) << shown();
+    ASSERT_TRUE(backups->ChooseAndRestore(r.env, kRelease, chooser)) << shown();
     EXPECT_TRUE(progress.events.contains(u"action:Preparing database for restore..."_s) && progress.events.contains(u"title:Environment restore progress..."_s));
     for (int twice = 0; twice < 2; ++twice) {
         QStringList dangling;
         EXPECT_EQ(canonical(&dangling), before);
         EXPECT_TRUE(dangling.isEmpty()) << "the old schedule's cycle links went with it: " << dangling.join(u'\n').toStdString();
-        ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
+        ASSERT_TRUE(backups->RestoreEnvironment(r.env, file));
     }
 
     // Billing goes, though its version 1.0 stays; 2.0 and Ledger 4.2 go.
     conn.Execute(u"DELETE FROM tVersion WHERE iVersionKey IN (%1, %2)"_s.arg(r.billing20).arg(r.ledger42));
     conn.Execute(u"DELETE FROM tApp WHERE iAppKey=%1"_s.arg(r.billing));
-    ASSERT_TRUE(backups->RestoreEnvironment(environment, file));
-    const std::vector<qint32> versions =
-        ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(environment), u"iEnvironVerKey"_s);
+    ASSERT_TRUE(backups->RestoreEnvironment(r.env, file));
+    const std::vector<qint32> versions = listed(r.env);
     const std::vector<qint32> billings = ints(u"SELECT * FROM tApp WHERE sAppName='Billing'"_s, u"iAppKey"_s);
     ASSERT_EQ(versions.size(), 3u);
     ASSERT_EQ(billings.size(), 1u) << "recreated once for both its versions";
@@ -197,7 +191,7 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
 {
     populate();
     const qint32 other = addEnvironment(u"Other"_s);
-    ASSERT_TRUE(backups->BackupEnvironment(environment));
+    ASSERT_TRUE(backups->BackupEnvironment(r.env));
     const QString file = backups->LastBackupFile();
     addWindow(r.billing10, u"frmLate"_s);
     const QStringList before = dump();
@@ -206,10 +200,10 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
                                           u"into environment \"Other\". Nothing was changed."_s.arg(today())});
     EXPECT_EQ(dump(), before);
     abortOn(u"tStep"_s, u"INSERT"_s);
-    EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+    EXPECT_FALSE(backups->RestoreEnvironment(r.env, file));
     expectFailure(u"Error while copying Steps:"_s);
     dropAbort(u"tStep"_s, u"INSERT"_s);
-    EXPECT_TRUE(dump() == before && !backups->RestoreEnvironment(environment, file + u".missing"_s));
+    EXPECT_TRUE(dump() == before && !backups->RestoreEnvironment(r.env, file + u".missing"_s));
     expectMessage(u"Error while restoring environment: Could not find file"_s);
     EXPECT_EQ(dump(), before);
     if (db->isOdbc()) {
@@ -217,7 +211,7 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
         conn.Execute(u"CREATE OR REPLACE FUNCTION dorvane_hang_up() RETURNS trigger LANGUAGE plpgsql AS "
                      u"$$ BEGIN PERFORM pg_terminate_backend(pg_backend_pid()); RETURN NEW; END $$"_s);
         conn.Execute(u"CREATE TRIGGER hang_up BEFORE INSERT ON tStep FOR EACH ROW EXECUTE FUNCTION dorvane_hang_up()"_s);
-        EXPECT_FALSE(backups->RestoreEnvironment(environment, file));
+        EXPECT_FALSE(backups->RestoreEnvironment(r.env, file));
         expectMessage(u"Error while copying Steps:"_s + kConnectionLostText);
         conn.Execute(u"DROP TRIGGER hang_up ON tStep"_s);
         EXPECT_EQ(dump(), before);
@@ -225,7 +219,7 @@ TEST_P(EnvironmentBackupTest, ARestoreIsRefusedOrFailsWithoutChangingAnything)
     // Release 1 deleted and created again: a new key, the same name.
     for (const QString& sql : {u"DELETE FROM tEnvironmentDetail WHERE iEnvironKey=%1"_s, u"DELETE FROM tEnvironmentUser WHERE iEnvironKey=%1"_s,
                                u"DELETE FROM tEnvironment WHERE iEnvironmentKey=%1"_s})
-        conn.Execute(sql.arg(environment));
+        conn.Execute(sql.arg(r.env));
     const qint32 again = addEnvironment(kRelease);
     const QStringList recreated = dump();
     const QString question = u"The backup %1 was made of environment \"Release 1\", which no longer exists. Restore it into environment \"Release 1\"?"_s.arg(today());
@@ -344,7 +338,7 @@ TEST_P(EnvironmentBackupTest, AFullDiskOrAFolderThatCannotBeWrittenSaysSo)
     if (!run(u"mount -t tmpfs -o size=64k tmpfs '%1' 2>/dev/null"_s.arg(mount)))
         GTEST_SKIP() << "tmpfs cannot be mounted here";
     for (const QString& cause : {u"disk is full"_s, u"Permission denied"_s}) {
-        EXPECT_FALSE(backups->BackupEnvironment(environment));
+        EXPECT_FALSE(backups->BackupEnvironment(r.env));
         ASSERT_EQ(messages.shown.size(), 1);
         EXPECT_TRUE(messages.shown.first().contains(cause)) << messages.shown.first().toStdString();
         EXPECT_TRUE(filesInFolder().isEmpty()) << filesInFolder().join(u' ').toStdString();
@@ -361,10 +355,9 @@ TEST_P(EnvironmentBackupTest, AFullDiskOrAFolderThatCannotBeWrittenSaysSo)
 TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndAnInterruptionLeavesNothing)
 {
     populate();
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
     const QString aside = db->tempPath() + u"/aside.mdb"_s;
     ASSERT_TRUE(QFile::copy(lastFile(), aside));
-    Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
     // Once Billing 1.0's windows are in the file, its steps and step windows go and a window comes.
     progress.At(u"action:Processes in"_s, [&] {
@@ -374,7 +367,7 @@ TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndA
             other.Execute(sql);
         change.Commit();
     });
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
     ASSERT_EQ(count(u"SELECT * FROM tStepWindow"_s), 0) << "the other program committed half-way";
     Connection earlier, later;
     DB_ASSERT(earlier.OpenFile(aside); later.OpenFile(lastFile()));
@@ -388,13 +381,13 @@ TEST_P(EnvironmentBackupTest, ABackupReadsOneStateWhileAnotherProgramCommitsAndA
         if (action.contains(u"Writing"_s) && !db->isOdbc())
             continue;
         progress.At(action, [] { RequestInterruption(); });
-        EXPECT_THROW(backups->BackupEnvironment(environment), OperationInterrupted) << action.toStdString();
+        EXPECT_THROW(backups->BackupEnvironment(r.env), OperationInterrupted) << action.toStdString();
         ClearInterruption();
         EXPECT_TRUE(filesInFolder() == QStringList{today()} && ReadFile(dayPath) == dayFile) << filesInFolder().join(u' ').toStdString();
     }
     const QStringList before = dump();
     progress.At(u"action:Processes in"_s, [] { RequestInterruption(); });
-    EXPECT_THROW(backups->RestoreEnvironment(environment, aside), OperationInterrupted);
+    EXPECT_THROW(backups->RestoreEnvironment(r.env, aside), OperationInterrupted);
     ClearInterruption();
     EXPECT_TRUE(dump() == before && busy.begun == busy.ended && !conn.InTransaction());
 }
@@ -408,15 +401,14 @@ TEST_P(EnvironmentBackupTest, ARestoreThatMeetsAConcurrentChangeRunsAgain)
     if (!db->isOdbc())
         GTEST_SKIP() << "on SQLite a writer holds the whole file";
     populate();
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
     const QStringList before = canonical();
-    Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
     progress.At(u"action:Processes in"_s, [&] {
         other.Execute(u"UPDATE tVersion SET sVersionDesc='Changed meanwhile' WHERE iVersionKey=%1"_s.arg(r.ledger42));
     });
     progress.events.clear();
-    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile())) << shown();
+    ASSERT_TRUE(backups->RestoreEnvironment(r.env, backups->LastBackupFile())) << shown();
     EXPECT_EQ(progress.matching(u"action:Preparing database for restore"_s).size(), 2) << "two attempts";
     EXPECT_EQ(canonical(), before);
 }
@@ -447,13 +439,13 @@ TEST_P(EnvironmentBackupTest, TheWindowKeepsItsLockSoThatItsCommitsAndASecondPro
         return false;
     };
     ASSERT_TRUE(locked());
-    DB_ASSERT(definition.Open(0, environment, conn, messages));
+    DB_ASSERT(definition.Open(0, r.env, conn, messages));
     prompt.answers = {u"1.1"_s, u"2.1"_s, u"4.3"_s};
     EXPECT_TRUE(definition.SaveAs({u"Release 2"_s, QString(), {}}, copier(), messages).Ok) << shown();
     EXPECT_TRUE(locked()) << "after Save As";
-    ASSERT_TRUE(backups->BackupEnvironment(environment)) << shown();
+    ASSERT_TRUE(backups->BackupEnvironment(r.env)) << shown();
     EXPECT_TRUE(locked()) << "after Backup";
-    ASSERT_TRUE(backups->RestoreEnvironment(environment, backups->LastBackupFile())) << shown();
+    ASSERT_TRUE(backups->RestoreEnvironment(r.env, backups->LastBackupFile())) << shown();
     EXPECT_TRUE(locked()) << "after Restore";
 
     // The second program: dorvanectl on the same repository.

@@ -30,14 +30,10 @@ protected:
     }
 
     // Billing version `v` with the non-host tool and no emulator.
-    EnvironConfigInput choose(qint32 v, const ListEntries& listed = {}, qint32 tool = -1)
+    EnvironConfigInput choose(qint32 v, const ListEntries& entries = {}, qint32 tool = -1)
     {
         return {billing, u"Billing"_s, v, value(u"tVersion"_s, v, u"sVersionID"_s).toString(), tool == -1 ? other : tool,
-                tool == mainframe ? u"Mainframe"_s : u"QuickTest"_s, std::nullopt, QString(), listed};
-    }
-    std::vector<qint32> details(const QString& column)
-    {
-        return ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(env), column);
+                tool == mainframe ? u"Mainframe"_s : u"QuickTest"_s, std::nullopt, QString(), entries};
     }
     std::vector<qint32> stepEnvironments(const QString& processes)
     {
@@ -71,7 +67,7 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
                                            "You must select an emulator for host platforms",
                                            "You must select a test tool for this application version",
                                            "This application version already exists in another environment (Test_Env_)"}));
-    EXPECT_TRUE(details(u"iEnvironVerKey"_s).empty());
+    EXPECT_TRUE(listed(env).empty());
 
     const qint32 elsewhere = addEnvironment(u"Elsewhere"_s);
     const qint32 p1 = addProcessOn(b1, 0, elsewhere, u"Login"_s), p2 = addProcessOn(b1, 0, 0, u"Logout"_s);
@@ -81,7 +77,7 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
     const EnvironAddOutcome added = config.Add(choose(b1), conn, messages);
     ASSERT_TRUE(added.Ok) << shown();
     EXPECT_EQ(added.NewEntry, (ListEntry{u"Billing - 1"_s, b1}));
-    EXPECT_EQ(std::tuple(details(u"iEnviron3270Key"_s), stepEnvironments(u"%1, %2"_s.arg(p1).arg(p2)), stepEnvironments(QString::number(unrelated))),
+    EXPECT_EQ(std::tuple(listed(env, u"iEnviron3270Key"_s), stepEnvironments(u"%1, %2"_s.arg(p1).arg(p2)), stepEnvironments(QString::number(unrelated))),
               std::tuple(std::vector<qint32>{0}, std::vector<qint32>(3, env), std::vector<qint32>{elsewhere}));
 
     EnvironConfigInput again = choose(b1, {*added.NewEntry}, mainframe);
@@ -89,7 +85,7 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
     again.EmulatorText = u"IBM PCOMM"_s;
     const EnvironAddOutcome changed = config.Add(again, conn, messages);
     ASSERT_TRUE(changed.Ok && !changed.NewEntry);
-    EXPECT_EQ(std::pair(details(u"iEnvironTestToolKey"_s), details(u"iEnviron3270Key"_s)),
+    EXPECT_EQ(std::pair(listed(env, u"iEnvironTestToolKey"_s), listed(env, u"iEnviron3270Key"_s)),
               std::pair(std::vector<qint32>{mainframe}, std::vector<qint32>{emulator}));
 }
 
@@ -99,7 +95,7 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
 TEST_P(EnvironmentConfigTest, ASecondVersionIsAskedForAndRemoveIsRefusedWhileAStepWindowUsesTheVersion)
 {
     EnvironmentConfig config(definition);
-    const ListEntries listed = {{u"Billing - 1"_s, b1}, {u"Ledger - L1"_s, l1}, {u"Billing - 2"_s, b2}};
+    const ListEntries entries = {{u"Billing - 1"_s, b1}, {u"Ledger - L1"_s, l1}, {u"Billing - 2"_s, b2}};
     for (const qint32 v : {b1, l1, b2})
         addDetail(env, v);
     const QString question = u"Are you sure you want multiple versions of this application in the same environment?"_s;
@@ -107,13 +103,13 @@ TEST_P(EnvironmentConfigTest, ASecondVersionIsAskedForAndRemoveIsRefusedWhileASt
     const qint32 process = addProcessOn(b3, 0, 0, u"Login"_s);
     messages.Queue(Answer::Yes);
     messages.Queue(Answer::No);
-    EXPECT_FALSE(config.Add(choose(b3, listed), conn, messages).Ok);
-    EXPECT_EQ(std::pair(details(u"iEnvironVerKey"_s).size(), stepEnvironments(QString::number(process))), std::pair(size_t(3), std::vector<qint32>{0}));
+    EXPECT_FALSE(config.Add(choose(b3, entries), conn, messages).Ok);
+    EXPECT_EQ(std::pair(listed(env).size(), stepEnvironments(QString::number(process))), std::pair(size_t(3), std::vector<qint32>{0}));
     messages.Queue(Answer::Yes);
     messages.Queue(Answer::Yes);
-    ASSERT_TRUE(config.Add(choose(b3, listed), conn, messages).Ok);
+    ASSERT_TRUE(config.Add(choose(b3, entries), conn, messages).Ok);
     EXPECT_EQ(taken(), QStringList({question, question, question, question}));
-    EXPECT_EQ(details(u"iEnvironVerKey"_s), (std::vector<qint32>{b1, l1, b2, b3}));
+    EXPECT_EQ(listed(env), (std::vector<qint32>{b1, l1, b2, b3}));
 
     addProcessOn(b1, 0, env, u"Login"_s);
     addProcessOn(b2, 0, 0, u"Login"_s);
@@ -121,11 +117,11 @@ TEST_P(EnvironmentConfigTest, ASecondVersionIsAskedForAndRemoveIsRefusedWhileASt
     EXPECT_FALSE(config.Remove(b1, conn, messages).Ok);
     EXPECT_EQ(taken(), QStringList{u"Error: This application version is referenced in existing steps and cannot be removed"_s});
     EXPECT_TRUE(config.Remove(b2, conn, messages).Ok);
-    EXPECT_EQ(details(u"iEnvironVerKey"_s), (std::vector<qint32>{b1, l1, b3}));
+    EXPECT_EQ(listed(env), (std::vector<qint32>{b1, l1, b3}));
     EnvironmentRecords fresh;
     fresh.New();
     EXPECT_TRUE(EnvironmentConfig(fresh).Remove(b1, conn, messages).Ok);
-    EXPECT_EQ(details(u"iEnvironVerKey"_s), (std::vector<qint32>{b1, l1, b3}));
+    EXPECT_EQ(listed(env), (std::vector<qint32>{b1, l1, b3}));
 }
 
 TEST_P(EnvironmentConfigTest, TheDropDownsFollowTheChosenApplicationAndListedVersion)

@@ -68,13 +68,7 @@ TEST(EnvironmentEditState, OnePromptForBothPartsAndYesSavesBoth)
     }
 }
 
-class EnvironmentRecordsTest : public EnvironmentTest {
-protected:
-    std::vector<qint32> listed(qint32 env)
-    {
-        return ints(u"SELECT * FROM tEnvironmentDetail WHERE iEnvironKey=%1 ORDER BY iEnvironmentDetailKey"_s.arg(env), u"iEnvironVerKey"_s);
-    }
-};
+using EnvironmentRecordsTest = EnvironmentTest;
 
 TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRefusesTakenAndBlankNames)
 {

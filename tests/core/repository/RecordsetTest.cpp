@@ -27,7 +27,6 @@ TEST_P(RecordsetTest, StaticCursorKeepsItsRowsAndAddsItsOwn)
     ASSERT_EQ(rs.RecordCount(), 2);
 
     // Rows written by others after the first read stay unseen.
-    Connection other;
     DB_ASSERT(other.Open(db->connectionString()));
     DB_ASSERT(other.Execute(u"INSERT INTO tItem (sItemName) VALUES ('by other')"_s));
     DB_ASSERT(conn.Execute(u"DELETE * FROM tItem WHERE sItemName = 'b'"_s));
