@@ -177,6 +177,20 @@ TEST_P(VersionRecordsTest, EachCheckRefusesAloneAndIdsAreNormalisedPerApplicatio
     app = {addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows), u"BILL"_s, false, kPlatformWindows};
     saveNew(u"1.0"_s);
     EXPECT_TRUE(count(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s) == 2 && folderExists(u"Apps/BILL/1.0/Primary Map Source"_s));
+
+    // An ID names a folder inside its application's folder: what no folder
+    // name holds is replaced, ".." is refused, and a stored ID that names a
+    // folder elsewhere (another program wrote it) leaves that folder alone
+    // when the version gets a new ID.
+    saveNew(u"..\\..\\T"_s);
+    EXPECT_TRUE(folderExists(u"Apps/BILL/.._.._T/Primary Map Source"_s) && !QFileInfo::exists(sharedPath() + u"/T"_s) && !QFileInfo::exists(db->tempPath() + u"/T"_s));
+    messages.shown.clear();
+    EXPECT_FALSE(save(versionInput(u".."_s)).SaveOk || count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s));
+    EXPECT_EQ(messages.shown, QStringList{u"The version ID \"..\" cannot name a folder inside its parent folder."_s});
+    const qint32 stray = saveNew(u"3.0"_s);
+    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
+    DB_ASSERT(conn.Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE iVersionKey=%1"_s.arg(stray)));
+    EXPECT_TRUE(save(versionInput(u"3.5"_s), shownVersion(stray, u"../../victim"_s)).SaveOk && folderExists(u"victim"_s) && folderExists(u"Apps/BILL/3.5/Primary Map Source"_s));
 }
 
 TEST_P(VersionRecordsTest, SavesWriteTheRowPointersSeedingAndFolders)

@@ -193,32 +193,6 @@ TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
     }
 }
 
-// A version ID names a folder inside its application's folder: what no
-// folder name holds is replaced, "." and ".." are refused, and a stored ID
-// that names a folder elsewhere (written by another program) leaves that
-// folder alone when the version gets a new ID.
-TEST_P(ApplicationsPageTest, VersionIdsNameFoldersInsideTheirApplicationsFolderOnly)
-{
-    const QString outside = QFileInfo(sharedPath()).absolutePath();
-    Select(applications().lbAppList, u"Web Store"_s);
-    applications().SSAppTab->setCurrentIndex(1);
-    saveNewVersion(u"..\\..\\T"_s);
-    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"Apps/WS/.._.._T/Primary Map Source"_s)) << shown();
-    EXPECT_FALSE(QFileInfo::exists(outside + u"/T"_s) || QFileInfo::exists(sharedPath() + u"/T"_s));
-    saveNewVersion(u".."_s);
-    EXPECT_TRUE(shownError(u"The version ID \"..\" cannot name a folder inside its parent folder."_s) && count(u"SELECT * FROM tVersion WHERE sVersionID='..'"_s) == 0) << shown();
-
-    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/victim"_s));
-    DB_ASSERT(repository().Execute(u"UPDATE tVersion SET sVersionID='../../victim' WHERE sVersionID='3.0'"_s));
-    applications().RefreshVersionList();
-    messages.Queue(Answer::No);  // the refused ".." is not kept
-    Select(applications().lbVersionList, u"../../victim"_s);
-    EXPECT_EQ(std::exchange(messages.shown, {}), QStringList{u"Save changes to this Version?"_s});
-    Retype(applications().txtVersionID, u"3.5"_s);
-    applications().cmdVersionSave->click();
-    EXPECT_TRUE(messages.shown.isEmpty() && folderExists(u"victim"_s) && folderExists(u"Apps/WS/3.5/Primary Map Source"_s)) << shown();
-}
-
 TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
 {
     const QString name = u"Order Entry for the regional sales offices"_s, id = u"ORD-ENTRY-2026"_s;
