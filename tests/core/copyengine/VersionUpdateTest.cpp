@@ -46,23 +46,6 @@ protected:
     qint32 environment = 0, oe10 = 0, oe11 = 0, r5 = 0, orderEntry = 0;
 };
 
-// The keywords an earlier run of the same engine mapped (an environment
-// copy or a backup, of this application's keywords into another's) never
-// reach an update, which copies no keywords: its processes keep theirs.
-TEST_P(VersionUpdateTest, AnUpdateKeepsItsKeywordsWhateverAnEarlierRunMapped)
-{
-    const qint32 kw = add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, orderEntry}, {u"sKeywordName"_s, u"Smoke"_s}});
-    add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, kw}, {u"iKeywordRelProcessKey"_s, processOf(oe11, u"Login"_s)}});
-    backup->ResetCopyRunMaps(true);
-    ASSERT_TRUE(backup->CopyKeywords(orderEntry, add(u"tApp"_s, {{u"sAppName"_s, u"Other"_s}}), conn, false)) << shown();
-
-    const qint32 v12 = newVersion(u"1.2"_s);
-    ASSERT_TRUE(backup->UpdateVersion(oe11, v12, environment)) << shown();
-    EXPECT_EQ(ints(u"SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey=%1"_s.arg(processOf(v12, u"Login"_s)),
-                   u"iKeywordRelKeywordKey"_s),
-              std::vector<qint32>{kw});
-}
-
 TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersion)
 {
     const qint32 v12 = newVersion(u"1.2"_s);
@@ -83,6 +66,12 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
     const qint32 hostField = add(u"tField"_s, {{u"iFieldRecordKey"_s, firstKey(u"SELECT * FROM tRecord WHERE iRecordEnvironmentKey=%1"_s.arg(environment))},
                                                {u"sFieldName"_s, u"Host user"_s}, {u"iFieldVarKey"_s, hostUser}, {u"iFieldVarAppVerKey"_s, r5}});
     const qint32 customerField = firstKey(u"SELECT * FROM tField WHERE sFieldName='Customer'"_s);
+    // The keywords an earlier run of the same engine mapped (an environment
+    // copy or a backup, of this application's keywords into another's).
+    const qint32 kw = add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, orderEntry}, {u"sKeywordName"_s, u"Smoke"_s}});
+    add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, kw}, {u"iKeywordRelProcessKey"_s, loginProcess}});
+    backup->ResetCopyRunMaps(true);
+    ASSERT_TRUE(backup->CopyKeywords(orderEntry, add(u"tApp"_s, {{u"sAppName"_s, u"Other"_s}}), conn, false)) << shown();
 
     ASSERT_TRUE(backup->UpdateVersion(oe11, v12, environment)) << shown();
     EXPECT_EQ(backup->DestinationConnection, nullptr);
@@ -104,6 +93,10 @@ TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersi
                          intValue(u"tCycleProcess"_s, ownCall, u"iProcessKey"_s)), std::tuple(objectOf(newLogin, u"txtUserName"_s), newLoginProcess, ownProcess));
     EXPECT_EQ(Rows(conn, u"SELECT iFieldVarAppVerKey, iFieldVarKey FROM tField WHERE iFieldKey IN (%1, %2) ORDER BY iFieldKey"_s.arg(customerField).arg(hostField)),
               QStringList({u"%1|%2"_s.arg(v12).arg(variableOf(v12, u"CustomerName"_s)), u"%1|%2"_s.arg(r5).arg(hostUser)}));
+
+    // An update copies no keywords, and never reaches the map of an earlier
+    // run: the copied process keeps the keyword of its source.
+    EXPECT_EQ(ints(u"SELECT * FROM tKeywordRel WHERE iKeywordRelProcessKey=%1"_s.arg(newLoginProcess), u"iKeywordRelKeywordKey"_s), std::vector<qint32>{kw});
 
     // The new version's pointers; a pointer of 0 stays 0.
     EXPECT_EQ(std::tuple(versionValue(v12, "LoginProcess"), versionValue(v12, "InitialWindow"), versionValue(v12, "TerminateProcess"),
