@@ -138,18 +138,12 @@ TEST_P(KeywordFilesTest, ExportReplacesTheFileWholeAndAFailureLeavesItAsItWas)
 // each must give: each file is imported into an application without
 // keywords, and the application's keywords are then exported over it.
 // (Names in two letter cases and Windows-1252 are on the tests above.)
-struct KeywordFileCase {
-    const char* name;
-    QByteArray file;
-    QStringList rows; // "name|description" in the order they were added
-    // The counts of an import that completed; else why it stopped, which
-    // kImportNothingAdded follows.
-    QString message;
-};
-
-const std::vector<KeywordFileCase>& KeywordFileCases()
+// A case's rows are "name|description" in the order they were added; its
+// message the counts of an import that completed, else why it stopped,
+// which kImportNothingAdded follows.
+TEST_P(KeywordFilesTest, KeywordFileCasesImportAndExportAsTheTableSays)
 {
-    static const std::vector<KeywordFileCase> cases = {
+    const struct { const char* name; QByteArray file; QStringList rows; QString message; } cases[] = {
         {"CR LF", "One\tFirst\r\nTwo\tSecond\r\n", {"One|First", "Two|Second"}, u"added: 2  skipped: 0"_s},
         // LF alone ends a line as CR LF does, also between CR LF lines:
         // nothing is glued into the description before it.
@@ -178,15 +172,8 @@ const std::vector<KeywordFileCase>& KeywordFileCases()
         {"CR without LF", "One\tFirst\r\nTwo\tSecond\rThree\tThird\r\n", {}, kImportBadFormat},
         {"CR CR LF", "One\tFirst\r\r\n", {}, kImportBadFormat},
     };
-    return cases;
-}
-
-// Every keyword file of the table: what its import adds and says, and the
-// export over it afterwards.
-TEST_P(KeywordFilesTest, KeywordFileCasesImportAndExportAsTheTableSays)
-{
     int n = 0;
-    for (const KeywordFileCase& c : KeywordFileCases()) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ++n;
         const qint32 target = addApp(u"Case %1"_s.arg(n), u"CASE%1"_s.arg(n), kPlatformWindows);
