@@ -35,13 +35,6 @@ protected:
         Choose(applications().cbPlatform, u"Windows"_s);
         applications().cmdAppSave->click();
     }
-    void saveNewVersion(const QString& id)
-    {
-        applications().cmdVersionNew->click();
-        Retype(applications().txtVersionID, id);
-        Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
-        applications().cmdVersionSave->click();
-    }
     // The one message shown since the last call starts with `prefix`.
     bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
     ScriptedDialogs dialogs;
@@ -109,7 +102,10 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
     applications().SSAppTab->setCurrentIndex(1);
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Apps/WS"_s));
     block(u"Apps/WS/4.0"_s);
-    saveNewVersion(u"4.0"_s);
+    applications().cmdVersionNew->click();
+    Retype(applications().txtVersionID, u"4.0"_s);
+    Choose(applications().cbVersionMapType, applications().cbVersionMapType->itemText(0));
+    applications().cmdVersionSave->click();
     EXPECT_TRUE(shownError(u"Error during Version save: "_s) && !applications().VersionIsNew()) << shown();
     ASSERT_TRUE(QFile::remove(sharedPath() + u"/Apps/WS/4.0"_s));
     applications().cmdVersionSave->click();
@@ -164,9 +160,6 @@ TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)
               QStringList{u"MoreLine=\t24\tMoreKey=PF8/F8\tMoreText=More...\t"_s});
 }
 
-// Values stored longer than the boxes let a user type, and Null optional
-// texts (the suite's other modules write such rows) are shown whole or
-// empty and saved as stored when another field was edited.
 // A Save that changed only the description changes only the description:
 // stored pointers (also ones into another version), the source version and
 // the list-handling attributes stay, and no second system screen appears,
@@ -193,6 +186,9 @@ TEST_P(ApplicationsPageTest, ADescriptionOnlySaveChangesOnlyTheDescription)
     }
 }
 
+// Values stored longer than the boxes let a user type, and Null optional
+// texts (the suite's other modules write such rows) are shown whole or
+// empty and saved as stored when another field was edited.
 TEST_P(ApplicationsPageTest, StoredValuesAreShownAsTheyAreAndKept)
 {
     const QString name = u"Order Entry for the regional sales offices"_s, id = u"ORD-ENTRY-2026"_s;
