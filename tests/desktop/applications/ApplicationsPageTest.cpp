@@ -4,7 +4,6 @@
 #include "desktop/applications/frmAttributes.h"
 #include "core/lists/NameDescGrids.h"
 #include "desktop/mainwindow/MainWindowFixture.h"
-#include "desktop/mainwindow/ScriptedDialogs.h"
 
 #include <QFileInfo>
 #include <QPlainTextEdit>
@@ -17,7 +16,7 @@ const QString kAppPrompt = u"Save changes to this Application?"_s;
 
 class ApplicationsPageTest : public MainWindowFixture {
 protected:
-    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(dialogs, frmMainForm::ApplicationsPage); }
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(frmMainForm::ApplicationsPage); }
     bool folderExists(const QString& relative) const { return QFileInfo(sharedPath() + u'/' + relative).isDir(); }
     void selectVersion(const QString& app, const QString& id)
     {
@@ -37,7 +36,6 @@ protected:
     }
     // The one message shown since the last call starts with `prefix`.
     bool shownError(const QString& prefix) { return messages.shown.size() == 1 && messages.shown.takeFirst().startsWith(prefix); }
-    ScriptedDialogs dialogs;
 };
 
 TEST_P(ApplicationsPageTest, OpeningSwitchingSavingAndDeletingApplications)

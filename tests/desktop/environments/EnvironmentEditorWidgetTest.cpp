@@ -6,7 +6,6 @@
 #include "desktop/copyengine/frmVersionProgress.h"
 #include "desktop/environments/frmHistory.h"
 #include "desktop/mainwindow/MainWindowFixture.h"
-#include "desktop/mainwindow/ScriptedDialogs.h"
 #include "core/repository/Globals.h"
 
 #include <QCheckBox>
@@ -23,6 +22,7 @@ namespace {
 
 class EnvironmentEditorWidgetTest : public MainWindowFixture {
 protected:
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(frmMainForm::EnvironmentsPage); }
     qint32 keyOf(const QString& sql) { return Rows(repository(), sql).value(0).toInt(); }
     qint32 userKey(const QString& id) { return keyOf(u"SELECT iUserKey FROM tUser WHERE sUserID='%1'"_s.arg(id)); }
 
@@ -51,13 +51,10 @@ protected:
     // Every environment, registration, detail and version row.
     QStringList environmentRows() { return TableRows(repository(), {u"tEnvironment"_s, u"tEnvironmentDetail"_s, u"tEnvironmentUser"_s, u"tVersion"_s}); }
     QString progressTitle() { return window->findChild<frmVersionProgress*>()->windowTitle(); }
-
-    ScriptedDialogs dialogs;
 };
 
 TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 {
-    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     environments().cmdEnvironNew->click();
     Retype(environments().txtEnvironName, u"Web/Test?"_s);
     Retype(environments().txtEnvironDesc, u"Shop front"_s);
@@ -156,8 +153,6 @@ TEST_P(EnvironmentEditorWidgetTest, AnEnvironmentIsBuiltEditedAndDeleted)
 
 TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 {
-    MakeBackupTemplate();
-    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     // Copy fills the chosen empty version from the listed one and leaves the
     // environment's versions as they were.
     const qint32 oe = keyOf(u"SELECT iAppKey FROM tApp WHERE sAppName='Order Entry'"_s);
@@ -260,9 +255,7 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 TEST_P(EnvironmentEditorWidgetTest, TheHistoryWindowShowsThePagesOperationsNewestFirstAndChangesNothing)
 {
     SetHistoryProgram(u"dorvane"_s);
-    MakeBackupTemplate();
     ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
-    OpenTutorial(dialogs, frmMainForm::EnvironmentsPage);
     Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
     environments().cmdEnvironBackup->click();

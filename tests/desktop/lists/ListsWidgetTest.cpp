@@ -4,7 +4,6 @@
 #include "core/lists/NameDescGrids.h"
 #include "desktop/lists/frmFileList.h"
 #include "desktop/mainwindow/MainWindowFixture.h"
-#include "desktop/mainwindow/ScriptedDialogs.h"
 
 #include <QAction>
 #include <QGroupBox>
@@ -50,7 +49,7 @@ void deleteRow(QTableView* view, int row)
 
 class ListsWidgetTest : public MainWindowFixture {
 protected:
-    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(dialogs); }
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(); }
 
     void openKeywords(const QString& app)
     {
@@ -66,8 +65,6 @@ protected:
         EXPECT_TRUE(content.isEmpty() || WriteFile(m_db->tempPath() + u'/' + name, content));
         return m_db->tempPath() + u'/' + name;
     }
-
-    ScriptedDialogs dialogs;
 };
 
 // A name typed into the cell's editor and Enter, Save, and the Delete Row

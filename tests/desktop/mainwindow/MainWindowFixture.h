@@ -5,6 +5,7 @@
 
 #include "desktop/mainwindow/frmMainForm.h"
 #include "core/startup/Startup.h"
+#include "desktop/mainwindow/ScriptedDialogs.h"
 #include "support/TestSupport.h"
 #include "support/WidgetDriving.h"
 
@@ -36,15 +37,10 @@ protected:
     void SetUp() override { m_db = std::make_unique<TestDatabase>(GetParam()); }
     void TearDown() override { window.reset(); session.Close(); }
 
-    // The backup template in the installation folder (the test's folder),
-    // for the window's backups.
-    void MakeBackupTemplate()
-    {
-        MakeDatabaseFile(m_db->tempPath() + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
-    }
-
     // Builds the repository and opens the window on it; the window is shown
-    // and activated as at start-up, so every list is loaded.
+    // and activated as at start-up, so every list is loaded. The
+    // installation folder (the test's folder) holds the user data and the
+    // backup template, the shared folder the test data.
     void OpenWindow(RepositoryContent content = RepositoryContent::ReferenceData)
     {
         m_db->build(content);
@@ -52,6 +48,7 @@ protected:
         QDir().mkpath(sharedPath() + u"/Apps"_s);
         MakeDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
         MakeDatabaseFile(dir + u"/UserData.mdb"_s);
+        MakeDatabaseFile(dir + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
         session.Open({.connectionString = m_db->connectionString(), .sharedResourcePath = sharedPath(),
                       .testDataPath = sharedPath() + u"\\testdata.mdb"_s, .userDataPath = dir + u"\\UserData.mdb"_s, .installationPath = dir, .settingsProblem = {}});
         window = std::make_unique<frmMainForm>(session, messages, launcher, printer);
@@ -61,7 +58,7 @@ protected:
 
     // The tutorial's window, its dialogs answered by `dialogs`, showing
     // `page` (-1: the first).
-    void OpenTutorial(DialogProvider& dialogs, int page = -1)
+    void OpenTutorial(int page = -1)
     {
         OpenWindow(RepositoryContent::Tutorial);
         window->SetDialogProvider(&dialogs);
@@ -90,6 +87,7 @@ protected:
     ScriptedMessages messages;
     RecordingLauncher launcher;
     RecordingPrinter printer;
+    ScriptedDialogs dialogs;
     std::unique_ptr<frmMainForm> window;
 };
 

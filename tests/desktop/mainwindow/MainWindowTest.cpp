@@ -125,8 +125,7 @@ TEST_P(MainWindowTest, PromptsComeInOrderAndCancelOrNoSaveNothing)
 
 TEST_P(MainWindowTest, YesSavesBeforeLeavingAndAFailedSaveKeepsTheProgramOpen)
 {
-    OpenWindow(RepositoryContent::Tutorial);
-    window->activateWindow();
+    OpenTutorial();
     ASSERT_TRUE(TypeCell(options().TDBGridRoles, options().rolesGrid().List().Count(), 0, u"Auditor"_s)
                 && TypeCell(options().TDBGridProjects, 0, 1, u"Reworked"_s));
     users().cmdUserNew->click();

@@ -10,13 +10,7 @@ namespace {
 
 class UsersPageTest : public MainWindowFixture {
 protected:
-    void SetUp() override
-    {
-        MainWindowFixture::SetUp();
-        OpenWindow(RepositoryContent::Tutorial);
-        window->activateWindow();
-        mainTab()->setCurrentIndex(frmMainForm::UsersPage);
-    }
+    void SetUp() override { MainWindowFixture::SetUp(); OpenTutorial(frmMainForm::UsersPage); }
     // The eight boxes: ID, names, passwords, department, e-mail, extension.
     QStringList boxes()
     {
