@@ -58,9 +58,7 @@ TEST_P(EnvironmentConfigTest, AddChecksItsInputThenWritesTheRowAndTakesTheVersio
     noVersion.TestToolText.clear();
     noTool.TestToolKey.reset();
     noTool.TestToolText.clear();
-    EnvironmentRecords first;
-    first.New();
-    ASSERT_TRUE(first.Save({u"Test/Env?"_s, QString(), {b2}}, conn, messages).Ok);
+    addDetail(addEnvironment(u"Test_Env_"_s), b2);
     for (const EnvironConfigInput& input : {noVersion, noEmulator, noTool, choose(b2)})
         EXPECT_FALSE(config.Add(input, conn, messages).Ok);
     EXPECT_EQ(taken(), QStringList({"You must select an application and version to add",

@@ -59,8 +59,7 @@ TEST_P(EnvironmentCopyTest, SaveAsRollsBackCancelAndFailuresThenCopiesTheWholeEn
     busy.begun = busy.ended = 0;
     prompt.labels.clear();
     prompt.answers = {u"2.5"_s, u"3.5"_s, u"5.0"_s};
-    const EnvironOutcome saved = saveAs(u"Release 2.0"_s);
-    ASSERT_TRUE(saved.Ok) << shown();
+    ASSERT_TRUE(saveAs(u"Release 2.0"_s).Ok) << shown();
     EXPECT_EQ(prompt.labels, QStringList({"Enter the new Version ID for Billing - 1.0:", "Enter the new Version ID for Billing - 2.0:",
                                           "Enter the new Version ID for Ledger - 4.2:"}));
     EXPECT_TRUE(!conn.InTransaction() && !testData.InTransaction() && !progress.visible && busy.begun == 1 && busy.ended == 1);

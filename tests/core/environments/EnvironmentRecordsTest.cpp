@@ -78,8 +78,7 @@ TEST_P(EnvironmentRecordsTest, SaveStoresTheNormalisedNameAndTheDetailRowsAndRef
     addDetail(other, v3);
     definition.New();
     definition.TextChanged(EnvironField::Name, false);
-    const EnvironOutcome saved = definition.Save({u"Test/Env?"_s, u"QA"_s, {v2, v1}}, conn, messages);
-    ASSERT_TRUE(saved.Ok) << shown();
+    ASSERT_TRUE(definition.Save({u"Test/Env?"_s, u"QA"_s, {v2, v1}}, conn, messages).Ok) << shown();
     const qint32 key = environmentNamed(u"Test_Env_"_s);
     ASSERT_NE(key, 0);
     EXPECT_EQ(rows(u"SELECT sEnvironmentDesc FROM tEnvironment WHERE iEnvironmentKey=%1"_s.arg(key)), QStringList{u"QA"_s});
