@@ -487,13 +487,12 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
     // Since the backup: one more window in 1.1, R5 left the list and was
     // deleted, a new 1.2 with a window joined it, a user left and another
     // came, and the environment was renamed.
-    const QString version = u"SELECT iVersionKey FROM tVersion WHERE sVersionID='%1'"_s;
     exec(u"INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName) SELECT iVersionKey, 'Extra' FROM tVersion WHERE sVersionID='1.1'"_s);
-    exec(u"DELETE FROM tEnvironmentDetail WHERE iEnvironVerKey IN (%1)"_s.arg(version.arg(u"R5"_s)));
+    exec(u"DELETE FROM tEnvironmentDetail WHERE iEnvironVerKey IN (%1)"_s.arg(kVersionKey.arg(u"Customer Inquiry"_s, u"R5"_s)));
     ASSERT_EQ(ctl({u"delete-version"_s, u"Customer Inquiry"_s, u"R5"_s, u"--yes"_s}).exitCode, 0);
     exec(u"INSERT INTO tVersion (iVersionAppKey, sVersionID, iMapType) SELECT iAppKey, '1.2', 1 FROM tApp WHERE sAppName='Order Entry'"_s);
     exec(u"INSERT INTO tWindow (iWindowVerKey, sWindowPhysicalName) SELECT iVersionKey, 'New' FROM tVersion WHERE sVersionID='1.2'"_s);
-    exec(u"INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey) SELECT iEnvironmentKey, (%1) FROM tEnvironment"_s.arg(version.arg(u"1.2"_s)));
+    exec(u"INSERT INTO tEnvironmentDetail (iEnvironKey, iEnvironVerKey) SELECT iEnvironmentKey, (%1) FROM tEnvironment"_s.arg(kVersionKey.arg(u"Order Entry"_s, u"1.2"_s)));
     exec(u"DELETE FROM tEnvironmentUser WHERE iUserKey IN (SELECT iUserKey FROM tUser WHERE sUserID='mbrown')"_s);
     exec(u"INSERT INTO tUser (sUserID) VALUES ('temp')"_s);
     exec(u"INSERT INTO tEnvironmentUser (iEnvironKey, iUserKey) SELECT iEnvironmentKey, (SELECT iUserKey FROM tUser WHERE sUserID='temp') FROM tEnvironment"_s);
@@ -526,7 +525,7 @@ TEST_P(DryRunTest, ARestoresDryRunSaysWhatItReplaces)
               (QList<QStringList>{{u"Order Entry"_s, u"1.1"_s, u"refilled"_s, versions[0][4], versions[0][4]},
                                   {u"Customer Inquiry"_s, u"R5"_s, u"recreated"_s, u"0"_s, versions[1][4]},
                                   {u"Customer Inquiry"_s, u"R5"_s, u"emptied"_s, versions[1][4], u"0"_s}}));
-    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey IN (%1)"_s.arg(version.arg(u"1.2"_s))), QStringList());
+    EXPECT_EQ(rows(u"SELECT iWindowKey FROM tWindow WHERE iWindowVerKey IN (%1)"_s.arg(kVersionKey.arg(u"Order Entry"_s, u"1.2"_s))), QStringList());
     EXPECT_EQ(linesOf(second.out, u"user"_s).size(), 3);
 
     // The file's checks come first: another environment's file is refused
@@ -547,8 +546,6 @@ INSTANTIATE_TEST_SUITE_P(Repositories, DryRunTest, ::testing::ValuesIn(CtlReposi
 // ---- the history of operations ----
 
 using HistoryCommandsTest = CtlRepositoryTest;
-
-const QString kFreeVersion = u"SELECT iVersionKey FROM tVersion WHERE sVersionID='1.0'"_s;
 
 // `history` with `arguments`, each line cut to the fields from the program
 // to the message, and the rows when `withRows`.
@@ -574,7 +571,7 @@ TEST_P(HistoryCommandsTest, EachOutcomeLeavesOneEntryAndTheFiltersChooseThem)
     const qsizetype before = dump().size();
     expectRuns({{u"delete-version|Order Entry|1.0|--yes"_s, 0, u"…"_s}});
     const qsizetype deleted = before - dump().size();
-    ASSERT_TRUE(rows(kFreeVersion).isEmpty());
+    ASSERT_TRUE(rows(kVersionKey.arg(u"Order Entry"_s, u"1.0"_s)).isEmpty());
     expectRuns({
         {u"delete-version|Order Entry|1.1|--yes"_s, 1, u"…"_s},
         {u"delete-application|Web Store"_s, 1, u"…"_s},  // answered No: no entry
@@ -661,7 +658,7 @@ TEST_P(HistoryCommandsTest, AMissingTableIsNotedAndAFailedEntryLeavesTheOperatio
         {u"upgrade-repository"_s, 0, QString(), u"up to date: 0 indexes added\n"_s},
         {u"history"_s, 0, QString(), QString()},
     });
-    EXPECT_TRUE(rows(kFreeVersion).isEmpty());
+    EXPECT_TRUE(rows(kVersionKey.arg(u"Order Entry"_s, u"1.0"_s)).isEmpty());
 
     exec(u"DROP TABLE dvHistory"_s);
     exec(u"CREATE TABLE dvHistory (iOther integer)"_s);
