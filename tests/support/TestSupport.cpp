@@ -74,11 +74,6 @@ void TestDatabase::build(RepositoryContent content) const
     BuildDatabase(connection, SchemaVariant::Repository, content);
 }
 
-QString TestDatabase::settings() const
-{
-    return isOdbc() ? uR"("ActiveDB"="Server"|"IsLocalDatabase"=dword:00000000|"ActiveDSN"="%1")"_s.arg(TestDsn()) : localSettings(u"Test.mdb"_s);
-}
-
 QString TestDatabase::localSettings(const QString& file) const
 {
     return uR"("ActiveDB"="Local"|"IsLocalDatabase"=dword:00000001|"LocalDatabasePath"="%1"|"LocalDatabaseName"="%2")"_s.arg(tempPath(), file);

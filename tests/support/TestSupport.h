@@ -42,10 +42,8 @@ public:
     // connection of its own.
     void build(RepositoryContent content) const;
 
-    // Settings value lines ('|' between) that make start-up open it: the
-    // data source, or the file; localSettings names a file of its folder
-    // as the local database, on either backend.
-    QString settings() const;
+    // Settings value lines ('|' between) that make start-up open a file of
+    // its folder as the local database, on either backend.
     QString localSettings(const QString& file) const;
 
     // Column types for a test's own tables: an auto-number integer primary
