@@ -1,12 +1,18 @@
 // The main window: its pages, the first activation, and leaving it: cmdExit
 // asks editor by editor in a fixed order, and a failed save keeps it open.
+// A second copy of the program finds the first, which restores and raises
+// its window.
 
 #include "core/lists/NameDescGrids.h"
 #include "desktop/mainwindow/MainWindowFixture.h"
 #include "desktop/mainwindow/QtInteraction.h"
+#include "desktop/startup/SingleInstance.h"
 
+#include <QDeadlineTimer>
 #include <QLabel>
 #include <QPushButton>
+
+#include <future>
 
 namespace dorvane::test {
 namespace {
@@ -181,6 +187,34 @@ TEST_P(MainWindowTest, TheWindowFitsASmallScreen)
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, MainWindowTest, ::testing::ValuesIn(TestBackends()));
+
+// The second copy runs in another thread, as it would in another process,
+// while this thread's event loop serves the first copy.
+bool activateFromAnotherCopy()
+{
+    auto second = std::async(std::launch::async, [] { return SingleInstance().ActivateInstance(); });
+    QDeadlineTimer deadline(5000);
+    while (second.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return second.get();
+}
+
+TEST(SingleInstanceTest, ASecondCopyRestoresTheFirstCopysMinimisedWindowOnItsDisplayOnly)
+{
+    qputenv("DISPLAY", ":dorvane-test-none");
+    EXPECT_FALSE(SingleInstance().ActivateInstance()) << "without a first copy the program starts normally";
+
+    qputenv("DISPLAY", ":dorvane-test-raise");
+    QWidget window;
+    window.showMinimized();
+    SingleInstance first;
+    first.Listen(&window);
+    EXPECT_TRUE(activateFromAnotherCopy());
+    EXPECT_TRUE(!window.isMinimized() && window.isVisible());
+
+    qputenv("DISPLAY", ":dorvane-test-other");
+    EXPECT_FALSE(activateFromAnotherCopy()) << "copies on other displays do not meet";
+}
 
 } // namespace
 } // namespace dorvane::test
