@@ -76,6 +76,8 @@ protected:
     Built build(qint32 app, const std::vector<VersionSpec>& versions);
     qint32 addVersion(qint32 app, const VersionSpec& version) { return build(app, {version}).version; }
     qint32 addWindow(qint32 version, const QString& name);
+    // A keyword of an application.
+    qint32 addKeyword(qint32 app, const QString& name, const QVariant& description = u"d"_s) { return add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, app}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, description}}); }
     // A version in an environment, run with a test tool and emulator.
     qint32 addDetail(qint32 environment, qint32 version, qint32 tool = 1, qint32 emulator = 0)
     {

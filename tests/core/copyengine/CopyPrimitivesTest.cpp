@@ -12,17 +12,13 @@
 using namespace dorvane;
 using namespace dorvane::test;
 
-namespace {
-
-KeyMap& batch(KeyMap& map, std::initializer_list<std::pair<qint32, qint32>> pairs)
+static KeyMap& batch(KeyMap& map, std::initializer_list<std::pair<qint32, qint32>> pairs)
 {
     map.Grow(qint32(pairs.size()));
     for (const auto& [oldKey, newKey] : pairs)
         map.StoreNext(oldKey, newKey);
     return map;
 }
-
-} // namespace
 
 // Random growth, replacement, resets and stores against a plain two-row
 // table scanned from position 1.
@@ -114,10 +110,6 @@ protected:
         backup->CurrentVersionLabel = u"Order Entry"_s;
     }
 
-    qint32 keyword(qint32 appKey, const QString& name, const QString& desc = u"d"_s)
-    {
-        return add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, desc}});
-    }
     void relation(qint32 keywordKey, const QString& holderColumn, qint32 holder)
     {
         add(u"tKeywordRel"_s, {{u"iKeywordRelKeywordKey"_s, keywordKey}, {holderColumn, holder}});
@@ -224,12 +216,12 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 
     // Keywords match by their exact name, though the database finds names
     // in other letter cases first, or are added again.
-    const qint32 smoke = keyword(app, u"Smoke"_s);
-    const qint32 regression = keyword(app, u"Regression"_s);
+    const qint32 smoke = addKeyword(app, u"Smoke"_s);
+    const qint32 regression = addKeyword(app, u"Regression"_s);
     const qint32 target = add(u"tApp"_s, {{u"sAppName"_s, u"Target"_s}});
-    const qint32 upper = keyword(target, u"SMOKE"_s, u"other case"_s);
-    const qint32 existing = keyword(target, u"Smoke"_s, u"kept"_s);
-    const qint32 lower = keyword(target, u"regression"_s);
+    const qint32 upper = addKeyword(target, u"SMOKE"_s, u"other case"_s);
+    const qint32 existing = addKeyword(target, u"Smoke"_s, u"kept"_s);
+    const qint32 lower = addKeyword(target, u"regression"_s);
 
     ASSERT_TRUE(backup->CopyKeywords(app, target, conn, true)) << shown();
     EXPECT_EQ(newKey(u"keyword"_s, smoke), existing);
@@ -247,7 +239,7 @@ TEST_P(CopyPrimitivesTest, VariablesRequirementsAndKeywordsFillTheirMaps)
 
     // A name with an apostrophe is matched like any other, twice over.
     const qint32 quoted = add(u"tApp"_s, {{u"sAppName"_s, u"Quoted"_s}});
-    keyword(quoted, u"O'Neil"_s);
+    addKeyword(quoted, u"O'Neil"_s);
     ASSERT_TRUE(backup->CopyKeywords(quoted, target, conn, true)) << shown();
     ASSERT_TRUE(backup->CopyKeywords(quoted, target, conn, true)) << shown();
     EXPECT_EQ(count(u"SELECT * FROM tKeyword WHERE iKeywordAppKey=%1 AND sKeywordName='O''Neil'"_s.arg(target)), 1);
@@ -262,7 +254,7 @@ TEST_P(CopyPrimitivesTest, ProcessesRemapWindowsObjectsAndKeywordsButKeepTheirOw
     source = v.version;
     const qint32 first = v[u"Start"_s], mapped = v[u"frmLogin"_s], object = v[u"txtUser"_s];
     const qint32 system = v[u"[System Screen]"_s], placeholder = v[u"Placeholder"_s];
-    const qint32 kw = keyword(app, u"Smoke"_s);
+    const qint32 kw = addKeyword(app, u"Smoke"_s);
     const qint32 requirement = add(u"tRequirement"_s, {{u"iRequirementAppVerKey"_s, source}});
     relation(kw, u"iKeywordRelProcessKey"_s, first);
     const qint32 main = addFull(u"tProcess"_s, {{u"iProcessVerKey"_s, source}, {u"iProcessDependencyKey"_s, first},
@@ -349,7 +341,7 @@ TEST_P(CopyPrimitivesTest, EachStageOfAProcessCopyNamesItsFailure)
 {
     const Built v = build(app, {{u"1.5"_s, {u"frmLogin"_s}, {{u"Login"_s, {u"frmLogin"_s}}}}});
     source = v.version;
-    relation(keyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v[u"Login"_s]);
+    relation(addKeyword(app, u"Smoke"_s), u"iKeywordRelProcessKey"_s, v[u"Login"_s]);
     for (const auto& [table, stage] : std::vector<std::pair<QString, QString>>{
              {u"tProcess"_s, u"Processes"_s}, {u"tStepWindow"_s, u"Step Windows"_s}, {u"tStep"_s, u"Steps"_s}, {u"tKeywordRel"_s, u"Process Keywords"_s}}) {
         SCOPED_TRACE(table.toStdString());
@@ -397,7 +389,7 @@ TEST_P(CopyPrimitivesTest, CyclesAndSchedulesTakeWhatWasCopied)
 
     // A schedule running a copied cycle and one of another version.
     const qint32 other = add(u"tCycle"_s, {{u"iCycleVerKey"_s, elsewhere.version}});
-    const qint32 kw = keyword(app, u"Nightly"_s);
+    const qint32 kw = addKeyword(app, u"Nightly"_s);
     const qint32 schedule = addFull(u"tSchedule"_s, {{u"iScheduleEnvironKey"_s, environment}});
     for (const qint32 cycle : {c1, other})
         add(u"tScheduleCycles"_s, {{u"iScheduleKey"_s, schedule}, {u"iCycleKey"_s, cycle}, {u"iCycleSequenceNum"_s, cycle == c1 ? 1 : 2}});

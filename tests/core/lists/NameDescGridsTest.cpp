@@ -233,10 +233,9 @@ INSTANTIATE_TEST_SUITE_P(Backends, NameDescGridsTest, ::testing::ValuesIn(TestBa
 
 // ---- keyword files ----
 
-class KeywordFilesTest : public AppRepositoryTest {
+// The grids' two applications, appA and appB.
+class KeywordFilesTest : public NameDescGridsTest {
 protected:
-    void SetUp() override { AppRepositoryTest::SetUp(); app = addApp(u"Orders"_s, u"ORD"_s, kPlatformWindows); other = addApp(u"Billing"_s, u"BILL"_s, kPlatformWindows); }
-    void addKeyword(qint32 appKey, const QString& name, const QVariant& desc) { add(u"tKeyword"_s, {{u"iKeywordAppKey"_s, appKey}, {u"sKeywordName"_s, name}, {u"sKeywordDesc"_s, desc}}); }
     // "name|description" per keyword of the application, in key order.
     QStringList keywords(qint32 appKey)
     {
@@ -247,8 +246,6 @@ protected:
     QString write(const QByteArray& content, const QString& name = u"in.txt"_s) { EXPECT_TRUE(WriteFile(path(name), content)); return path(name); }
     bool exportTo(qint32 appKey, const QString& file) { return ExportKeywords(conn, messages, appKey, [file] { return std::optional(file); }); }
     KeywordImportOutcome importFrom(qint32 appKey, const QString& file) { return ImportKeywords(conn, messages, appKey, [file] { return std::optional(file); }); }
-
-    qint32 app = 0, other = 0;
 };
 
 // Name TAB description CR LF in name order (letter case ignored), a TAB in
@@ -260,19 +257,19 @@ protected:
 TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 {
     const QString fresh = path(u"empty.txt"_s), earlier = write("Kept\tAs it was\r\n", u"earlier.txt"_s);
-    EXPECT_TRUE(exportTo(app, fresh) && exportTo(app, earlier));
+    EXPECT_TRUE(exportTo(appA, fresh) && exportTo(appA, earlier));
     EXPECT_EQ(std::pair(bytes(fresh), bytes(earlier)), std::pair(QByteArray(), QByteArray()));
 
-    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
-    addKeyword(app, u"Orders"_s, u"Touches\torder data"_s);
-    addKeyword(app, u"billing"_s, QVariant());
-    addKeyword(other, u"Elsewhere"_s, u"Not this application"_s);
-    ASSERT_TRUE(exportTo(app, fresh) && messages.shown.isEmpty()) << Shown(messages);
+    addKeyword(appA, u"Smoke"_s, u"Quick check"_s);
+    addKeyword(appA, u"Orders"_s, u"Touches\torder data"_s);
+    addKeyword(appA, u"billing"_s, QVariant());
+    addKeyword(appB, u"Elsewhere"_s, u"Not this application"_s);
+    ASSERT_TRUE(exportTo(appA, fresh) && messages.shown.isEmpty()) << Shown(messages);
     EXPECT_EQ(bytes(fresh), QByteArray("billing\t\r\nOrders\tTouches\torder data\r\nSmoke\tQuick check\r\n"));
 
-    addKeyword(other, u"Caf\u00e9 \u2013 \u20ac"_s, u"\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 \U0001F600 \u0100"_s);
+    addKeyword(appB, u"Caf\u00e9 \u2013 \u20ac"_s, u"\u201cQuoted\u201d \u2018it\u2019s\u2019 \u2026 \u0160\u0178 \U0001F600 \u0100"_s);
     const QString file = path(u"cp1252.txt"_s);
-    EXPECT_TRUE(exportTo(other, file));
+    EXPECT_TRUE(exportTo(appB, file));
     EXPECT_EQ(bytes(file), QByteArray("Caf\xe9 \x96 \x80\t\x93Quoted\x94 \x91it\x92s\x92 \x85 \x8a\x9f ? ?\r\nElsewhere\tNot this application\r\n"));
     const qint32 third = addApp(u"Third"_s, u"THIRD"_s, kPlatformWindows);
     EXPECT_EQ(importFrom(third, file).result, KeywordImportResult::Imported);
@@ -294,34 +291,34 @@ TEST_P(KeywordFilesTest, ExportWritesNameTabDescriptionCrLfInWindows1252)
 // files that stop a read are in the table of keyword files below).
 TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndAFailureOrABadLineAddsNothing)
 {
-    addKeyword(app, u"Smoke"_s, u"Stored"_s);
-    addKeyword(other, u"Nightly"_s, u"Other application"_s);
+    addKeyword(appA, u"Smoke"_s, u"Stored"_s);
+    addKeyword(appB, u"Nightly"_s, u"Other application"_s);
     const QString file = write("Smoke\tFrom the file\r\nsmoke\tOther case\r\nNightly\tNew\there\r\nNightly\tTwice\r\nBlank\t\r\n");
-    KeywordImportOutcome outcome = importFrom(app, file);
+    KeywordImportOutcome outcome = importFrom(appA, file);
     EXPECT_EQ(std::tuple(outcome.result, outcome.rowsAdded, outcome.rowsSkipped, KeywordImportCounts(outcome)),
               std::tuple(KeywordImportResult::Imported, 3, 2, u"added: 3  skipped: 2"_s));
-    EXPECT_EQ(keywords(app), QStringList({"Smoke|Stored", "smoke|Other case", "Nightly|New\there", "Blank| "}));
+    EXPECT_EQ(keywords(appA), QStringList({"Smoke|Stored", "smoke|Other case", "Nightly|New\there", "Blank| "}));
 
-    outcome = importFrom(app, file);
+    outcome = importFrom(appA, file);
     EXPECT_EQ(std::pair(outcome.result, KeywordImportCounts(outcome)), std::pair(KeywordImportResult::Imported, u"added: 0  skipped: 5"_s));
-    EXPECT_EQ(std::pair(keywords(app).size(), messages.shown), std::pair(qsizetype(4), QStringList()));
+    EXPECT_EQ(std::pair(keywords(appA).size(), messages.shown), std::pair(qsizetype(4), QStringList()));
 
     // A file that cannot be opened fails (a missing one, and an export into
     // a missing folder, named in the message, are on the command test); a
     // row the repository refuses stops the import with the database's
     // reason, and the rows before it are not kept.
     const QString importPrefix = u"Error while Importing Keywords: "_s;
-    const KeywordImportOutcome folder = importFrom(other, db->tempPath());
+    const KeywordImportOutcome folder = importFrom(appB, db->tempPath());
     EXPECT_EQ(std::pair(folder.result, folder.ReloadGrid()), std::pair(KeywordImportResult::Failed, false));
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown[0].startsWith(importPrefix)) << Shown(messages);
     DB_ASSERT(conn.Execute(u"CREATE UNIQUE INDEX one_description ON tKeyword (iKeywordAppKey, sKeywordDesc)"_s));
     messages.shown.clear();
-    outcome = importFrom(other, write("One\tFirst\r\nTwo\tOther application\r\nThree\tThird\r\n"));
+    outcome = importFrom(appB, write("One\tFirst\r\nTwo\tOther application\r\nThree\tThird\r\n"));
     EXPECT_EQ(std::pair(outcome.result, outcome.rowsAdded), std::pair(KeywordImportResult::Failed, 0));
     EXPECT_TRUE(messages.shown.size() == 1 && messages.shown.front().startsWith(importPrefix) && messages.shown.front().size() > 32
                 && messages.shown.front().endsWith(kImportNothingAdded))
         << "and the database's reason: " << Shown(messages);
-    EXPECT_EQ(keywords(other), QStringList({"Nightly|Other application"}));
+    EXPECT_EQ(keywords(appB), QStringList({"Nightly|Other application"}));
 }
 
 // An export replaces the chosen file whole: a longer file keeps no tail,
@@ -330,7 +327,7 @@ TEST_P(KeywordFilesTest, ImportSkipsNamesTheApplicationHasAndAFailureOrABadLineA
 // file as it was and no file of its own behind.
 TEST_P(KeywordFilesTest, ExportReplacesTheFileWholeAndAFailureLeavesItAsItWas)
 {
-    addKeyword(app, u"Smoke"_s, u"Quick check"_s);
+    addKeyword(appA, u"Smoke"_s, u"Quick check"_s);
     QByteArray longer;
     for (int i = 0; i < 100000; ++i)
         longer += "Keyword " + QByteArray::number(i) + "\tOlder export\r\n";
@@ -340,17 +337,17 @@ TEST_P(KeywordFilesTest, ExportReplacesTheFileWholeAndAFailureLeavesItAsItWas)
     const QStringList folder = QDir(db->tempPath()).entryList(QDir::Files | QDir::System | QDir::Hidden);
 
     const QByteArray one("Smoke\tQuick check\r\n");
-    ASSERT_TRUE(exportTo(app, path(u"link.txt"_s))) << Shown(messages);
+    ASSERT_TRUE(exportTo(appA, path(u"link.txt"_s))) << Shown(messages);
     EXPECT_EQ(std::tuple(bytes(file), QFileInfo(path(u"link.txt"_s)).isSymLink(), int(QFile::permissions(file))),
               std::tuple(one, true, int(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser | QFile::ReadGroup)));
 
     // A record set without descriptions fails at its first line.
     ASSERT_TRUE(write(longer, u"keywords.txt"_s) == file);
-    Recordset names(u"SELECT iKeywordKey, sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(app), conn);
+    Recordset names(u"SELECT iKeywordKey, sKeywordName FROM tKeyword WHERE iKeywordAppKey=%1"_s.arg(appA), conn);
     EXPECT_THROW(WriteKeywordFile(file, names), DbError);
     // A folder in the file's place; a file in a folder that is not there.
     messages.shown.clear();
-    EXPECT_FALSE(exportTo(app, db->tempPath()) || exportTo(app, path(u"missing/keywords.txt"_s)));
+    EXPECT_FALSE(exportTo(appA, db->tempPath()) || exportTo(appA, path(u"missing/keywords.txt"_s)));
     EXPECT_TRUE(messages.shown.size() == 2 && messages.shown[0].startsWith(u"Error while exporting Keywords: "_s)
                 && messages.shown[1].contains(u"missing/keywords.txt"_s)) << Shown(messages);
     EXPECT_EQ(std::pair(bytes(file) == longer, QDir(db->tempPath()).entryList(QDir::Files | QDir::System | QDir::Hidden)),
