@@ -22,8 +22,7 @@ TEST_P(Backups, BackupAllCarriesOnAfterAFailure)
 {
     const QString tutorial = backUp(u"TUTORIAL"_s);
     const QDir backups = QDir::cleanPath(QFileInfo(tutorial).dir().filePath(u".."_s));
-    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('Blocked')"_s);
-    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('OTHER')"_s);
+    exec(u"INSERT INTO tEnvironment (sEnvironmentName) VALUES ('Blocked'), ('OTHER')"_s);
     // A file where Blocked's folder belongs.
     ASSERT_TRUE(WriteFile(backups.filePath(u"Blocked"_s), {}));
 
