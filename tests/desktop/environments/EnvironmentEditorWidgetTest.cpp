@@ -187,7 +187,6 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
                          u"Saved as Release 2_0, with a copy of every version."_s));
 
     // The environment's own folder is made by the first backup.
-    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
     const QString backups = sharedPath() + u"\\Environments\\Backups\\"_s;
     const QString file = QDate::currentDate().toString(u"MM-dd-yyyy"_s) + u".MDB"_s;
     Select(environments().lbEnvironList, u"TUTORIAL"_s);
@@ -255,7 +254,6 @@ TEST_P(EnvironmentEditorWidgetTest, CopySaveAsBackupAndRestoreRunFromThePage)
 TEST_P(EnvironmentEditorWidgetTest, TheHistoryWindowShowsThePagesOperationsNewestFirstAndChangesNothing)
 {
     SetHistoryProgram(u"dorvane"_s);
-    ASSERT_TRUE(QDir().mkpath(sharedPath() + u"/Environments/Backups"_s));
     Select(environments().lbEnvironList, u"TUTORIAL"_s);
     messages.Queue(Answer::Yes);
     environments().cmdEnvironBackup->click();

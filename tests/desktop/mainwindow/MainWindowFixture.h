@@ -40,13 +40,12 @@ protected:
     // Builds the repository and opens the window on it; the window is shown
     // and activated as at start-up, so every list is loaded. The
     // installation folder (the test's folder) holds the user data and the
-    // backup template, the shared folder the test data.
+    // backup template; the shared folder is made as dorvanectl makes one.
     void OpenWindow(RepositoryContent content = RepositoryContent::ReferenceData)
     {
         m_db->build(content);
         const QString dir = m_db->tempPath();
-        QDir().mkpath(sharedPath() + u"/Apps"_s);
-        MakeDatabaseFile(sharedPath() + u"/testdata.mdb"_s);
+        ASSERT_TRUE(CreateSharedFolder(sharedPath()).ok);
         MakeDatabaseFile(dir + u"/UserData.mdb"_s);
         MakeDatabaseFile(dir + u"/ZentrixBackup.mdb"_s, SchemaVariant::BackupTemplate);
         session.Open({.connectionString = m_db->connectionString(), .sharedResourcePath = sharedPath(),
