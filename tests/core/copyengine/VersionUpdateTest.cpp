@@ -16,16 +16,6 @@ class VersionUpdateTest : public CopyEngineTest {
 protected:
     std::optional<RepositoryContent> content() const override { return RepositoryContent::Tutorial; }
 
-    void SetUp() override
-    {
-        CopyEngineTest::SetUp();
-        environment = firstKey(u"SELECT * FROM tEnvironment WHERE sEnvironmentName='TUTORIAL'"_s);
-        oe11 = firstKey(u"SELECT * FROM tVersion WHERE sVersionID='1.1'"_s);
-        oe10 = firstKey(u"SELECT * FROM tVersion WHERE sVersionID='1.0'"_s);
-        r5 = firstKey(u"SELECT * FROM tVersion WHERE sVersionID='R5'"_s);
-        orderEntry = intValue(u"tVersion"_s, oe11, u"iVersionAppKey"_s);
-    }
-
     // A new, empty version of Order Entry holding only its system screen,
     // with the start-up pointers of 1.1 as a version saved from it has.
     qint32 newVersion(const QString& id)
@@ -43,7 +33,10 @@ protected:
     qint32 objectOf(qint32 window, const QString& name) { return firstKey(u"SELECT * FROM tObject WHERE iObjectWindowKey=%1 AND sObjectPhysicalName='%2'"_s.arg(window).arg(name)); }
     qint32 versionValue(qint32 version, const char* column) { return intValue(u"tVersion"_s, version, u"iVersion"_s + QLatin1String(column)); }
 
-    qint32 environment = 0, oe10 = 0, oe11 = 0, r5 = 0, orderEntry = 0;
+    // The tutorial's keys, which its data files fix (DataFilesTest): the
+    // TUTORIAL environment, Order Entry with its versions 1.0 and 1.1, and
+    // Customer Inquiry's R5.
+    const qint32 environment = 1, orderEntry = 1, oe10 = 1, oe11 = 2, r5 = 3;
 };
 
 TEST_P(VersionUpdateTest, TheCopyTakesOverWhatTheEnvironmentHeldOfTheSourceVersion)
