@@ -434,6 +434,7 @@ TEST_P(CopyPrimitivesTest, StepFixUpFollowsTheRulesToTheLetterInTheDestinationVe
                              u"Value=@[5|12]"_s, u"=@[5|12] and =@x[6| 13]"_s, u"=@[5|12"_s, u"=@[5 12]"_s, u"a=@b[|]"_s,
                              u"=@[[1|2]]"_s, u"x=@[1|12]y=@[2|99]z"_s, u"=@"_s, u"[1|12]"_s, u"Wert=@[ 7| 13] ünd"_s,
                              u"=@[1|-13]"_s, u"=@[1|\t+0012x]"_s, u"=@[1|000000000013]"_s, u"=@[1|1234567890]"_s,
+                             u"=@[1|  13 ]"_s, u"=@[1|1 3]"_s, u"=@[1| ]"_s, u"=@[1|000000013]"_s, u"=@[1|999999999]"_s,
                              u"ProcessKey=000000000017"_s, u"ProcessKey=2147483647"_s};
     std::vector<std::pair<qint32, QString>> steps;
     for (const QString& text : texts)
