@@ -370,11 +370,6 @@ int main(int argc, char* argv[])
             // the same reference data.
             if (generateInto(main, shape, "server").environment != g.environment)
                 throw std::runtime_error("the server's content differs from the file's");
-            // Settled as the copies leave it afterwards: the first reader of
-            // freshly loaded rows sets their hint bits (writing every page it
-            // reads), and the server's autovacuum would visit the new tables
-            // while the reference runs.
-            main.Execute(QStringLiteral("VACUUM ANALYZE"));
         }
 
         // The database's own copy: on SQLite on the raw copy's file (its
@@ -383,6 +378,9 @@ int main(int argc, char* argv[])
         if (server) {
             // A role without the right to ask for checkpoints gets none.
             settle = [&main] {
+                // The generated content too: the first reader of freshly
+                // loaded rows sets their hint bits, writing every page it
+                // reads, and the reference would pay for that.
                 main.Execute(QStringLiteral("VACUUM ANALYZE"));
                 QSqlQuery q(main.database());
                 if (!q.exec(QStringLiteral("CHECKPOINT"))) {
@@ -419,7 +417,6 @@ int main(int argc, char* argv[])
                 for (const bench::ContentRows& rows : content)
                     serverExec(main, QStringLiteral("DELETE FROM %1 WHERE %2 < 0").arg(rows.table, rows.parentColumn));
                 main.CommitTrans();
-                main.Execute(QStringLiteral("VACUUM ANALYZE"));
             }
             QFile::remove(rawFile);
         }

@@ -140,8 +140,12 @@ BEGIN
   RETURN v;
 END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_argument_number(t text) RETURNS integer LANGUAGE plpgsql IMMUTABLE AS $f$
-DECLARE r text[] := regexp_match(t, '^[ \t]*([+-]?)([0-9]*)');
+DECLARE digits text := ltrim(t, ' '); r text[];
 BEGIN
+  -- Up to nine digits after spaces, the commonest number, are read by a
+  -- cast; the rest by the rules (the pattern costs twice the cast).
+  IF digits <> '' AND length(digits) <= 9 AND translate(digits, '0123456789', '') = '' THEN RETURN digits::integer; END IF;
+  r := regexp_match(t, '^[ \t]*([+-]?)([0-9]*)');
   IF r[2] = '' THEN RETURN 0; END IF;
   IF length(ltrim(r[2], '0')) <= 9 THEN RETURN (r[1] || r[2])::integer; END IF;
   RETURN pg_temp.dv_read_number(t);
@@ -150,7 +154,7 @@ END $f$)",
 $f$ SELECT CASE WHEN k >= 0 THEN ' ' || k::text ELSE k::text END $f$)",
     R"(CREATE OR REPLACE FUNCTION pg_temp.dv_fixed_tokens(arg text, destination integer) RETURNS text
 LANGUAGE plpgsql AS $f$
-DECLARE t text := arg; k integer; m integer; scan integer := 1; digits text;
+DECLARE t text := arg; k integer; m integer; scan integer := 1;
         s integer; o integer; b integer; c integer; changed boolean := false;
 BEGIN
   IF t IS NULL THEN RETURN NULL; END IF;
@@ -159,14 +163,7 @@ BEGIN
     o := strpos(substr(t, s), chr(91)); EXIT WHEN o = 0; o := o + s - 1;
     b := strpos(substr(t, o + 1), '|'); EXIT WHEN b = 0; b := b + o;
     c := strpos(substr(t, b + 1), chr(93)); EXIT WHEN c = 0; c := c + b;
-    -- Up to nine digits after spaces, the commonest number, are read by a
-    -- cast; the rest by the rules (a call costs twice the cast).
-    digits := ltrim(substr(t, b + 1, c - b - 1), ' ');
-    IF digits <> '' AND length(digits) <= 9 AND translate(digits, '0123456789', '') = '' THEN
-      k := digits::integer;
-    ELSE
-      k := pg_temp.dv_argument_number(substr(t, b + 1, c - b - 1));
-    END IF;
+    k := pg_temp.dv_argument_number(substr(t, b + 1, c - b - 1));
     m := NULL;
     SELECT new INTO m FROM dv_map_variable WHERE old = k;
     IF m IS NOT NULL AND m <> 0 THEN k := m; END IF;
