@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QString>
-#include <QStringView>
+#include <QByteArray>
+#include <QByteArrayView>
 
 #include <functional>
 #include <optional>
@@ -14,7 +14,10 @@ using KeyLookup = std::function<qint32(qint32)>;
 // The column of a step's argument text.
 inline constexpr char kStepArgumentsColumn[] = "sStepArguments";
 
-// The keys inside a step's argument text (sStepArguments):
+// The keys inside a step's argument text (sStepArguments), read from its
+// UTF-8 bytes: every character the rules look for is ASCII, which UTF-8
+// never uses inside another character, so a text is rewritten where the
+// database holds it, without a conversion.
 //   a process call   "ProcessKey=" followed by a process key (the first
 //                    occurrence counts);
 //   variable tokens  "=@", any text, then "[" version key "|" variable key "]";
@@ -24,11 +27,11 @@ inline constexpr char kStepArgumentsColumn[] = "sStepArguments";
 // skipped, then an optional sign and digits up to the first character that
 // cannot continue the number; an empty or non-numeric stretch reads as 0.
 // A number beyond 32 bits throws DbError ("Overflow").
-qint32 ReadArgumentNumber(QStringView text);
+qint32 ReadArgumentNumber(QByteArrayView text);
 
 // A number as the argument texts store it: a leading blank for a number
 // that is not negative (" 42"), the minus sign otherwise ("-7").
-QString FormatArgumentNumber(qint32 number);
+QByteArray FormatArgumentNumber(qint32 number);
 
 // The rewritten argument text of a step of the destination version, or
 // nullopt when the text stays as it is.
@@ -39,7 +42,7 @@ QString FormatArgumentNumber(qint32 number);
 //  - Otherwise every complete variable token gets the destination version
 //    key and its variable key mapped through variableMap when found there;
 //    an incomplete token ends the scan and is left as it stands.
-std::optional<QString> FixUpStepArguments(const QString& text, qint32 destinationVersionKey, const KeyLookup& processMap,
-                                          const KeyLookup& variableMap);
+std::optional<QByteArray> FixUpStepArguments(QByteArrayView text, qint32 destinationVersionKey, const KeyLookup& processMap,
+                                             const KeyLookup& variableMap);
 
 } // namespace dorvane

@@ -205,11 +205,10 @@ public:
             m_processKeys.insert(oldKey, newKey);
         for (const auto& [oldKey, newKey] : copy.Rows(QStringLiteral("SELECT old, new FROM ") + variables))
             m_variableKeys.insert(oldKey, newKey);
-        db.DefineTextFunction(kFunction, [this](const QString& text) {
+        db.DefineTextFunction(kFunction, [this](QByteArrayView text) {
             return FixUpStepArguments(
                        text, m_destination, [this](qint32 key) { return m_processKeys.value(key); },
-                       [this](qint32 key) { return m_variableKeys.value(key); })
-                .value_or(text);
+                       [this](qint32 key) { return m_variableKeys.value(key); });
         });
     }
     ~ArgumentFixUp()

@@ -353,7 +353,7 @@ void Connection::UseSmallPageCache()
         sqlite::SetPageCache(handle, kSqliteReadingPageCacheKiB);
 }
 
-bool Connection::DefineTextFunction(const QString& name, std::function<QString(const QString&)> function)
+bool Connection::DefineTextFunction(const QString& name, std::function<std::optional<QByteArray>(QByteArrayView)> function)
 {
     d->requireOpen();
     sqlite3* handle = sqlite::Handle(d->db);

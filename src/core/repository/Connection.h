@@ -2,6 +2,8 @@
 
 #include "core/repository/DbError.h"
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -10,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace dorvane {
 
@@ -133,11 +136,13 @@ public:
     void SendHeldWrites();
 
     // Makes `function` the SQL function `name` of one text argument on this
-    // connection, for its statements to call (null for a null argument; a
-    // DbError it throws fails the statement); an empty function removes
-    // it. False, and nothing defined, on a backend whose functions live in
-    // the server (PostgreSQL).
-    bool DefineTextFunction(const QString& name, std::function<QString(const QString&)> function);
+    // connection, for its statements to call: it takes and gives the text's
+    // UTF-8 bytes as the database holds them (null for a null argument,
+    // the argument itself where the function answers nullopt; a DbError it
+    // throws fails the statement); an empty function removes it. False, and
+    // nothing defined, on a backend whose functions live in the server
+    // (PostgreSQL).
+    bool DefineTextFunction(const QString& name, std::function<std::optional<QByteArray>(QByteArrayView)> function);
 
     // Column names of a table as the database reports them, cached per
     // connection; no rows are read.

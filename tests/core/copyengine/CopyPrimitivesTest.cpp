@@ -82,6 +82,7 @@ TEST(StepArgumentsTest, ProcessCallsAndVariableTokensTakeTheNewKeys)
         {u"Value=@[5|77]"_s, u"Value=@[ 8| 77]"_s},
         {u"Text=@UserName[5|12];Clear=1"_s, u"Text=@UserName[ 8| 40];Clear=1"_s},
         {u"A=@[5|12] B=@x[6|13]"_s, u"A=@[ 8| 40] B=@x[ 8| 41]"_s},
+        {u"Größe=@Maß[5|12] für «x»"_s, u"Größe=@Maß[ 8| 40] für «x»"_s},
         // An unterminated token ends the scan; what came before is rewritten.
         {u"Value=@[5|12"_s, std::nullopt},
         {u"Value=@[5 12]"_s, std::nullopt},
@@ -93,9 +94,12 @@ TEST(StepArgumentsTest, ProcessCallsAndVariableTokensTakeTheNewKeys)
     const auto lookup = [](const KeyMap& map) { return [&map](qint32 key) { return map.Lookup(key, map.Length()); }; };
     batch(processes, {{17, 230}, {18, 231}});
     batch(variables, {{12, 40}, {13, 41}});
-    for (const auto& [text, expected] : cases)
-        EXPECT_EQ(FixUpStepArguments(text, 8, lookup(processes), lookup(variables)), expected) << text.toStdString();
-    EXPECT_THROW(FixUpStepArguments(u"ProcessKey=99999999999"_s, 8, lookup(processes), lookup(variables)), DbError);
+    for (const auto& [text, expected] : cases) {
+        const std::optional<QByteArray> fixed = FixUpStepArguments(text.toUtf8(), 8, lookup(processes), lookup(variables));
+        EXPECT_EQ(fixed.has_value(), expected.has_value()) << text.toStdString();
+        EXPECT_EQ(QString::fromUtf8(fixed.value_or(QByteArray())), expected.value_or(QString())) << text.toStdString();
+    }
+    EXPECT_THROW(FixUpStepArguments("ProcessKey=99999999999", 8, lookup(processes), lookup(variables)), DbError);
 }
 
 class CopyPrimitivesTest : public CopyEngineTest {
@@ -441,7 +445,8 @@ TEST_P(CopyPrimitivesTest, StepFixUpFollowsTheRulesToTheLetterInTheDestinationVe
         steps.emplace_back(step(text), text);
     ASSERT_TRUE(backup->FixUpSteps(copied.version, conn)) << shown();
     for (const auto& [key, text] : steps) {
-        const QString expected = FixUpStepArguments(text, copied.version, mapped(u"process"_s), mapped(u"variable"_s)).value_or(text);
+        const QByteArray utf8 = text.toUtf8();
+        const QString expected = QString::fromUtf8(FixUpStepArguments(utf8, copied.version, mapped(u"process"_s), mapped(u"variable"_s)).value_or(utf8));
         EXPECT_EQ(value(u"tStep"_s, key, u"sStepArguments"_s).toString(), expected) << text.toStdString();
     }
     EXPECT_EQ(Rows(conn, u"SELECT sStepArguments FROM tStep WHERE iStepKey IN (%1, %2) ORDER BY iStepKey"_s.arg(copied[u"Copied/w/1"_s]).arg(untouched)),

@@ -41,7 +41,7 @@ int waitForLock(void* data, int attempt)
 int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
 constexpr int kInterruptCheckInstructions = 10000;
 
-using TextFunction = std::function<QString(const QString&)>;
+using TextFunction = std::function<std::optional<QByteArray>(QByteArrayView)>;
 
 void callTextFunction(sqlite3_context* context, int, sqlite3_value** arguments)
 {
@@ -52,9 +52,12 @@ void callTextFunction(sqlite3_context* context, int, sqlite3_value** arguments)
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(arguments[0]));
     const int bytes = sqlite3_value_bytes(arguments[0]);
     try {
-        const QByteArray result =
-            (*static_cast<TextFunction*>(sqlite3_user_data(context)))(QString::fromUtf8(text, bytes)).toUtf8();
-        sqlite3_result_text(context, result.constData(), int(result.size()), SQLITE_TRANSIENT);
+        const std::optional<QByteArray> result =
+            (*static_cast<TextFunction*>(sqlite3_user_data(context)))(QByteArrayView(text, bytes));
+        if (!result)
+            sqlite3_result_value(context, arguments[0]);
+        else
+            sqlite3_result_text(context, result->constData(), int(result->size()), SQLITE_TRANSIENT);
     } catch (const DbError& e) {
         const QByteArray message = e.description().toUtf8();
         sqlite3_result_error(context, message.constData(), int(message.size()));
@@ -65,7 +68,7 @@ void deleteTextFunction(void* function) { delete static_cast<TextFunction*>(func
 
 } // namespace
 
-void DefineTextFunction(sqlite3* handle, const QString& name, std::function<QString(const QString&)> function)
+void DefineTextFunction(sqlite3* handle, const QString& name, std::function<std::optional<QByteArray>(QByteArrayView)> function)
 {
     const QByteArray utf8 = name.toUtf8();
     if (!function) {

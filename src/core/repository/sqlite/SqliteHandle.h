@@ -1,9 +1,12 @@
 #pragma once
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QElapsedTimer>
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 struct sqlite3;
 class QSqlDatabase;
@@ -35,9 +38,11 @@ struct LockWait {
 void InstallHandlers(sqlite3* handle, LockWait& wait);
 
 // Makes `function` the SQL function `name` of one text argument on the
-// handle (null for a null argument); a DbError it throws fails the
-// statement with its description. An empty function removes it.
-void DefineTextFunction(sqlite3* handle, const QString& name, std::function<QString(const QString&)> function);
+// handle, in UTF-8 (null for a null argument, the argument itself where the
+// function answers nullopt); a DbError it throws fails the statement with
+// its description. An empty function removes it.
+void DefineTextFunction(sqlite3* handle, const QString& name,
+                        std::function<std::optional<QByteArray>(QByteArrayView)> function);
 
 // Sets the page cache; only a hint.
 void SetPageCache(sqlite3* handle, int kibibytes);
