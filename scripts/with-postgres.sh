@@ -10,7 +10,8 @@
 # command's status.
 #
 # As root the server runs as the postgres user (initdb refuses root); as any
-# other user it runs as that user.
+# other user it runs as that user. DORVANE_PG_OPTIONS adds server options
+# ("-c log_min_duration_statement=20", say) to the ones given here.
 set -euo pipefail
 
 if [ $# -lt 1 ]; then
@@ -74,7 +75,7 @@ for _ in 1 2 3 4 5 6 7 8 9 10; do
     candidate=$((20000 + RANDOM % 40000))
     port_in_use "$candidate" && continue
     if as_server "$PGBIN/pg_ctl" -D "$pgdir/data" -l "$pgdir/server.log" -w -t 30 \
-            -o "-c listen_addresses=127.0.0.1 -p $candidate -k $pgdir/sock -c fsync=off" \
+            -o "-c listen_addresses=127.0.0.1 -p $candidate -k $pgdir/sock -c fsync=off ${DORVANE_PG_OPTIONS:-}" \
             start >/dev/null 2>&1; then
         port=$candidate
         started=1
