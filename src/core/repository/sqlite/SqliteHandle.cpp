@@ -41,8 +41,6 @@ int waitForLock(void* data, int attempt)
 int stopWhenInterrupted(void*) { return InterruptionRequested() ? 1 : 0; }
 constexpr int kInterruptCheckInstructions = 10000;
 
-using TextFunction = std::function<std::optional<QByteArray>(QByteArrayView)>;
-
 void callTextFunction(sqlite3_context* context, int, sqlite3_value** arguments)
 {
     if (sqlite3_value_type(arguments[0]) == SQLITE_NULL) {
@@ -68,7 +66,7 @@ void deleteTextFunction(void* function) { delete static_cast<TextFunction*>(func
 
 } // namespace
 
-void DefineTextFunction(sqlite3* handle, const QString& name, std::function<std::optional<QByteArray>(QByteArrayView)> function)
+void DefineTextFunction(sqlite3* handle, const QString& name, TextFunction function)
 {
     const QByteArray utf8 = name.toUtf8();
     if (!function) {

@@ -37,12 +37,14 @@ struct LockWait {
 // interruption is requested. `wait` must outlive the handle.
 void InstallHandlers(sqlite3* handle, LockWait& wait);
 
-// Makes `function` the SQL function `name` of one text argument on the
-// handle, in UTF-8 (null for a null argument, the argument itself where the
-// function answers nullopt); a DbError it throws fails the statement with
-// its description. An empty function removes it.
-void DefineTextFunction(sqlite3* handle, const QString& name,
-                        std::function<std::optional<QByteArray>(QByteArrayView)> function);
+// An SQL function of one text argument, in UTF-8: nullopt hands the
+// argument back as it came.
+using TextFunction = std::function<std::optional<QByteArray>(QByteArrayView)>;
+
+// Makes `function` the SQL function `name` on the handle (null for a null
+// argument); a DbError it throws fails the statement with its description.
+// An empty function removes it.
+void DefineTextFunction(sqlite3* handle, const QString& name, TextFunction function);
 
 // Sets the page cache; only a hint.
 void SetPageCache(sqlite3* handle, int kibibytes);
