@@ -140,9 +140,25 @@ qint64 DatabaseCopy::CopyRows(const QString& table, const QString& key, const QS
     return count;
 }
 
+bool DatabaseCopy::indexedBy(const QString& table, const QString& column)
+{
+    // An index whose first column is `column`. Names are the schema's own.
+    return Scalar(QStringLiteral("SELECT COUNT(*) FROM pg_index i JOIN pg_attribute a ON a.attrelid = i.indrelid AND "
+                                 "a.attnum = i.indkey[0] WHERE i.indrelid = to_regclass('%1') AND a.attname = lower('%2')")
+                      .arg(table, column)) > 0;
+}
+
 void DatabaseCopy::CopyChildren(const Children& c)
 {
-    QString order = QStringLiteral("h.pos");
+    // On PostgreSQL the children are read parent by parent through the
+    // index of their parent column, so that the work follows the parents.
+    // Left to itself the planner hashes the parents and reads the whole
+    // table (a version's 143,000 steps out of 1M: 170 against 65 ms). The
+    // outer join to the map is planned apart, as a hash join. Without that
+    // index (a repository not yet upgraded) the planner's join stays.
+    const bool throughIndex = !isSqlite(m_db) && indexedBy(Source(c.table), c.parentColumn);
+    const QString parent = throughIndex ? QStringLiteral("s.dv_parent_") : QStringLiteral("h.");
+    QString order = parent + QStringLiteral("pos");
     if (!c.order.isEmpty())
         order += QStringLiteral(", s.") + c.order;
     order += QStringLiteral(", s.") + c.key;
@@ -152,7 +168,7 @@ void DatabaseCopy::CopyChildren(const Children& c)
     // AUTOINCREMENT hands them out in insertion order; on PostgreSQL a
     // sequence (or a file's highest key) is read after the rows are sorted.
     QStringList columns{c.parentColumn, c.mapped};
-    QStringList values{QStringLiteral("h.new"),
+    QStringList values{parent + QStringLiteral("new"),
                        QStringLiteral("COALESCE(m.new, %1)")
                            .arg(c.zeroWhenUnmapped ? QStringLiteral("0") : QStringLiteral("s.") + c.mapped)};
     if (!isSqlite(m_db)) {
@@ -165,12 +181,17 @@ void DatabaseCopy::CopyChildren(const Children& c)
     QStringList kept = Kept(c.kept);
     for (const auto& [column, expression] : c.computed)
         kept[c.kept.indexOf(column)] = expression;
-    CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 s JOIN %5 h ON h.old = s.%6 LEFT JOIN %7 m "
-                                "ON m.old = s.%8 %9 %10 ORDER BY %11")
-                     .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
-                          (values + kept).join(QStringLiteral(", ")), Source(c.table), c.parents, c.parentColumn,
-                          c.map, c.mapped, c.joins,
-                          c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere, order)));
+    const QString parentsWhere = c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere;
+    const QString children =
+        throughIndex ? QStringLiteral("(SELECT h.pos AS dv_parent_pos, h.new AS dv_parent_new, x.* FROM %1 h JOIN LATERAL "
+                                      "(SELECT * FROM %2 x WHERE x.%3 = h.old OFFSET 0) x ON true %4 OFFSET 0) s")
+                           .arg(c.parents, Source(c.table), c.parentColumn, parentsWhere)
+                     : QStringLiteral("%1 s JOIN %2 h ON h.old = s.%3").arg(Source(c.table), c.parents, c.parentColumn);
+    CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 LEFT JOIN %5 m ON m.old = s.%6 %7 %8 "
+                                                 "ORDER BY %9")
+                                      .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
+                                           (values + kept).join(QStringLiteral(", ")), children, c.map, c.mapped, c.joins,
+                                           throughIndex ? QString() : parentsWhere, order)));
 }
 
 QString DatabaseCopy::MapTable(const QString& name)

@@ -129,6 +129,8 @@ private:
     QString nextKey(const QString& table, const QString& key);
     // The batch's `rows`, once its statistics are brought up to date.
     qint64 counted(const QString& batch, qint64 rows);
+    // Whether PostgreSQL's `table` has an index led by `column`.
+    bool indexedBy(const QString& table, const QString& column);
 
     Connection& m_db;
     Side m_source;
