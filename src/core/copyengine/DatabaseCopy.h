@@ -55,6 +55,9 @@ public:
 
     // The batch table of `table`, for joins ("temp.dv_batch_tWindow").
     QString Batch(const QString& table) const;
+    // A FROM clause's body: the source rows of `table` (as s) whose
+    // `column` holds an old key of `batch` (as `alias`).
+    QString JoinedToBatch(const QString& table, const QString& column, const QString& batch, const QString& alias);
 
     // Chooses the rows of `table` that `from` names (a FROM clause's body
     // naming the source table as s, with any joins and a WHERE condition)
@@ -129,8 +132,12 @@ private:
     QString nextKey(const QString& table, const QString& key);
     // The batch's `rows`, once its statistics are brought up to date.
     qint64 counted(const QString& batch, qint64 rows);
-    // Whether PostgreSQL's `table` has an index led by `column`.
-    bool indexedBy(const QString& table, const QString& column);
+    // Whether the rows of `table` are read through the index that `column`
+    // leads (PostgreSQL, where the source table has one), and the join
+    // that reads them so or as the planner likes (JoinedToBatch).
+    bool readsThroughIndex(const QString& table, const QString& column);
+    QString joined(bool throughIndex, const QString& table, const QString& column, const QString& batch,
+                   const QString& alias) const;
 
     Connection& m_db;
     Side m_source;

@@ -397,9 +397,9 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersi
         const QString objects = map(copy, kObjectMap);
         inBlocks(db, count, [&](qint64 first, qint64 last) {
             const qint64 chosen = copy.Choose(object, kObjectKey,
-                                              QStringLiteral("%1 s JOIN %2 w ON s.iObjectWindowKey = w.old WHERE w.pos "
-                                                             "BETWEEN %3 AND %4")
-                                                  .arg(copy.Source(object), windowBatch)
+                                              QStringLiteral("%1 WHERE w.pos BETWEEN %2 AND %3")
+                                                  .arg(copy.JoinedToBatch(object, kObjectWindowKey, windowBatch,
+                                                                          QStringLiteral("w")))
                                                   .arg(first)
                                                   .arg(last),
                                               QStringLiteral("w.pos, s.iObjectKey"));
@@ -570,10 +570,10 @@ bool VersionBackup::CopyProcesses(qint32 sourceVersionKey, qint32 destinationVer
             stage = &kStepWindowsFailed;
             const qint64 chosen =
                 copy.Choose(stepWindow, kStepWindowKey,
-                            QStringLiteral("%2 s JOIN %1 p ON s.iStepWindowProcessKey = p.old WHERE %3 AND NOT "
-                                           "(COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT COUNT(*) FROM %2 c "
-                                           "WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
-                                .arg(processes, copy.Source(stepWindow), block),
+                            QStringLiteral("%1 WHERE %3 AND NOT (COALESCE(s.iStepWindowWindowKey, 0) = 0 AND (SELECT "
+                                           "COUNT(*) FROM %2 c WHERE c.iStepWindowProcessKey = s.iStepWindowProcessKey) = 1)")
+                                .arg(copy.JoinedToBatch(stepWindow, kStepWindowProcessKey, processes, QStringLiteral("p")),
+                                     copy.Source(stepWindow), block),
                             QStringLiteral("p.pos, s.iStepWindowSequenceNum, s.iStepWindowKey"));
             if (chosen > 0) {
                 copy.Insert(stepWindow, kStepWindowKey,
