@@ -85,12 +85,22 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             m_progress.SetRange(0, float(others.size()));
             m_progress.SetValue(0);
             m_progress.Refresh();
+            // The source version's step windows that the other versions'
+            // processes hold, by version, found in one pass over the source
+            // version's step windows (found for each version and statement,
+            // those passes took a third of the re-pointing at 10M rows).
+            copy.Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_visiting (version integer NOT NULL, "
+                                    "step_window integer NOT NULL)"));
+            const QString visitingTable = db.backend() == BackendKind::Sqlite ? QStringLiteral("temp.dv_visiting")
+                                                                              : QStringLiteral("dv_visiting");
+            db.Execute(QStringLiteral("DELETE FROM ") + visitingTable);
+            db.Execute(QStringLiteral("INSERT INTO %1 (version, step_window) SELECT p.iProcessVerKey, sw.iStepWindowKey "
+                                      "FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = sw.iStepWindowProcessKey "
+                                      "WHERE sw.iStepWindowVerKey = %2 AND p.iProcessVerKey IN (%3)")
+                           .arg(visitingTable, num(sourceVersionKey), otherVersions));
             for (std::size_t i = 0; i < others.size(); ++i) {
                 const QString visiting =
-                    QStringLiteral("SELECT sw.iStepWindowKey FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = "
-                                   "sw.iStepWindowProcessKey WHERE p.iProcessVerKey = %1 AND sw.iStepWindowVerKey = %2")
-                        .arg(others[i].first)
-                        .arg(sourceVersionKey);
+                    QStringLiteral("SELECT step_window FROM %1 WHERE version = %2").arg(visitingTable).arg(others[i].first);
                 // Only the steps whose object was copied change: the others
                 // are not written again.
                 // The steps through their step windows' index: the work
