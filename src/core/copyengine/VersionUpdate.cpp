@@ -87,8 +87,8 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             m_progress.Refresh();
             // The source version's step windows that the other versions'
             // processes hold, by version, found in one pass over the source
-            // version's step windows (found for each version and statement,
-            // those passes took a third of the re-pointing at 10M rows).
+            // version's step windows, not in one for each version and
+            // statement.
             copy.Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_visiting (version integer NOT NULL, "
                                     "step_window integer NOT NULL)"));
             const QString visitingTable = db.backend() == BackendKind::Sqlite ? QStringLiteral("temp.dv_visiting")
