@@ -202,11 +202,11 @@ void DatabaseCopy::CopyChildren(const Children& c)
     for (const auto& [column, expression] : c.computed)
         kept[c.kept.indexOf(column)] = expression;
     const QString parentsWhere = c.parentsWhere.isEmpty() ? QString() : QStringLiteral("WHERE ") + c.parentsWhere;
+    const QString joinedToParents = joined(throughIndex, c.table, c.parentColumn, c.parents, QStringLiteral("h"));
     const QString children = throughIndex ? QStringLiteral("(SELECT h.pos AS dv_parent_pos, h.new AS dv_parent_new, s.* FROM "
                                                            "%1 %2 OFFSET 0) s")
-                                                .arg(joined(true, c.table, c.parentColumn, c.parents, QStringLiteral("h")),
-                                                     parentsWhere)
-                                          : joined(false, c.table, c.parentColumn, c.parents, QStringLiteral("h"));
+                                                .arg(joinedToParents, parentsWhere)
+                                          : joinedToParents;
     CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2) SELECT %3 FROM %4 LEFT JOIN %5 m ON m.old = s.%6 %7 %8 "
                                                  "ORDER BY %9")
                                       .arg(Destination(c.table), (columns + c.kept).join(QStringLiteral(", ")),
@@ -214,13 +214,18 @@ void DatabaseCopy::CopyChildren(const Children& c)
                                            throughIndex ? QString() : parentsWhere, order)));
 }
 
-QString DatabaseCopy::MapTable(const QString& name)
+QString DatabaseCopy::TemporaryTable(const QString& name, const QString& columns)
 {
     // Made again after a rollback, which takes a temporary table made in
     // its transaction with it on PostgreSQL.
-    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_map_%1 (old integer PRIMARY KEY, new integer NOT NULL)")
-            .arg(name));
-    return (isSqlite(m_db) ? QStringLiteral("temp.dv_map_") : QStringLiteral("dv_map_")) + name;
+    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS %1 (%2)").arg(name, columns));
+    // PostgreSQL finds temporary tables first by the unqualified name.
+    return (isSqlite(m_db) ? QStringLiteral("temp.") : QString()) + name;
+}
+
+QString DatabaseCopy::MapTable(const QString& name)
+{
+    return TemporaryTable(QStringLiteral("dv_map_") + name, QStringLiteral("old integer PRIMARY KEY, new integer NOT NULL"));
 }
 
 void DatabaseCopy::ClearMap(const QString& name) { m_db.Execute(QStringLiteral("DELETE FROM ") + MapTable(name)); }

@@ -100,6 +100,10 @@ public:
     };
     void CopyChildren(const Children& children);
 
+    // A temporary table `name` of the connection with `columns` (an SQL
+    // column list), made where missing; returns its name for SQL text.
+    QString TemporaryTable(const QString& name, const QString& columns);
+
     // The key map `name`: a temporary table (old key, new key) of the
     // connection ("temp.dv_map_window"), made where missing. A lookup joins
     // it on old.

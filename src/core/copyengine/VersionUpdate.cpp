@@ -89,10 +89,8 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             // processes hold, by version, found in one pass over the source
             // version's step windows, not in one for each version and
             // statement.
-            copy.Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_visiting (version integer NOT NULL, "
-                                    "step_window integer NOT NULL)"));
-            const QString visitingTable = db.backend() == BackendKind::Sqlite ? QStringLiteral("temp.dv_visiting")
-                                                                              : QStringLiteral("dv_visiting");
+            const QString visitingTable = copy.TemporaryTable(
+                QStringLiteral("dv_visiting"), QStringLiteral("version integer NOT NULL, step_window integer NOT NULL"));
             db.Execute(QStringLiteral("DELETE FROM ") + visitingTable);
             db.Execute(QStringLiteral("INSERT INTO %1 (version, step_window) SELECT p.iProcessVerKey, sw.iStepWindowKey "
                                       "FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = sw.iStepWindowProcessKey "
