@@ -334,9 +334,10 @@ void VersionBackup::finishProgress(qint32 rows)
 
 void VersionBackup::inBlocks(Connection& db, qint64 count, const std::function<void(qint64, qint64)>& block)
 {
-    // On PostgreSQL a block's join to the source table is planned as a
-    // hash join that reads the whole table, block after block: there the
-    // rows go in one statement per table.
+    // On PostgreSQL the rows go in one statement per table: there each
+    // block's children would hash the whole key map again, and rewrite
+    // again the step texts the block before had rewritten (at 1M rows an
+    // update took 1.88 against 1.50 s in blocks).
     if (db.backend() != BackendKind::Sqlite) {
         if (count > 0)
             block(1, count);
