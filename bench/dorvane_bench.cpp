@@ -255,9 +255,9 @@ struct Timed {
 
 // Run before each timed operation, so that no operation pays for what the
 // one before it left. The system writes out the files' dirty pages: at 10M
-// rows a copy leaves gigabytes of them, and the next operation's commit
-// waited behind their writing (at 10M rows an SQLite update took 7.9-8.0 s
-// after the set-based copy, 7.25 s with its pages written out first). On a
+// rows a copy leaves gigabytes of them, and the next operation ran while
+// they were written out (at 10M rows an SQLite update took 7.9-8.0 s after
+// the set-based copy, 7.25 s with its pages written out first). On a
 // server, also a vacuum and a checkpoint: autovacuum visiting the tables an
 // operation filled, or writing out its dirty pages (a checkpoint the WAL
 // forces, or an autovacuum, falls in one operation in one run and in another
