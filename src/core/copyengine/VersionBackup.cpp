@@ -397,13 +397,12 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersi
         const QString windowBatch = copy.Batch(window);
         const QString objects = map(copy, kObjectMap);
         inBlocks(db, count, [&](qint64 first, qint64 last) {
-            const qint64 chosen = copy.Choose(object, kObjectKey,
-                                              QStringLiteral("%1 WHERE w.pos BETWEEN %2 AND %3")
-                                                  .arg(copy.JoinedToBatch(object, kObjectWindowKey, windowBatch,
-                                                                          QStringLiteral("w")))
-                                                  .arg(first)
-                                                  .arg(last),
-                                              QStringLiteral("w.pos, s.iObjectKey"));
+            const QString block = QStringLiteral("w.pos BETWEEN %1 AND %2").arg(first).arg(last);
+            const qint64 chosen = copy.Choose(
+                object, kObjectKey,
+                QStringLiteral("%1 WHERE %2")
+                    .arg(copy.JoinedToBatch(object, kObjectWindowKey, windowBatch, QStringLiteral("w")), block),
+                QStringLiteral("w.pos, s.iObjectKey"));
             if (chosen == 0)
                 return;
             // The block's windows alone: SQLite indexes the windows it joins
@@ -412,10 +411,7 @@ bool VersionBackup::CopyWindows(qint32 sourceVersionKey, qint32 destinationVersi
             // below likewise; at 10M rows 0.2 s of an update).
             copy.Insert(object, kObjectKey, QStringList{kObjectWindowKey, kObjectVersionKey} + kObjectColumns,
                         QStringList{QStringLiteral("w.new"), num(destinationVersionKey)} + DatabaseCopy::Kept(kObjectColumns),
-                        QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey AND w.pos BETWEEN %2 AND %3")
-                            .arg(windowBatch)
-                            .arg(first)
-                            .arg(last));
+                        QStringLiteral("JOIN %1 w ON w.old = s.iObjectWindowKey AND %2").arg(windowBatch, block));
             copy.Remember(objects, object);
         });
         return true;

@@ -88,9 +88,11 @@ bool VersionBackup::UpdateVersion(qint32 sourceVersionKey, qint32 destinationVer
             // The source version's step windows that the other versions'
             // processes hold, by version, found in one pass over the source
             // version's step windows, not in one for each version and
-            // statement.
-            const QString visitingTable = copy.TemporaryTable(
-                QStringLiteral("dv_visiting"), QStringLiteral("version integer NOT NULL, step_window integer NOT NULL"));
+            // statement; each version's are found by the key, not by reading
+            // every version's.
+            const QString visitingTable =
+                copy.TemporaryTable(QStringLiteral("dv_visiting"),
+                                    QStringLiteral("version integer, step_window integer, PRIMARY KEY (version, step_window)"));
             db.Execute(QStringLiteral("DELETE FROM ") + visitingTable);
             db.Execute(QStringLiteral("INSERT INTO %1 (version, step_window) SELECT p.iProcessVerKey, sw.iStepWindowKey "
                                       "FROM tStepWindow sw JOIN tProcess p ON p.iProcessKey = sw.iStepWindowProcessKey "
