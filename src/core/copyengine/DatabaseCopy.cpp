@@ -70,7 +70,8 @@ void DatabaseCopy::prepareBatch(const QString& table)
     // of the positions only costs (a batch of 48,000 objects took 100 ms
     // to write with it, 60 ms without).
     const QString batch = Batch(table);
-    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 (pos integer %2, old integer NOT NULL, new integer NOT NULL)")
+    Run(QStringLiteral("CREATE TEMP TABLE IF NOT EXISTS dv_batch_%1 (pos integer %2, old integer NOT NULL, new integer NOT NULL, "
+                       "parent integer)")
             .arg(table, isSqlite(m_db) ? QStringLiteral("PRIMARY KEY") : QStringLiteral("NOT NULL")));
     m_db.Execute(QStringLiteral("DELETE FROM ") + batch);
 }
@@ -95,10 +96,12 @@ QString DatabaseCopy::nextKey(const QString& table, const QString& key)
     return QStringLiteral("nextval('%1'::regclass)").arg(sequence.replace(QLatin1Char('\''), QStringLiteral("''")));
 }
 
-qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order)
+qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QString& from, const QString& order,
+                            const QString& parent)
 {
     prepareBatch(table);
     const QString batch = Batch(table);
+    const QString parentValue = parent.isEmpty() ? QStringLiteral("NULL") : parent;
     if (isSqlite(m_db) || m_destination == Side::File) {
         // The highest key ever handed out: AUTOINCREMENT goes on from there.
         const QString destination = Destination(table);
@@ -106,26 +109,35 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
         if (isSqlite(m_db))
             highest += QStringLiteral(" UNION ALL SELECT seq FROM %1sqlite_sequence WHERE name = '%2' COLLATE NOCASE")
                            .arg(destination.section(QLatin1Char('.'), 0, 0) + QLatin1Char('.'), table);
-        return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, "
-                                                          "COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER (ORDER BY %3) "
-                                                          "FROM %5 ORDER BY %3")
-                                               .arg(batch, key, order, highest, from)));
+        return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new, parent) SELECT ROW_NUMBER() OVER (ORDER BY %3), "
+                                                          "s.%2, COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER "
+                                                          "(ORDER BY %3), %6 FROM %5 ORDER BY %3")
+                                               .arg(batch, key, order, highest, from, parentValue)));
     }
     // The sequence is read after the rows are sorted (a volatile function
     // of the select list is evaluated after ORDER BY), so that keys ascend
     // with the position.
-    return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new) SELECT ROW_NUMBER() OVER (ORDER BY %3), s.%2, %5 "
-                                                      "FROM %4 ORDER BY %3")
-                                           .arg(batch, key, order, from, nextKey(table, key))));
+    return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new, parent) SELECT ROW_NUMBER() OVER (ORDER BY %3), "
+                                                      "s.%2, %5, %6 FROM %4 ORDER BY %3")
+                                           .arg(batch, key, order, from, nextKey(table, key), parentValue)));
 }
 
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
                      const QString& joins)
 {
+    // With nothing else joined, the batch is read in position order and
+    // each source row fetched in that order through the key's index, so
+    // that the rows need no sort afterwards: sorted whole, a version's
+    // objects outgrew the session's sort memory at 10M rows and went
+    // through temporary files.
+    const bool throughIndex = readsThroughIndex(table, key);
+    const QString batch = throughIndex && joins.isEmpty()
+                              ? QStringLiteral("(SELECT * FROM %1 ORDER BY pos OFFSET 0)").arg(Batch(table))
+                              : Batch(table);
+    const QString from = joined(throughIndex, table, key, batch, QStringLiteral("b"));
     CountWrittenRows(m_db.Execute(QStringLiteral("INSERT INTO %1 (%2, %3) SELECT b.new, %4 FROM %5 %6 ORDER BY b.pos")
                                       .arg(Destination(table), key, columns.join(QStringLiteral(", ")),
-                                           values.join(QStringLiteral(", ")), JoinedToBatch(table, key, Batch(table), QStringLiteral("b")),
-                                           joins)));
+                                           values.join(QStringLiteral(", ")), from, joins)));
 }
 
 qint64 DatabaseCopy::CopyRows(const QString& table, const QString& key, const QString& where, const QStringList& columns,

@@ -62,8 +62,11 @@ public:
     // Chooses the rows of `table` that `from` names (a FROM clause's body
     // naming the source table as s, with any joins and a WHERE condition)
     // into the table's batch, in `order`, each with a new key in the
-    // destination. Returns how many.
-    qint64 Choose(const QString& table, const QString& key, const QString& from, const QString& order);
+    // destination and, where given, the value of `parent` (an expression
+    // over `from`: the new key of the row's parent) as b.parent. Returns
+    // how many.
+    qint64 Choose(const QString& table, const QString& key, const QString& from, const QString& order,
+                  const QString& parent = QString());
 
     // Writes a copy of every row of the table's batch, in position order:
     // its own key the new key, each of `columns` the matching expression of
