@@ -101,7 +101,7 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
 {
     prepareBatch(table);
     const QString batch = Batch(table);
-    const QString parentValue = parent.isEmpty() ? QStringLiteral("NULL") : parent;
+    QString newKey;
     if (isSqlite(m_db) || m_destination == Side::File) {
         // The highest key ever handed out: AUTOINCREMENT goes on from there.
         const QString destination = Destination(table);
@@ -109,17 +109,17 @@ qint64 DatabaseCopy::Choose(const QString& table, const QString& key, const QStr
         if (isSqlite(m_db))
             highest += QStringLiteral(" UNION ALL SELECT seq FROM %1sqlite_sequence WHERE name = '%2' COLLATE NOCASE")
                            .arg(destination.section(QLatin1Char('.'), 0, 0) + QLatin1Char('.'), table);
-        return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new, parent) SELECT ROW_NUMBER() OVER (ORDER BY %3), "
-                                                          "s.%2, COALESCE((SELECT MAX(k) FROM (%4) h), 0) + ROW_NUMBER() OVER "
-                                                          "(ORDER BY %3), %6 FROM %5 ORDER BY %3")
-                                               .arg(batch, key, order, highest, from, parentValue)));
+        newKey = QStringLiteral("COALESCE((SELECT MAX(k) FROM (%1) h), 0) + ROW_NUMBER() OVER (ORDER BY %2)").arg(highest, order);
+    } else {
+        // The sequence is read after the rows are sorted (a volatile
+        // function of the select list is evaluated after ORDER BY), so that
+        // keys ascend with the position.
+        newKey = nextKey(table, key);
     }
-    // The sequence is read after the rows are sorted (a volatile function
-    // of the select list is evaluated after ORDER BY), so that keys ascend
-    // with the position.
     return counted(batch, m_db.Execute(QStringLiteral("INSERT INTO %1 (pos, old, new, parent) SELECT ROW_NUMBER() OVER (ORDER BY %3), "
-                                                      "s.%2, %5, %6 FROM %4 ORDER BY %3")
-                                           .arg(batch, key, order, from, nextKey(table, key), parentValue)));
+                                                      "s.%2, %4, %5 FROM %6 ORDER BY %3")
+                                           .arg(batch, key, order, newKey,
+                                                parent.isEmpty() ? QStringLiteral("NULL") : parent, from)));
 }
 
 void DatabaseCopy::Insert(const QString& table, const QString& key, const QStringList& columns, const QStringList& values,
